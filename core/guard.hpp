@@ -1,0 +1,62 @@
+// Internal: the barrier that keeps C++ exceptions inside exported functions, and small
+// helpers for writing reports. Header-only; used by every subsystem.
+#pragma once
+
+#include <exception>
+#include <new>
+#include <string>
+
+#include <orvik/oerr.h>
+
+namespace orvik::core {
+
+// Report number used when an unexpected C++ exception reaches an exported function.
+constexpr long kUnexpectedExceptionNumber = 9999;
+
+// Stores a new error record (kind 2) in *err, taking over `previous`. `err` may be null, in
+// which case the chain is dropped. Format arguments follow the library's wide convention.
+template <class... Args>
+inline void SetError(Oerr_ErrorReport **err, const wchar_t *function, long number,
+                     Oerr_ErrorReport *previous, const wchar_t *format, Args... args) {
+    Oerr_ErrorReport *r =
+        oerr_CreateErrorReport(function, number, OERR_KIND_ERROR, previous, format, args...);
+    if (err) {
+        *err = r;
+    } else {
+        oerr_DeleteErrorReportEx(&r);
+    }
+}
+
+inline void SetOutOfMemory(Oerr_ErrorReport **err, const wchar_t *function,
+                           Oerr_ErrorReport *previous = nullptr) {
+    SetError(err, function, OERR_NUMBER_OUT_OF_MEMORY, previous, L"Out of memory");
+}
+
+// Runs `body` and converts any escaping exception into a report on `err` (taking over
+// whatever *err already held) and the failure value. std::bad_alloc becomes number 5.
+template <class R, class F>
+R Guarded(Oerr_ErrorReport **err, const wchar_t *function, R failure, F &&body) noexcept {
+    try {
+        return body();
+    } catch (const std::bad_alloc &) {
+        SetOutOfMemory(err, function, err ? *err : nullptr);
+    } catch (const std::exception &e) {
+        SetError(err, function, kUnexpectedExceptionNumber, err ? *err : nullptr,
+                 L"Unexpected exception: %S", e.what());
+    } catch (...) {
+        SetError(err, function, kUnexpectedExceptionNumber, err ? *err : nullptr,
+                 L"Unexpected exception");
+    }
+    return failure;
+}
+
+// As Guarded, for functions without a result.
+template <class F>
+void GuardedVoid(Oerr_ErrorReport **err, const wchar_t *function, F &&body) noexcept {
+    Guarded<int>(err, function, 0, [&] {
+        body();
+        return 0;
+    });
+}
+
+} // namespace orvik::core

@@ -1,0 +1,23 @@
+// Internal test seam: make a chosen heap allocation fail. Off by default; not exported.
+// Used by tests to sweep every allocation of an operation (fail the 1st, the 2nd, ...).
+#pragma once
+
+namespace orvik::core::testing {
+
+// From now on, the n-th allocation (1-based; omsc_HeapMalloc and growing omsc_HeapRealloc)
+// fails. With `sticky`, every allocation after it fails as well. n < 1 switches the seam off.
+void FailNthAllocation(long n, bool sticky = false);
+void ClearAllocationFailure();
+// Allocations counted since the last FailNthAllocation / ClearAllocationFailure.
+long AllocationsCounted();
+
+// RAII form for tests.
+class ScopedAllocationFailure {
+  public:
+    explicit ScopedAllocationFailure(long n, bool sticky = false) { FailNthAllocation(n, sticky); }
+    ~ScopedAllocationFailure() { ClearAllocationFailure(); }
+    ScopedAllocationFailure(const ScopedAllocationFailure &) = delete;
+    ScopedAllocationFailure &operator=(const ScopedAllocationFailure &) = delete;
+};
+
+} // namespace orvik::core::testing

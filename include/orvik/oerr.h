@@ -1,0 +1,214 @@
+/*
+ * oerr.h - error reports: the chain of records through which every fallible function of
+ * the library reports failure, its printing, the message log, the alternative error
+ * function and the error-handler list; in C++ also OerrException and OerrDispatcher.
+ *
+ * Calling convention: the last parameter of a fallible function is Oerr_ErrorReport **err.
+ * The function sets *err to null on entry; on failure it stores one new record whose
+ * `next` is the callee's chain (taken over) and returns its failure value.
+ */
+#ifndef ORVIK_OERR_H
+#define ORVIK_OERR_H
+
+#include <stdarg.h>
+#include <stdint.h>
+#include <wchar.h>
+
+#include <orvik/omsc.h>
+
+ORVIK_BEGIN_DECLS
+
+/* One record of a chain; `next` leads towards the first cause. All texts are heap-owned. */
+typedef struct _Oerr_ErrorReportU {
+    struct _Oerr_ErrorReportU *next;
+    wchar_t *function;
+    int32_t number;
+    int32_t kind; /* 1 warning, 2 error, 0 or -1 plain message without header */
+    wchar_t *message;
+} Oerr_ErrorReport;
+
+/* The narrow twin, for clients built with narrow strings. */
+typedef struct _Oerr_ErrorReportA {
+    struct _Oerr_ErrorReportA *next;
+    char *function;
+    int32_t number;
+    int32_t kind;
+    char *message;
+} Oerr_ErrorReportA;
+
+/* Any value other than OERR_REPORT_FULL prints the brief form. */
+typedef enum Oerr_ErrorReportingMode_ {
+    OERR_REPORT_FULL = 0,
+    OERR_REPORT_BRIEF = 1,
+    OERR_REPORT_MODE_FORCE_32_BITS = 0x7fffffff
+} Oerr_ErrorReportingMode;
+
+enum {
+    OERR_KIND_PLAIN = 0,
+    OERR_KIND_WARNING = 1,
+    OERR_KIND_ERROR = 2
+};
+
+/* Conventional numbers shared across the library. */
+enum {
+    OERR_NUMBER_OUT_OF_MEMORY = 5,
+    OERR_NUMBER_DIVIDED_BY_ZERO = 6
+};
+
+typedef void (*Oerr_AltErrorFunction)(void *clientData, Oerr_ErrorReport *report,
+                                      Oerr_ErrorReportingMode mode, Oerr_ErrorReport **outReport);
+
+typedef void (*Oerr_ErrorHandlerFunction)(int32_t argument, void *clientData);
+
+/* One registered handler; the record pointer is the client's handle. */
+typedef struct _Oerr_ErrorHandler {
+    Oerr_ErrorHandlerFunction handler;
+    int32_t threadSafe;
+    void *clientData;
+    struct _Oerr_ErrorHandler *next;
+    struct _Oerr_ErrorHandler *previous;
+} Oerr_ErrorHandler;
+
+ORVIK_API Oerr_ErrorReport **oerr_Init(Oerr_ErrorReport **err);
+
+/* Returns the new head record, or null when the heap is exhausted (the previous chain is
+ * then freed, so nothing leaks and the failure goes unreported). `format` may be null. */
+ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReport(const wchar_t *function, long number, long kind,
+                                                   Oerr_ErrorReport *previous,
+                                                   const wchar_t *format, ...);
+ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, long number, long kind,
+                                                    Oerr_ErrorReport *previous,
+                                                    const wchar_t *format, va_list args);
+ORVIK_API void oerr_DeleteErrorReportEx(Oerr_ErrorReport **report);
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report);
+
+/* Narrow chains: conversion both ways (null on a failed allocation or conversion) and
+ * release. */
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportA2U(const Oerr_ErrorReportA *report);
+ORVIK_API Oerr_ErrorReportA *oerr_ErrorReportU2A(const Oerr_ErrorReport *report);
+ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report);
+
+ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode);
+ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode);
+ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...);
+
+ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData);
+ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData);
+
+ORVIK_API Oerr_ErrorHandler *oerr_ErrorHandlerRegister(Oerr_ErrorHandlerFunction handler,
+                                                       void *clientData);
+ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle);
+ORVIK_API void oerr_ErrorOccurred(int32_t argument);
+
+ORVIK_END_DECLS
+
+#ifdef __cplusplus
+#include <string>
+
+#include <boost/shared_ptr.hpp>
+#include <boost/signals2/signal.hpp>
+
+#include <orvik/orviklog.h>
+
+/* A non-owning carrier of a chain, the argument of report listeners. */
+class ORVIK_API OerrErrorReport {
+  public:
+    explicit OerrErrorReport(Oerr_ErrorReport *report) : m_report(report) {}
+    OerrErrorReport(const OerrErrorReport &other) = default;
+    OerrErrorReport &operator=(const OerrErrorReport &other) = default;
+    Oerr_ErrorReport *Get() const { return m_report; }
+
+  private:
+    Oerr_ErrorReport *m_report;
+};
+
+/* The process-wide fan-out point for printed reports and messages. */
+class ORVIK_API OerrDispatcher {
+  public:
+    typedef boost::signals2::signal<void(const OerrErrorReport &, Oerr_ErrorReportingMode)>
+        ReportSignal;
+    typedef boost::signals2::signal<void(const wchar_t *, char *)> MessageSignal;
+
+    /* Holds a connection; dropping the handle leaves the listener connected. */
+    class ConnectionImpl {
+      public:
+        explicit ConnectionImpl(const boost::signals2::connection &c) : connection(c) {}
+        boost::signals2::connection connection;
+    };
+    typedef boost::shared_ptr<ConnectionImpl> Connection;
+
+    static OerrDispatcher &Instance();
+
+    OerrDispatcher(const OerrDispatcher &other);
+    OerrDispatcher &operator=(const OerrDispatcher &other);
+
+    Connection Connect(const ReportSignal::slot_type &listener);
+    Connection Connect(const MessageSignal::slot_type &listener);
+    void Dispatch(const OerrErrorReport &report, Oerr_ErrorReportingMode mode);
+    void Dispatch(wchar_t *message, char *context);
+
+  private:
+    OerrDispatcher();
+    boost::shared_ptr<ReportSignal> m_reportSignal;
+    boost::shared_ptr<MessageSignal> m_messageSignal;
+};
+
+/*
+ * Owns at most one report chain. Passed where a function expects Oerr_ErrorReport **, and
+ * turns a present report into a thrown exception (Check, Throw) or a logged one (Log).
+ * Destroying an object that still holds a chain logs it first.
+ */
+class ORVIK_API OerrException : public virtual OrvikLog::UnthrownException {
+  public:
+    OerrException();
+    explicit OerrException(const char *function);
+    OerrException(const char *function, const char *file);
+    OerrException(const char *function, const char *file, Oerr_ErrorReport *report);
+    OerrException(const OerrException &other);
+    virtual ~OerrException();
+
+    virtual void Check(long code, bool throwIt);
+    virtual void Log();
+    virtual void Throw();
+    virtual void Throw(long code, unsigned int resourceId);
+    virtual OerrException &operator=(const OerrException &other);
+    virtual operator Oerr_ErrorReport **();
+    virtual operator Oerr_ErrorReport *();
+    virtual operator bool();
+    virtual bool operator!();
+    virtual Oerr_ErrorReport *Release();
+    virtual void Absorb(Oerr_ErrorReport **report);
+    virtual void Absorb(Oerr_ErrorReportA **report);
+
+    void Check(long code) override;
+    void Clear() override;
+    void Log(long code) override;
+    void Log(long code, const char *message) override;
+    void Log(long code, OrvikLog::Exception &cause) override;
+    void Throw(long code, const char *message) override;
+    const char *get_What() override;
+
+    void Assign(Oerr_ErrorReport **report);
+    void Assign(Oerr_ErrorReportA **report);
+
+  private:
+    friend class OerrExceptionASCII;
+    Oerr_ErrorReportA *m_reportA;
+    Oerr_ErrorReport *m_report;
+    std::string m_what;
+};
+
+/* Lends an exception's narrow slot to a function that reports with narrow chains; on
+ * destruction the narrow chain is absorbed into the exception. */
+class ORVIK_API OerrExceptionASCII {
+  public:
+    explicit OerrExceptionASCII(OerrException &exception) : m_exception(exception) {}
+    virtual ~OerrExceptionASCII();
+    operator Oerr_ErrorReportA **() { return &m_exception.m_reportA; }
+
+  private:
+    OerrException &m_exception;
+};
+#endif
+
+#endif /* ORVIK_OERR_H */

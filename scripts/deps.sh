@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Installs the build and test dependencies on Debian 12 (needs root or sudo).
+set -euo pipefail
+pkgs=(g++ cmake make libgtest-dev libgmock-dev libbenchmark-dev libboost-dev clang libclang-rt-14-dev)
+missing=()
+for p in "${pkgs[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    SUDO=""
+    [ "$(id -u)" -eq 0 ] || SUDO="sudo"
+    export DEBIAN_FRONTEND=noninteractive
+    $SUDO apt-get update -qq
+    $SUDO apt-get install -y -qq "${missing[@]}"
+fi

@@ -1,0 +1,20 @@
+// Internal: the library's wide formatter (see ostr.h for the conversion convention).
+#pragma once
+
+#include <cstdarg>
+#include <string>
+
+namespace orvik::text {
+
+// Appends the formatted text to `out`. Consumes `args` (pass a va_copy to reuse it).
+void AppendFormatV(std::wstring &out, const wchar_t *format, va_list args);
+
+inline std::wstring FormatV(const wchar_t *format, va_list args) {
+    std::wstring out;
+    AppendFormatV(out, format, args);
+    return out;
+}
+
+std::wstring Format(const wchar_t *format, ...);
+
+} // namespace orvik::text
