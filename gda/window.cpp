@@ -1,0 +1,43 @@
+// Window records: four 32-bit values (first row, first column, rows, columns).
+#include <orvik/ogda.h>
+
+#include "core/guard.hpp"
+
+using orvik::core::SetError;
+
+extern "C" {
+
+ORVIK_API Ogda_Window *ogda_WindowCreate(int32_t rOffset, int32_t cOffset, int32_t nRows,
+                                         int32_t nColumns, Oerr_ErrorReport **err) {
+    if (err) *err = nullptr;
+    auto *w = static_cast<Ogda_Window *>(omsc_HeapMalloc(sizeof(Ogda_Window)));
+    if (!w) {
+        SetError(err, L"ogda_WindowCreate", OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+        return nullptr;
+    }
+    *w = Ogda_Window{rOffset, cOffset, nRows, nColumns};
+    return w;
+}
+
+ORVIK_API Ogda_Window *ogda_WindowCopy(const Ogda_Window *src, Ogda_Window *dst,
+                                       Oerr_ErrorReport **err) {
+    static const wchar_t *const fn = L"ogda_WindowCopy";
+    if (err) *err = nullptr;
+    if (!src) {
+        SetError(err, fn, 1, nullptr, L"Null source window");
+        return nullptr;
+    }
+    if (!dst) {
+        dst = static_cast<Ogda_Window *>(omsc_HeapMalloc(sizeof(Ogda_Window)));
+        if (!dst) {
+            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+            return nullptr;
+        }
+    }
+    *dst = *src;
+    return dst;
+}
+
+ORVIK_API void ogda_WindowDelete(Ogda_Window *window) { omsc_HeapFree(window); }
+
+} // extern "C"
