@@ -1,0 +1,388 @@
+// The stream behind Ofio_File: positional I/O with a write-behind buffer and a read buffer
+// that is used only for sequential reading (see stream.hpp for the design).
+#include "fio/stream.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include <orvik/omsc.h>
+
+#include "core/guard.hpp"
+#include "fio/report.hpp"
+#include "strings/format.hpp"
+
+namespace orvik::fio {
+
+using core::SetError;
+
+bool ParseMode(const wchar_t *mode, OpenMode &out) {
+    if (!mode || !*mode) return false;
+    out = OpenMode{};
+    wchar_t kind = mode[0];
+    bool plus = false, exclusive = false;
+    for (const wchar_t *p = mode + 1; *p; ++p) {
+        switch (*p) {
+        case L'+':
+            if (plus) return false;
+            plus = true;
+            break;
+        case L'b':
+        case L't':
+            break;
+        case L'x':
+            if (kind != L'w' || exclusive) return false;
+            exclusive = true;
+            break;
+        default:
+            return false;
+        }
+    }
+    os::OpenRequest &r = out.request;
+    switch (kind) {
+    case L'r':
+        r.access = plus ? os::Access::ReadWrite : os::Access::ReadOnly;
+        break;
+    case L'w':
+        r.access = plus ? os::Access::ReadWrite : os::Access::WriteOnly;
+        r.create = r.truncate = true;
+        r.exclusive = exclusive;
+        break;
+    case L'a':
+        r.access = plus ? os::Access::ReadWrite : os::Access::WriteOnly;
+        r.create = true;
+        out.append = true;
+        break;
+    default:
+        return false;
+    }
+    out.readable = r.access != os::Access::WriteOnly;
+    out.writable = r.access != os::Access::ReadOnly;
+    out.readOnly = std::wcscmp(mode, L"r") == 0 || std::wcscmp(mode, L"rb") == 0;
+    return true;
+}
+
+namespace {
+
+std::wstring Detail(const wchar_t *format, long long a, long long b, long long c) {
+    return text::Format(format, a, b, c);
+}
+
+} // namespace
+
+Stream::Stream(os::Handle handle, const OpenMode &mode, std::wstring name,
+               std::size_t bufferSize)
+    : m_handle(handle), m_mode(mode), m_name(std::move(name)), m_bufferSize(bufferSize) {}
+
+Stream::~Stream() {
+    // Close() is the normal way out; this only keeps an abandoned stream from leaking.
+    if (m_map) os::Unmap(m_map, m_mapSize);
+    if (m_handle != os::kInvalidHandle) os::Close(m_handle);
+    omsc_HeapFree(m_writeBuffer);
+    omsc_HeapFree(m_readBuffer);
+    oerr_DeleteErrorReportEx(&m_keptError);
+}
+
+bool Stream::EnsureBuffer(char *&buffer) {
+    if (!buffer && m_bufferSize > 0) {
+        // Without a buffer the stream still works, one system call per transfer.
+        buffer = static_cast<char *>(omsc_HeapMalloc(static_cast<int32_t>(m_bufferSize)));
+    }
+    return buffer != nullptr;
+}
+
+bool Stream::CheckReadable(Oerr_ErrorReport **err, const wchar_t *fn) const {
+    if (m_mode.readable) return true;
+    SetError(err, fn, kWrongAccess, nullptr, L"File \"%s\" is not open for reading",
+             m_name.c_str());
+    return false;
+}
+
+bool Stream::CheckWritable(Oerr_ErrorReport **err, const wchar_t *fn) const {
+    if (m_mode.writable) return true;
+    SetError(err, fn, kWrongAccess, nullptr, L"File \"%s\" is open read-only", m_name.c_str());
+    return false;
+}
+
+bool Stream::FlushWrites(Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (m_writeLength == 0) return true;
+    std::size_t done = 0;
+    os::Code code = os::WriteAt(m_handle, m_writeBuffer, m_writeLength, m_writeStart, done);
+    std::size_t length = m_writeLength;
+    // The buffer is dropped even on failure: the loss is reported once, here.
+    m_writeLength = 0;
+    if (code == 0) return true;
+    ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
+                      Detail(L" (%lld of %lld bytes written at offset %lld)",
+                             static_cast<long long>(done), static_cast<long long>(length),
+                             static_cast<long long>(m_writeStart)));
+    return false;
+}
+
+bool Stream::Flush(Oerr_ErrorReport **err, const wchar_t *fn) {
+    m_readLength = 0;
+    return FlushWrites(err, fn);
+}
+
+bool Stream::Close(Oerr_ErrorReport **err, const wchar_t *fn) {
+    bool ok = IsNullDevice() || FlushWrites(err, fn);
+    if (m_map) {
+        os::Code code = os::Unmap(m_map, m_mapSize);
+        m_map = nullptr;
+        if (code != 0 && ok) {
+            ReportSystemError(err, fn, code, L"Cannot unmap file", &m_name);
+            ok = false;
+        }
+    }
+    if (m_handle != os::kInvalidHandle) {
+        os::Code code = os::Close(m_handle);
+        m_handle = os::kInvalidHandle;
+        if (code != 0 && ok) {
+            ReportSystemError(err, fn, code, L"Cannot close file", &m_name);
+            ok = false;
+        }
+    }
+    return ok;
+}
+
+bool Stream::Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) {
+        size = m_nullSize;
+        return true;
+    }
+    os::Code code = os::SizeOf(m_handle, size);
+    if (code != 0) {
+        ReportSystemError(err, fn, code, L"Cannot measure file", &m_name);
+        return false;
+    }
+    if (m_writeLength > 0) {
+        size = std::max<std::int64_t>(size, m_writeStart + static_cast<std::int64_t>(m_writeLength));
+    }
+    return true;
+}
+
+bool Stream::Seek(std::int64_t offset, int whence, Oerr_ErrorReport **err, const wchar_t *fn) {
+    std::int64_t base;
+    switch (whence) {
+    case OFIO_SEEK_SET: base = 0; break;
+    case OFIO_SEEK_CUR: base = m_pos; break;
+    case OFIO_SEEK_END:
+        if (!Size(base, err, fn)) return false;
+        break;
+    default:
+        SetError(err, fn, kBadArgument, nullptr, L"Invalid seek origin %ld",
+                 static_cast<long>(whence));
+        return false;
+    }
+    std::int64_t target;
+    if (__builtin_add_overflow(base, offset, &target) || target < 0) {
+        SetError(err, fn, kBadArgument, nullptr,
+                 L"Invalid seek to offset %lld from %lld in file \"%s\"",
+                 static_cast<long long>(offset), static_cast<long long>(base), m_name.c_str());
+        return false;
+    }
+    m_pos = target;
+    return true;
+}
+
+bool Stream::SystemRead(std::int64_t position, char *buffer, std::size_t count,
+                        std::size_t &done, Oerr_ErrorReport **err, const wchar_t *fn) {
+    os::Code code = os::ReadAt(m_handle, buffer, count, position, done);
+    if (code == 0) return true;
+    ReportSystemError(err, fn, code, L"Cannot read file", &m_name,
+                      text::Format(L" (%lld bytes at offset %lld)", static_cast<long long>(count),
+                                   static_cast<long long>(position)));
+    return false;
+}
+
+bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, std::size_t &done,
+                      Oerr_ErrorReport **err, const wchar_t *fn) {
+    done = 0;
+    if (!CheckReadable(err, fn)) return false;
+    if (count == 0 || IsNullDevice()) return true;
+    auto *out = static_cast<char *>(buffer);
+
+    // Buffered writes go to the system before any read, so that neither the bytes read nor
+    // a read-buffer fill can miss them.
+    if (!FlushWrites(err, fn)) return false;
+
+    bool sequential = position == m_lastReadEnd;
+    // Part already in the read buffer.
+    if (m_readLength > 0 && position >= m_readStart &&
+        position < m_readStart + static_cast<std::int64_t>(m_readLength)) {
+        std::size_t offset = static_cast<std::size_t>(position - m_readStart);
+        std::size_t n = std::min(count, m_readLength - offset);
+        std::memcpy(out, m_readBuffer + offset, n);
+        done = n;
+        sequential = true;
+    }
+    if (done < count) {
+        std::int64_t at = position + static_cast<std::int64_t>(done);
+        std::size_t want = count - done;
+        std::size_t got = 0;
+        if (sequential && want < m_bufferSize && EnsureBuffer(m_readBuffer)) {
+            m_readLength = 0;
+            if (!SystemRead(at, m_readBuffer, m_bufferSize, got, err, fn)) return false;
+            m_readStart = at;
+            m_readLength = got;
+            std::size_t n = std::min(want, got);
+            std::memcpy(out + done, m_readBuffer, n);
+            done += n;
+        } else {
+            if (!SystemRead(at, out + done, want, got, err, fn)) return false;
+            done += got;
+        }
+    }
+    m_lastReadEnd = position + static_cast<std::int64_t>(done);
+    return true;
+}
+
+bool Stream::ReadExact(std::int64_t position, void *buffer, std::size_t count,
+                       Oerr_ErrorReport **err, const wchar_t *fn) {
+    std::size_t done = 0;
+    if (!ReadSome(position, buffer, count, done, err, fn)) return false;
+    if (done == count) return true;
+    SetError(err, fn, kUnexpectedEnd, nullptr,
+             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld",
+             m_name.c_str(), static_cast<long long>(done), static_cast<long long>(count),
+             static_cast<long long>(position));
+    return false;
+}
+
+bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
+                   Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!CheckWritable(err, fn)) return false;
+    if (count == 0) return true;
+    std::int64_t end = position + static_cast<std::int64_t>(count);
+    if (IsNullDevice()) {
+        m_nullSize = std::max(m_nullSize, end);
+        return true;
+    }
+    // Keep the read buffer true to the file.
+    if (m_readLength > 0 && position < m_readStart + static_cast<std::int64_t>(m_readLength) &&
+        end > m_readStart) {
+        m_readLength = 0;
+    }
+    if (m_writeLength > 0 &&
+        (position != m_writeStart + static_cast<std::int64_t>(m_writeLength) ||
+         m_writeLength + count > m_bufferSize) &&
+        !FlushWrites(err, fn)) {
+        return false;
+    }
+    if (count < m_bufferSize && EnsureBuffer(m_writeBuffer)) {
+        if (m_writeLength == 0) m_writeStart = position;
+        std::memcpy(m_writeBuffer + m_writeLength, buffer, count);
+        m_writeLength += count;
+        return true;
+    }
+    std::size_t done = 0;
+    os::Code code = os::WriteAt(m_handle, buffer, count, position, done);
+    if (code == 0) return true;
+    ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
+                      Detail(L" (%lld of %lld bytes written at offset %lld)",
+                             static_cast<long long>(done), static_cast<long long>(count),
+                             static_cast<long long>(position)));
+    return false;
+}
+
+bool Stream::ReadNext(void *buffer, std::size_t count, Oerr_ErrorReport **err,
+                      const wchar_t *fn) {
+    if (!ReadExact(m_pos, buffer, count, err, fn)) return false;
+    m_pos += static_cast<std::int64_t>(count);
+    return true;
+}
+
+bool Stream::WriteNext(const void *buffer, std::size_t count, Oerr_ErrorReport **err,
+                       const wchar_t *fn) {
+    if (m_mode.append && m_mode.writable && !Size(m_pos, err, fn)) return false;
+    if (!Write(m_pos, buffer, count, err, fn)) return false;
+    m_pos += static_cast<std::int64_t>(count);
+    return true;
+}
+
+int Stream::GetByte(Oerr_ErrorReport **err, const wchar_t *fn) {
+    // Fast path: the byte is in the read buffer and no buffered write precedes it.
+    if (m_readLength > 0 && m_pos >= m_readStart &&
+        m_pos < m_readStart + static_cast<std::int64_t>(m_readLength) &&
+        m_writeLength == 0 && m_mode.readable) {
+        int c = static_cast<unsigned char>(m_readBuffer[m_pos - m_readStart]);
+        ++m_pos;
+        m_lastReadEnd = m_pos;
+        return c;
+    }
+    unsigned char c;
+    std::size_t done = 0;
+    if (!ReadSome(m_pos, &c, 1, done, err, fn)) return OFIO_ERROR;
+    if (done == 0) return OFIO_EOF;
+    ++m_pos;
+    return c;
+}
+
+void *Stream::Map(std::size_t &size, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) {
+        SetError(err, fn, kBadArgument, nullptr, L"The null device cannot be mapped");
+        return nullptr;
+    }
+    if (!Flush(err, fn)) return nullptr;
+    std::int64_t length = 0;
+    if (!Size(length, err, fn)) return nullptr;
+    if (length <= 0) {
+        SetError(err, fn, kBadArgument, nullptr, L"Cannot map the empty file \"%s\"",
+                 m_name.c_str());
+        return nullptr;
+    }
+    if (static_cast<std::uint64_t>(length) > std::numeric_limits<std::size_t>::max()) {
+        SetError(err, fn, kBadArgument, nullptr, L"File \"%s\" is too large to map",
+                 m_name.c_str());
+        return nullptr;
+    }
+    void *address = nullptr;
+    os::Code code = os::Map(m_handle, static_cast<std::size_t>(length), m_mode.writable, address);
+    if (code != 0) {
+        ReportSystemError(err, fn, code, L"Cannot map file", &m_name);
+        return nullptr;
+    }
+    if (m_map) {
+        // The old view is replaced only once the new one exists.
+        os::Unmap(m_map, m_mapSize);
+    }
+    m_map = address;
+    m_mapSize = static_cast<std::size_t>(length);
+    size = m_mapSize;
+    return m_map;
+}
+
+bool Stream::Unmap(Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!m_map) return true;
+    os::Code code = os::Unmap(m_map, m_mapSize);
+    m_map = nullptr;
+    m_mapSize = 0;
+    m_readLength = 0;
+    if (code == 0) return true;
+    ReportSystemError(err, fn, code, L"Cannot unmap file", &m_name);
+    return false;
+}
+
+bool Stream::IsLocal(bool &local, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) {
+        local = true;
+        return true;
+    }
+    os::Code code = os::IsLocal(m_handle, local);
+    if (code == 0) return true;
+    ReportSystemError(err, fn, code, L"Cannot query the file system of", &m_name);
+    return false;
+}
+
+void Stream::KeepError(Oerr_ErrorReport *report) {
+    oerr_DeleteErrorReportEx(&m_keptError);
+    m_keptError = report;
+}
+
+Oerr_ErrorReport *Stream::TakeError() {
+    Oerr_ErrorReport *r = m_keptError;
+    m_keptError = nullptr;
+    return r;
+}
+
+} // namespace orvik::fio

@@ -1,0 +1,168 @@
+/*
+ * ofio.h - file I/O: byte streams on files with sequential, positioned, character and
+ * formatted access, a null device that only counts, memory mapping, files and folders,
+ * temporary names, folder scans and search lists.
+ *
+ * Names are wide text. Inside the toolkit a path uses "/"; a "\" is accepted and treated as
+ * "/". Names are handed to the system as UTF-8.
+ *
+ * Errors: every fallible function clears *err on entry and, on failure, stores one report
+ * (kind 2) naming itself, whose message carries the system's reason and the file name where
+ * there is one. The two callback-shaped functions (ofio_Fprintf, ofio_VFprintf) cannot take
+ * a report argument; they keep their report in the stream instead (ofio_FileErrorTake).
+ *
+ * Threads: a stream may be used by one thread at a time; different streams are independent.
+ *
+ * Positions and sizes are 64-bit byte offsets. Stream positions are logical: seeking past
+ * the end is allowed, and a later write there leaves a hole that reads back as zero bytes.
+ */
+#ifndef ORVIK_OFIO_H
+#define ORVIK_OFIO_H
+
+#include <stdarg.h>
+#include <stdint.h>
+#include <wchar.h>
+
+#include <orvik/oerr.h>
+#include <orvik/omsc.h>
+
+ORVIK_BEGIN_DECLS
+
+/* An open stream; created by ofio_FileOpen or ofio_NullDeviceOpen, released by
+ * ofio_FileClose (never by omsc_HeapFree). */
+typedef struct Ofio_File_ Ofio_File;
+
+/* Origins for ofio_Seek. */
+enum {
+    OFIO_SEEK_SET = 0,
+    OFIO_SEEK_CUR = 1,
+    OFIO_SEEK_END = 2
+};
+
+/* Character results of ofio_Fgetc and of reader callbacks. */
+enum {
+    OFIO_EOF = -1,  /* end of file; no report */
+    OFIO_ERROR = -2 /* failure; a report was stored */
+};
+
+/*
+ * Writer callback: formats `format` with the arguments (the library's wide convention: %s
+ * wide, %S narrow UTF-8, %ld long, ...) onto `context`, adds the number of characters
+ * produced to *count (when count is not null) and returns that number; a negative result
+ * means failure and leaves *count unchanged. ofio_Fprintf has this shape with an Ofio_File
+ * as context; encoders take any function of this type so that they can also write into
+ * memory.
+ */
+typedef int (*Ofio_WriterFunc)(void *context, const wchar_t *format, long *count, ...);
+
+/*
+ * Reader callback: returns the next byte (0 to 255) of `context`, OFIO_EOF at the end, or
+ * OFIO_ERROR with a report in *err. ofio_FileReaderFunc has this shape with an Ofio_File as
+ * context; decoders that read character by character take any function of this type.
+ */
+typedef int (*Ofio_ReaderFunc)(void *context, Oerr_ErrorReport **err);
+
+/* ---- Streams ------------------------------------------------------------------------- */
+
+/*
+ * Opens `name` with a stream mode text: "r" read, "w" write (created, truncated), "a"
+ * append (created; every write goes to the end), each optionally followed by "+" (read and
+ * write) and "b" or "t" (ignored, there is no text translation), and "x" after "w" (fail
+ * when the file exists). "r" and "rb" open read-only; writes to such a stream are refused.
+ * Returns null on failure.
+ */
+ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode,
+                                   Oerr_ErrorReport **err);
+
+/* A stream that discards what is written and reads as empty. Writing to it measures text:
+ * the character counter of ofio_Fprintf grows as for a file, and ofio_Tell gives the bytes
+ * "written". Close it with ofio_FileClose. */
+ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err);
+
+/* Writes what is still buffered, releases a mapping, closes and frees the stream, also when
+ * it fails (a failed final write is reported: the data may be lost). A null stream is a
+ * no-op. Returns 0, or -1 on failure. */
+ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err);
+
+/* Moves the position to offset from `whence` (OFIO_SEEK_SET/CUR/END). A resulting negative
+ * position is refused. Returns 0, or -1. */
+ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err);
+
+/* Current position, or -1. */
+ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err);
+
+/*
+ * Reads exactly `count` bytes at the position and advances it. Reaching the end of the file
+ * first is a failure (a short read), never zero-filled. Returns count, or -1 with the
+ * position unchanged. A count of 0 returns 0.
+ */
+ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err);
+
+/* Reads exactly `count` bytes at `position` without using or moving the stream position;
+ * short reads fail as in ofio_ReadSeq. */
+ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buffer, long count,
+                                   Oerr_ErrorReport **err);
+
+/*
+ * Writes `count` bytes at the position (at the end in append mode) and advances it. Small
+ * writes may be buffered: a failure of the system to store them (disk full, file-size
+ * limit) is then reported by the call that writes the buffer out (a later write or read, ofio_Flush,
+ * ofio_FileClose). Returns count, or -1.
+ * ofio_FileWriteSequential is the same function under its other name.
+ */
+ORVIK_API long ofio_WriteSeq(Ofio_File *file, const void *buffer, long count,
+                             Oerr_ErrorReport **err);
+ORVIK_API long ofio_FileWriteSequential(Ofio_File *file, const void *buffer, long count,
+                                        Oerr_ErrorReport **err);
+
+/* Writes `count` bytes at `position` without using or moving the stream position (the file
+ * grows when position + count lies beyond its end). Buffered as ofio_WriteSeq. */
+ORVIK_API long ofio_FileWriteDirect(Ofio_File *file, int64_t position, const void *buffer,
+                                    long count, Oerr_ErrorReport **err);
+
+/* Hands everything buffered to the system. Returns 0, or -1. */
+ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err);
+
+/* Size in bytes, including what is still buffered; -1 on failure. */
+ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* Next byte (0 to 255) at the position, OFIO_EOF at the end (no report), OFIO_ERROR on
+ * failure. Text is read as bytes: a multi-byte UTF-8 character arrives byte by byte. */
+ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err);
+
+/* ofio_Fgetc in the shape of Ofio_ReaderFunc; `context` is an Ofio_File. */
+ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err);
+
+/*
+ * Reads one line of UTF-8 text into `buffer` as wide characters: at most count - 1
+ * characters, up to and including "\n", then a terminator; the rest of a longer line is
+ * left for the next call. Returns buffer, or null: at the end of the file before any
+ * character (*err stays null), or on failure (*err set; also for invalid UTF-8).
+ */
+ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
+                              Oerr_ErrorReport **err);
+
+/*
+ * Formatted writer (Ofio_WriterFunc contract) with an Ofio_File as context: the text is
+ * formatted with the library's wide convention and written as UTF-8. *count (may be null)
+ * grows by the number of wide characters formatted. Returns that number, or a negative
+ * value on failure; the report is then kept in the stream for ofio_FileErrorTake. `format`
+ * is never text from a file or a caller: pass such text as an argument of "%s".
+ */
+ORVIK_API int ofio_Fprintf(void *file, const wchar_t *format, long *count, ...);
+ORVIK_API int ofio_VFprintf(void *file, const wchar_t *format, long *count, va_list args);
+
+/* Hands over (the caller owns it) the report of the last failed ofio_Fprintf or
+ * ofio_VFprintf on this stream, or null when there was none. */
+ORVIK_API Oerr_ErrorReport *ofio_FileErrorTake(Ofio_File *file);
+
+/* OMSC_TRUE for a stream opened with "r" or "rb". */
+ORVIK_API Omsc_Boolean ofio_FileIsReadOnly(const Ofio_File *file);
+
+/* The name the stream was opened with (owned by the stream), or null. */
+ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file);
+
+ORVIK_END_DECLS
+
+#endif /* ORVIK_OFIO_H */

@@ -1,0 +1,56 @@
+// Test helpers for the file layer: a temporary directory per test, raw file access that
+// bypasses the layer, and report checks.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <orvik/oerr.h>
+
+class TempDir {
+  public:
+    TempDir() {
+        std::string tmpl = (std::filesystem::temp_directory_path() / "ofio-test-XXXXXX").string();
+        if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
+        m_path = tmpl;
+    }
+    ~TempDir() {
+        std::error_code ec;
+        std::filesystem::remove_all(m_path, ec);
+    }
+    const std::string &Path() const { return m_path; }
+    std::string Narrow(const std::string &leaf) const { return m_path + "/" + leaf; }
+    std::wstring Wide(const std::string &leaf) const {
+        std::string n = Narrow(leaf);
+        return std::wstring(n.begin(), n.end()); // test paths are ASCII
+    }
+
+  private:
+    std::string m_path;
+};
+
+inline std::string ReadRaw(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void WriteRaw(const std::string &path, const std::string &bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Checks the head record of a chain and releases the chain.
+inline void ExpectReport(Oerr_ErrorReport *&err, const wchar_t *function, long number,
+                         const std::wstring &message) {
+    ASSERT_NE(err, nullptr);
+    EXPECT_STREQ(err->function, function);
+    EXPECT_EQ(err->number, number);
+    EXPECT_EQ(err->kind, 2);
+    EXPECT_EQ(std::wstring(err->message ? err->message : L""), message);
+    oerr_DeleteErrorReportEx(&err);
+}
