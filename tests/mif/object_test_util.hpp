@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 #include <filesystem>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include <orvik/oerr.h>
+#include <orvik/ogda.h>
 #include <orvik/omif.h>
 
 namespace mif_test {
@@ -78,6 +80,75 @@ class TempFile {
 
   private:
     std::string m_path;
+};
+
+// A design with every kind of nesting: direct, plain-pointer, inline and counted objects,
+// counted base data and counted text; Sample() builds a heap-owned record of it.
+class ShapeFixture : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        static const Omif_ItemDescription kPoint[] = {OMIF_FIELD(OMIF_ITEM_DOUBLE, L"x", 1),
+                                                      OMIF_FIELD(OMIF_ITEM_DOUBLE, L"y", 1), OMIF_TABLE_END};
+        static const Omif_ItemDescription kBox[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"w", 1),
+                                                    OMIF_FIELD(OMIF_ITEM_SHORT, L"h", 1), OMIF_TABLE_END};
+        static const Omif_ItemDescription kShape[] = {
+            OMIF_FIELD_OBJECT(L"origin", 1, L"Point"),
+            OMIF_FIELD_OBJECT_PTR(L"corners", 2, L"Point"),
+            OMIF_FIELD_INLINE(L"box", 1, L"Box", kBox),
+            OMIF_FIELD_OBJECT_COUNTED(L"path", L"Point"),
+            {OMIF_ITEM_BASEDATA, L"grid", 1, 1, OMIF_POINTER_COUNTED, NULL, NULL, NULL, NULL},
+            OMIF_FIELD_COUNTED(OMIF_ITEM_CHAR, L"label"),
+            OMIF_TABLE_END};
+        Oerr_ErrorReport *err = nullptr;
+        dictionary = omif_DictionaryCreate(&err);
+        DesignPtr point = Make(L"Point", kPoint);
+        ASSERT_TRUE(omif_DictionaryAddDesign(dictionary, point.get(), &err));
+        shape = Make(L"Shape", kShape, dictionary);
+        ASSERT_TRUE(shape);
+    }
+    void TearDown() override {
+        shape.reset();
+        omif_DictionaryDestroy(dictionary, nullptr);
+    }
+    struct Point {
+        double x, y;
+    };
+    struct Shape {
+        Point origin;
+        Point *corners;
+        struct {
+            int32_t w;
+            int16_t h;
+        } box;
+        OMIF_COUNTED_POINTER_OF(Point) path;
+        OMIF_COUNTED_POINTER_OF(Ogda_BaseData) grid;
+        OMIF_COUNTED_POINTER_OF(char) label;
+    };
+    // A heap-owned sample record (free with omif_ObjectFree).
+    Shape *Sample() {
+        auto *s = static_cast<Shape *>(omif_ObjectAllocate(shape.get(), nullptr));
+        s->origin = {1.5, -2.5};
+        s->corners = static_cast<Point *>(omsc_HeapMalloc(2 * sizeof(Point)));
+        s->corners[0] = {3, 4};
+        s->corners[1] = {5, 6};
+        s->box.w = 7;
+        s->box.h = -8;
+        s->path.count = 3;
+        s->path.data = static_cast<Point *>(omsc_HeapMalloc(3 * sizeof(Point)));
+        for (int i = 0; i < 3; ++i) s->path.data[i] = {double(i), double(10 * i)};
+        s->grid.count = 1;
+        s->grid.data = static_cast<Ogda_BaseData *>(omsc_HeapMalloc(sizeof(Ogda_BaseData)));
+        Ogda_BaseData *bd = ogda_BaseDataCreate(2, 3, OGDA_S16, Ogda_Table, nullptr, nullptr);
+        for (int k = 0; k < 6; ++k) static_cast<int16_t *>(bd->data)[k] = static_cast<int16_t>(k * 100 - 250);
+        *s->grid.data = *bd;
+        omsc_HeapFree(bd); // the record took over the block
+        s->label.count = 4;
+        s->label.data = static_cast<char *>(omsc_HeapMalloc(4));
+        std::memcpy(s->label.data, "abc", 4);
+        return s;
+    }
+    Omif_Dictionary *dictionary = nullptr;
+    DesignPtr shape;
 };
 
 } // namespace mif_test
