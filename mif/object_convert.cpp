@@ -19,7 +19,11 @@ constexpr const wchar_t *kToFile = L"omif_ObjectToMIF";
 constexpr const wchar_t *kBaseToHost = L"omif_MIFtoBaseData";
 constexpr const wchar_t *kBaseToFile = L"omif_BaseDataToMIF";
 constexpr int64_t kSaturated = std::numeric_limits<int64_t>::max() / 4;
+#ifdef ORVIK_FORCE_SWAP
+constexpr bool kSwap = true; // a build that exercises the big-endian path on any host
+#else
 constexpr bool kSwap = !kHostIsLittleEndian;
+#endif
 constexpr std::size_t kBaseHeaderBytes = 12;
 
 int64_t SatMul(int64_t a, int64_t b) {
@@ -209,6 +213,13 @@ BaseLines LinesOf(int64_t rows, int64_t columns, int32_t layout) {
     return layout == Ogda_Matrix ? BaseLines{columns, rows} : BaseLines{rows, columns};
 }
 
+// Empty lines take no bytes except in packed form, where each still takes one; dropping
+// them keeps a block of 2^31 empty lines from costing 2^31 steps.
+BaseLines NonEmptyLines(BaseLines l, int32_t itemType) {
+    if (l.length == 0 && !TypeInfo(itemType)->perByte) l.lines = 0;
+    return l;
+}
+
 int64_t BaseDataFileBytes(int64_t rows, int64_t columns, int32_t pixelType, int32_t layout) {
     const BaseLines l = LinesOf(rows, columns, layout);
     const ItemTypeInfo &info = *TypeInfo(PixelItemType(pixelType));
@@ -302,7 +313,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
         bd->derivedFlag = 0;
         bd->data = bd->dataStart = block;
     }
-    const BaseLines l = LinesOf(rows, columns, layout);
+    const BaseLines l = NonEmptyLines(LinesOf(rows, columns, layout), itemType);
     auto *start = static_cast<unsigned char *>(bd->dataStart);
     const int64_t perLine = PlainFileBytes(*TypeInfo(itemType), l.length);
     for (int64_t i = 0; i < l.lines; ++i) {
@@ -326,7 +337,7 @@ bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes, Oer
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
         return false;
     }
-    const BaseLines l = LinesOf(bd->numrows, bd->numcolumns, bd->objecttype);
+    const BaseLines l = NonEmptyLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType);
     if (l.lines > 0 && l.length > 0 && !bd->dataStart) {
         SetError(err, kBaseToFile, 4, nullptr, L"BaseData of %ld x %ld pixels has no data",
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
@@ -437,6 +448,8 @@ bool HeldElements(const Omif_Item *item, const unsigned char *at, const unsigned
 }
 
 } // namespace
+
+bool ConversionSwapsBytes() { return kSwap; }
 
 int32_t PixelItemType(int32_t pixelType) {
     static constexpr int32_t kTypes[13] = {

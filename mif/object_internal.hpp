@@ -59,6 +59,10 @@ inline CountedPointerHost LoadCounted(const unsigned char *at) {
 }
 inline void StoreCounted(unsigned char *at, CountedPointerHost c) { std::memcpy(at, &c, sizeof c); }
 
+// Whether numeric elements are byte-reversed between host and file (a big-endian host, or a
+// build with ORVIK_FORCE_SWAP that runs that path on a little-endian one).
+bool ConversionSwapsBytes();
+
 // The MIF item type in which base data of a pixel type are stored; 0 for none.
 int32_t PixelItemType(int32_t pixelType);
 
