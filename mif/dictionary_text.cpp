@@ -1,4 +1,4 @@
-// Exported entry points of the dictionary text form over strings.
+// Exported entry points of the dictionary text form over strings in memory.
 #include <string>
 
 #include "core/guard.hpp"
@@ -8,36 +8,7 @@
 using orvik::core::Guarded;
 using orvik::core::SetError;
 
-namespace {
-
-// Counts what it is given and keeps nothing.
-class CountingSink final : public orvik::mif::TextSink {
-  public:
-    bool Write(std::string_view, Oerr_ErrorReport **writerErr) override {
-        *writerErr = nullptr;
-        return true;
-    }
-};
-
-} // namespace
-
 extern "C" {
-
-ORVIK_API long omif_DictionaryEncodedLength(const Omif_Dictionary *dictionary,
-                                            Oerr_ErrorReport **err) {
-    if (err) *err = nullptr;
-    static const wchar_t *const kName = L"omif_DictionaryEncodedLength";
-    if (!dictionary) return 0;
-    return Guarded<long>(err, kName, 0, [&]() -> long {
-        CountingSink sink;
-        const long length = orvik::mif::EncodeDictionary(dictionary, sink, err);
-        if (length < 0) {
-            SetError(err, kName, 1, err ? *err : nullptr, L"DictionaryEncode fail");
-            return 0;
-        }
-        return length;
-    });
-}
 
 ORVIK_API wchar_t *omif_DictionaryEncodeToString(const Omif_Dictionary *dictionary,
                                                  Oerr_ErrorReport **err) {

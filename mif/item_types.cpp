@@ -3,6 +3,8 @@
 
 #include <complex>
 
+#include <orvik/ogda.h>
+
 namespace orvik::mif {
 namespace {
 
@@ -25,7 +27,7 @@ constexpr ItemTypeInfo kTypes[OMIF_ITEM_TYPE_MAX + 1] = {
     {'d', 8, alignof(double), 8, 0},
     {'m', sizeof(std::complex<float>), alignof(std::complex<float>), 8, 0},
     {'M', sizeof(std::complex<double>), alignof(std::complex<double>), 16, 0},
-    {'b', sizeof(BaseDataHost), alignof(BaseDataHost), 0, 0},
+    {'b', sizeof(Ogda_BaseData), alignof(Ogda_BaseData), 0, 0},
     {'t', 8, alignof(double), 8, 0},
     {'i', 4, 4, 4, 0},
 };

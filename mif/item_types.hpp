@@ -25,22 +25,6 @@ inline bool IsObjectType(int32_t type) {
     return type == OMIF_ITEM_OBJECT || type == OMIF_ITEM_INLINE_OBJECT;
 }
 
-// The host record of a base-data element, field for field as Ogda_BaseData: a `b` item's
-// element has exactly this size and alignment.
-struct BaseDataHost {
-    int32_t numrows;
-    int32_t numcolumns;
-    int32_t datatype;
-    int32_t objecttype;
-    void *data;
-    void *dataStart;
-    int32_t lineBytes;
-    int32_t derivedFlag;
-    int32_t numelements;
-    int32_t numbytes;
-    int32_t tag;
-};
-
 // Host form of a counted-pointer item.
 struct CountedPointerHost {
     int32_t count;

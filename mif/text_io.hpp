@@ -15,12 +15,12 @@ class TextSink {
     virtual ~TextSink() = default;
     // Writes `text`; on failure returns false and leaves the writer's own report (or null)
     // in *writerErr.
-    virtual bool Write(std::string_view text, Oerr_ErrorReport **writerErr) = 0;
+    virtual bool Write(const std::string &text, Oerr_ErrorReport **writerErr) = 0;
 };
 
 class StringSink final : public TextSink {
   public:
-    bool Write(std::string_view text, Oerr_ErrorReport **writerErr) override {
+    bool Write(const std::string &text, Oerr_ErrorReport **writerErr) override {
         *writerErr = nullptr;
         m_text.append(text);
         return true;

@@ -40,6 +40,7 @@
 #include <wchar.h>
 
 #include <orvik/oerr.h>
+#include <orvik/ofio.h>
 #include <orvik/omsc.h>
 
 ORVIK_BEGIN_DECLS
@@ -293,12 +294,29 @@ ORVIK_API const Omif_Design *omif_BuiltinDesignFetch(Omif_BuiltinDesigns *set,
 
 /* ---- Text form -------------------------------------------------------------------- */
 
-/* Number of characters of the text form; 0 without a report for a null dictionary. */
+/* Write the text form onto an open stream (through ofio_Fprintf) or through any writer
+ * callback. Return the number of characters written, or -1 with a report. */
+ORVIK_API long omif_EncodeDictionary(Ofio_File *file, const Omif_Dictionary *dictionary,
+                                     Oerr_ErrorReport **err);
+ORVIK_API long omif_DictionaryEncodeWithWriter(Ofio_WriterFunc writer, void *context,
+                                               const Omif_Dictionary *dictionary,
+                                               Oerr_ErrorReport **err);
+/* Number of characters of the text form, measured on the null device; 0 without a report
+ * for a null dictionary. */
 ORVIK_API long omif_DictionaryEncodedLength(const Omif_Dictionary *dictionary,
                                             Oerr_ErrorReport **err);
 /* New wide string holding the text form (free with omsc_HeapFree). */
 ORVIK_API wchar_t *omif_DictionaryEncodeToString(const Omif_Dictionary *dictionary,
                                                  Oerr_ErrorReport **err);
+/* Read one text form from an open stream (character by character, stopping after the
+ * final ".") or from any reader callback. With a dictionary the designs are added to it
+ * (and taken out again on failure) and it is returned; with null a new one is returned.
+ * Null with a report on failure. */
+ORVIK_API Omif_Dictionary *omif_DecodeDictionary(Ofio_File *file, Omif_Dictionary *dictionary,
+                                                 Oerr_ErrorReport **err);
+ORVIK_API Omif_Dictionary *omif_DictionaryDecodeWithReader(Ofio_ReaderFunc reader, void *context,
+                                                           Omif_Dictionary *dictionary,
+                                                           Oerr_ErrorReport **err);
 /* New dictionary decoded from a text form; text after the final "." is ignored. */
 ORVIK_API Omif_Dictionary *omif_DictionaryDecodeFromString(const wchar_t *text,
                                                            Oerr_ErrorReport **err);
