@@ -213,10 +213,14 @@ BaseLines LinesOf(int64_t rows, int64_t columns, int32_t layout) {
     return layout == Ogda_Matrix ? BaseLines{columns, rows} : BaseLines{rows, columns};
 }
 
-// Empty lines take no bytes except in packed form, where each still takes one; dropping
-// them keeps a block of 2^31 empty lines from costing 2^31 steps.
-BaseLines NonEmptyLines(BaseLines l, int32_t itemType) {
-    if (l.length == 0 && !TypeInfo(itemType)->perByte) l.lines = 0;
+// The runs in which lines are moved. Empty lines take no bytes except in packed form, where
+// each still takes one, so they are dropped (2^31 empty lines must not cost 2^31 steps).
+// Unpadded lines of whole-byte values lie exactly as in the file and move as one run.
+BaseLines PlanLines(BaseLines l, int32_t itemType, int64_t lineBytes) {
+    const ItemTypeInfo &info = *TypeInfo(itemType);
+    if (info.perByte) return l;
+    if (l.length == 0) return {0, 0};
+    if (l.lines > 1 && lineBytes == l.length * info.fileSize) return {1, l.lines * l.length};
     return l;
 }
 
@@ -313,7 +317,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
         bd->derivedFlag = 0;
         bd->data = bd->dataStart = block;
     }
-    const BaseLines l = NonEmptyLines(LinesOf(rows, columns, layout), itemType);
+    const BaseLines l = PlanLines(LinesOf(rows, columns, layout), itemType, bd->lineBytes);
     auto *start = static_cast<unsigned char *>(bd->dataStart);
     const int64_t perLine = PlainFileBytes(*TypeInfo(itemType), l.length);
     for (int64_t i = 0; i < l.lines; ++i) {
@@ -337,7 +341,7 @@ bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes, Oer
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
         return false;
     }
-    const BaseLines l = NonEmptyLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType);
+    const BaseLines l = PlanLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType, bd->lineBytes);
     if (l.lines > 0 && l.length > 0 && !bd->dataStart) {
         SetError(err, kBaseToFile, 4, nullptr, L"BaseData of %ld x %ld pixels has no data",
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
