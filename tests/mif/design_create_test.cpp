@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -90,6 +91,28 @@ TEST(DesignCreate, PointerFormsFromArgumentLists) {
     EXPECT_EQ(d->items->pointerKind, OMIF_POINTER_PLAIN);
     EXPECT_EQ(d->items->next->pointerKind, OMIF_POINTER_COUNTED);
     EXPECT_EQ(d->hostSize, 24);
+}
+
+namespace {
+Omif_Design *CreateThroughPointer(const wchar_t *name, Oerr_ErrorReport **err, ...) {
+    va_list args;
+    va_start(args, err);
+    Omif_Design *d = omif_DesignCreateVAPtr(name, err, &args);
+    va_end(args);
+    return d;
+}
+} // namespace
+
+TEST(DesignCreate, ArgumentListThroughAPointer) {
+    Report err;
+    DesignPtr inner(omif_DesignCreateX(L"In", &err, OMIF_ITEM_UCHAR, L"c", 3, OMIF_DIRECT, OMIF_ITEM_END));
+    DesignPtr d(CreateThroughPointer(L"V", &err, OMIF_ITEM_INLINE_OBJECT, L"in", 2, OMIF_DIRECT, inner.get(),
+                                     OMIF_ITEM_ENUM, L"e", 1, OMIF_PLAIN_POINTER, kLayerTypes, OMIF_ITEM_END));
+    ASSERT_TRUE(d) << err.Innermost();
+    EXPECT_EQ(Text(d.get()), L"{2:x{3:Cc,}In,in,1:*e3:thematic,athematic,fft,e,}V,{3:Cc,}In,.");
+    EXPECT_EQ(d->hostSize, 16);
+    EXPECT_EQ(omif_DesignCreateVAPtr(L"V", &err, nullptr), nullptr);
+    EXPECT_EQ(err.Innermost(), L"omif_DesignCreateVAPtr: NULL argument list");
 }
 
 TEST(DesignCreate, RefusalsNameTheItem) {

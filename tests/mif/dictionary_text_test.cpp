@@ -210,6 +210,18 @@ TEST(DictionaryText, EveryMalformedTextIsReported) {
         EXPECT_EQ(chain.back(), c.innermost) << std::string(c.text.begin(), c.text.begin() + std::min<size_t>(c.text.size(), 40));
     }
     EXPECT_EQ(RoundTrip(Nested(64)), Nested(64));
+    // A chain of designs, each holding the next one directly.
+    std::wstring chain;
+    for (int i = 0; i < 66; ++i)
+        chain += L"{1:oD" + std::to_wstring(i + 1) + L",n,}D" + std::to_wstring(i) + L",";
+    EXPECT_EQ(DecodeFailure(chain + L"{1:lv,}D66,.").back(),
+              L"SetSizes: Design D65: objects nested deeper than 64 levels");
+    // Through pointers the same chain is no nesting at all.
+    std::wstring pointers;
+    for (int i = 0; i < 66; ++i)
+        pointers += L"{1:*oD" + std::to_wstring(i + 1) + L",n,}D" + std::to_wstring(i) + L",";
+    pointers += L"{1:lv,}D66,.";
+    EXPECT_EQ(RoundTrip(pointers), pointers);
     EXPECT_EQ(RoundTrip(L"{2147483647:*lv,}D,."), L"{2147483647:*lv,}D,.");
     Report err;
     EXPECT_EQ(omif_DictionaryDecodeFromString(nullptr, &err), nullptr);
