@@ -29,7 +29,8 @@ struct OpenRequest {
 std::string SystemReason(Code code);
 
 // Codes that callers branch on.
-bool IsNotFound(Code code);
+bool IsNotFound(Code code); // the entry or a folder on its path is missing
+bool IsMissingParent(Code code); // a folder on the path is missing (not: is a file)
 bool IsAlreadyExists(Code code);
 // Code of "file too large" (used when a write stops short without a system error).
 Code FileTooLargeCode();

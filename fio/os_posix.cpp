@@ -49,6 +49,7 @@ std::string SystemReason(Code code) {
 }
 
 bool IsNotFound(Code code) { return code == ENOENT || code == ENOTDIR; }
+bool IsMissingParent(Code code) { return code == ENOENT; }
 bool IsAlreadyExists(Code code) { return code == EEXIST; }
 bool IsCrossDevice(Code code) { return code == EXDEV; }
 Code FileTooLargeCode() { return EFBIG; }

@@ -74,6 +74,7 @@ class Stream {
     bool Unmap(Oerr_ErrorReport **err, const wchar_t *fn);
     bool IsLocal(bool &local, Oerr_ErrorReport **err, const wchar_t *fn);
 
+    bool IsMapped() const { return m_map != nullptr; }
     bool IsNullDevice() const { return m_handle == os::kInvalidHandle; }
     bool ReadOnly() const { return m_mode.readOnly; }
     const std::wstring &Name() const { return m_name; }
