@@ -1,14 +1,61 @@
-// The library heap (provisional: standard heap only, with the failure seam).
+// The library heap: the C library's heap for ordinary requests and, once omsc_HeapBigInit
+// has created it, a fixed-size private arena for requests of at least the threshold.
+//
+// Thread-safety: without thread-safe mode no heap lock is taken; the C library heap and the
+// arena serialise themselves and the shared state (arena, threshold, big-heap bounds) is
+// atomic, the bounds being widened with compare-and-swap so that none is lost. In thread-safe
+// mode every allocation, release and resize also holds the heap mutex; the mode flag is only
+// written under that mutex.
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
+#include <mutex>
 
 #include <orvik/omsc.h>
 
+#include "core/big_arena.hpp"
+#include "core/heap_config.hpp"
+#include "core/heap_internal.hpp"
 #include "core/heap_seam.hpp"
 
+using orvik::core::BigArena;
+
 namespace {
+
+// Requests of at least this size go to the big heap; omsc_HeapBigInit lowers it to the page
+// size.
+constexpr std::size_t kInitialThreshold = 65536;
+// The largest "heap_size" (megabytes) whose arena the allocator can lay out.
+constexpr double kMaxArenaMegabytes = static_cast<double>(BigArena::kMaxRegionBytes >> 20);
+
+std::mutex gHeapMutex;
+std::atomic<int> gThreadSafe{0};
+std::atomic<BigArena *> gBig{nullptr};
+std::atomic<std::size_t> gThreshold{kInitialThreshold};
+// Lowest and highest addresses the big heap has handed out; a block inside the range (both
+// ends included) belongs to the big heap.
+std::atomic<std::uintptr_t> gBigLow{UINTPTR_MAX};
+std::atomic<std::uintptr_t> gBigHigh{0};
+
+class HeapLock {
+  public:
+    HeapLock() : m_locked(gThreadSafe.load(std::memory_order_relaxed) == 1) {
+        if (m_locked) gHeapMutex.lock();
+    }
+    ~HeapLock() {
+        if (m_locked) gHeapMutex.unlock();
+    }
+    HeapLock(const HeapLock &) = delete;
+    HeapLock &operator=(const HeapLock &) = delete;
+
+  private:
+    bool m_locked;
+};
+
+// Failing-allocation seam: gFailAt 0 means off, and then the only cost is one relaxed load.
 std::atomic<long> gFailAt{0};
 std::atomic<bool> gFailSticky{false};
 std::atomic<long> gCounted{0};
@@ -19,9 +66,72 @@ bool SeamSaysFail() {
     const long n = gCounted.fetch_add(1) + 1;
     return n == at || (n > at && gFailSticky.load());
 }
+
+void WidenBigBounds(const void *block) {
+    const auto a = reinterpret_cast<std::uintptr_t>(block);
+    std::uintptr_t low = gBigLow.load(std::memory_order_relaxed);
+    while (a < low && !gBigLow.compare_exchange_weak(low, a, std::memory_order_relaxed)) {
+    }
+    std::uintptr_t high = gBigHigh.load(std::memory_order_relaxed);
+    while (a > high && !gBigHigh.compare_exchange_weak(high, a, std::memory_order_relaxed)) {
+    }
+}
+
+// The big heap when it owns `block`, null for the standard heap.
+BigArena *OwningArena(const void *block) {
+    BigArena *big = gBig.load(std::memory_order_acquire);
+    if (!big) return nullptr;
+    const auto a = reinterpret_cast<std::uintptr_t>(block);
+    if (a < gBigLow.load(std::memory_order_relaxed) || a > gBigHigh.load(std::memory_order_relaxed))
+        return nullptr;
+    return big;
+}
+
+// A zero-filled block from the heap the size selects, retried once in the standard heap
+// when the big heap has no room.
+void *AllocateRouted(std::size_t size) {
+    BigArena *big = gBig.load(std::memory_order_acquire);
+    if (big && size >= gThreshold.load(std::memory_order_relaxed)) {
+        if (void *p = big->Allocate(size)) {
+            WidenBigBounds(p);
+            return p;
+        }
+    }
+    return std::calloc(1, size);
+}
+
+std::size_t UsableSize(BigArena *owner, void *block) {
+    return owner ? owner->UsableSize(block) : malloc_usable_size(block);
+}
+
+// Resizes within the C library heap. Every byte past the requested size up to the usable
+// size is kept zero (calloc starts it so, shrinking clears it), so clearing from the old
+// usable size is enough for a grown block to read as zeros past its old contents.
+void *ResizeStandard(void *block, std::size_t oldUsable, std::size_t size) {
+    void *p = std::realloc(block, size);
+    if (!p) return nullptr;
+    const std::size_t usable = malloc_usable_size(p);
+    const std::size_t from = std::min(oldUsable, size);
+    if (usable > from) std::memset(static_cast<char *>(p) + from, 0, usable - from);
+    return p;
+}
+
+void FreeIn(BigArena *owner, void *block) {
+    if (owner) {
+        owner->Free(block);
+    } else {
+        std::free(block);
+    }
+}
+
 } // namespace
 
-namespace orvik::core::testing {
+namespace orvik::core {
+
+BigArena *CurrentBigArena() { return gBig.load(std::memory_order_acquire); }
+
+namespace testing {
+
 void FailNthAllocation(long n, bool sticky) {
     gCounted = 0;
     gFailSticky = sticky;
@@ -29,40 +139,86 @@ void FailNthAllocation(long n, bool sticky) {
 }
 void ClearAllocationFailure() { FailNthAllocation(0, false); }
 long AllocationsCounted() { return gCounted.load(); }
-} // namespace orvik::core::testing
+
+void DiscardBigHeap() {
+    std::lock_guard<std::mutex> guard(gHeapMutex);
+    delete gBig.exchange(nullptr);
+    gThreshold = kInitialThreshold;
+    gBigLow = UINTPTR_MAX;
+    gBigHigh = 0;
+}
+
+} // namespace testing
+} // namespace orvik::core
 
 extern "C" {
 
 ORVIK_API void *omsc_HeapMalloc(int32_t size) {
+    HeapLock lock;
     if (size <= 0 || SeamSaysFail()) return nullptr;
-    return std::calloc(1, static_cast<size_t>(size));
+    return AllocateRouted(static_cast<std::size_t>(size));
 }
 
 ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) {
-    if (newSize <= 0) {
-        std::free(block);
+    HeapLock lock;
+    if (newSize == 0) {
+        if (block) FreeIn(OwningArena(block), block);
         return nullptr;
     }
-    if (!block) return omsc_HeapMalloc(newSize);
-    if (SeamSaysFail()) return nullptr;
-    const size_t old = malloc_usable_size(block);
-    void *p = std::realloc(block, static_cast<size_t>(newSize));
-    if (p && static_cast<size_t>(newSize) > old)
-        std::memset(static_cast<char *>(p) + old, 0, static_cast<size_t>(newSize) - old);
-    return p;
+    // A negative size is a request no heap can meet: fail and keep the block.
+    if (newSize < 0) return nullptr;
+    const auto size = static_cast<std::size_t>(newSize);
+    if (!block) return SeamSaysFail() ? nullptr : AllocateRouted(size);
+
+    BigArena *owner = OwningArena(block);
+    const std::size_t oldUsable = UsableSize(owner, block);
+    if (size > oldUsable && SeamSaysFail()) return nullptr;
+
+    void *p = owner ? owner->Reallocate(block, size) : ResizeStandard(block, oldUsable, size);
+    if (p) {
+        if (owner) WidenBigBounds(p);
+        return p;
+    }
+    void *moved = AllocateRouted(size);
+    if (!moved) return nullptr;
+    std::memcpy(moved, block, std::min(oldUsable, size));
+    FreeIn(owner, block);
+    return moved;
 }
 
-ORVIK_API void omsc_HeapFree(void *block) { std::free(block); }
-
-ORVIK_API void omsc_HeapFreeEx(void **block) {
+ORVIK_API void omsc_HeapFree(void *block) {
     if (!block) return;
-    omsc_HeapFree(*block);
-    *block = nullptr;
+    HeapLock lock;
+    FreeIn(OwningArena(block), block);
 }
 
-ORVIK_API void omsc_FreeFunc(void *block) { omsc_HeapFree(block); }
-ORVIK_API void omsc_FreePtrFunc(void **block) {
-    if (block) omsc_HeapFree(*block);
+ORVIK_API void omsc_HeapInitThreadSafeMode(void) {
+    std::lock_guard<std::mutex> guard(gHeapMutex);
+    gThreadSafe.store(1, std::memory_order_relaxed);
+}
+
+ORVIK_API void omsc_HeapEndThreadSafeMode(void) {
+    if (gThreadSafe.load(std::memory_order_relaxed) != 1) return;
+    std::lock_guard<std::mutex> guard(gHeapMutex);
+    gThreadSafe.store(0, std::memory_order_relaxed);
+}
+
+// Creates the big heap once. A later call while it exists changes nothing: the arena cannot
+// be replaced while blocks of it may be live.
+ORVIK_API void omsc_HeapBigInit(void) {
+    HeapLock lock;
+    if (gBig.load(std::memory_order_acquire)) return;
+    const double megabytes = orvik::core::HeapSizePreference();
+    if (!(megabytes >= 1.0)) return; // also rejects NaN
+    gThreshold.store(static_cast<std::size_t>(omsc_MemPageSizeGet()), std::memory_order_relaxed);
+    if (megabytes >= kMaxArenaMegabytes + 1.0) return; // no arena of that size can be laid out
+    const auto n = static_cast<std::size_t>(megabytes);
+    BigArena *arena = BigArena::Create(n << 20);
+    if (!arena) return;
+    void *first = arena->Allocate(1);
+    gBigLow.store(reinterpret_cast<std::uintptr_t>(first), std::memory_order_relaxed);
+    gBigHigh.store(reinterpret_cast<std::uintptr_t>(first), std::memory_order_relaxed);
+    gBig.store(arena, std::memory_order_release);
 }
 
 } // extern "C"

@@ -127,6 +127,8 @@ class ORVIK_API OerrDispatcher {
   public:
     typedef boost::signals2::signal<void(const OerrErrorReport &, Oerr_ErrorReportingMode)>
         ReportSignal;
+    /* Listeners receive (message text, narrow name of the message's source such as a
+     * function or module); either may be null. */
     typedef boost::signals2::signal<void(const wchar_t *, char *)> MessageSignal;
 
     /* Holds a connection; dropping the handle leaves the listener connected. */
@@ -156,50 +158,79 @@ class ORVIK_API OerrDispatcher {
 /*
  * Owns at most one report chain. Passed where a function expects Oerr_ErrorReport **, and
  * turns a present report into a thrown exception (Check, Throw) or a logged one (Log).
- * Destroying an object that still holds a chain logs it first.
+ * Destroying an object that still holds a chain prints it through the dispatcher first.
+ * The members that throw (Check, Throw) throw an OerrException by value that owns the
+ * chain; catch it by reference. Objects are not shared between threads.
  */
 class ORVIK_API OerrException : public virtual OrvikLog::UnthrownException {
   public:
     OerrException();
     explicit OerrException(const char *function);
     OerrException(const char *function, const char *file);
+    /* Takes over `report` as it is. */
     OerrException(const char *function, const char *file, Oerr_ErrorReport *report);
+    /* The copy holds a duplicate of the source's chain. */
     OerrException(const OerrException &other);
     virtual ~OerrException();
 
+    /* If a report is held: wrap it in "<inner function> failed" with number `code`, then
+     * throw (throwIt) or print and clear it. */
     virtual void Check(long code, bool throwIt);
+    /* Prints the held report through the dispatcher (full form); it stays held. */
     virtual void Log();
+    /* Throws a new OerrException holding this object's chain; this object is left empty. */
     virtual void Throw();
-    virtual void Throw(long code, unsigned int resourceId);
+    /* Wraps the held chain in a record whose message is the system's text for
+     * `systemError` (an errno value; GetLastError on Windows), then throws. */
+    virtual void Throw(long code, unsigned int systemError);
     virtual OerrException &operator=(const OerrException &other);
     virtual operator Oerr_ErrorReport **();
     virtual operator Oerr_ErrorReport *();
     virtual operator bool();
     virtual bool operator!();
+    /* Hands the chain to the caller, who then owns it. */
     virtual Oerr_ErrorReport *Release();
+    /* Frees the held chain, then takes *report over and sets *report to null. */
     virtual void Absorb(Oerr_ErrorReport **report);
+    /* Frees the held chain, then holds a wide copy of the narrow chain *report; the narrow
+     * chain is released and *report set to null. */
     virtual void Absorb(Oerr_ErrorReportA **report);
 
     void Check(long code) override;
     void Clear() override;
+    /* For catch-all handlers: wraps the held chain in "<function>:  unknown exception
+     * thrown"; prints nothing. */
     void Log(long code) override;
+    /* Wraps the held chain in a record with `message`; prints nothing. */
     void Log(long code, const char *message) override;
+    /* Wraps the cause (its chain, or one record describing it) on top of the held chain in
+     * "<cause's function> failed"; prints nothing. */
     void Log(long code, OrvikLog::Exception &cause) override;
+    /* Wraps the held chain in a record with `message`, then throws. */
     void Throw(long code, const char *message) override;
+    /* Null when empty; otherwise every record's message followed by a line feed, head first,
+     * as UTF-8. Valid until the next call or the object's death. */
     const char *get_What() override;
 
+    /* Sets *report to null, then moves the held chain (if any) to it. */
     void Assign(Oerr_ErrorReport **report);
+    /* As above, in narrow form; the wide chain is freed once the narrow copy exists. */
     void Assign(Oerr_ErrorReportA **report);
 
   private:
     friend class OerrExceptionASCII;
-    Oerr_ErrorReportA *m_reportA;
+    Oerr_ErrorReportA *m_reportA; /* lent to narrow-reporting functions by OerrExceptionASCII */
     Oerr_ErrorReport *m_report;
     std::string m_what;
 };
 
-/* Lends an exception's narrow slot to a function that reports with narrow chains; on
- * destruction the narrow chain is absorbed into the exception. */
+/*
+ * Lends an exception's narrow slot to a function that reports with narrow chains:
+ *     OerrException e("MyFunction", __FILE__);
+ *     { OerrExceptionASCII a(e); narrowFunction(..., a); }   // a absorbs the narrow chain
+ *     e.Check(3);
+ * The conversion yields the address of the narrow slot, typed for narrow chains.
+ */
 class ORVIK_API OerrExceptionASCII {
   public:
     explicit OerrExceptionASCII(OerrException &exception) : m_exception(exception) {}

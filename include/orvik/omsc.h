@@ -96,6 +96,8 @@ template <class T> class LegacyHelperTemplate {
     operator T *() { return m_ptr; }
     operator const T *() const { return m_ptr; }
     operator T **() { return &m_ptr; }
+    // A non-const twin keeps `if (holder)` unambiguous next to the conversion to T *.
+    explicit operator bool() { return m_ptr != nullptr; }
     explicit operator bool() const { return m_ptr != nullptr; }
     bool operator!() const { return m_ptr == nullptr; }
 

@@ -11,6 +11,7 @@
 
 #include <stdarg.h>
 #include <stddef.h>
+#include <stdint.h>
 #include <wchar.h>
 
 #include <orvik/oerr.h>
@@ -82,6 +83,97 @@ ORVIK_API wchar_t *ostr_FileNameLocalPart(const wchar_t *name, Oerr_ErrorReport 
 ORVIK_API wchar_t *ostr_FileNameDirPart(const wchar_t *name, Oerr_ErrorReport **err);
 ORVIK_API wchar_t *ostr_FileNameExtension(const wchar_t *name, Oerr_ErrorReport **err);
 ORVIK_API wchar_t *ostr_FileNameLayerPart(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* ---- String lists.
+ * A counted, growable array of owned wide strings. Entries at positions count..allocated-1
+ * are null; null entries below count are legal everywhere. Every non-null entry is a
+ * library-heap block that belongs to the list. Not synchronised: one list, one thread at a
+ * time. */
+typedef struct _ostr_StringList {
+    int32_t count;     /* entries in use */
+    wchar_t **strings; /* array of `allocated` entries */
+    int32_t allocated; /* capacity of the array, in entries */
+} ostr_StringList;
+
+/* The narrow (UTF-8) form made by ostr_StringListU2A. Its array holds `count` entries;
+ * `allocated` repeats the wide list's capacity and does not describe this array. */
+typedef struct _ostr_StringListA {
+    int32_t count;
+    char **strings;
+    int32_t allocated;
+} ostr_StringListA;
+
+/* n >= 1: n null entries (count = allocated = n); n < 1: an empty list without array.
+ * Reports 1 (record) and 2 (array) "Unable to allocate storage for string list". */
+ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err);
+/* 0 for a null list. */
+ORVIK_API long ostr_StringListCount(const ostr_StringList *list);
+/* Appends a heap copy of `string` (null stays null) and returns the list; a null list is
+ * first created with 16 null slots and count 0. A full array grows by exactly 16 entries.
+ * Reports (function "ostr_StringListAppend"): 5220 "String List create failed", 5237
+ * "Unable to add string to string list" (the list is returned unchanged). A copy that cannot
+ * be allocated is stored as a null entry without a report. With a null `err` a report is
+ * printed (full form) and deleted. */
+ORVIK_API ostr_StringList *ostr_StringListAppend(ostr_StringList *list, const wchar_t *string,
+                                                 Oerr_ErrorReport **err);
+/* As Append, but only when no entry is equal: the same pointer (so null matches a null
+ * entry) or equal text, case-sensitive. */
+ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list,
+                                                     const wchar_t *string,
+                                                     Oerr_ErrorReport **err);
+/* Frees the first equal entry (equality as in AppendUniq) and shifts the later ones down.
+ * False when the list is null, empty or holds no equal entry. */
+ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string);
+/* Keeps the first n entries (n < 0 counts as 0); the array and capacity are kept. */
+ORVIK_API void ostr_StringListTruncate(ostr_StringList *list, long n);
+/* Deep copy into `destination` (created with the source's count when null) and returns it.
+ * Every destination position below its own count is rewritten: a copy of the source entry,
+ * or null past the source's end. A null source returns the destination unchanged, and so
+ * does copying a list onto itself. Reports (function "ostr_StringListCopy"): 1 "Destination
+ * string list too small" (destination untouched), 2 "Error reported by function
+ * ostr_StringListCreate", 5 "Out of memory" when an entry could not be copied (the copy
+ * still runs to the end; a destination created by the call is deleted). */
+ORVIK_API ostr_StringList *ostr_StringListCopy(const ostr_StringList *source,
+                                               ostr_StringList *destination,
+                                               Oerr_ErrorReport **err);
+/* As Copy, each entry duplicated through ostr_StringQuotedCopy; reports carry the same
+ * function name "ostr_StringListCopy". */
+ORVIK_API ostr_StringList *ostr_StringListQuotedCopy(const ostr_StringList *source,
+                                                     ostr_StringList *destination,
+                                                     Oerr_ErrorReport **err);
+/* Replaces every entry by ostr_QuoteString(entry, doubleQuote). An entry that cannot be
+ * quoted (null, empty, no memory) becomes null and the next entry is processed; *err then
+ * holds the report of the last entry that failed. A null list returns null. With a null
+ * `err` each failure is printed (full form) and deleted. */
+ORVIK_API ostr_StringList *ostr_StringListQuote(ostr_StringList *list, Omsc_Boolean doubleQuote,
+                                                Oerr_ErrorReport **err);
+/* Frees the entries, the array and the record; a null list is allowed. */
+ORVIK_API void ostr_StringListDelete(ostr_StringList *list, Oerr_ErrorReport **err);
+/* One string: the entries in order with `delimiter` (null: none) between neighbours; null
+ * entries count as empty. A null list gives null, an empty list "". Report 8560 "Could not
+ * allocate space for string"; a null `err` is tolerated (the report is dropped). */
+ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
+                                                const wchar_t *delimiter,
+                                                Oerr_ErrorReport **err);
+ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err);
+/* Ascending, ordinal by code unit, case-sensitive; null entries first. Ties keep no defined
+ * order. */
+ORVIK_API void ostr_StringListSort(ostr_StringList *list);
+/* Ascending by name part: the layer part (ostr_FileNameLayerPart) cut at its first "(:" and
+ * limited to 511 characters, compared as in ostr_StringListSort; null entries first. */
+ORVIK_API void ostr_StringListSortByNamePart(ostr_StringList *list);
+/* Narrow (UTF-8) copy of a list; null for a null list. Report (function
+ * "ostr_StringListU2A") 8475 "otxt_Text_Unicode2Ascii failed" with the conversion's report,
+ * 5 "Out of memory"; nothing is left allocated on failure. With a null `err` a report is
+ * printed (full form) and deleted. */
+ORVIK_API ostr_StringListA *ostr_StringListU2A(const ostr_StringList *list,
+                                               Oerr_ErrorReport **err);
+/* The converse (function "ostr_StringListA2U", 8475 "otxt_Text_Ascii2Unicode failed"). The
+ * new list's capacity equals its count. */
+ORVIK_API ostr_StringList *ostr_StringListA2U(const ostr_StringListA *list,
+                                              Oerr_ErrorReport **err);
+/* Frees a narrow list (its `count` entries, array and record); null allowed. */
+ORVIK_API void ostr_StringListDeleteA(ostr_StringListA *list);
 
 ORVIK_END_DECLS
 

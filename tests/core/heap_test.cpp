@@ -1,0 +1,313 @@
+// The library heap: zero-filled blocks, resize rules, routing to and from the big heap, the
+// retry in the standard heap, the failing-allocation seam and thread-safe mode.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <orvik/omsc.h>
+
+#include "core/big_arena.hpp"
+#include "core/heap_config.hpp"
+#include "core/heap_internal.hpp"
+#include "core/heap_seam.hpp"
+
+namespace {
+
+using orvik::core::BigArena;
+using orvik::core::CurrentBigArena;
+namespace seam = orvik::core::testing;
+
+constexpr std::size_t kMiB = std::size_t{1} << 20;
+
+bool AllBytes(const void *p, std::size_t n, unsigned char value) {
+    const auto *b = static_cast<const unsigned char *>(p);
+    return std::all_of(b, b + n, [value](unsigned char c) { return c == value; });
+}
+
+bool InArena(const void *p) { return CurrentBigArena() && CurrentBigArena()->Contains(p); }
+
+double gMegabytes = 0;
+double LookupMegabytes() { return gMegabytes; }
+
+// Creates a big heap of the given size (through the preference lookup) for one test, and
+// forgets it afterwards so that the next test starts from the initial state.
+class BigHeap : public ::testing::Test {
+  protected:
+    void Create(double megabytes) {
+        gMegabytes = megabytes;
+        orvik::core::SetHeapSizePreferenceLookup(&LookupMegabytes);
+        omsc_HeapBigInit();
+    }
+    void TearDown() override {
+        orvik::core::SetHeapSizePreferenceLookup(nullptr);
+        seam::DiscardBigHeap();
+    }
+    // Blocks of the arena in use besides the one-byte block that marks its bounds.
+    static std::size_t UsedBeyondMarker() { return CurrentBigArena()->TakeCensus().usedBlocks - 1; }
+};
+
+TEST(Heap, MallocGivesZeroFilledBlocksAndNullForNoSize) {
+    EXPECT_EQ(omsc_HeapMalloc(0), nullptr);
+    EXPECT_EQ(omsc_HeapMalloc(-5), nullptr);
+    for (int32_t size : {1, 7, 64, 1000, 65536, 300000}) {
+        auto *p = static_cast<unsigned char *>(omsc_HeapMalloc(size));
+        ASSERT_NE(p, nullptr);
+        EXPECT_TRUE(AllBytes(p, static_cast<std::size_t>(size), 0)) << size;
+        std::memset(p, 0xEE, static_cast<std::size_t>(size));
+        omsc_HeapFree(p);
+        // The block just released is typically handed out again: it must be cleared.
+        p = static_cast<unsigned char *>(omsc_HeapMalloc(size));
+        EXPECT_TRUE(AllBytes(p, static_cast<std::size_t>(size), 0)) << size;
+        omsc_HeapFree(p);
+    }
+    omsc_HeapFree(nullptr);
+}
+
+TEST(Heap, ReallocKeepsContentsAndClearsWhatIsGained) {
+    auto *p = static_cast<unsigned char *>(omsc_HeapRealloc(nullptr, 100));
+    ASSERT_NE(p, nullptr);
+    EXPECT_TRUE(AllBytes(p, 100, 0));
+    std::memset(p, 0x11, 100);
+    p = static_cast<unsigned char *>(omsc_HeapRealloc(p, 5000));
+    ASSERT_NE(p, nullptr);
+    EXPECT_TRUE(AllBytes(p, 100, 0x11));
+    EXPECT_TRUE(AllBytes(p + 100, 4900, 0));
+    // Shrinking and growing again must not bring back the bytes that were cut off.
+    std::memset(p, 0x22, 5000);
+    p = static_cast<unsigned char *>(omsc_HeapRealloc(p, 10));
+    ASSERT_NE(p, nullptr);
+    p = static_cast<unsigned char *>(omsc_HeapRealloc(p, 4000));
+    ASSERT_NE(p, nullptr);
+    EXPECT_TRUE(AllBytes(p, 10, 0x22));
+    EXPECT_TRUE(AllBytes(p + 10, 3990, 0));
+    // A negative size cannot be met: the block stays as it was.
+    EXPECT_EQ(omsc_HeapRealloc(p, -1), nullptr);
+    EXPECT_TRUE(AllBytes(p, 10, 0x22));
+    EXPECT_EQ(omsc_HeapRealloc(p, 0), nullptr); // frees (LeakSanitizer would object otherwise)
+    EXPECT_EQ(omsc_HeapRealloc(nullptr, 0), nullptr);
+}
+
+TEST(Heap, SeamCountsAllocationsAndFailsTheChosenOne) {
+    void *keep = omsc_HeapMalloc(64);
+    {
+        seam::ScopedAllocationFailure fail(2);
+        void *a = omsc_HeapMalloc(10);            // 1
+        EXPECT_EQ(omsc_HeapMalloc(10), nullptr);  // 2: fails
+        void *b = omsc_HeapMalloc(10);            // 3
+        EXPECT_NE(a, nullptr);
+        EXPECT_NE(b, nullptr);
+        EXPECT_EQ(omsc_HeapMalloc(0), nullptr);   // not an allocation
+        void *c = omsc_HeapRealloc(nullptr, 8);   // 4
+        c = omsc_HeapRealloc(c, 4);               // shrinking: not counted
+        omsc_HeapFree(a);
+        omsc_HeapFree(b);
+        omsc_HeapFree(c);
+        EXPECT_EQ(seam::AllocationsCounted(), 4);
+    }
+    EXPECT_EQ(seam::AllocationsCounted(), 0);
+    {
+        // A failed growth leaves the block and its contents alone.
+        std::memset(keep, 0x3C, 64);
+        seam::ScopedAllocationFailure fail(1, true);
+        EXPECT_EQ(omsc_HeapRealloc(keep, 100000), nullptr);
+        EXPECT_EQ(omsc_HeapMalloc(1), nullptr); // sticky
+        EXPECT_EQ(omsc_HeapRealloc(nullptr, 1), nullptr);
+        EXPECT_EQ(seam::AllocationsCounted(), 3);
+    }
+    EXPECT_TRUE(AllBytes(keep, 64, 0x3C));
+    void *after = omsc_HeapMalloc(1);
+    EXPECT_NE(after, nullptr); // the seam is off again
+    omsc_HeapFree(after);
+    omsc_HeapFree(keep);
+}
+
+TEST_F(BigHeap, NoArenaBelowOneMegabyte) {
+    for (double mb : {0.0, 0.99, -3.0, std::nan("")}) {
+        Create(mb);
+        EXPECT_EQ(CurrentBigArena(), nullptr) << mb;
+    }
+    // Without a big heap the initial threshold stays and nothing is routed anywhere else.
+    void *p = omsc_HeapMalloc(100000);
+    EXPECT_NE(p, nullptr);
+    omsc_HeapFree(p);
+}
+
+TEST_F(BigHeap, SizeIsTruncatedToWholeMegabytesAndSecondInitChangesNothing) {
+    Create(1.9);
+    BigArena *arena = CurrentBigArena();
+    ASSERT_NE(arena, nullptr);
+    EXPECT_EQ(arena->RegionBytes(), kMiB);
+    // The marker block: one byte allocated at creation.
+    BigArena::Census c = arena->TakeCensus();
+    EXPECT_EQ(c.usedBlocks, 1u);
+    Create(4);
+    EXPECT_EQ(CurrentBigArena(), arena);
+    EXPECT_EQ(CurrentBigArena()->RegionBytes(), kMiB);
+}
+
+TEST_F(BigHeap, RequestsOfAPageOrMoreGoToTheArena) {
+    Create(1);
+    void *small = omsc_HeapMalloc(4095);
+    void *page = omsc_HeapMalloc(4096);
+    void *large = omsc_HeapMalloc(200000);
+    EXPECT_FALSE(InArena(small));
+    EXPECT_TRUE(InArena(page));
+    EXPECT_TRUE(InArena(large));
+    EXPECT_TRUE(AllBytes(page, 4096, 0));
+    EXPECT_TRUE(AllBytes(large, 200000, 0));
+    EXPECT_EQ(UsedBeyondMarker(), 2u);
+    // Releases find their heap by address.
+    omsc_HeapFree(page);
+    omsc_HeapFree(small);
+    EXPECT_EQ(UsedBeyondMarker(), 1u);
+    omsc_HeapFreeEx(&large);
+    EXPECT_EQ(large, nullptr);
+    EXPECT_EQ(UsedBeyondMarker(), 0u);
+    EXPECT_EQ(CurrentBigArena()->TakeCensus().freeBlocks, 1u);
+}
+
+TEST_F(BigHeap, FullArenaRetriesInTheStandardHeap) {
+    Create(1);
+    std::vector<unsigned char *> inArena;
+    unsigned char *overflow = nullptr;
+    for (int i = 0; i < 100 && !overflow; ++i) {
+        auto *p = static_cast<unsigned char *>(omsc_HeapMalloc(65536));
+        ASSERT_NE(p, nullptr);
+        if (InArena(p)) {
+            std::memset(p, 0x44, 65536);
+            inArena.push_back(p);
+        } else {
+            overflow = p;
+        }
+    }
+    ASSERT_NE(overflow, nullptr);
+    EXPECT_EQ(inArena.size(), 15u); // 16 blocks of 64 KiB and their headers exceed 1 MiB
+    EXPECT_TRUE(AllBytes(overflow, 65536, 0));
+    omsc_HeapFree(overflow);
+    // Released in scattered order, the arena's blocks merge back into one.
+    std::shuffle(inArena.begin(), inArena.end(), std::mt19937(3));
+    for (unsigned char *p : inArena) omsc_HeapFree(p);
+    BigArena::Census c = CurrentBigArena()->TakeCensus();
+    EXPECT_TRUE(c.consistent);
+    EXPECT_EQ(c.freeBlocks, 1u);
+    // Everything but the marker fits in one request again.
+    const auto whole = static_cast<int32_t>(c.largestFree);
+    void *all = omsc_HeapMalloc(whole);
+    EXPECT_TRUE(InArena(all));
+    EXPECT_TRUE(AllBytes(all, static_cast<std::size_t>(whole), 0));
+    omsc_HeapFree(all);
+}
+
+TEST_F(BigHeap, ReallocMovesBetweenHeaps) {
+    Create(1);
+    // Grown past what the arena holds: copied to the standard heap, arena block released.
+    auto *p = static_cast<unsigned char *>(omsc_HeapMalloc(8000));
+    ASSERT_TRUE(InArena(p));
+    std::memset(p, 0x61, 8000);
+    auto *q = static_cast<unsigned char *>(omsc_HeapRealloc(p, 2 * kMiB));
+    ASSERT_NE(q, nullptr);
+    EXPECT_FALSE(InArena(q));
+    EXPECT_TRUE(AllBytes(q, 8000, 0x61));
+    EXPECT_TRUE(AllBytes(q + 8000, 2 * kMiB - 8000, 0));
+    EXPECT_EQ(UsedBeyondMarker(), 0u);
+
+    // A standard-heap block resized in its own heap stays there.
+    q = static_cast<unsigned char *>(omsc_HeapRealloc(q, 100));
+    EXPECT_FALSE(InArena(q));
+    EXPECT_TRUE(AllBytes(q, 100, 0x61));
+
+    // Arena blocks resize in the arena, in place while the neighbour is free.
+    auto *r = static_cast<unsigned char *>(omsc_HeapMalloc(5000));
+    std::memset(r, 0x62, 5000);
+    auto *r2 = static_cast<unsigned char *>(omsc_HeapRealloc(r, 50000));
+    EXPECT_EQ(r2, r);
+    EXPECT_TRUE(AllBytes(r2, 5000, 0x62));
+    EXPECT_TRUE(AllBytes(r2 + 5000, 45000, 0));
+    // Shrunk below the threshold it still belongs to the arena.
+    r2 = static_cast<unsigned char *>(omsc_HeapRealloc(r2, 10));
+    EXPECT_TRUE(InArena(r2));
+    EXPECT_EQ(omsc_HeapRealloc(r2, 0), nullptr);
+    EXPECT_EQ(UsedBeyondMarker(), 0u);
+    omsc_HeapFree(q);
+}
+
+TEST_F(BigHeap, ReallocOfNullUsesTheArenaAndItsRetry) {
+    Create(1);
+    void *a = omsc_HeapRealloc(nullptr, 900000);
+    EXPECT_TRUE(InArena(a));
+    void *b = omsc_HeapRealloc(nullptr, 900000); // no room left: standard heap
+    ASSERT_NE(b, nullptr);
+    EXPECT_FALSE(InArena(b));
+    EXPECT_TRUE(AllBytes(b, 900000, 0));
+    omsc_HeapFree(a);
+    omsc_HeapFree(b);
+    EXPECT_EQ(UsedBeyondMarker(), 0u);
+}
+
+// Two threads allocate, resize and release blocks of mixed sizes (some in the arena, some
+// overflowing into the standard heap), each tagging its blocks; no block may see another's
+// bytes.
+TEST_F(BigHeap, ThreadSafeModeKeepsBlocksApart) {
+    Create(1);
+    omsc_HeapInitThreadSafeMode();
+    auto work = [](unsigned char tag, unsigned seed, bool *ok) {
+        std::mt19937 rng(seed);
+        struct Live {
+            unsigned char *p;
+            std::size_t n;
+        };
+        std::vector<Live> live;
+        for (int i = 0; i < 20000 && *ok; ++i) {
+            const auto n = static_cast<std::size_t>(1 + rng() % (rng() % 4 ? 3000 : 70000));
+            const unsigned op = rng() % 3;
+            if (op == 0 || live.size() < 4) {
+                auto *p = static_cast<unsigned char *>(omsc_HeapMalloc(static_cast<int32_t>(n)));
+                if (!p || !AllBytes(p, n, 0)) *ok = false;
+                if (p) std::memset(p, tag, n);
+                live.push_back({p, n});
+                continue;
+            }
+            const std::size_t k = rng() % live.size();
+            if (!AllBytes(live[k].p, live[k].n, tag)) *ok = false;
+            if (op == 1) {
+                auto *q = static_cast<unsigned char *>(omsc_HeapRealloc(live[k].p, static_cast<int32_t>(n)));
+                if (!q) {
+                    *ok = false;
+                    break;
+                }
+                const std::size_t kept = std::min(n, live[k].n);
+                if (!AllBytes(q + kept, n - kept, 0)) *ok = false;
+                std::memset(q, tag, n);
+                live[k] = {q, n};
+            } else {
+                omsc_HeapFree(live[k].p);
+                live[k] = live.back();
+                live.pop_back();
+            }
+        }
+        for (const Live &l : live) {
+            if (l.p && !AllBytes(l.p, l.n, tag)) *ok = false;
+            omsc_HeapFree(l.p);
+        }
+    };
+    bool ok1 = true, ok2 = true;
+    std::thread t1(work, 0xA1, 1u, &ok1);
+    std::thread t2(work, 0xB2, 2u, &ok2);
+    t1.join();
+    t2.join();
+    omsc_HeapEndThreadSafeMode();
+    omsc_HeapEndThreadSafeMode(); // already off: nothing happens
+    EXPECT_TRUE(ok1);
+    EXPECT_TRUE(ok2);
+    const BigArena::Census c = CurrentBigArena()->TakeCensus();
+    EXPECT_TRUE(c.consistent);
+    EXPECT_EQ(c.usedBlocks, 1u);
+}
+
+} // namespace
