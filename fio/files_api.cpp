@@ -96,7 +96,7 @@ os::Code MakeDirectories(const std::string &path) {
         if (typeCode != 0) return typeCode;
         return type == os::EntryType::Directory ? 0 : code;
     }
-    if (!os::IsMissingParent(code)) return code;
+    if (!os::IsMissing(code)) return code;
     std::size_t slash = path.find_last_of('/');
     if (slash == std::string::npos || slash == 0) return code;
     os::Code parent = MakeDirectories(path.substr(0, slash));

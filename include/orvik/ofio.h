@@ -25,6 +25,7 @@
 
 #include <orvik/oerr.h>
 #include <orvik/omsc.h>
+#include <orvik/ostr.h>
 
 ORVIK_BEGIN_DECLS
 
@@ -222,6 +223,52 @@ ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *
 ORVIK_API Ofio_File *ofio_TempFileOpen(const wchar_t *directory, const wchar_t *prefix,
                                        const wchar_t *suffix, wchar_t **name,
                                        Oerr_ErrorReport **err);
+
+/* ---- Folder scans and search lists ----------------------------------------------------- */
+
+/*
+ * The regular files of `directory` whose names match `pattern` (ostr_WildcardMatch: "*" any
+ * run, "?" one character; null means "*"), as full names directory + "/" + name, sorted by
+ * name (ordinal, case-sensitive). A new list owned by the caller (ostr_StringListDelete),
+ * empty when nothing matches. A missing or unreadable folder is a failure (null).
+ */
+ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory, const wchar_t *pattern,
+                                        Oerr_ErrorReport **err);
+
+/*
+ * A search list is a string list of folders in search order. Made from text: environment
+ * references ("$NAME", "${NAME}", ostr_StringEvaluate) are expanded first, so a variable may
+ * itself hold a list; then the text is split at ";", each element is trimmed of surrounding
+ * blanks, "" becomes "/" and trailing "/" are dropped (not from "/" itself); empty elements
+ * and repeats of an earlier element are left out. A null text gives an empty list. The
+ * ...FromEnv form takes the text from an environment variable; an unset variable is a
+ * failure (report 7). New lists owned by the caller (ostr_StringListDelete).
+ */
+ORVIK_API ostr_StringList *ofio_SearchListCreateFromText(const wchar_t *text,
+                                                         Oerr_ErrorReport **err);
+ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
+                                                        Oerr_ErrorReport **err);
+
+/*
+ * Finds `name` along the search list: the first folder holding an entry of that name that is
+ * not a folder gives folder + "/" + name (a new heap string, owned by the caller). A name
+ * that begins with "/" (or a drive letter and ":") is not searched; it is returned when it
+ * exists. Folders that do not exist are passed over. Not found: null with report 7
+ * naming the file. Other system failures are reported (2).
+ */
+ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *name,
+                              Oerr_ErrorReport **err);
+
+/*
+ * Every regular file matching `pattern` in every folder of the search list: folder by folder
+ * in list order, each folder's matches sorted by name (as ofio_DirScan). Folders that do not
+ * exist are passed over; other failures (a file named as a folder, no permission) end the
+ * search with a report. A new list owned by
+ * the caller, empty when nothing matches.
+ */
+ORVIK_API ostr_StringList *ofio_SearchListFilesFind(const ostr_StringList *searchList,
+                                                    const wchar_t *pattern,
+                                                    Oerr_ErrorReport **err);
 
 ORVIK_END_DECLS
 

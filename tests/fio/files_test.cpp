@@ -46,6 +46,24 @@ TEST(FioFiles, ExistsRemoveMove) {
     ExpectReport(err, L"ofio_FileExists", 1, L"Missing file name");
 }
 
+TEST(FioFiles, MoveAcrossFileSystemsCopies) {
+    TempDir dir;
+    struct stat a, b;
+    if (stat(dir.Path().c_str(), &a) != 0 || stat("/dev/shm", &b) != 0 || a.st_dev == b.st_dev) {
+        GTEST_SKIP() << "needs /dev/shm on another file system";
+    }
+    std::string big(3 << 20, 'k');
+    big[12345] = 'Q';
+    WriteRaw(dir.Narrow("src"), big);
+    std::string target = "/dev/shm/ofio-move-" + std::to_string(getpid());
+    std::wstring src = dir.Wide("src"), dst(target.begin(), target.end());
+    Oerr_ErrorReport *err = nullptr;
+    ASSERT_EQ(ofio_FileMove(src.c_str(), dst.c_str(), &err), 0);
+    EXPECT_EQ(ofio_FileExists(src.c_str(), &err), OMSC_FALSE);
+    EXPECT_EQ(ReadRaw(target), big);
+    EXPECT_EQ(ofio_FileRemove(dst.c_str(), &err), 0);
+}
+
 TEST(FioFiles, ExistenceQueryReportsPermissionProblems) {
     if (geteuid() == 0) GTEST_SKIP() << "permissions do not bind root";
     TempDir dir;
