@@ -1,7 +1,6 @@
 // The pixel-type tables and name lookups. All tables are constant; safe from any thread.
-#include <cwctype>
-
 #include <orvik/ogda.h>
+#include <orvik/ostr.h>
 
 #include "gda/layout.hpp"
 
@@ -20,15 +19,6 @@ constexpr double kIntegerMin[OGDA_INTEGER_TYPE_COUNT] = {0, 0, 0, 0, -128, 0, -3
 constexpr double kIntegerMax[OGDA_INTEGER_TYPE_COUNT] = {1,   3,     15,          255,
                                                          127, 65535, 32767,       4294967295.0,
                                                          2147483647.0};
-
-// TODO(strings): replace with ostr_Eqic once the string services are merged.
-bool ostr_Eqic(const wchar_t *a, const wchar_t *b) {
-    for (; *a && *b; ++a, ++b) {
-        if (std::towlower(static_cast<wint_t>(*a)) != std::towlower(static_cast<wint_t>(*b)))
-            return false;
-    }
-    return *a == *b;
-}
 
 } // namespace
 

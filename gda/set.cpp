@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include <orvik/ogda.h>
+#include <orvik/ostr.h>
 
 #include "core/guard.hpp"
-#include "core/heap_text.hpp"
 #include "gda/layout.hpp"
 
 using orvik::core::Guarded;
@@ -23,11 +23,8 @@ bool PutElement(unsigned char *element, const unsigned char *source, bool isStri
     }
     const wchar_t *text;
     std::memcpy(&text, source, sizeof text);
-    wchar_t *copy = nullptr;
-    if (text) {
-        copy = orvik::core::HeapDup(text);
-        if (!copy) return false;
-    }
+    wchar_t *copy = ostr_StringCopy(text, nullptr);
+    if (text && !copy) return false;
     wchar_t *old;
     std::memcpy(&old, element, sizeof old);
     omsc_HeapFree(old);

@@ -68,7 +68,7 @@ TEST(BaseDataCreate, MatrixIsColumnMajor) {
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->lineBytes, 32);
     double value = 7.5;
-    ASSERT_NE(ogda_BaseDataSet(m, &value, OGDA_REGION_ALL, 0, err), nullptr);
+    ASSERT_NE(ogda_BaseDataSetScalar(m, &value, OGDA_REGION_ALL, 0, err), nullptr);
     // Set row 1 to 1, 2, 3 and find element (1,2) at 2 x 32 + 1 x 8.
     const double row[] = {1, 2, 3};
     ASSERT_NE(ogda_BaseDataSet(m, row, OGDA_REGION_ROW, 1, err), nullptr);
