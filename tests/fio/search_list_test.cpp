@@ -149,20 +149,18 @@ TEST_F(FioSearch, ExhaustedHeapGivesCleanFailures) {
     std::wstring folder = W("h");
     for (long n = 1;; ++n) {
         orvik::core::testing::FailNthAllocation(n);
-        ostr_StringList *found = ofio_SearchListFilesFind(nullptr, L"*", &err);
-        ostr_StringList *list = ofio_SearchListCreateFromText(folder.c_str(), &err);
-        Oerr_ErrorReport *listErr = err;
-        err = nullptr;
-        ostr_StringList *scan = list ? ofio_SearchListFilesFind(list, L"*.x", &err) : nullptr;
+        Oerr_ErrorReport *foundErr = nullptr, *listErr = nullptr, *scanErr = nullptr;
+        ostr_StringList *found = ofio_SearchListFilesFind(nullptr, L"*", &foundErr);
+        ostr_StringList *list = ofio_SearchListCreateFromText(folder.c_str(), &listErr);
+        ostr_StringList *scan = list ? ofio_SearchListFilesFind(list, L"*.x", &scanErr) : nullptr;
         orvik::core::testing::ClearAllocationFailure();
-        if (!list) {
-            ASSERT_NE(listErr, nullptr);
-            oerr_DeleteErrorReportEx(&listErr);
-        }
-        if (list && !scan) {
-            ASSERT_NE(err, nullptr);
-            oerr_DeleteErrorReportEx(&err);
-        }
+        // Each call either succeeded without a report or failed with one.
+        EXPECT_EQ(found == nullptr, foundErr != nullptr);
+        EXPECT_EQ(list == nullptr, listErr != nullptr);
+        if (list) EXPECT_EQ(scan == nullptr, scanErr != nullptr);
+        oerr_DeleteErrorReportEx(&foundErr);
+        oerr_DeleteErrorReportEx(&listErr);
+        oerr_DeleteErrorReportEx(&scanErr);
         bool complete = found && list && scan;
         if (scan) EXPECT_EQ(Entries(scan), (std::vector<std::wstring>{W("h/a.x"), W("h/b.x")}));
         ostr_StringListDelete(found, nullptr);
