@@ -229,11 +229,12 @@ ORVIK_API void omsc_HeapEndThreadSafeMode(void) {
 }
 
 // Creates the big heap once. A later call while it exists changes nothing: the arena cannot
-// be replaced while blocks of it may be live.
+// be replaced while blocks of it may be live. The preference is read before the heap mutex
+// is taken, since looking it up allocates from this heap.
 ORVIK_API void omsc_HeapBigInit(void) {
+    const double megabytes = orvik::core::HeapSizePreference();
     HeapLock lock;
     if (gBig.load(std::memory_order_acquire)) return;
-    const double megabytes = orvik::core::HeapSizePreference();
     if (!(megabytes >= 1.0)) return; // also rejects NaN
     gThreshold.store(static_cast<std::size_t>(omsc_MemPageSizeGet()), std::memory_order_relaxed);
     if (megabytes >= kMaxArenaMegabytes + 1.0) return; // no arena of that size can be laid out
