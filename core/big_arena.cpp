@@ -17,6 +17,24 @@
 
 #include "core/arena_region.hpp"
 
+// Under AddressSanitizer the usable area of a free block (past its links) is poisoned, so a
+// use after omsc_HeapFree of a big-heap block is caught like one of the C library heap.
+#if defined(__SANITIZE_ADDRESS__)
+#define ORVIK_ARENA_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORVIK_ARENA_ASAN 1
+#endif
+#endif
+#ifdef ORVIK_ARENA_ASAN
+#include <sanitizer/asan_interface.h>
+#define ARENA_POISON(p, n) ASAN_POISON_MEMORY_REGION((p), (n))
+#define ARENA_UNPOISON(p, n) ASAN_UNPOISON_MEMORY_REGION((p), (n))
+#else
+#define ARENA_POISON(p, n) ((void)(p), (void)(n))
+#define ARENA_UNPOISON(p, n) ((void)(p), (void)(n))
+#endif
+
 namespace orvik::core {
 
 struct BigArena::Block {
@@ -55,6 +73,8 @@ template <class B> auto *Usable(B *b) {
     return reinterpret_cast<U *>(b) + BigArena::kHeaderSize;
 }
 template <class B> B *Next(B *b) { return reinterpret_cast<B *>(Usable(b) + SizeOf(b)); }
+// Free blocks keep their header and links addressable; the rest is poisoned.
+template <class B> void PoisonFree(B *b) { ARENA_POISON(Usable(b) + kMinBlock, SizeOf(b) - kMinBlock); }
 template <class B> B *Prev(B *b) { return reinterpret_cast<B *>(Usable(b) - 2 * BigArena::kHeaderSize - b->prevSize); }
 } // namespace
 
@@ -78,9 +98,13 @@ BigArena::BigArena(unsigned char *base, std::size_t regionBytes) noexcept
     end->prevSize = size;
     end->sizeBits = 0; // a used block of size 0: never merged, never walked past
     InsertFree(m_first);
+    PoisonFree(m_first);
 }
 
-BigArena::~BigArena() { UnmapArenaRegion(m_base, m_regionBytes); }
+BigArena::~BigArena() {
+    ARENA_UNPOISON(m_base, m_regionBytes); // the address range may be mapped again later
+    UnmapArenaRegion(m_base, m_regionBytes);
+}
 
 void BigArena::Mapping(std::size_t size, unsigned &fl, unsigned &sl) noexcept {
     if (size < (std::size_t{1} << kFlShift)) {
@@ -176,6 +200,7 @@ void BigArena::SplitTail(Block *b, std::size_t keep) noexcept {
     rest->sizeBits = restSize | kFreeBit;
     Next(rest)->prevSize = restSize;
     InsertFree(rest);
+    PoisonFree(rest);
 }
 
 void *BigArena::AllocateLocked(std::size_t size) noexcept {
@@ -184,6 +209,7 @@ void *BigArena::AllocateLocked(std::size_t size) noexcept {
     Block *b = TakeFit(want);
     if (!b) return nullptr;
     b->sizeBits = SizeOf(b);
+    ARENA_UNPOISON(Usable(b), SizeOf(b));
     std::memset(Usable(b), 0, kMinBlock); // the links; the rest is already zero
     SplitTail(b, want);
     return Usable(b);
@@ -215,6 +241,7 @@ void BigArena::ReleaseLocked(Block *b) noexcept {
     b->sizeBits = size | kFreeBit;
     Next(b)->prevSize = size;
     InsertFree(b);
+    PoisonFree(b);
 }
 
 void BigArena::Free(void *block) noexcept {
@@ -240,6 +267,7 @@ void *BigArena::Reallocate(void *block, std::size_t size) noexcept {
         RemoveFree(next);
         const std::size_t merged = current + kHeaderSize + SizeOf(next);
         std::memset(next, 0, kHeaderSize + kMinBlock);
+        ARENA_UNPOISON(Usable(b) + current, merged - current);
         b->sizeBits = merged;
         Next(b)->prevSize = merged;
         SplitTail(b, want);
@@ -274,11 +302,13 @@ BigArena::Census BigArena::TakeCensus() const {
             if (size > c.largestFree) c.largestFree = size;
             if (prevFree) c.consistent = false;
             const Byte *u = Usable(b);
+            ARENA_UNPOISON(u, size);
             for (std::size_t i = kMinBlock; i < size; ++i)
                 if (u[i]) {
                     c.consistent = false;
                     break;
                 }
+            PoisonFree(b);
         } else {
             ++c.usedBlocks;
         }

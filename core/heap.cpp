@@ -40,9 +40,11 @@ std::atomic<std::size_t> gThreshold{kInitialThreshold};
 std::atomic<std::uintptr_t> gBigLow{UINTPTR_MAX};
 std::atomic<std::uintptr_t> gBigHigh{0};
 
+bool ThreadSafeMode() { return gThreadSafe.load(std::memory_order_relaxed) == 1; }
+
 class HeapLock {
   public:
-    HeapLock() : m_locked(gThreadSafe.load(std::memory_order_relaxed) == 1) {
+    HeapLock() : m_locked(ThreadSafeMode()) {
         if (m_locked) gHeapMutex.lock();
     }
     ~HeapLock() {
@@ -87,17 +89,25 @@ BigArena *OwningArena(const void *block) {
     return big;
 }
 
-// A zero-filled block from the heap the size selects, retried once in the standard heap
-// when the big heap has no room.
-void *AllocateRouted(std::size_t size) {
-    BigArena *big = gBig.load(std::memory_order_acquire);
-    if (big && size >= gThreshold.load(std::memory_order_relaxed)) {
-        if (void *p = big->Allocate(size)) {
-            WidenBigBounds(p);
-            return p;
-        }
+[[gnu::noinline]] void *AllocateBig(BigArena *big, std::size_t size) {
+    if (void *p = big->Allocate(size)) {
+        WidenBigBounds(p);
+        return p;
     }
     return std::calloc(1, size);
+}
+
+// A zero-filled block from the heap the size selects, retried once in the standard heap
+// when the big heap has no room.
+inline void *AllocateRouted(std::size_t size) {
+    BigArena *big = gBig.load(std::memory_order_acquire);
+    if (big && size >= gThreshold.load(std::memory_order_relaxed)) return AllocateBig(big, size);
+    return std::calloc(1, size);
+}
+
+inline void *Allocate(int32_t size) {
+    if (size <= 0 || SeamSaysFail()) return nullptr;
+    return AllocateRouted(static_cast<std::size_t>(size));
 }
 
 std::size_t UsableSize(BigArena *owner, void *block) {
@@ -122,6 +132,20 @@ void FreeIn(BigArena *owner, void *block) {
     } else {
         std::free(block);
     }
+}
+
+inline void Release(void *block) { FreeIn(OwningArena(block), block); }
+
+// Kept out of line so that the unlocked paths of omsc_HeapMalloc and omsc_HeapFree stay a
+// few instructions ending in a tail call of the C library.
+[[gnu::noinline]] void *AllocateLocked(int32_t size) {
+    std::lock_guard<std::mutex> guard(gHeapMutex);
+    return Allocate(size);
+}
+
+[[gnu::noinline]] void ReleaseLocked(void *block) {
+    std::lock_guard<std::mutex> guard(gHeapMutex);
+    Release(block);
 }
 
 } // namespace
@@ -154,15 +178,13 @@ void DiscardBigHeap() {
 extern "C" {
 
 ORVIK_API void *omsc_HeapMalloc(int32_t size) {
-    HeapLock lock;
-    if (size <= 0 || SeamSaysFail()) return nullptr;
-    return AllocateRouted(static_cast<std::size_t>(size));
+    return ThreadSafeMode() ? AllocateLocked(size) : Allocate(size);
 }
 
 ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) {
     HeapLock lock;
     if (newSize == 0) {
-        if (block) FreeIn(OwningArena(block), block);
+        if (block) Release(block);
         return nullptr;
     }
     // A negative size is a request no heap can meet: fail and keep the block.
@@ -188,8 +210,11 @@ ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) {
 
 ORVIK_API void omsc_HeapFree(void *block) {
     if (!block) return;
-    HeapLock lock;
-    FreeIn(OwningArena(block), block);
+    if (ThreadSafeMode()) {
+        ReleaseLocked(block);
+    } else {
+        Release(block);
+    }
 }
 
 ORVIK_API void omsc_HeapInitThreadSafeMode(void) {
@@ -204,11 +229,12 @@ ORVIK_API void omsc_HeapEndThreadSafeMode(void) {
 }
 
 // Creates the big heap once. A later call while it exists changes nothing: the arena cannot
-// be replaced while blocks of it may be live.
+// be replaced while blocks of it may be live. The preference is read before the heap mutex
+// is taken, since looking it up allocates from this heap.
 ORVIK_API void omsc_HeapBigInit(void) {
+    const double megabytes = orvik::core::HeapSizePreference();
     HeapLock lock;
     if (gBig.load(std::memory_order_acquire)) return;
-    const double megabytes = orvik::core::HeapSizePreference();
     if (!(megabytes >= 1.0)) return; // also rejects NaN
     gThreshold.store(static_cast<std::size_t>(omsc_MemPageSizeGet()), std::memory_order_relaxed);
     if (megabytes >= kMaxArenaMegabytes + 1.0) return; // no arena of that size can be laid out

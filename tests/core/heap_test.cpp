@@ -151,6 +151,23 @@ TEST_F(BigHeap, SizeIsTruncatedToWholeMegabytesAndSecondInitChangesNothing) {
     EXPECT_EQ(CurrentBigArena()->RegionBytes(), kMiB);
 }
 
+// The preference lookup allocates from the heap itself; in thread-safe mode that must not
+// meet a heap mutex already held by omsc_HeapBigInit.
+double AllocatingLookup() {
+    void *p = omsc_HeapMalloc(100);
+    omsc_HeapFree(p);
+    return 2;
+}
+
+TEST_F(BigHeap, InitInThreadSafeModeWithALookupThatAllocates) {
+    omsc_HeapInitThreadSafeMode();
+    orvik::core::SetHeapSizePreferenceLookup(&AllocatingLookup);
+    omsc_HeapBigInit();
+    omsc_HeapEndThreadSafeMode();
+    ASSERT_NE(CurrentBigArena(), nullptr);
+    EXPECT_EQ(CurrentBigArena()->RegionBytes(), 2 * kMiB);
+}
+
 TEST_F(BigHeap, RequestsOfAPageOrMoreGoToTheArena) {
     Create(1);
     void *small = omsc_HeapMalloc(4095);

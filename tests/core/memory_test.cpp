@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -13,7 +15,6 @@
 #include "core/big_arena.hpp"
 #include "core/heap_config.hpp"
 #include "core/heap_internal.hpp"
-#include "stderr_capture.hpp"
 
 namespace {
 
@@ -84,30 +85,19 @@ TEST(MemSwab, OtherSizesMirrorAroundTheElementCount) {
     EXPECT_EQ(Swab(six, 6, 6), expect);
 }
 
-// Connects the printing listener once per process (each call would add one more).
-void ConnectPrinter() {
-    static const bool connected = [] {
-        oerr_SetAltErrorFunction(nullptr, nullptr);
-        return true;
-    }();
-    (void)connected;
-}
-
 struct RepackResult {
     long status;
     Bytes dest;
-    std::string printed;
 };
 
+// No report listener is connected here, so a failing call prints nothing in this process;
+// what it prints is checked in child processes below.
 RepackResult Repack(long destUnit, long destPackage, const Bytes &src, long srcUnit,
                     long srcPackage, long count, std::size_t destSize) {
-    ConnectPrinter();
     RepackResult r;
     r.dest.assign(destSize, 0x55);
-    StderrCapture cap;
     r.status = omsc_MemRepack(r.dest.data(), destUnit, destPackage, src.data(), srcUnit,
                               srcPackage, count);
-    r.printed = cap.Text();
     return r;
 }
 
@@ -115,7 +105,6 @@ TEST(MemRepack, UnpacksMostSignificantUnitFirst) {
     RepackResult r = Repack(8, 8, {0xAB, 0xC7}, 4, 8, 3, 4);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.dest, (Bytes{0xA, 0xB, 0xC, 0x55}));
-    EXPECT_EQ(r.printed, "");
 
     r = Repack(8, 8, {0xE4, 0x9F}, 2, 8, 6, 7);
     EXPECT_EQ(r.status, 0);
@@ -140,67 +129,59 @@ TEST(MemRepack, PacksAndMasksUnits) {
     EXPECT_EQ(r.dest, (Bytes{0xB2, 0x80, 0x55}));
 }
 
-TEST(MemRepack, PackThenUnpackRestoresTheUnits) {
-    for (long unit : {1L, 2L, 4L}) {
-        Bytes units(37);
-        for (std::size_t i = 0; i < units.size(); ++i)
-            units[i] = static_cast<std::uint8_t>((i * 5 + 3) & ((1u << unit) - 1));
-        RepackResult packed = Repack(unit, 8, units, 8, 8, 37, (37 * unit + 7) / 8);
-        ASSERT_EQ(packed.status, 0);
-        RepackResult unpacked = Repack(8, 8, packed.dest, unit, 8, 37, 37);
-        ASSERT_EQ(unpacked.status, 0);
-        EXPECT_EQ(unpacked.dest, units) << "unit " << unit;
-    }
-}
+struct RepackCase {
+    long du, dp, su, sp, count;
+};
 
-TEST(MemRepack, BadArgumentsArePrintedAsReport629) {
-    const std::string args = " ***ERROR NUMBER 629 IN FUNCTION omsc_MemRepack***\n >>>Args<<<\n\n";
-    ConnectPrinter();
+TEST(MemRepack, RejectedCallsFailAndLeaveTheDestination) {
     std::uint8_t byte = 0xF0;
-    {
-        StderrCapture cap;
-        EXPECT_EQ(omsc_MemRepack(nullptr, 8, 8, &byte, 4, 8, 2), 1);
-        EXPECT_EQ(cap.Text(), args);
-    }
-    {
-        StderrCapture cap;
-        EXPECT_EQ(omsc_MemRepack(&byte, 8, 8, nullptr, 4, 8, 2), 1);
-        EXPECT_EQ(cap.Text(), args);
-    }
-    EXPECT_EQ(Repack(8, 8, {0xF0}, 9, 8, 2, 2).printed, args);  // source unit > package
-    EXPECT_EQ(Repack(16, 8, {0xF0}, 4, 8, 2, 2).printed, args); // destination unit > package
-    EXPECT_EQ(Repack(8, 8, {0xF0}, 4, 8, -1, 2).printed, args); // negative count
-    RepackResult r = Repack(8, 8, {0xF0}, 4, 8, -1, 2);
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.dest, (Bytes{0x55, 0x55}));
-    // A count of 0 succeeds before anything is checked.
-    StderrCapture cap;
-    EXPECT_EQ(omsc_MemRepack(nullptr, 3, 1, nullptr, 9, 2, 0), 0);
-    EXPECT_EQ(cap.Text(), "");
-}
-
-TEST(MemRepack, OtherCombinationsArePrintedAsReport657) {
-    const std::string unsupported = " ***ERROR NUMBER 657 IN FUNCTION omsc_MemRepack***\n"
-                                    " >>>Unit or package size params not yet supported<<<\n\n";
-    struct Case {
-        long du, dp, su, sp;
+    EXPECT_EQ(omsc_MemRepack(nullptr, 8, 8, &byte, 4, 8, 2), 1);
+    EXPECT_EQ(omsc_MemRepack(&byte, 8, 8, nullptr, 4, 8, 2), 1);
+    EXPECT_EQ(byte, 0xF0);
+    EXPECT_EQ(omsc_MemRepack(nullptr, 3, 1, nullptr, 9, 2, 0), 0); // count 0: nothing checked
+    const RepackCase cases[] = {
+        {8, 8, 9, 8, 2},  {16, 8, 4, 8, 2}, {8, 8, 4, 8, -1}, // bad arguments
+        {3, 8, 8, 8, 2},  {8, 8, 8, 8, 2},  {8, 8, 3, 8, 2},  // unsupported units
+        {8, 16, 4, 8, 2}, {8, 8, 4, 16, 2}, {4, 16, 8, 8, 2}, // unsupported packages
+        {4, 8, 8, 16, 2}, {4, 8, 2, 8, 2},
     };
-    const Case cases[] = {
-        {3, 8, 8, 8},   // destination unit 3
-        {8, 8, 8, 8},   // plain bytes
-        {8, 8, 3, 8},   // source unit 3
-        {8, 16, 4, 8},  // unpacking into 16-bit packages
-        {8, 8, 4, 16},  // unpacking from 16-bit packages
-        {4, 16, 8, 8},  // packing into 16-bit packages
-        {4, 8, 8, 16},  // packing from 16-bit packages
-        {4, 8, 2, 8},   // sub-byte to sub-byte
-    };
-    for (const Case &c : cases) {
-        RepackResult r = Repack(c.du, c.dp, {0x12, 0x34}, c.su, c.sp, 2, 2);
+    for (const RepackCase &c : cases) {
+        RepackResult r = Repack(c.du, c.dp, {0x12, 0x34}, c.su, c.sp, c.count, 2);
         EXPECT_EQ(r.status, 1) << c.du << "/" << c.dp << " " << c.su << "/" << c.sp;
-        EXPECT_EQ(r.printed, unsupported) << c.du << "/" << c.dp << " " << c.su << "/" << c.sp;
         EXPECT_EQ(r.dest, (Bytes{0x55, 0x55}));
     }
+}
+
+// Printing needs the default listener, and connecting it lasts for the rest of the process
+// (it would add to what later tests print), so each printing case runs in a child process
+// whose exit code is the function's result and whose standard error is compared whole.
+[[noreturn]] void RepackInChild(const RepackCase &c, bool nullSource) {
+    oerr_SetAltErrorFunction(nullptr, nullptr);
+    std::uint8_t src[2] = {0x12, 0x34};
+    std::uint8_t dest[16] = {};
+    const long result =
+        omsc_MemRepack(dest, c.du, c.dp, nullSource ? nullptr : src, c.su, c.sp, c.count);
+    std::fflush(stderr);
+    std::_Exit(static_cast<int>(result));
+}
+
+void ExpectPrinted(const RepackCase &c, bool nullSource, long status, const std::string &text) {
+    EXPECT_EXIT(RepackInChild(c, nullSource), ::testing::ExitedWithCode(static_cast<int>(status)),
+                ::testing::Eq(text))
+        << c.du << "/" << c.dp << " " << c.su << "/" << c.sp << " count " << c.count;
+}
+
+TEST(MemRepackDeathTest, PrintsItsOwnReport) {
+    const std::string args = " ***ERROR NUMBER 629 IN FUNCTION omsc_MemRepack***\n >>>Args<<<\n\n";
+    const std::string unsupported = " ***ERROR NUMBER 657 IN FUNCTION omsc_MemRepack***\n"
+                                    " >>>Unit or package size params not yet supported<<<\n\n";
+    ExpectPrinted({8, 8, 4, 8, 2}, true, 1, args);
+    ExpectPrinted({8, 8, 9, 8, 2}, false, 1, args);
+    ExpectPrinted({16, 8, 4, 8, 2}, false, 1, args);
+    ExpectPrinted({3, 8, 8, 8, 2}, false, 1, unsupported);
+    ExpectPrinted({8, 8, 8, 8, 2}, false, 1, unsupported);
+    ExpectPrinted({8, 8, 4, 8, 3}, false, 0, ""); // success prints nothing
+    ExpectPrinted({3, 1, 9, 2, 0}, true, 0, "");  // nor does a count of 0
 }
 
 TEST(MemMisc, PageSizeAndReportingStubsOfTheInterface) {
