@@ -60,9 +60,12 @@ template <int D, bool Round, class S> inline typename Pixel<D>::type RealToInteg
     using DT = typename Pixel<D>::type;
     using W = std::conditional_t<(sizeof(S) == 4 && Pixel<D>::hi <= 65535), float, double>;
     constexpr W lo = static_cast<W>(Pixel<D>::lo), hi = static_cast<W>(Pixel<D>::hi);
-    W x = v == v ? static_cast<W>(v) : W(0);
-    x = x < lo ? lo : x;
-    x = x > hi ? hi : x;
+    W x = static_cast<W>(v);
+    // Written so that they map onto max/min instructions: a NaN compares false and becomes
+    // the lower bound, which must then be 0.
+    if constexpr (lo < 0) x = x == x ? x : W(0);
+    x = x > lo ? x : lo;
+    x = x < hi ? x : hi;
     if constexpr (Round) x = std::round(x);
     if constexpr (Pixel<D>::hi <= INT32_MAX) {
         return static_cast<DT>(static_cast<int32_t>(x));

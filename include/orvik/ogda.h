@@ -271,6 +271,29 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
 
 /* ---- Small matrix routines (LU decomposition, division, inversion) ------------------- */
 
+/* Dense n x n matrices are Ogda_Matrix objects of type f32, f64, c64 or c128, at most
+ * OGDA_MATRIX_MAX_ORDER rows. Every type is computed in double precision (c64 and c128 as
+ * complex double) with partial pivoting; a pivot no larger than n * epsilon * the largest
+ * magnitude of the matrix (epsilon of the object's own precision) makes the matrix singular,
+ * which is report 6. Inputs are never changed when a function fails. See docs/matrices.md. */
+#define OGDA_MATRIX_MAX_ORDER 2048
+
+/* Factors matrix in place into L (unit lower triangle, below the diagonal) and U (diagonal and
+ * above) with P * A = L * U: row i of L * U is row pivots[i] of the original. pivots receives
+ * n entries; *sign (when not null) +1 or -1, the parity of the row exchanges, so that the
+ * determinant is *sign times the product of U's diagonal. Returns matrix, null on failure. */
+ORVIK_API Ogda_BaseData *ogda_MatrixLUDecomposition(Ogda_BaseData *matrix, int32_t *pivots,
+                                                    int32_t *sign, Oerr_ErrorReport **err);
+/* Solves a * x = b for x (left division, a \ b). a is n x n; b is n x m, an Ogda_Matrix or an
+ * Ogda_Table (one right-hand side), of a's pixel type. x is created like b when null; a given x
+ * must have b's shape, object type and a's pixel type, and may be b itself. Returns x. */
+ORVIK_API Ogda_BaseData *ogda_MatrixDivide(const Ogda_BaseData *a, const Ogda_BaseData *b,
+                                           Ogda_BaseData *x, Oerr_ErrorReport **err);
+/* Inverse of the n x n matrix into inverse (created when null; a given one must be an n x n
+ * matrix of the same pixel type and may be the matrix itself). Returns inverse. */
+ORVIK_API Ogda_BaseData *ogda_MatrixInvert(const Ogda_BaseData *matrix, Ogda_BaseData *inverse,
+                                           Oerr_ErrorReport **err);
+
 
 ORVIK_END_DECLS
 

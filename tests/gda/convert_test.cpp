@@ -163,6 +163,15 @@ TEST(Convert, NamedCases) {
     rnd[OGDA_C64][OGDA_S16](c64, &fromComplex, 1);
     EXPECT_EQ(fromComplex, 2);
 
+    // Long runs go through the vector path: every special value at every lane position.
+    const double special[] = {kNaN, -kInf, kInf, -1e300, 1e300, -0.99, 254.99, 255.0, 255.5, 128.7, 0.0, -0.0, 3.2};
+    std::vector<double> run(53);
+    for (size_t i = 0; i < run.size(); ++i) run[i] = special[i % 13];
+    std::vector<uint8_t> got(run.size());
+    trunc[OGDA_F64][OGDA_U8](run.data(), got.data(), static_cast<int32_t>(run.size()));
+    const int expectSpecial[] = {0, 0, 255, 0, 255, 0, 254, 255, 255, 128, 0, 0, 3};
+    for (size_t i = 0; i < run.size(); ++i) EXPECT_EQ(got[i], expectSpecial[i % 13]) << i;
+
     // A count of 0 or below touches nothing.
     uint8_t untouched = 9;
     trunc[OGDA_F64][OGDA_U8](in, &untouched, 0);
