@@ -70,7 +70,7 @@ thread_local ThreadValues tlsValues;
 
 long CreateKey(Othr_Key *key, Othr_KeyDestructor destructor, Oerr_ErrorReport **err,
                const wchar_t *name) {
-    *err = nullptr;
+    if (err) *err = nullptr;
     return orvik::core::Guarded<long>(err, name, -1, [&]() -> long {
         if (!key) {
             orvik::core::SetError(err, name, 1, nullptr, L"Invalid argument");
@@ -131,7 +131,7 @@ ORVIK_API long othr_KeyCreateWithCallback(Othr_Key *key, Othr_KeyDestructor dest
 }
 
 ORVIK_API long othr_KeySetValue(Othr_Key key, void *value, Oerr_ErrorReport **err) {
-    *err = nullptr;
+    if (err) *err = nullptr;
     static const wchar_t *const kName = L"othr_KeySetValue";
     return orvik::core::Guarded<long>(err, kName, -1, [&]() -> long {
         if (!KeyIsLive(key)) {
