@@ -274,7 +274,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
                  static_cast<long>(pixelType));
         return false;
     }
-    const int64_t hostBytes = static_cast<int64_t>(rows) * columns * kPixelBytes[pixelType];
+    const int64_t hostBytes = SatMul(SatMul(rows, columns), kPixelBytes[pixelType]);
     const int64_t lineBytes = static_cast<int64_t>(kPixelBytes[pixelType]) * (layout == Ogda_Matrix ? rows : columns);
     // A line must fit as well: with the other dimension 0 the block is empty, but lineBytes is
     // still a 32-bit field.

@@ -444,6 +444,8 @@ TEST(MifObjectConvert, CorruptCountsAndBaseDataHeadersAreReported) {
          L"omif_MIFtoBaseData: Unknown BaseData pixel type 13"},
         {withBase.get(), Hex({0, 0, 1, 0, 0, 0, 1, 0, 3, 0, 0, 0}),
          L"omif_MIFtoBaseData: BaseData of 65536 x 65536 pixels is too large"},
+        {withBase.get(), Hex({0xFF, 0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0xFF, 0x7F, 12, 0, 0, 0}),
+         L"omif_MIFtoBaseData: BaseData of 2147483647 x 2147483647 pixels is too large"},
         {withBase.get(), Hex({0, 0, 0, 0, 0, 0, 0, 0x60, 9, 0, 0, 0}),
          L"omif_MIFtoBaseData: BaseData of 0 x 1610612736 pixels is too large"},
         {withBase.get(), Hex({0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0, 3, 0, 0, 0}),
