@@ -29,7 +29,8 @@ struct OpenRequest {
 std::string SystemReason(Code code);
 
 // Codes that callers branch on.
-bool IsNotFound(Code code);
+bool IsNotFound(Code code); // the entry or a folder on its path is missing
+bool IsMissing(Code code);  // the same, except where a file stands in for a folder
 bool IsAlreadyExists(Code code);
 // Code of "file too large" (used when a write stops short without a system error).
 Code FileTooLargeCode();
@@ -75,8 +76,5 @@ std::size_t PageSize();
 
 // Whether the file lies on a file system of this machine (not a network file system).
 Code IsLocal(Handle handle, bool &local);
-
-// The environment variable's value; false when unset.
-bool Environment(const std::string &name, std::string &value);
 
 } // namespace orvik::fio::os

@@ -49,6 +49,7 @@ std::string SystemReason(Code code) {
 }
 
 bool IsNotFound(Code code) { return code == ENOENT || code == ENOTDIR; }
+bool IsMissing(Code code) { return code == ENOENT; }
 bool IsAlreadyExists(Code code) { return code == EEXIST; }
 bool IsCrossDevice(Code code) { return code == EXDEV; }
 Code FileTooLargeCode() { return EFBIG; }
@@ -221,13 +222,6 @@ Code IsLocal(Handle handle, bool &local) {
         }
     }
     return 0;
-}
-
-bool Environment(const std::string &name, std::string &value) {
-    const char *v = std::getenv(name.c_str());
-    if (!v) return false;
-    value = v;
-    return true;
 }
 
 } // namespace orvik::fio::os

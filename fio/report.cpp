@@ -2,6 +2,7 @@
 #include "fio/report.hpp"
 
 #include "core/guard.hpp"
+#include "fio/path.hpp"
 
 namespace orvik::fio {
 
@@ -16,6 +17,20 @@ void ReportSystemError(Oerr_ErrorReport **err, const wchar_t *function, os::Code
         core::SetError(err, function, kSystemFailure, previous, L"%s%s: %S", action,
                        detail.c_str(), reason.c_str());
     }
+}
+
+bool CheckedSystemPath(const wchar_t *name, std::string &path, Oerr_ErrorReport **err,
+                       const wchar_t *function) {
+    if (!name || !*name) {
+        core::SetError(err, function, kBadArgument, nullptr, L"Missing file name");
+        return false;
+    }
+    if (!ToSystemPath(name, path)) {
+        core::SetError(err, function, kBadText, nullptr,
+                       L"File name \"%s\" cannot be converted to UTF-8", name);
+        return false;
+    }
+    return true;
 }
 
 } // namespace orvik::fio

@@ -28,4 +28,9 @@ void ReportSystemError(Oerr_ErrorReport **err, const wchar_t *function, os::Code
                        const std::wstring &detail = std::wstring(),
                        Oerr_ErrorReport *previous = nullptr);
 
+// Converts a caller's name to a system path; reports 1 "Missing file name" for a null or
+// empty name and 6 for text without a UTF-8 form.
+bool CheckedSystemPath(const wchar_t *name, std::string &path, Oerr_ErrorReport **err,
+                       const wchar_t *function);
+
 } // namespace orvik::fio

@@ -301,14 +301,9 @@ bool Stream::WriteNext(const void *buffer, std::size_t count, Oerr_ErrorReport *
 }
 
 int Stream::GetByte(Oerr_ErrorReport **err, const wchar_t *fn) {
-    // Fast path: the byte is in the read buffer and no buffered write precedes it.
-    if (m_readLength > 0 && m_pos >= m_readStart &&
-        m_pos < m_readStart + static_cast<std::int64_t>(m_readLength) &&
-        m_writeLength == 0 && m_mode.readable) {
-        int c = static_cast<unsigned char>(m_readBuffer[m_pos - m_readStart]);
-        ++m_pos;
-        m_lastReadEnd = m_pos;
-        return c;
+    if (m_mode.readable) {
+        int c = BufferedByte();
+        if (c >= 0) return c;
     }
     unsigned char c;
     std::size_t done = 0;

@@ -65,6 +65,16 @@ class Stream {
                    const wchar_t *fn);
     // Next byte, OFIO_EOF or OFIO_ERROR.
     int GetByte(Oerr_ErrorReport **err, const wchar_t *fn);
+    // The next byte when it can be taken from the read buffer, else -1 (then use GetByte).
+    int BufferedByte() {
+        if (m_readLength == 0 || m_writeLength != 0 || m_pos < m_readStart ||
+            m_pos >= m_readStart + static_cast<std::int64_t>(m_readLength)) {
+            return -1;
+        }
+        int c = static_cast<unsigned char>(m_readBuffer[m_pos - m_readStart]);
+        m_lastReadEnd = ++m_pos;
+        return c;
+    }
     void Unread(std::size_t count) { m_pos -= static_cast<std::int64_t>(count); }
 
     bool Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn);
@@ -74,6 +84,7 @@ class Stream {
     bool Unmap(Oerr_ErrorReport **err, const wchar_t *fn);
     bool IsLocal(bool &local, Oerr_ErrorReport **err, const wchar_t *fn);
 
+    bool IsMapped() const { return m_map != nullptr; }
     bool IsNullDevice() const { return m_handle == os::kInvalidHandle; }
     bool ReadOnly() const { return m_mode.readOnly; }
     const std::wstring &Name() const { return m_name; }

@@ -45,20 +45,12 @@ bool CheckCount(long count, const void *buffer, Oerr_ErrorReport **err, const wc
 
 Ofio_File *OpenStream(const wchar_t *name, const wchar_t *mode, std::size_t bufferSize,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!name || !*name) {
-        SetError(err, fn, kBadArgument, nullptr, L"Missing file name");
-        return nullptr;
-    }
     OpenMode parsed;
+    std::string path;
+    if (!CheckedSystemPath(name, path, err, fn)) return nullptr;
     if (!ParseMode(mode, parsed)) {
         SetError(err, fn, kBadArgument, nullptr, L"Invalid mode \"%s\" for file \"%s\"",
                  mode ? mode : L"(null)", name);
-        return nullptr;
-    }
-    std::string path;
-    if (!ToSystemPath(name, path)) {
-        SetError(err, fn, kBadText, nullptr, L"File name \"%s\" cannot be converted to UTF-8",
-                 name);
         return nullptr;
     }
     std::wstring wname(name);
@@ -210,16 +202,8 @@ ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport *
     const wchar_t *fn = L"ofio_FileSizeGetByName";
     if (err) *err = nullptr;
     return Guarded<int64_t>(err, fn, -1, [&]() -> int64_t {
-        if (!name || !*name) {
-            SetError(err, fn, kBadArgument, nullptr, L"Missing file name");
-            return -1;
-        }
         std::string path;
-        if (!ToSystemPath(name, path)) {
-            SetError(err, fn, kBadText, nullptr,
-                     L"File name \"%s\" cannot be converted to UTF-8", name);
-            return -1;
-        }
+        if (!CheckedSystemPath(name, path, err, fn)) return -1;
         int64_t size = 0;
         os::Code code = os::SizeOfPath(path, size);
         if (code != 0) {

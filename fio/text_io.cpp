@@ -73,6 +73,11 @@ extern "C" {
 
 ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err) {
     if (err) *err = nullptr;
+    // Decoders read whole dictionaries this way: keep the buffered case cheap.
+    if (file) {
+        int c = file->BufferedByte();
+        if (c >= 0) return c;
+    }
     return Guarded<int>(err, L"ofio_Fgetc", OFIO_ERROR, [&] {
         if (!CheckHandle(file, err, L"ofio_Fgetc")) return static_cast<int>(OFIO_ERROR);
         return file->GetByte(err, L"ofio_Fgetc");

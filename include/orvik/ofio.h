@@ -25,6 +25,7 @@
 
 #include <orvik/oerr.h>
 #include <orvik/omsc.h>
+#include <orvik/ostr.h>
 
 ORVIK_BEGIN_DECLS
 
@@ -162,6 +163,112 @@ ORVIK_API Omsc_Boolean ofio_FileIsReadOnly(const Ofio_File *file);
 
 /* The name the stream was opened with (owned by the stream), or null. */
 ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file);
+
+/* ---- Memory mapping ------------------------------------------------------------------ */
+
+/*
+ * Maps the whole file into memory and returns its first byte; *size receives the mapped
+ * length. What the stream still buffers is written first. The view is shared: for a stream
+ * open for writing, stores into it reach the file; for a read-only stream it is read-only.
+ * Mapping a mapped stream renews the view as ofio_FileRemap does. An empty file cannot be
+ * mapped. The view stays valid until ofio_FileRemap, ofio_FileUnmap or ofio_FileClose.
+ * Null on failure (an existing view then stays as it was).
+ */
+ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err);
+
+/* Renews the view of a mapped stream so that it covers the file's present length (after the
+ * file grew). The address may change; the old view is released once the new one exists. */
+ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err);
+
+/* Releases the view; a stream without one is left as it is. Returns 0, or -1. */
+ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err);
+
+/* Whether the stream's file lies on a file system of this machine: 1 local, 0 on a network
+ * or cluster file system (where mapping is not used), -1 on failure. */
+ORVIK_API int ofio_FileSystemIsLocal(Ofio_File *file, Oerr_ErrorReport **err);
+
+/* ---- Files and folders --------------------------------------------------------------- */
+
+/* Whether an entry (file, folder or other) of that name exists. A missing entry or path
+ * component gives OMSC_FALSE without a report; other failures (no permission) report. */
+ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* Whether `name` is an existing folder; reports as ofio_FileExists. */
+ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* Removes a file (not a folder). Returns 0, or -1. */
+ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* Renames or moves `from` to `to`, replacing an existing file `to`. Across file systems a
+ * file is copied and the original removed. Returns 0, or -1. */
+ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err);
+
+/* Makes sure the folder exists, creating it and any missing parents. An existing folder is
+ * success; an existing entry that is not a folder is a failure. Returns 0, or -1. */
+ORVIK_API int ofio_MaybeMakeDir(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* The folder for temporary files ($TMPDIR, else the system's), as a new heap string. */
+ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err);
+
+/*
+ * Creates a new empty file named directory/prefix + a random part + suffix, with exclusive
+ * creation (a name is never guessed and then opened: two callers never get the same file).
+ * A null or empty directory means ofio_TempDirGet; prefix and suffix may be null. Returns
+ * the file's name (a new heap string; the caller removes the file and frees the name), or
+ * null. ofio_TempFileOpen does the same and returns the file open with mode "w+b", its name
+ * in *name.
+ */
+ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *prefix,
+                                       const wchar_t *suffix, Oerr_ErrorReport **err);
+ORVIK_API Ofio_File *ofio_TempFileOpen(const wchar_t *directory, const wchar_t *prefix,
+                                       const wchar_t *suffix, wchar_t **name,
+                                       Oerr_ErrorReport **err);
+
+/* ---- Folder scans and search lists ----------------------------------------------------- */
+
+/*
+ * The regular files of `directory` whose names match `pattern` (ostr_WildcardMatch: "*" any
+ * run, "?" one character; null means "*"), as full names directory + "/" + name, sorted by
+ * name (ordinal, case-sensitive). A new list owned by the caller (ostr_StringListDelete),
+ * empty when nothing matches. A missing or unreadable folder is a failure (null).
+ */
+ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory, const wchar_t *pattern,
+                                        Oerr_ErrorReport **err);
+
+/*
+ * A search list is a string list of folders in search order. Made from text: environment
+ * references ("$NAME", "${NAME}", ostr_StringEvaluate) are expanded first, so a variable may
+ * itself hold a list; then the text is split at ";", each element is trimmed of surrounding
+ * blanks, "" becomes "/" and trailing "/" are dropped (not from "/" itself); empty elements
+ * and repeats of an earlier element are left out. A null text gives an empty list. The
+ * ...FromEnv form takes the text from an environment variable; an unset variable is a
+ * failure (report 7). New lists owned by the caller (ostr_StringListDelete).
+ */
+ORVIK_API ostr_StringList *ofio_SearchListCreateFromText(const wchar_t *text,
+                                                         Oerr_ErrorReport **err);
+ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
+                                                        Oerr_ErrorReport **err);
+
+/*
+ * Finds `name` along the search list: the first folder holding an entry of that name that is
+ * not a folder gives folder + "/" + name (a new heap string, owned by the caller). A name
+ * that begins with "/" (or a drive letter and ":") is not searched; it is returned when it
+ * exists. Folders that do not exist are passed over. Not found: null with report 7
+ * naming the file. Other system failures are reported (2).
+ */
+ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *name,
+                              Oerr_ErrorReport **err);
+
+/*
+ * Every regular file matching `pattern` in every folder of the search list: folder by folder
+ * in list order, each folder's matches sorted by name (as ofio_DirScan). Folders that do not
+ * exist are passed over; other failures (a file named as a folder, no permission) end the
+ * search with a report. A new list owned by
+ * the caller, empty when nothing matches.
+ */
+ORVIK_API ostr_StringList *ofio_SearchListFilesFind(const ostr_StringList *searchList,
+                                                    const wchar_t *pattern,
+                                                    Oerr_ErrorReport **err);
 
 ORVIK_END_DECLS
 

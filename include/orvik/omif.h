@@ -19,7 +19,7 @@
  *   e 4 (32-bit value)   1 2 4 C c 1   S s 2   L l i f 4   d t 8   m 8 (two floats)
  *   M 16 (two doubles)   b sizeof(Ogda_BaseData)   o x the element design's host size.
  * A plain-pointer item takes one pointer. A counted-pointer item takes
- * OMIF_COUNTED_POINTER(T): a 32-bit count followed by a pointer, aligned as a pointer.
+ * OMIF_COUNTED_POINTER_OF(T): a 32-bit count followed by a pointer, aligned as a pointer.
  *
  * Dictionaries list their designs in the order they were added (oldest first); adding a
  * design whose name is already present leaves the dictionary unchanged, so names are
