@@ -274,8 +274,11 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
                  static_cast<long>(pixelType));
         return false;
     }
-    const int64_t hostBytes = static_cast<int64_t>(rows) * columns * kPixelBytes[pixelType];
-    if (hostBytes > std::numeric_limits<int32_t>::max()) {
+    const int64_t hostBytes = SatMul(SatMul(rows, columns), kPixelBytes[pixelType]);
+    const int64_t lineBytes = static_cast<int64_t>(kPixelBytes[pixelType]) * (layout == Ogda_Matrix ? rows : columns);
+    // A line must fit as well: with the other dimension 0 the block is empty, but lineBytes is
+    // still a 32-bit field.
+    if (hostBytes > std::numeric_limits<int32_t>::max() || lineBytes > std::numeric_limits<int32_t>::max()) {
         SetError(err, kBaseToHost, 4, nullptr, L"BaseData of %ld x %ld pixels is too large",
                  static_cast<long>(rows), static_cast<long>(columns));
         return false;
@@ -313,7 +316,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
         bd->objecttype = static_cast<Ogda_ObjectType>(layout);
         bd->numbytes = kPixelBytes[pixelType];
         bd->numelements = rows * columns;
-        bd->lineBytes = kPixelBytes[pixelType] * (layout == Ogda_Matrix ? rows : columns);
+        bd->lineBytes = static_cast<int32_t>(lineBytes);
         bd->derivedFlag = 0;
         bd->data = bd->dataStart = block;
     }

@@ -38,5 +38,5 @@ TEST(MifObjectFuzzReplay, SeedsPassTheTargetsChecks) {
         oerr_DeleteErrorReportEx(&err);
         omif_ObjectFree(object, design, nullptr);
     }
-    EXPECT_EQ(files, 12);
+    EXPECT_EQ(files, 14);
 }
