@@ -220,7 +220,8 @@ bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, st
         std::int64_t at = position + static_cast<std::int64_t>(done);
         std::size_t want = count - done;
         std::size_t got = 0;
-        if (sequential && want < m_bufferSize && EnsureBuffer(m_readBuffer)) {
+        // While mapped, the caller may store into the view at any time: no read buffer then.
+        if (sequential && !m_map && want < m_bufferSize && EnsureBuffer(m_readBuffer)) {
             m_readLength = 0;
             if (!SystemRead(at, m_readBuffer, m_bufferSize, got, err, fn)) return false;
             m_readStart = at;
