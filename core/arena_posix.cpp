@@ -1,4 +1,6 @@
 // POSIX back end of the arena region: one anonymous private mapping. Thread-safe.
+// The whole file is the POSIX build's; a Windows file beside it supplies the same calls.
+#if !defined(_WIN32)
 #include <sys/mman.h>
 
 #include "core/arena_region.hpp"
@@ -19,3 +21,5 @@ void UnmapArenaRegion(void *base, std::size_t bytes) noexcept {
 }
 
 } // namespace orvik::core
+
+#endif // !_WIN32

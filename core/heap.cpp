@@ -1,7 +1,8 @@
-// The library heap: the C library's heap for ordinary requests and, once omsc_HeapBigInit
-// has created it, a fixed-size private arena for requests of at least the threshold.
+// The library heap: the standard heap (core/system_heap.hpp) for ordinary requests and, once
+// omsc_HeapBigInit has created it, a fixed-size private arena for requests of at least the
+// threshold.
 //
-// Thread-safety: without thread-safe mode no heap lock is taken; the C library heap and the
+// Thread-safety: without thread-safe mode no heap lock is taken; the standard heap and the
 // arena serialise themselves and the shared state (arena, threshold, big-heap bounds) is
 // atomic, the bounds being widened with compare-and-swap so that none is lost. In thread-safe
 // mode every allocation, release and resize also holds the heap mutex; the mode flag is only
@@ -9,9 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <malloc.h>
 #include <mutex>
 
 #include <orvik/omsc.h>
@@ -20,8 +19,10 @@
 #include "core/heap_config.hpp"
 #include "core/heap_internal.hpp"
 #include "core/heap_seam.hpp"
+#include "core/system_heap.hpp"
 
 using orvik::core::BigArena;
+namespace system_heap = orvik::core::system_heap;
 
 namespace {
 
@@ -94,7 +95,7 @@ BigArena *OwningArena(const void *block) {
         WidenBigBounds(p);
         return p;
     }
-    return std::calloc(1, size);
+    return system_heap::AllocateZeroed(size);
 }
 
 // A zero-filled block from the heap the size selects, retried once in the standard heap
@@ -102,7 +103,7 @@ BigArena *OwningArena(const void *block) {
 inline void *AllocateRouted(std::size_t size) {
     BigArena *big = gBig.load(std::memory_order_acquire);
     if (big && size >= gThreshold.load(std::memory_order_relaxed)) return AllocateBig(big, size);
-    return std::calloc(1, size);
+    return system_heap::AllocateZeroed(size);
 }
 
 inline void *Allocate(int32_t size) {
@@ -111,16 +112,16 @@ inline void *Allocate(int32_t size) {
 }
 
 std::size_t UsableSize(BigArena *owner, void *block) {
-    return owner ? owner->UsableSize(block) : malloc_usable_size(block);
+    return owner ? owner->UsableSize(block) : system_heap::UsableSize(block);
 }
 
 // Resizes within the C library heap. Every byte past the requested size up to the usable
 // size is kept zero (calloc starts it so, shrinking clears it), so clearing from the old
 // usable size is enough for a grown block to read as zeros past its old contents.
 void *ResizeStandard(void *block, std::size_t oldUsable, std::size_t size) {
-    void *p = std::realloc(block, size);
+    void *p = system_heap::Resize(block, size);
     if (!p) return nullptr;
-    const std::size_t usable = malloc_usable_size(p);
+    const std::size_t usable = system_heap::UsableSize(p);
     const std::size_t from = std::min(oldUsable, size);
     if (usable > from) std::memset(static_cast<char *>(p) + from, 0, usable - from);
     return p;
@@ -130,7 +131,7 @@ void FreeIn(BigArena *owner, void *block) {
     if (owner) {
         owner->Free(block);
     } else {
-        std::free(block);
+        system_heap::Free(block);
     }
 }
 

@@ -12,6 +12,7 @@ build=${FUZZ_BUILD_DIR:-build-fuzz}
 # and in fuzz/CMakeLists.txt.
 targets=(
     mif_dictionary
+    mif_object
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \

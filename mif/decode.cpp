@@ -116,25 +116,30 @@ class Decoder {
         return true;
     }
 
-    // Printable characters up to ",": a new heap string, or null after a report.
-    wchar_t *Name() {
+    // Printable characters up to "," into m_name; false after a report.
+    bool ReadName() {
         m_name.clear();
         for (;;) {
             const int c = Get(kNameStep);
-            if (c < 0) return nullptr;
-            if (c == ',') break;
+            if (c < 0) return false;
+            if (c == ',') return true;
             if (!IsNameCharacter(static_cast<uint32_t>(c))) {
                 SetError(m_err, kNameStep, 1, nullptr, L"Non-printable character %c (0x%02lx) for name",
                          static_cast<wint_t>(c), static_cast<long>(c));
-                return nullptr;
+                return false;
             }
             if (m_name.size() == kMaxNameLength) {
                 SetError(m_err, kNameStep, 2, nullptr, L"Name longer than %ld characters",
                          static_cast<long>(kMaxNameLength));
-                return nullptr;
+                return false;
             }
             m_name.push_back(static_cast<char>(c));
         }
+    }
+
+    // A name as a new heap string, or null after a report.
+    wchar_t *Name() {
+        if (!ReadName()) return nullptr;
         auto *text = static_cast<wchar_t *>(
             omsc_HeapMalloc(static_cast<int32_t>((m_name.size() + 1) * sizeof(wchar_t))));
         if (!text) {
@@ -209,10 +214,8 @@ class Decoder {
         }
         if (item->type == OMIF_ITEM_ENUM && !EnumNames(item)) return false;
         if (item->type == OMIF_ITEM_OBJECT) {
-            wchar_t *designName = Name();
-            if (!designName) return Wrap(kItemStep, 3, L"omif_DecodeName failed");
-            m_references.push_back({item, designName});
-            omsc_HeapFree(designName);
+            if (!ReadName()) return Wrap(kItemStep, 3, L"omif_DecodeName failed");
+            m_references.push_back({item, std::wstring(m_name.begin(), m_name.end())});
         }
         if (item->type == OMIF_ITEM_INLINE_OBJECT) {
             const int first = Get(kItemStep);

@@ -78,7 +78,7 @@ template <class Dst, class Src> class TreeCopier {
     Dst *Run(const Src *src, CopyStatus &status) {
         status = CopyStatus::kOk;
         if (!src) return nullptr;
-        Dst *root = Shell(src);
+        Dst *root = Shell();
         if (!root) {
             status = CopyStatus::kNoMemory;
             return nullptr;
@@ -104,7 +104,7 @@ template <class Dst, class Src> class TreeCopier {
   private:
     // The new design is linked to its owner before anything can throw, so that destroying
     // the root frees it.
-    Dst *Shell(const Src *src) { return NewZeroed<Dst>(); }
+    static Dst *Shell() { return NewZeroed<Dst>(); }
     void Track(const Src *src, Dst *d) {
         m_copies.emplace(src, d);
         m_work.emplace_back(src, d);
@@ -154,7 +154,7 @@ template <class Dst, class Src> class TreeCopier {
         }
         const bool owned = si->type == OMIF_ITEM_INLINE_OBJECT || si->ownsDesign;
         if (owned || m_convertReferences || !kSameForm) {
-            di->design = Shell(target);
+            di->design = Shell();
             if (!di->design) return CopyStatus::kNoMemory;
             di->ownsDesign = 1;
             Track(target, di->design);

@@ -1,6 +1,5 @@
 // Readable listings of designs and dictionaries, and of the values of one item of a host
 // record (for debugging dumps). Output is UTF-8 through narrow stdio.
-#include <cinttypes>
 #include <complex>
 #include <cstddef>
 #include <cstdio>

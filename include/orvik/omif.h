@@ -19,7 +19,7 @@
  *   e 4 (32-bit value)   1 2 4 C c 1   S s 2   L l i f 4   d t 8   m 8 (two floats)
  *   M 16 (two doubles)   b sizeof(Ogda_BaseData)   o x the element design's host size.
  * A plain-pointer item takes one pointer. A counted-pointer item takes
- * OMIF_COUNTED_POINTER(T): a 32-bit count followed by a pointer, aligned as a pointer.
+ * OMIF_COUNTED_POINTER_OF(T): a 32-bit count followed by a pointer, aligned as a pointer.
  *
  * Dictionaries list their designs in the order they were added (oldest first); adding a
  * design whose name is already present leaves the dictionary unchanged, so names are
@@ -332,6 +332,177 @@ ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *diction
  * `indent`), at most `maxValues` values per list (0: 8) before "..." cuts it. */
 ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item *item,
                                 int32_t indent, int32_t maxValues, Oerr_ErrorReport **err);
+
+ORVIK_END_DECLS
+
+/* ==== Objects and conversion ========================================================== */
+/*
+ * A MIF object is a host record laid out as its design says (see the model above). These
+ * functions convert one record to the file form (little-endian, no padding; an indirect
+ * item is a 32-bit count, a 32-bit offset and then its elements) and back, and allocate,
+ * measure, copy, free and access records. See docs/mif-objects.md.
+ *
+ * Byte counts are `long`. Conversion functions return the number of file bytes written or
+ * consumed; on failure they report and return the bytes counted up to the failing step, so
+ * callers test the report, not the count.
+ *
+ * Text items (`c`) stay 8-bit (UTF-8) on the host: no widening takes place.
+ */
+#include <orvik/ofio.h>
+
+ORVIK_BEGIN_DECLS
+
+/*
+ * A memory buffer with a cursor, the alternative to a stream in the conversion functions.
+ * `size` bytes lie at `data`; reading and writing start at `cursor` and advance it; nothing
+ * is read or written outside [data, data + size). `baseOffset` is the file position that
+ * data[0] stands for: offset words are written as baseOffset + the cursor before the words.
+ */
+typedef struct Omif_Buffer_ {
+    unsigned char *data;
+    long size;
+    long cursor;
+    long baseOffset;
+} Omif_Buffer;
+
+/*
+ * Writes the file form of `object` to `buffer` when it is not null (at its cursor), else to
+ * `stream` (at its position). Offset words: the position before the two words plus
+ * `baseOffset` (stream) or the buffer's own baseOffset (buffer). A stream is flushed after a
+ * successful write when immediate flushing is enabled.
+ */
+ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Omif_Design *design,
+                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err);
+
+/*
+ * Reads one record into `object` from `buffer` when it is not null, else from `stream` at
+ * its position. omif_ConvertToHost starts at the beginning of the buffer (cursor set to 0),
+ * omif_ConvertToHostX at its current cursor; both leave the cursor after the record.
+ * Indirect arrays and base-data blocks already held by the record are reused or freed as
+ * needed; what the record holds afterwards (also after a failure) is freed by
+ * omif_ObjectFree / omif_ObjectItemsFree.
+ */
+ORVIK_API long omif_ConvertToHost(Ofio_File *stream, Omif_Buffer *buffer,
+                                  const Omif_Design *design, void *object,
+                                  Oerr_ErrorReport **err);
+ORVIK_API long omif_ConvertToHostX(Ofio_File *stream, Omif_Buffer *buffer,
+                                   const Omif_Design *design, void *object,
+                                   Oerr_ErrorReport **err);
+
+/* Process-wide switch (off at start): flush the stream after every successful
+ * omif_ConvertToMIF to a stream. */
+ORVIK_API void omif_StreamImmediateFlushEnable(void);
+ORVIK_API void omif_StreamImmediateFlushDisable(void);
+
+/* A zero-filled record of the design's host size; null without a report when the design is
+ * null or its size is not positive. */
+ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err);
+
+/* File bytes of the record; with a null object, the size of a record whose indirect items
+ * are empty and whose base data are 0 x 0. -1 on failure. */
+ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design,
+                               Oerr_ErrorReport **err);
+
+/* Frees what the record owns (indirect arrays, nested records' contents, base-data blocks)
+ * and leaves those pointers null and counts 0; omif_ObjectFree then frees the record. A null
+ * object does nothing. Return 0, or -1 (a null design). */
+ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design,
+                                    Oerr_ErrorReport **err);
+ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err);
+
+/*
+ * Deep copy of *srcObjectPP into *dstObjectPP (allocated when *dstObjectPP is null; an
+ * existing destination's contents are freed first). Returns the destination, or null; a
+ * destination allocated here is freed again on failure and *dstObjectPP left null.
+ */
+ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
+                                void *const *srcObjectPP, Oerr_ErrorReport **err);
+
+/*
+ * Item access by name (the same pointer or equal text). Get clears the item's host size of
+ * bytes at `destination` and deep-copies the item's value there (the caller frees what it
+ * then owns, e.g. with omif_ObjectItemsFree of a one-item design); returns destination. Set
+ * frees the item's current value and deep-copies `source` into it; returns object. Both give
+ * null without a report when no item has the name.
+ */
+ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *design,
+                                        const wchar_t *itemName, void *destination,
+                                        Oerr_ErrorReport **err);
+ORVIK_API void *omif_ObjectItemValueSet(void *object, const Omif_Design *design,
+                                        const wchar_t *itemName, const void *source,
+                                        Oerr_ErrorReport **err);
+
+/* ---- Standard records ---- */
+
+/* Design "Omif_String_Design": count of characters including the terminator, then the
+ * characters (UTF-8); count 0 and a null pointer for an empty text. */
+typedef struct Omif_String_ {
+    int32_t count;
+    char *string;
+} Omif_String;
+
+/* Counted byte block, design "PTR". */
+typedef struct Omif_PTR_ {
+    int32_t count;
+    unsigned char *data;
+} Omif_PTR;
+
+/* Design "Omif_MIFObject_Design": a record in file form with what is needed to read it
+ * back: the design's name (UTF-8, terminated), the text form of a dictionary that holds the
+ * design (UTF-8, terminated) and the record's file-form bytes. */
+typedef struct Omif_MIFObject_ {
+    Omif_PTR typeName;
+    Omif_PTR dictionary;
+    Omif_PTR data;
+} Omif_MIFObject;
+
+/* The standard designs: "Omif_String_Design", "PTR", "Omif_MIFObject_Design" (owned by the
+ * library; created at first use). */
+ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name,
+                                                      Oerr_ErrorReport **err);
+
+/* Sets *dst (whose old contents are not freed) from a wide text; null or empty -> 0/null.
+ * Return 0, or -1. */
+ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text,
+                                         Oerr_ErrorReport **err);
+/* New wide string; null without a report for an empty record. */
+ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err);
+/* Duplicates src into *dst (old contents not freed). Return 0, or -1. */
+ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String *src,
+                                             Oerr_ErrorReport **err);
+
+/* Copies src's block into *dst (old contents not freed): both fields zero copies nothing,
+ * both set copies count bytes, a mix fails ("Trouble"). Return 0, or -1. */
+ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err);
+ORVIK_API void omif_PTRFreeContents(Omif_PTR *block);
+/* Frees dst's block, moves src's into it and clears src. */
+ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src);
+/* Equal counts and equal bytes (null blocks are equal to each other). */
+ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b);
+
+ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObject *src,
+                                          Oerr_ErrorReport **err);
+ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object);
+ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src);
+ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b);
+/* Frees the contents and the record itself. */
+ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object);
+
+/* The file form of a record in a new counted block (*block's old contents not freed), and
+ * back (the whole block must be one record). Return the byte count, or -1. */
+ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Design *design,
+                                              Omif_PTR *block, Oerr_ErrorReport **err);
+ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omif_Design *design,
+                                                void *object, Oerr_ErrorReport **err);
+/* The same into and from an Omif_MIFObject; reading requires that the carried name equals
+ * the design's name ("Design mismatch"). */
+ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Omif_Design *design,
+                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err);
+ORVIK_API long omif_MIFableObjectConvertFromMIFObject(const Omif_MIFObject *src,
+                                                      const Omif_Design *design, void *object,
+                                                      Oerr_ErrorReport **err);
 
 ORVIK_END_DECLS
 

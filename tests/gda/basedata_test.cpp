@@ -1,6 +1,7 @@
 // Pixel-type tables, creation, layout rules, derived views and deletion.
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -76,6 +77,25 @@ TEST(BaseDataCreate, MatrixIsColumnMajor) {
     std::memcpy(&at, static_cast<unsigned char *>(m->data) + 2 * 32 + 1 * 8, sizeof at);
     EXPECT_EQ(at, 3.0);
     ogda_BaseDataDelete(m, err);
+}
+
+TEST(BaseDataCreate, LayoutOfEveryObjectType) {
+    ReportHolder err;
+    // 3 x 2 s16: a matrix line is a column (3 x 2 bytes), every other line a row (2 x 2 bytes).
+    const int32_t expectLineBytes[] = {4, 4, 6, 4};
+    for (int ot = 0; ot < OGDA_OBJECT_TYPE_COUNT; ++ot) {
+        Ogda_BaseData *o = ogda_BaseDataCreate(3, 2, OGDA_S16, static_cast<Ogda_ObjectType>(ot), nullptr, err);
+        ASSERT_NE(o, nullptr);
+        EXPECT_EQ(o->lineBytes, expectLineBytes[ot]) << ot;
+        ExpectBlockSize(o->data, ot == Ogda_Raster ? 24 : 12);
+        const int16_t column[] = {10, 11, 12};
+        ASSERT_EQ(ogda_BaseDataSet(o, column, OGDA_REGION_COLUMN, 1, err), o);
+        const int16_t *p = static_cast<int16_t *>(o->data);
+        const std::vector<int> expect = ot == Ogda_Matrix ? std::vector<int>{0, 0, 0, 10, 11, 12}
+                                                          : std::vector<int>{0, 10, 0, 11, 0, 12};
+        EXPECT_EQ(std::vector<int>(p, p + 6), expect) << ot;
+        ogda_BaseDataDelete(o, err);
+    }
 }
 
 TEST(BaseDataCreate, AdoptsCallerDataAndRejectsBadArguments) {

@@ -40,30 +40,28 @@ unsigned char *At(const Ogda_BaseData *o, int r, int c) {
                                         : base + r * o->lineBytes + c * o->numbytes;
 }
 
+template <class T> void Write(unsigned char *p, T v) {
+    std::memcpy(p, &v, sizeof v);
+}
+template <class T> T ReadAs(const unsigned char *p) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
 void Put(Ogda_BaseData *o, int r, int c, Z v) {
     unsigned char *p = At(o, r, c);
     switch (o->datatype) {
-    case OGDA_F32: {
-        const float f = static_cast<float>(v.real());
-        std::memcpy(p, &f, sizeof f);
-        break;
-    }
-    case OGDA_S32: {
-        const int32_t i = static_cast<int32_t>(v.real());
-        std::memcpy(p, &i, sizeof i);
-        break;
-    }
+    case OGDA_S32:
+        return Write(p, static_cast<int32_t>(v.real()));
+    case OGDA_F32:
+        return Write(p, static_cast<float>(v.real()));
     case OGDA_F64:
-        std::memcpy(p, &v, sizeof(double));
-        break;
-    case OGDA_C64: {
-        const std::complex<float> f(static_cast<float>(v.real()), static_cast<float>(v.imag()));
-        std::memcpy(p, &f, sizeof f);
-        break;
-    }
+        return Write(p, v.real());
+    case OGDA_C64:
+        return Write(p, std::complex<float>(v));
     case OGDA_C128:
-        std::memcpy(p, &v, sizeof v);
-        break;
+        return Write(p, v);
     default:
         FAIL() << "no test writer for pixel type " << o->datatype;
     }
@@ -72,26 +70,14 @@ void Put(Ogda_BaseData *o, int r, int c, Z v) {
 Z Get(const Ogda_BaseData *o, int r, int c) {
     const unsigned char *p = At(o, r, c);
     switch (o->datatype) {
-    case OGDA_F32: {
-        float f;
-        std::memcpy(&f, p, sizeof f);
-        return f;
-    }
-    case OGDA_F64: {
-        double d;
-        std::memcpy(&d, p, sizeof d);
-        return d;
-    }
-    case OGDA_C64: {
-        std::complex<float> f;
-        std::memcpy(&f, p, sizeof f);
-        return {f.real(), f.imag()};
-    }
-    default: {
-        Z z;
-        std::memcpy(&z, p, sizeof z);
-        return z;
-    }
+    case OGDA_F32:
+        return ReadAs<float>(p);
+    case OGDA_F64:
+        return ReadAs<double>(p);
+    case OGDA_C64:
+        return Z(ReadAs<std::complex<float>>(p));
+    default:
+        return ReadAs<Z>(p);
     }
 }
 

@@ -239,9 +239,6 @@ TEST(StringListQuotedCopy, QuotesEveryEntryUnderTheCopyName) {
     ListPtr out(ostr_StringListQuotedCopy(src.get(), nullptr, r.Out()));
     ASSERT_TRUE(out);
     EXPECT_EQ(Entries(out.get()), (Texts{L"\"it's\"", L"\"\"", L"<null>", L"\"say \\\"no\\\"\""}));
-    ListPtr small = MakeList({L"x"});
-    EXPECT_EQ(ostr_StringListQuotedCopy(src.get(), small.get(), r.Out()), nullptr);
-    EXPECT_EQ(r.Head(), L"ostr_StringListCopy/1/Destination string list too small");
 }
 
 TEST(StringListQuote, BothQuoteCharactersAndLastFailure) {
@@ -250,9 +247,6 @@ TEST(StringListQuote, BothQuoteCharactersAndLastFailure) {
     EXPECT_EQ(ostr_StringListQuote(l.get(), OMSC_FALSE, r.Out()), l.get());
     EXPECT_TRUE(r.Cleared());
     EXPECT_EQ(Entries(l.get()), (Texts{L"'it\\'s'", L"'a\"b'"}));
-    ListPtr d = MakeList({L"it's", L"a\"b"});
-    ostr_StringListQuote(d.get(), OMSC_TRUE, r.Out());
-    EXPECT_EQ(Entries(d.get()), (Texts{L"\"it's\"", L"\"a\\\"b\""}));
 
     // The first entry fails for want of memory, the third as empty: the last one is kept.
     ListPtr bad = MakeList({L"ab", L"cd", L""});
@@ -285,9 +279,6 @@ TEST(StringListJoin, WithAndWithoutDelimiter) {
     EXPECT_EQ(Join(abc.get(), L", "), L"a, b, c");
     EXPECT_EQ(Join(abc.get(), L", ").size(), 7u);
     EXPECT_EQ(Join(abc.get(), nullptr), L"abc");
-    EXPECT_EQ(Join(abc.get(), L""), L"abc");
-    ListPtr one = MakeList({L"only"});
-    EXPECT_EQ(Join(one.get(), L";"), L"only");
     ListPtr withNull = MakeList({L"a", nullptr, L"c"});
     EXPECT_EQ(Join(withNull.get(), L"-"), L"a--c");
     ListPtr empty(ostr_StringListCreate(0, nullptr));
@@ -319,10 +310,6 @@ TEST(StringListSort, OrdinalCaseSensitiveNullsFirst) {
     ostr_StringListSort(l.get());
     EXPECT_EQ(Entries(l.get()),
               (Texts{L"<null>", L"", L"B", L"a", L"ab", L"b", L"z", L"\u00e9"}));
-    ostr_StringListSort(nullptr);
-    ListPtr empty(ostr_StringListCreate(0, nullptr));
-    ostr_StringListSort(empty.get());
-    EXPECT_EQ(empty->count, 0);
 }
 
 TEST(StringListSort, ByNamePart) {
@@ -361,11 +348,6 @@ TEST(StringListNarrow, RoundTripWithNonAscii) {
     ostr_StringListDeleteA(nullptr);
     EXPECT_EQ(ostr_StringListU2A(nullptr, r.Out()), nullptr);
     EXPECT_TRUE(r.Cleared());
-    ListPtr empty(ostr_StringListCreate(0, nullptr));
-    ostr_StringListA *emptyNarrow = ostr_StringListU2A(empty.get(), r.Out());
-    ASSERT_NE(emptyNarrow, nullptr);
-    EXPECT_EQ(emptyNarrow->count, 0);
-    ostr_StringListDeleteA(emptyNarrow);
 }
 
 TEST(StringListNarrow, FailingConversions) {
