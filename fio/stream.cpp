@@ -64,6 +64,12 @@ bool ParseMode(const wchar_t *mode, OpenMode &out) {
 
 namespace {
 
+// Whether [position, position + count) lies within the 64-bit offset range.
+bool InRange(std::int64_t position, std::size_t count) {
+    return position >= 0 &&
+           count <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - position);
+}
+
 std::wstring Detail(const wchar_t *format, long long a, long long b, long long c) {
     return text::Format(format, a, b, c);
 }
@@ -101,6 +107,15 @@ bool Stream::CheckReadable(Oerr_ErrorReport **err, const wchar_t *fn) const {
 bool Stream::CheckWritable(Oerr_ErrorReport **err, const wchar_t *fn) const {
     if (m_mode.writable) return true;
     SetError(err, fn, kWrongAccess, nullptr, L"File \"%s\" is open read-only", m_name.c_str());
+    return false;
+}
+
+bool Stream::CheckRange(std::int64_t position, std::size_t count, Oerr_ErrorReport **err,
+                        const wchar_t *fn) const {
+    if (InRange(position, count)) return true;
+    SetError(err, fn, kBadArgument, nullptr,
+             L"%lld bytes at offset %lld lie beyond the largest file offset in file \"%s\"",
+             static_cast<long long>(count), static_cast<long long>(position), m_name.c_str());
     return false;
 }
 
@@ -198,7 +213,7 @@ bool Stream::SystemRead(std::int64_t position, char *buffer, std::size_t count,
 bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, std::size_t &done,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     done = 0;
-    if (!CheckReadable(err, fn)) return false;
+    if (!CheckReadable(err, fn) || !CheckRange(position, count, err, fn)) return false;
     if (count == 0 || IsNullDevice()) return true;
     auto *out = static_cast<char *>(buffer);
 
@@ -220,7 +235,8 @@ bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, st
         std::int64_t at = position + static_cast<std::int64_t>(done);
         std::size_t want = count - done;
         std::size_t got = 0;
-        if (sequential && want < m_bufferSize && EnsureBuffer(m_readBuffer)) {
+        // While mapped, the caller may store into the view at any time: no read buffer then.
+        if (sequential && !m_map && want < m_bufferSize && EnsureBuffer(m_readBuffer)) {
             m_readLength = 0;
             if (!SystemRead(at, m_readBuffer, m_bufferSize, got, err, fn)) return false;
             m_readStart = at;
@@ -251,7 +267,7 @@ bool Stream::ReadExact(std::int64_t position, void *buffer, std::size_t count,
 
 bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
                    Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!CheckWritable(err, fn)) return false;
+    if (!CheckWritable(err, fn) || !CheckRange(position, count, err, fn)) return false;
     if (count == 0) return true;
     std::int64_t end = position + static_cast<std::int64_t>(count);
     if (IsNullDevice()) {

@@ -98,6 +98,8 @@ class Stream {
     bool EnsureBuffer(char *&buffer);
     bool CheckReadable(Oerr_ErrorReport **err, const wchar_t *fn) const;
     bool CheckWritable(Oerr_ErrorReport **err, const wchar_t *fn) const;
+    bool CheckRange(std::int64_t position, std::size_t count, Oerr_ErrorReport **err,
+                    const wchar_t *fn) const;
     bool SystemRead(std::int64_t position, char *buffer, std::size_t count, std::size_t &done,
                     Oerr_ErrorReport **err, const wchar_t *fn);
 

@@ -26,10 +26,15 @@ TEST(FioMapping, MapShowsBufferedWritesAndStoresReachTheFile) {
     EXPECT_EQ(size, 5000);
     EXPECT_EQ(std::string(view, 5000), text);
 
-    std::memcpy(view + 10, "mapped", 6);
+    // Sequential stream reads around stores into the view never see stale bytes.
     char back[6];
-    EXPECT_EQ(ofio_FileReadDirect(f, 10, back, 6, &err), 6);
+    ASSERT_EQ(ofio_Seek(f, 4, OFIO_SEEK_SET, &err), 0);
+    EXPECT_EQ(ofio_ReadSeq(f, back, 6, &err), 6);
+    std::memcpy(view + 10, "mapped", 6);
+    EXPECT_EQ(ofio_ReadSeq(f, back, 6, &err), 6);
     EXPECT_EQ(std::string(back, 6), "mapped");
+    view[16] = '!';
+    EXPECT_EQ(ofio_Fgetc(f, &err), '!');
 
     // Grow by one word far behind the end, as the space allocator does, then renew.
     uint32_t word = 0xCAFEF00D;
@@ -47,9 +52,10 @@ TEST(FioMapping, MapShowsBufferedWritesAndStoresReachTheFile) {
 
     std::string raw = ReadRaw(dir.Narrow("m.bin"));
     ASSERT_EQ(raw.size(), 12288u);
-    EXPECT_EQ(raw.substr(10, 6), "mapped");
+    EXPECT_EQ(raw.substr(10, 7), "mapped!");
     EXPECT_EQ(raw[12000], 'Z');
     EXPECT_EQ(raw.substr(0, 10), text.substr(0, 10));
+    EXPECT_EQ(raw.substr(17, 5000 - 17), text.substr(17));
 }
 
 TEST(FioMapping, ReadOnlyViewsAndRefusals) {

@@ -154,6 +154,15 @@ TEST(FioStream, SeekBeyondEndLeavesAHoleAndNegativeSeekFails) {
     EXPECT_EQ(ofio_Seek(f, 0, 7, &err), -1);
     ExpectReport(err, L"ofio_Seek", 1, L"Invalid seek origin 7");
     EXPECT_EQ(ofio_Tell(f, &err), 5003);
+    // The largest position is reachable, but nothing can be transferred there.
+    ASSERT_EQ(ofio_Seek(f, INT64_MAX - 2, OFIO_SEEK_SET, &err), 0);
+    EXPECT_EQ(ofio_WriteSeq(f, "abc", 3, &err), -1);
+    ExpectReport(err, L"ofio_WriteSeq", 1,
+                 L"3 bytes at offset 9223372036854775805 lie beyond the largest file offset "
+                 L"in file \"" + name + L"\"");
+    EXPECT_EQ(ofio_Seek(f, 10, OFIO_SEEK_CUR, &err), -1);
+    ASSERT_NE(err, nullptr);
+    oerr_DeleteErrorReportEx(&err);
     EXPECT_EQ(ofio_FileClose(f, &err), 0);
 }
 
