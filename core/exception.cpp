@@ -8,6 +8,7 @@
 #include <orvik/oerr.h>
 
 #include "core/heap_text.hpp"
+#include "core/report_chain.hpp"
 #include "strings/utf8.hpp"
 
 namespace {
@@ -46,35 +47,11 @@ bool ConvertText(const wchar_t *in, char *&out) {
     return !in || out;
 }
 
-// Copies a chain between its wide and narrow forms, record by record. Text that has no image
-// on the other side is replaced (U+FFFD / its UTF-8 form) rather than failing, so a report is
-// never lost because of its text. Heap exhaustion aborts the copy: null, nothing leaked.
+// Chains are converted between their wide and narrow forms with text that has no image on
+// the other side replaced (U+FFFD / its UTF-8 form) rather than failing, so a report is never
+// lost because of its text. Heap exhaustion aborts the copy: null, nothing leaked.
 template <class To, class From> To *ConvertChain(const From *src) {
-    To *head = nullptr;
-    To **tail = &head;
-    try {
-        for (; src; src = src->next) {
-            auto *r = static_cast<To *>(omsc_HeapMalloc(sizeof(To)));
-            if (!r) break;
-            *tail = r;
-            tail = &r->next;
-            r->number = src->number;
-            r->kind = src->kind;
-            if (!ConvertText(src->function, r->function) || !ConvertText(src->message, r->message))
-                break;
-        }
-    } catch (const std::bad_alloc &) {
-    }
-    if (src) {
-        while (head) {
-            To *next = head->next;
-            omsc_HeapFree(head->function);
-            omsc_HeapFree(head->message);
-            omsc_HeapFree(head);
-            head = next;
-        }
-    }
-    return head;
+    return orvik::core::CopyChain<To>(src, [](auto in, auto &out) { return ConvertText(in, out); });
 }
 
 } // namespace

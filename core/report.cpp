@@ -7,41 +7,13 @@
 #include <orvik/ostr.h>
 
 #include "core/heap_text.hpp"
+#include "core/report_chain.hpp"
 #include "strings/utf8.hpp"
 
 namespace {
 
-template <class R> void DeleteChain(R *r) {
-    while (r) {
-        R *next = r->next;
-        omsc_HeapFree(r->function);
-        omsc_HeapFree(r->message);
-        omsc_HeapFree(r);
-        r = next;
-    }
-}
-
-// Copies a chain record by record; `convert` maps one text (null stays null) and returns
-// false when it cannot. On any failure the partial copy is freed and null returned.
-template <class To, class From, class Convert>
-To *CopyChain(const From *src, Convert convert) {
-    To *head = nullptr;
-    To **tail = &head;
-    for (; src; src = src->next) {
-        auto *r = static_cast<To *>(omsc_HeapMalloc(sizeof(To)));
-        if (!r) break;
-        *tail = r;
-        tail = &r->next;
-        r->number = src->number;
-        r->kind = src->kind;
-        if (!convert(src->function, r->function) || !convert(src->message, r->message)) break;
-    }
-    if (src) { // stopped early
-        DeleteChain(head);
-        return nullptr;
-    }
-    return head;
-}
+using orvik::core::CopyChain;
+using orvik::core::DeleteChain;
 
 bool DupWide(const wchar_t *in, wchar_t *&out) {
     out = orvik::core::HeapDup(in);
