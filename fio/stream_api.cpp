@@ -43,6 +43,19 @@ bool CheckCount(long count, const void *buffer, Oerr_ErrorReport **err, const wc
     return true;
 }
 
+// Arguments of the positioned transfers: a handle, a non-negative position and a buffer that
+// matches the count.
+bool CheckDirectArgs(const Ofio_File *file, int64_t position, long count, const void *buffer,
+                     Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!CheckHandle(file, err, fn) || !CheckCount(count, buffer, err, fn)) return false;
+    if (position < 0) {
+        SetError(err, fn, kBadArgument, nullptr, L"Invalid file position %lld",
+                 static_cast<long long>(position));
+        return false;
+    }
+    return true;
+}
+
 Ofio_File *OpenStream(const wchar_t *name, const wchar_t *mode, std::size_t bufferSize,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     OpenMode parsed;
@@ -133,12 +146,7 @@ ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buff
     const wchar_t *fn = L"ofio_FileReadDirect";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
-        if (!CheckHandle(file, err, fn) || !CheckCount(count, buffer, err, fn)) return -1L;
-        if (position < 0) {
-            SetError(err, fn, kBadArgument, nullptr, L"Invalid file position %lld",
-                     static_cast<long long>(position));
-            return -1L;
-        }
+        if (!CheckDirectArgs(file, position, count, buffer, err, fn)) return -1L;
         return file->ReadExact(position, buffer, static_cast<std::size_t>(count), err, fn)
                    ? count
                    : -1L;
@@ -169,12 +177,7 @@ ORVIK_API long ofio_FileWriteDirect(Ofio_File *file, int64_t position, const voi
     const wchar_t *fn = L"ofio_FileWriteDirect";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
-        if (!CheckHandle(file, err, fn) || !CheckCount(count, buffer, err, fn)) return -1L;
-        if (position < 0) {
-            SetError(err, fn, kBadArgument, nullptr, L"Invalid file position %lld",
-                     static_cast<long long>(position));
-            return -1L;
-        }
+        if (!CheckDirectArgs(file, position, count, buffer, err, fn)) return -1L;
         return file->Write(position, buffer, static_cast<std::size_t>(count), err, fn) ? count
                                                                                        : -1L;
     });
