@@ -1,0 +1,238 @@
+/*
+ * ohfa.h - HFA files: one disk file holding a tree of named, typed entries, the MIF
+ * dictionary that describes their data, and a list of free space.
+ *
+ * File layout (every record in MIF file form: little-endian, no padding; offsets are 32-bit
+ * and the file never grows beyond 0x7FFFFFFF bytes; see docs/hfa-format.md):
+ *   0            Ohfa_HeaderTag   "OHFA_HEADER_TAG" and the offset of the header (64)
+ *   headerPtr    Ohfa_File        version, free-list head, root entry, entry length,
+ *                                 dictionary offset
+ *   elsewhere    entries (128 bytes each), data blocks, the dictionary text and free blocks,
+ *                all at positions handed out by the free-space allocator.
+ *
+ * Handles: ohfa_FileOpen / ohfa_FileCreate return one shared handle per file name; every
+ * successful open or create adds a reference and needs its own ohfa_FileClose. A handle is
+ * used by one thread at a time (there is no per-file lock).
+ *
+ * Errors: every fallible function clears *err on entry and on failure stores one report
+ * (kind 2) naming itself, with the failing callee's report as its previous record. Warnings
+ * met inside a successful call are printed and deleted on the spot; a successful call never
+ * leaves a report behind.
+ *
+ * Before use: oint_InitToolkit (oint.h), then ohfa_Init.
+ */
+#ifndef ORVIK_OHFA_H
+#define ORVIK_OHFA_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#include <orvik/oerr.h>
+#include <orvik/omif.h>
+#include <orvik/omsc.h>
+#include <orvik/ostr.h>
+
+ORVIK_BEGIN_DECLS
+
+/* The open-file handle (opaque). */
+typedef struct Ohfa_File_ Ohfa_File;
+
+/* ---- Fixed records: host forms of the six built-in designs -------------------------------
+ * Text items are 8-bit, zero-terminated. File sizes: tag 20, header 18, entry 128, free-list
+ * node 8, data descriptor 8, cache node 16. */
+
+/* Design "Ohfa_HeaderTag", at file offset 0. */
+typedef struct Ohfa_HeaderTag_ {
+    char label[16];     /* "OHFA_HEADER_TAG" */
+    uint32_t headerPtr; /* offset of the Ohfa_File record */
+} Ohfa_HeaderTag;
+
+/* Design "Ohfa_File" (the design bears the handle's name; the host record is this one). */
+typedef struct Ohfa_FileHeader_ {
+    int32_t version;           /* format version, 1 for new files */
+    uint32_t freeList;         /* first free block, 0 for none */
+    uint32_t rootEntryPtr;     /* the root Ohfa_Entry */
+    int16_t entryHeaderLength; /* 128 */
+    uint32_t dictionaryPtr;    /* the dictionary text; 0: no dictionary */
+} Ohfa_FileHeader;
+
+/* Design "Ohfa_Entry": one node of the entry tree. */
+typedef struct Ohfa_Entry_ {
+    uint32_t next;   /* next sibling, 0 for none */
+    uint32_t prev;   /* previous sibling, 0 for none */
+    uint32_t parent; /* 0 for the root */
+    uint32_t child;  /* first child, 0 for none */
+    uint32_t data;   /* the data block, 0 for none */
+    int32_t dataSize;
+    char name[64];   /* at most 63 characters */
+    char type[32];   /* design name of the data block */
+    double modTime;  /* seconds since 1970-01-01 00:00 UTC */
+} Ohfa_Entry;
+
+/* Design "Ohfa_FreeListNode": the first 8 bytes of every free block. */
+typedef struct Ohfa_FreeListNode_ {
+    uint32_t freeList; /* next free block, 0 at the end */
+    int32_t freeSize;  /* bytes of this free block, node included */
+} Ohfa_FreeListNode;
+
+/* Design "Ohfa_Data". */
+typedef struct Ohfa_Data_ {
+    int32_t size;
+    uint32_t ptr;
+} Ohfa_Data;
+
+/* Design "Ohfa_CacheNode": root record of a block cache stored in a file. */
+typedef struct Ohfa_CacheNode_ {
+    int32_t blocksize;
+    int32_t blockcount;
+    int32_t bytecount;
+    int32_t rootptr;
+} Ohfa_CacheNode;
+
+/* One of the six designs by name (owned by the library, created at first use). */
+ORVIK_API const Omif_Design *ohfa_DesignFetch(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* ---- Package ------------------------------------------------------------------------- */
+
+/* Initialises the package (needs oint_InitToolkit first). Returns 0, or -1. Until then
+ * every other function fails with "Ofha package has not been initialized". */
+ORVIK_API long ohfa_Init(Oerr_ErrorReport **err);
+
+/* Switches the package off (OMSC_TRUE) or on again. While off, opening and creating fail
+ * with "Ohfa package is disabled"; files already open stay usable. */
+ORVIK_API void ohfa_PackageDisable(Omsc_Boolean disabled);
+
+/* Called after a flush or close has written changes to a file, and after a rename, with
+ * the file's (new) name; runs inside the thread-unsafe section. */
+typedef void (*Ohfa_FileChangedCallback)(const wchar_t *fileName);
+
+/* Installs the one process-wide callback (null removes it); returns the previous one. */
+ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback);
+
+/* ---- Options ---------------------------------------------------------------------------
+ * The ...WithOptions functions and ohfa_FileChange take, after `err`, a list of option codes
+ * each followed by its values, ending with 0. Codes and numbers are `int`; the value of
+ * OHFA_OPTION_RENAME is a `const wchar_t *`. An unknown code is the warning "Illegal option
+ * %ld"; scanning goes on with the next word. */
+enum {
+    OHFA_OPTION_END = 0,
+    OHFA_OPTION_MAP = 1,                   /* 2 values: 1 maps the file, 0 unmaps; reserved */
+    OHFA_OPTION_NOT_FLUSHED_ON_WRITE = 2,  /* 1 value: 1 keeps flushes from writing the
+                                              dictionary, 0 clears it */
+    OHFA_OPTION_BATCH = 3,                 /* 1 value: 1 enters batch mode, else leaves it */
+    OHFA_OPTION_BLOCK_CACHE = 4,           /* 1 value: 1 block caching on, else off */
+    OHFA_OPTION_RENAME = 5,                /* 1 value: const wchar_t *new name */
+    OHFA_OPTION_RESERVED_6 = 6,            /* 5 values, ignored */
+    OHFA_OPTION_EXCLUSIVE = 7,             /* 1 value: 1 makes create/open refuse a file that
+                                              is already open */
+    OHFA_OPTION_RESERVED_8 = 8             /* 1 value, ignored */
+};
+
+/* ---- Files --------------------------------------------------------------------------- */
+
+/* The file's format version when `name` is an HFA file with a dictionary, else 0. A file
+ * that is not HFA (short, foreign, missing) is never an error: reports met on the way are
+ * printed and deleted. Fails (0 with a report) only when the package is not ready. */
+ORVIK_API long ohfa_IsHFAFile(const wchar_t *name, Oerr_ErrorReport **err);
+
+/* Creates (truncating) an HFA file: header tag, header, root entry and dictionary. A create
+ * that fails deletes the partial file. An open name gets the open handle with one more
+ * reference. `cacheArg` is kept in the record unchanged. Null on failure. */
+ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
+                                     Oerr_ErrorReport **err);
+ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t cacheArg,
+                                                Oerr_ErrorReport **err, ...);
+
+/* Opens an HFA file with a stream mode ("r" and "rb" read-only, any other mode for update);
+ * an open name gets the open handle with one more reference. errno is left as it was.
+ * Null on failure. */
+ORVIK_API Ohfa_File *ohfa_FileOpen(const wchar_t *name, const wchar_t *mode, uint32_t cacheArg,
+                                   Oerr_ErrorReport **err);
+ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t *mode,
+                                              uint32_t cacheArg, Oerr_ErrorReport **err, ...);
+
+/* Finds `name` along a search list (ofio_Which) and opens it. */
+ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList,
+                                             const wchar_t *name, const wchar_t *mode,
+                                             uint32_t cacheArg, Oerr_ErrorReport **err);
+
+/* Drops one reference; the last one flushes, closes the stream and frees the handle (also
+ * when the flush fails, which is reported). Returns 0, or -1. */
+ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Writes what changed (dictionary, header, free list) and flushes the stream. A file with
+ * no change gets only the stream flush. Returns 0, or -1. */
+ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Re-reads header and dictionary after another writer changed the file; unsaved free-list
+ * changes of this handle are dropped. Returns 0, or -1. */
+ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Applies an option list to an open file. Returns 0, or -1. */
+ORVIK_API long ohfa_FileChange(Ohfa_File *file, Oerr_ErrorReport **err, ...);
+
+ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **err);
+ORVIK_API Omsc_Boolean ohfa_FileIsNotFlushedOnWrite(const Ohfa_File *file);
+
+/* Length of the file in bytes; -1 on failure. */
+ORVIK_API long ohfa_FileSize(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* The file's name (owned by the handle), or null. */
+ORVIK_API const wchar_t *ohfa_FileNameGet(const Ohfa_File *file);
+
+/* ---- Dictionary ---------------------------------------------------------------------- */
+
+/* The file's dictionary (owned by the handle; change it only through the function below). */
+ORVIK_API const Omif_Dictionary *ohfa_FileDictionaryGet(const Ohfa_File *file);
+
+/* Adds `design` (and the designs it uses) to the file's dictionary unless present; the
+ * next flush stores it. Returns the dictionary's design, or null. */
+ORVIK_API const Omif_Design *ohfa_FileDictionaryAddDesign(Ohfa_File *file,
+                                                          const Omif_Design *design,
+                                                          Oerr_ErrorReport **err);
+
+/* Stores the dictionary: in place when its text has the stored length or is at least 8
+ * bytes shorter, else in a new block. Called by the flush. Returns 0, or -1. */
+ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Returns a dictionary's old block to the free list. Returns 0, or -1. */
+ORVIK_API long ohfa_DictionaryDelete(Ohfa_File *file, uint32_t position, long length,
+                                     Oerr_ErrorReport **err);
+
+/* ---- Records ------------------------------------------------------------------------- */
+
+/* Writes one host record of `design` (`size` = its file size) at `position`, converted to
+ * file form. Returns size, or -1. */
+ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif_Design *design,
+                                      long size, const void *hostBuffer, Oerr_ErrorReport **err);
+
+/* Reads `size` bytes at `position` (-1: where the stream stands) and converts them into the
+ * host record `hostBuffer` of `design`. Returns size, or -1. */
+ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_Design *design,
+                                     long size, void *hostBuffer, Oerr_ErrorReport **err);
+
+/* The same for bytes already in file form (no conversion). */
+ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size,
+                                     const void *buffer, Oerr_ErrorReport **err);
+ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, void *buffer,
+                                    Oerr_ErrorReport **err);
+
+/* ---- Free space ---------------------------------------------------------------------- */
+
+/* Position of a block of `size` bytes, now in use; 0 on failure. */
+ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **err);
+
+/* Returns a block to the free list, merging it with free neighbours. A range that overlaps
+ * a free block is refused and nothing changes. Returns 0, or -1. */
+ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size,
+                              Oerr_ErrorReport **err);
+
+/* Sum of the free blocks' sizes; -1 on failure. */
+ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Prints the free list to standard output, one line a block. Returns 0, or -1. */
+ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **err);
+
+ORVIK_END_DECLS
+
+#endif /* ORVIK_OHFA_H */
