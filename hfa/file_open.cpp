@@ -106,6 +106,10 @@ Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cach
         SetError(err, kInit, 7, nullptr, L"Unsuccessful in adding file to the list");
         return nullptr;
     }
+    if (file->changed) {
+        file->changed = false;
+        NotifyChanged(file);
+    }
     return file;
 }
 
@@ -183,8 +187,14 @@ Ohfa_File *Create(const wchar_t *nameIn, uint32_t cacheArg, const std::vector<Op
     bool refused = false;
     if (Ohfa_File *file = Existing(name, exclusive, refused, err, fn)) return file;
     if (refused) return nullptr;
+    Oerr_ErrorReport *probe = nullptr;
+    const bool existed = ofio_FileExists(name.c_str(), &probe) == OMSC_TRUE;
+    oerr_DeleteErrorReportEx(&probe);
     Ofio_File *stream = ofio_FileOpen(name.c_str(), L"w+b", err);
     if (!stream) {
+        // The open may have created the file before it failed.
+        if (!existed) ofio_FileRemove(name.c_str(), &probe);
+        oerr_DeleteErrorReportEx(&probe);
         SetError(err, fn, 6, *err, L"Error on opening file \"%s\"", name.c_str());
         return nullptr;
     }
@@ -394,6 +404,11 @@ ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) 
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
+        // What the stream still buffers may be stale now; pending writes go out first.
+        if (ofio_Flush(file->stream, err) != 0) {
+            SetError(err, kFn, 4, *err, L"Error re-initializing cache");
+            return -1;
+        }
         const int64_t size = ofio_FileSizeGetByHandle(file->stream, err);
         if (size < 0) {
             SetError(err, kFn, 2, *err, L"ofio_FileSizeGetByHandle failed");
