@@ -13,6 +13,7 @@ build=${FUZZ_BUILD_DIR:-build-fuzz}
 targets=(
     mif_dictionary
     mif_object
+    hfa_open
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
