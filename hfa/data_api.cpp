@@ -27,22 +27,27 @@ bool CheckTransfer(Ohfa_File *file, long position, long size, bool reading, bool
     return true;
 }
 
-// Reads `size` bytes at `position` (-1: the stream position, which then moves past them).
-bool ReadBytes(Ohfa_File *file, long position, long size, void *buffer, Oerr_ErrorReport **err,
-               const wchar_t *fn) {
+// Where a read of `size` bytes at `position` (-1: the stream position) starts; -1 with a
+// report when it would not lie inside the file. Checked before anything is allocated.
+int64_t ReadStart(Ohfa_File *file, long position, long size, Oerr_ErrorReport **err,
+                  const wchar_t *fn) {
     int64_t at = position;
-    if (position == -1) {
-        at = ofio_Tell(file->stream, err);
-        if (at < 0) {
-            SetError(err, fn, 3, *err, L"ofio_ReadSeq failed");
-            return false;
-        }
-    }
-    if (!ReadAt(file, at, buffer, size, err, fn)) {
+    if (position == -1 && (at = ofio_Tell(file->stream, err)) < 0) {
         SetError(err, fn, 3, *err, L"ofio_ReadSeq failed");
-        return false;
+        return -1;
     }
-    if (ofio_Seek(file->stream, at + size, OFIO_SEEK_SET, err) != 0) {
+    if (at > file->fileEnd - size) {
+        SetError(err, fn, 3, nullptr, L"ofio_ReadSeq failed");
+        return -1;
+    }
+    return at;
+}
+
+// Reads `size` bytes at `at`; the stream position then stands after them.
+bool ReadBytes(Ohfa_File *file, int64_t at, long size, void *buffer, Oerr_ErrorReport **err,
+               const wchar_t *fn) {
+    if (!ReadAt(file, at, buffer, size, err, fn) ||
+        ofio_Seek(file->stream, at + size, OFIO_SEEK_SET, err) != 0) {
         SetError(err, fn, 3, *err, L"ofio_ReadSeq failed");
         return false;
     }
@@ -101,14 +106,11 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
             SetError(err, kFn, 6, nullptr, L"Design fetch failed");
             return -1;
         }
-        // The size was checked against the file before this allocation.
-        if (position != -1 && position > file->fileEnd - size) {
-            SetError(err, kFn, 3, nullptr, L"ofio_ReadSeq failed");
-            return -1;
-        }
+        const int64_t at = ReadStart(file, position, size, err, kFn);
+        if (at < 0) return -1;
         std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
-        if (!ReadBytes(file, position, size, bytes.data(), err, kFn)) return -1;
-        Omif_Buffer buffer{bytes.data(), size, 0, position == -1 ? 0 : position};
+        if (!ReadBytes(file, at, size, bytes.data(), err, kFn)) return -1;
+        Omif_Buffer buffer{bytes.data(), size, 0, static_cast<long>(at)};
         omif_ConvertToHostX(nullptr, &buffer, design, hostBuffer, err);
         if (*err) {
             SetError(err, kFn, 8, *err, L"omif_ConvertToHostX failed");
@@ -144,7 +146,8 @@ ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, v
             SetError(err, kFn, 6, nullptr, L"Missing buffer");
             return -1;
         }
-        return ReadBytes(file, position, size, buffer, err, kFn) ? size : -1;
+        const int64_t at = ReadStart(file, position, size, err, kFn);
+        return at >= 0 && ReadBytes(file, at, size, buffer, err, kFn) ? size : -1;
     });
 }
 

@@ -123,31 +123,37 @@ void ApplyOpenOptions(Ohfa_File *file, const std::vector<Option> &options, const
     PrintAndDelete(w);
 }
 
-// The steps create and open share before they touch the disk: readiness, the options'
-// pre-scan, and the shared record of a name that is already open.
-Ohfa_File *Existing(const std::wstring &name, bool exclusive, bool &refused,
-                    Oerr_ErrorReport **err, const wchar_t *fn) {
-    refused = false;
+// The steps create and open share before they touch the disk: readiness, the name, and the
+// shared record of a name that is already open (refused when the pre-scan asked for an
+// exclusive open). Returns false when the call is over: *shared then holds the result (the
+// shared record, or null after a report); true when a new record is to be made.
+bool Prologue(const wchar_t *nameIn, bool exclusive, std::wstring &name, Ohfa_File *&shared,
+              Oerr_ErrorReport **err, const wchar_t *fn) {
+    shared = nullptr;
+    if (!CheckReady(fn, true, err)) return false;
+    if (!nameIn || !*nameIn) {
+        SetError(err, fn, 3, nullptr, L"Missing file name");
+        return false;
+    }
+    name = orvik::fio::NormalizedName(nameIn);
     if (exclusive && OpenListContains(name)) {
         SetError(err, fn, 2, nullptr, L"File %s is already open", name.c_str());
-        refused = true;
-        return nullptr;
+        return false;
     }
-    return OpenListAddRef(name);
+    shared = OpenListAddRef(name);
+    return shared == nullptr;
 }
 
 Ohfa_File *Open(const wchar_t *nameIn, const wchar_t *mode, uint32_t cacheArg,
                 const std::vector<Option> &options, bool exclusive, Oerr_ErrorReport **err,
                 const wchar_t *fn) {
-    if (!CheckReady(fn, true, err)) return nullptr;
-    if (!nameIn || !*nameIn || !mode) {
-        SetError(err, fn, 3, nullptr, L"Missing file name or mode");
+    std::wstring name;
+    Ohfa_File *shared = nullptr;
+    if (!Prologue(nameIn, exclusive, name, shared, err, fn)) return shared;
+    if (!mode) {
+        SetError(err, fn, 3, nullptr, L"Missing mode");
         return nullptr;
     }
-    const std::wstring name = orvik::fio::NormalizedName(nameIn);
-    bool refused = false;
-    if (Ohfa_File *file = Existing(name, exclusive, refused, err, fn)) return file;
-    if (refused) return nullptr;
     if (!FixedDesign(kTagDesign, err) || !FixedDesign(kHeaderDesign, err)) {
         SetError(err, fn, 4, *err, L"OMIF_DESIGN_FETCH failed");
         return nullptr;
@@ -178,15 +184,9 @@ Ohfa_File *Open(const wchar_t *nameIn, const wchar_t *mode, uint32_t cacheArg,
 
 Ohfa_File *Create(const wchar_t *nameIn, uint32_t cacheArg, const std::vector<Option> &options,
                   bool exclusive, Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!CheckReady(fn, true, err)) return nullptr;
-    if (!nameIn || !*nameIn) {
-        SetError(err, fn, 3, nullptr, L"Missing file name or mode");
-        return nullptr;
-    }
-    const std::wstring name = orvik::fio::NormalizedName(nameIn);
-    bool refused = false;
-    if (Ohfa_File *file = Existing(name, exclusive, refused, err, fn)) return file;
-    if (refused) return nullptr;
+    std::wstring name;
+    Ohfa_File *shared = nullptr;
+    if (!Prologue(nameIn, exclusive, name, shared, err, fn)) return shared;
     Oerr_ErrorReport *probe = nullptr;
     const bool existed = ofio_FileExists(name.c_str(), &probe) == OMSC_TRUE;
     oerr_DeleteErrorReportEx(&probe);
