@@ -212,8 +212,10 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
         return false;
     }
     if (!CheckWritable(file, err, fn)) return false;
+    // Space of the records the header reaches directly is never free, even when a damaged
+    // file makes a caller believe so (the disk walk would call such a list corrupt).
     if (position < kTagSize || position + size > file->fileEnd ||
-        Overlaps(position, size, file->headerPtr, kHeaderSize)) {
+        CoversFixedRecord(file, position, size)) {
         SetError(err, fn, 4, nullptr, L"Cannot free %lld bytes at %lu: not space of file %s",
                  static_cast<long long>(size), static_cast<unsigned long>(position),
                  file->name.c_str());
