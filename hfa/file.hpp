@@ -12,6 +12,7 @@
 #include <orvik/ohfa.h>
 #include <orvik/othr.h>
 
+#include "hfa/entry.hpp"
 #include "hfa/free_list.hpp"
 
 namespace orvik::hfa {
@@ -61,7 +62,7 @@ struct Ohfa_File_ {
     uint32_t batchStartNode = 0;
     uint32_t flushGuard = orvik::hfa::kGuardIdle;
     Othr_ThreadId thread = 0;            // the opener
-    uint32_t currentEntryPos = 0;        // the current entry (entry navigation)
+    orvik::hfa::EntryState entry;        // the current entry, path stack, entry table
     bool changed = false;                // written since the last change notice
     long references = 0;                 // kept by the open-file list
 };

@@ -422,6 +422,7 @@ ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) 
             return -1;
         }
         file->sizeAtOpen = size;
+        file->entry.Forget();
         return 0;
     });
 }

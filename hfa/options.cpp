@@ -133,7 +133,7 @@ bool ApplyOptions(Ohfa_File *file, const std::vector<Option> &options, Oerr_Erro
         case OHFA_OPTION_BATCH:
             if (o.values[0] == 1) {
                 file->optionFlags |= kFlagBatch;
-                file->batchStartNode = file->currentEntryPos;
+                file->batchStartNode = file->entry.position;
             } else {
                 file->optionFlags &= ~kFlagBatch;
             }

@@ -217,6 +217,61 @@ ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size,
 ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, void *buffer,
                                     Oerr_ErrorReport **err);
 
+/* ---- Entry tree ----------------------------------------------------------------------
+ * Every open file has one current entry (none until the first seek or write: relative moves
+ * then start at the root). Node paths: "/" is the root, "/Layer_1/Statistics" a descendant.
+ * Methods 17 and 18 take an entry's file position as decimal text in `name`. */
+enum {
+    OHFA_SEEK_ROOT = 0,
+    OHFA_SEEK_NEXT = 1,
+    OHFA_SEEK_PREV = 2,
+    OHFA_SEEK_LAST = 3,              /* last sibling */
+    OHFA_SEEK_FIRST = 4,             /* first sibling */
+    OHFA_SEEK_CHILD = 5,             /* first child */
+    OHFA_SEEK_PARENT = 6,
+    OHFA_SEEK_SIBLING_NAMED = 7,     /* sibling with that name (needs a parent) */
+    OHFA_SEEK_PATH = 8,              /* node path */
+    OHFA_SEEK_LAST_CHILD = 9,
+    OHFA_SEEK_CHILD_NAMED = 10,
+    OHFA_SEEK_DESCENDANT_NAMED = 11, /* depth first, children before siblings */
+    OHFA_SEEK_NEXT_NAMED = 12,       /* a later sibling with that name */
+    OHFA_SEEK_SIBLING_INDEXED = 13,  /* sibling with that name through the entry table */
+    OHFA_SEEK_CHILD_OF_TYPE = 14,    /* first child whose type is `name` */
+    OHFA_SEEK_NEXT_OF_TYPE = 15,     /* a later sibling of that type */
+    OHFA_SEEK_SIBLING_OF_TYPE = 16,  /* first sibling of that type (needs a parent) */
+    OHFA_SEEK_POSITION = 17,         /* a stored position; no name: the batch start node */
+    OHFA_SEEK_AT_FILE_POSITION = 18  /* the entry record at a file position */
+};
+
+/* Write positions of ohfa_EntryWrite. */
+enum {
+    OHFA_WRITE_CURRENT = 0,   /* rewrite the current entry (null name or type: kept) */
+    OHFA_WRITE_BEFORE = 1,    /* new entry before the current one */
+    OHFA_WRITE_AFTER = 2,     /* new entry after the current one */
+    OHFA_WRITE_LAST_CHILD = 3 /* new last child of the current entry */
+};
+
+/* Non-zero when the current entry moved to an existing entry; 0 when there is none (no
+ * report) or on failure (report). */
+ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
+                              Oerr_ErrorReport **err);
+
+/* Writes an entry; a new entry becomes the current one. Returns 0, or -1. */
+ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_t *name,
+                               const wchar_t *type, Oerr_ErrorReport **err);
+
+/* Links of the current entry, from the host copy (never fail). */
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err);
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err);
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Node path of the current entry (a new heap string), or null. */
+ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* Copies the current entry into *entry (may be null) and returns its file position; 0 on
+ * failure. */
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **err);
+
 /* ---- Free space ---------------------------------------------------------------------- */
 
 /* Position of a block of `size` bytes, now in use; 0 on failure. */

@@ -1,0 +1,301 @@
+// Exported entry-tree functions: seeking, the current entry's links and path, saved
+// positions, and writing entries at the four write positions. Write order (docs/hfa-format.md):
+// a new record is written whole before any link names it.
+#include <chrono>
+#include <cstring>
+
+#include "core/guard.hpp"
+#include "hfa/designs.hpp"
+#include "hfa/entry.hpp"
+#include "hfa/file.hpp"
+#include "strings/node_path.hpp"
+#include "strings/utf8.hpp"
+
+using orvik::core::Guarded;
+using orvik::core::SetError;
+using namespace orvik::hfa;
+
+namespace orvik::hfa {
+
+bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_ErrorReport **err,
+               const wchar_t *fn) {
+    unsigned char bytes[kEntrySize];
+    if (position < kTagSize || !ReadAt(file, position, bytes, kEntrySize, err, fn) ||
+        !RecordFromBytes(kEntryDesign, bytes, kEntrySize, &entry, err, fn)) {
+        SetError(err, fn, 30, err ? *err : nullptr, L"Cannot read entry at %lu of file %s",
+                 static_cast<unsigned long>(position), file->name.c_str());
+        return false;
+    }
+    entry.name[sizeof entry.name - 1] = 0;
+    entry.type[sizeof entry.type - 1] = 0;
+    return true;
+}
+
+bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry,
+                Oerr_ErrorReport **err, const wchar_t *fn) {
+    unsigned char bytes[kEntrySize];
+    if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
+        WriteAt(file, position, bytes, kEntrySize, err, fn))
+        return true;
+    SetError(err, fn, 31, *err, L"WriteCurrentEntry fail");
+    return false;
+}
+
+} // namespace orvik::hfa
+
+namespace {
+
+constexpr int kMaxName = 63;
+
+double Now() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+// Copies a wide text into a fixed 8-bit item; false when it does not fit.
+bool SetText(char *dst, std::size_t width, const wchar_t *text) {
+    const std::string utf8 = orvik::text::WideToUtf8Lossy(text);
+    if (utf8.size() >= width) return false;
+    std::memset(dst, 0, width);
+    std::memcpy(dst, utf8.data(), utf8.size());
+    return true;
+}
+
+bool CheckEntryFile(Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
+    if (!CheckFile(file, fn, err)) return false;
+    if (!file->entry.valid && SeekEntry(file, 0, nullptr, err, fn) < 0) return false;
+    return true;
+}
+
+// Makes `position` with `record` the current entry below or beside the old one.
+void Become(Ohfa_File *file, uint32_t position, const Ohfa_Entry &record, bool child) {
+    EntryState &s = file->entry;
+    const std::string name(record.name, strnlen(record.name, sizeof record.name));
+    if (child)
+        s.path.push_back(name);
+    else if (!s.path.empty())
+        s.path.back() = name;
+    s.position = position;
+    s.record = record;
+    HashEntry(s, position, record.parent, name);
+}
+
+// Writes a new entry after `at` (a sibling record) and links it in: the new record first,
+// then the predecessor's next, then the successor's prev.
+bool InsertAfter(Ohfa_File *file, uint32_t at, Ohfa_Entry &pred, Ohfa_Entry &fresh,
+                 Oerr_ErrorReport **err, const wchar_t *fn, uint32_t &position) {
+    position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
+    if (position == 0) {
+        SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+        return false;
+    }
+    fresh.prev = at;
+    fresh.next = pred.next;
+    fresh.parent = pred.parent;
+    if (!WriteEntry(file, position, fresh, err, fn)) return false;
+    const uint32_t successor = pred.next;
+    pred.next = position;
+    if (!WriteEntry(file, at, pred, err, fn)) return false;
+    if (successor) {
+        Ohfa_Entry next{};
+        if (!ReadEntry(file, successor, next, err, fn)) return false;
+        next.prev = position;
+        if (!WriteEntry(file, successor, next, err, fn)) return false;
+    }
+    return true;
+}
+
+long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t *type,
+                Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_Entry fresh{};
+    if (name && !SetText(fresh.name, sizeof fresh.name, name)) {
+        SetError(err, fn, 21, nullptr,
+                 L"The length of OHFA entry name '%s' exceeds the %d character maximum", name,
+                 kMaxName);
+        return -1;
+    }
+    if (type && !SetText(fresh.type, sizeof fresh.type, type)) {
+        SetError(err, fn, 22, nullptr, L"Type name '%s' is too long", type);
+        return -1;
+    }
+    if (file->readOnly) {
+        SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
+        return -1;
+    }
+    if (!CheckEntryFile(file, fn, err)) return -1;
+    EntryState &s = file->entry;
+    const bool batch = (file->optionFlags & kFlagBatch) != 0;
+    fresh.modTime = Now();
+    switch (where) {
+    case 0: {
+        if (batch && name && s.position == file->batchStartNode) {
+            SetError(err, fn, 24, nullptr,
+                     L"Cannot change the name of the noCache start node in batch mode");
+            return -1;
+        }
+        Ohfa_Entry rec = s.record;
+        if (name) std::memcpy(rec.name, fresh.name, sizeof rec.name);
+        if (type) std::memcpy(rec.type, fresh.type, sizeof rec.type);
+        rec.modTime = fresh.modTime;
+        if (!WriteEntry(file, s.position, rec, err, fn)) return -1;
+        Become(file, s.position, rec, false);
+        return 0;
+    }
+    case 1:
+    case 2: {
+        if (batch && where == 1) {
+            SetError(err, fn, 25, nullptr, L"Cannot write before an existing node in batch mode");
+            return -1;
+        }
+        if (s.record.parent == 0) {
+            SetError(err, fn, 26, nullptr, L"The root entry cannot have siblings");
+            return -1;
+        }
+        uint32_t at = s.position;
+        Ohfa_Entry pred = s.record;
+        if (where == 1) {
+            // Before the current entry: after its predecessor, or as the parent's first child.
+            if (pred.prev != 0) {
+                at = pred.prev;
+                if (!ReadEntry(file, at, pred, err, fn)) return -1;
+            } else {
+                Ohfa_Entry parent{};
+                if (!ReadEntry(file, s.record.parent, parent, err, fn)) return -1;
+                const uint32_t position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
+                if (position == 0) {
+                    SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+                    return -1;
+                }
+                fresh.parent = s.record.parent;
+                fresh.next = s.position;
+                if (!WriteEntry(file, position, fresh, err, fn)) return -1;
+                parent.child = position;
+                if (!WriteEntry(file, s.record.parent, parent, err, fn)) return -1;
+                Ohfa_Entry old = s.record;
+                old.prev = position;
+                if (!WriteEntry(file, s.position, old, err, fn)) return -1;
+                Become(file, position, fresh, false);
+                return 0;
+            }
+        }
+        uint32_t position = 0;
+        if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+        Become(file, position, fresh, false);
+        return 0;
+    }
+    case 3: {
+        if (batch && s.record.child != 0) {
+            SetError(err, fn, 27, nullptr, L"Cannot write additional offspring to a node in batch mode");
+            return -1;
+        }
+        if (s.record.child != 0) {
+            if (SeekEntry(file, 5, nullptr, err, fn) < 0 || SeekEntry(file, 3, nullptr, err, fn) < 0)
+                return -1;
+            Ohfa_Entry pred = s.record;
+            uint32_t position = 0;
+            if (!InsertAfter(file, s.position, pred, fresh, err, fn, position)) return -1;
+            Become(file, position, fresh, false);
+            return 0;
+        }
+        const uint32_t position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
+        if (position == 0) {
+            SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+            return -1;
+        }
+        fresh.parent = s.position;
+        if (!WriteEntry(file, position, fresh, err, fn)) return -1;
+        Ohfa_Entry parent = s.record;
+        parent.child = position;
+        if (!WriteEntry(file, s.position, parent, err, fn)) return -1;
+        s.record = parent;
+        Become(file, position, fresh, true);
+        return 0;
+    }
+    default:
+        SetError(err, fn, 28, nullptr, batch ? L"Invalid write position for batch write mode"
+                                             : L"Invalid write position %ld",
+                 where);
+        return -1;
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
+                              Oerr_ErrorReport **errIn) {
+    static const wchar_t *const kFn = L"ohfa_EntrySeek";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, 0, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return 0;
+        const long r = SeekEntry(file, method, name, err, kFn);
+        return r > 0 ? 1 : 0;
+    });
+}
+
+ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_t *name,
+                               const wchar_t *type, Oerr_ErrorReport **errIn) {
+    static const wchar_t *const kFn = L"ohfa_EntryWrite";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        if (EntryWrite(file, writePosition, name, type, err, kFn) < 0) return -1;
+        // Written: the free-list write-back runs when the outermost guard is left.
+        file->flushGuard = kGuardPending;
+        if (guard.Leave(err)) return 0;
+        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        return -1;
+    });
+}
+
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err) {
+    if (err) *err = nullptr;
+    return file && file->entry.valid && file->entry.record.next ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err) {
+    if (err) *err = nullptr;
+    return file && file->entry.valid && file->entry.record.prev ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err) {
+    if (err) *err = nullptr;
+    return file && file->entry.valid && file->entry.record.child ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+    static const wchar_t *const kFn = L"ohfa_CurrentEntryPath";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
+        if (!CheckEntryFile(file, kFn, err)) return nullptr;
+        std::wstring path;
+        for (const std::string &n : file->entry.path) path += L"/" + orvik::text::Utf8ToWideLossy(n);
+        if (path.empty()) path = L"/";
+        auto *out = static_cast<wchar_t *>(
+            omsc_HeapMalloc(static_cast<int32_t>((path.size() + 1) * sizeof(wchar_t))));
+        if (!out) {
+            orvik::core::SetOutOfMemory(err, kFn);
+            return nullptr;
+        }
+        std::wmemcpy(out, path.c_str(), path.size() + 1);
+        return out;
+    });
+}
+
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn) {
+    static const wchar_t *const kFn = L"ohfa_EntryCurrentGet";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, 0, [&]() -> long {
+        if (!CheckEntryFile(file, kFn, err)) return 0;
+        if (entry) *entry = file->entry.record;
+        return static_cast<long>(file->entry.position);
+    });
+}
+
+} // extern "C"
