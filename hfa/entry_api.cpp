@@ -219,9 +219,113 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
     }
 }
 
+// Every record and data block of the subtree below `first` (a first child), bounded.
+bool CollectSubtree(Ohfa_File *file, uint32_t first, std::vector<std::pair<uint32_t, Ohfa_Entry>> &out,
+                    Oerr_ErrorReport **err, const wchar_t *fn) {
+    std::vector<uint32_t> todo;
+    if (first) todo.push_back(first);
+    const int64_t bound = file->fileEnd / kEntrySize + 1;
+    while (!todo.empty()) {
+        if (static_cast<int64_t>(out.size()) > bound) {
+            SetError(err, fn, 32, nullptr, L"Couldn't find child");
+            return false;
+        }
+        const uint32_t at = todo.back();
+        todo.pop_back();
+        Ohfa_Entry e{};
+        if (!ReadEntry(file, at, e, err, fn)) {
+            SetError(err, fn, 32, *err, L"Couldn't find child");
+            return false;
+        }
+        out.emplace_back(at, e);
+        if (e.next) todo.push_back(e.next);
+        if (e.child) todo.push_back(e.child);
+    }
+    return true;
+}
+
+// Deletes the current entry with everything below it. Links are rewritten first, the space
+// of the records and their data returned after (rule 6 of the write order). The previous
+// sibling becomes current, else the next one, else the parent.
+long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!file->caching) {
+        SetError(err, fn, 33, nullptr, L"Deletion not allowed while cache is not in use");
+        return -1;
+    }
+    if (file->readOnly) {
+        SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
+        return -1;
+    }
+    if (!CheckEntryFile(file, fn, err)) return -1;
+    EntryState &s = file->entry;
+    const uint32_t at = s.position;
+    const Ohfa_Entry rec = s.record;
+    if (rec.parent == 0) {
+        SetError(err, fn, 34, nullptr, L"The root entry cannot be deleted");
+        return -1;
+    }
+    std::vector<std::pair<uint32_t, Ohfa_Entry>> gone;
+    if (!CollectSubtree(file, rec.child, gone, err, fn)) return -1;
+    gone.emplace_back(at, rec);
+    // Unlink: the predecessor (or the parent) first, then the successor's back link.
+    Ohfa_Entry link{};
+    const uint32_t holder = rec.prev ? rec.prev : rec.parent;
+    if (!ReadEntry(file, holder, link, err, fn)) return -1;
+    (rec.prev ? link.next : link.child) = rec.next;
+    if (!WriteEntry(file, holder, link, err, fn)) {
+        SetError(err, fn, 35, *err, L"Delete failed");
+        return -1;
+    }
+    if (rec.next) {
+        Ohfa_Entry next{};
+        if (!ReadEntry(file, rec.next, next, err, fn)) return -1;
+        next.prev = rec.prev;
+        if (!WriteEntry(file, rec.next, next, err, fn)) {
+            SetError(err, fn, 35, *err, L"Delete failed");
+            return -1;
+        }
+    }
+    for (const auto &[position, e] : gone) {
+        UnhashEntry(s, position);
+        Oerr_ErrorReport *freeErr = nullptr;
+        if (!GiveSpace(file, position, kEntrySize, &freeErr, L"ohfa_FreeSpace") ||
+            (e.data && e.dataSize > 0 &&
+             !GiveSpace(file, e.data, e.dataSize, &freeErr, L"ohfa_FreeSpace")))
+            PrintAndDelete(freeErr); // the space leaks; the tree is already consistent
+    }
+    // The new current entry.
+    const uint32_t target = rec.prev ? rec.prev : rec.next ? rec.next : rec.parent;
+    Ohfa_Entry now{};
+    if (!ReadEntry(file, target, now, err, fn)) return -1;
+    if (target == rec.parent) {
+        if (!s.path.empty()) s.path.pop_back();
+    } else if (!s.path.empty()) {
+        s.path.back() = std::string(now.name, strnlen(now.name, sizeof now.name));
+    }
+    s.position = target;
+    s.record = now;
+    return 0;
+}
+
 } // namespace
 
 extern "C" {
+
+ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+    static const wchar_t *const kFn = L"ohfa_EntryDelete";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        if (EntryDelete(file, err, kFn) < 0) return -1;
+        file->flushGuard = kGuardPending;
+        if (guard.Leave(err)) return 0;
+        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        return -1;
+    });
+}
+
 
 ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
                               Oerr_ErrorReport **errIn) {

@@ -311,6 +311,9 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
         uint32_t position = 0;
         if (!ParsePosition(name, position) || AtPosition(c, position) < 0)
             return Fail(13, L"ohfa_FileHostDataRead failed");
+        // The stream stands after the record, where a read at position -1 continues.
+        if (ofio_Seek(m_file->stream, int64_t{position} + kEntrySize, OFIO_SEEK_SET, m_err) != 0)
+            return Fail(13, L"ohfa_FileHostDataRead failed");
         return 1;
     }
     default: return Fail(14, L"Invalid seek method");

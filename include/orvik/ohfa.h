@@ -272,6 +272,44 @@ ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err
  * failure. */
 ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **err);
 
+/* Deletes the current entry with everything below it; the space of the records and of their
+ * data blocks goes back to the free list. Refused while block caching is off. The previous
+ * sibling becomes current, else the next one, else the parent. Returns 0, or -1. */
+ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err);
+
+/* ---- Objects -------------------------------------------------------------------------
+ * An object is a host record of a MIF design stored as the data block of an entry. Writers
+ * move to `nodePath` first when it is not null (a node path), write the entry at
+ * `writePosition` (as ohfa_EntryWrite) and add the design to the file's dictionary. A
+ * rewrite (position 0) keeps the data block when the new object is not larger (its slack
+ * stays with it) and moves it otherwise; raw data keeps it only for an equal byte count.
+ * The data is written before the entry that names it. */
+ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
+                                const wchar_t *typeName, long writePosition, const void *object,
+                                const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
+                                    const wchar_t *typeName, long writePosition, long count,
+                                    const void *bytes, Oerr_ErrorReport **err);
+
+/* Seeks by `seekMethod` and `name` and reads the entry's data into `object` (nothing when its
+ * size is 0). ohfa_ObjectRead fails with "Object read failure!" when nothing is found;
+ * ...IfPresent then returns null without a report. Both return `object` otherwise. */
+ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                void *object, const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                         void *object, const Omif_Design *design,
+                                         Oerr_ErrorReport **err);
+
+/* The found entry's data in file form, in a new heap block (its size in *count); null
+ * without a report when nothing is found or the entry has no data. */
+ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name,
+                                             long seekMethod, long *count,
+                                             Oerr_ErrorReport **err);
+
+/* Deletes the found entry (ohfa_EntryDelete); nothing found is no error. Returns 0, or -1. */
+ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                 Oerr_ErrorReport **err);
+
 /* ---- Free space ---------------------------------------------------------------------- */
 
 /* Position of a block of `size` bytes, now in use; 0 on failure. */
