@@ -56,10 +56,7 @@ bool ReadBytes(Ohfa_File *file, int64_t at, long size, void *buffer, Oerr_ErrorR
 
 bool WriteBytes(Ohfa_File *file, long position, long size, const void *buffer,
                 Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (file->readOnly) {
-        SetError(err, fn, 4, nullptr, L"File %s is open read-only", file->name.c_str());
-        return false;
-    }
+    if (!CheckWritable(file, fn, err)) return false;
     if (!WriteAt(file, position, buffer, size, err, fn)) {
         SetError(err, fn, 5, *err, L"ofio_WriteSeq failed");
         return false;

@@ -118,10 +118,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         SetError(err, fn, 22, nullptr, L"Type name '%s' is too long", type);
         return -1;
     }
-    if (file->readOnly) {
-        SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
-        return -1;
-    }
+    if (!CheckWritable(file, fn, err)) return -1;
     if (!CheckEntryFile(file, fn, err)) return -1;
     EntryState &s = file->entry;
     const bool batch = (file->optionFlags & kFlagBatch) != 0;
@@ -252,10 +249,7 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
         SetError(err, fn, 33, nullptr, L"Deletion not allowed while cache is not in use");
         return -1;
     }
-    if (file->readOnly) {
-        SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
-        return -1;
-    }
+    if (!CheckWritable(file, fn, err)) return -1;
     if (!CheckEntryFile(file, fn, err)) return -1;
     EntryState &s = file->entry;
     const uint32_t at = s.position;

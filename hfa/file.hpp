@@ -126,6 +126,8 @@ bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_Err
 // package not disabled (when `forOpen`). Reports under `fn`.
 bool CheckReady(const wchar_t *fn, bool forOpen, Oerr_ErrorReport **err);
 bool CheckFile(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err);
+// Refuses a file opened read-only (report 23 under `fn`).
+bool CheckWritable(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err);
 // Prints and deletes a warning chain (warnings never leave a successful call).
 void PrintAndDelete(Oerr_ErrorReport *&report);
 void Warn(const wchar_t *fn, long number, const wchar_t *format, ...);

@@ -166,11 +166,7 @@ ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **errIn) {
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kDictWriteFn, -1, [&]() -> long {
         if (!CheckFile(file, kDictWriteFn, err)) return -1;
-        if (file->readOnly) {
-            SetError(err, kDictWriteFn, 7, nullptr, L"File %s is open read-only",
-                     file->name.c_str());
-            return -1;
-        }
+        if (!CheckWritable(file, kDictWriteFn, err)) return -1;
         GuardScope guard(file);
         if (!WriteDictionary(file, err)) return -1;
         file->dictionaryModified = false;

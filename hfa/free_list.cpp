@@ -82,12 +82,6 @@ bool EnsureLoaded(Ohfa_File *file, bool strict, Oerr_ErrorReport **err, const wc
     return true;
 }
 
-bool CheckWritable(const Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!file->readOnly) return true;
-    SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
-    return false;
-}
-
 // Makes the file end at `newEnd` by writing at most one 4-byte word of zeros, none of it
 // before the old end (growth by fewer than 4 bytes writes only the new bytes).
 bool Extend(Ohfa_File *file, int64_t newEnd, Oerr_ErrorReport **err, const wchar_t *fn) {
@@ -147,7 +141,7 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
         SetError(err, fn, 1, nullptr, L"Zero or negative size; long integer overflow?");
         return 0;
     }
-    if (!CheckWritable(file, err, fn) || !EnsureLoaded(file, false, err, fn)) return 0;
+    if (!CheckWritable(file, fn, err) || !EnsureLoaded(file, false, err, fn)) return 0;
     std::vector<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
 
     // First fit in file order: an exact fit, or a block that leaves room for a node.
@@ -211,7 +205,7 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
         SetError(err, fn, 1, nullptr, L"Zero or negative size; long integer overflow?");
         return false;
     }
-    if (!CheckWritable(file, err, fn)) return false;
+    if (!CheckWritable(file, fn, err)) return false;
     // Space of the records the header reaches directly is never free, even when a damaged
     // file makes a caller believe so (the disk walk would call such a list corrupt).
     if (position < kTagSize || position + size > file->fileEnd ||

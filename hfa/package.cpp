@@ -51,6 +51,12 @@ bool CheckFile(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err)
     return true;
 }
 
+bool CheckWritable(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
+    if (!file->readOnly) return true;
+    SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
+    return false;
+}
+
 void PrintAndDelete(Oerr_ErrorReport *&report) {
     if (!report) return;
     oerr_PrintErrorReport(report, OERR_REPORT_FULL);
