@@ -35,6 +35,40 @@ inline const std::string &ScratchPath() {
 
 inline void Delete(Oerr_ErrorReport *&err) { oerr_DeleteErrorReportEx(&err); }
 
+// Visits the entry tree in preorder (bounded: a damaged tree may be endless) and reads the
+// data of every entry it reaches in file form.
+inline void WalkEntries(Ohfa_File *f) {
+    Oerr_ErrorReport *err = nullptr;
+    if (ohfa_EntrySeek(f, OHFA_SEEK_ROOT, nullptr, &err)) {
+        for (int steps = 0; steps < 512; ++steps) {
+            long count = 0;
+            Ohfa_Entry e{};
+            const long at = ohfa_EntryCurrentGet(f, &e, &err);
+            Delete(err);
+            if (at > 0) {
+                void *data = ohfa_ObjectDataReadIfPresent(f, std::to_wstring(at).c_str(),
+                                                          OHFA_SEEK_AT_FILE_POSITION, &count, &err);
+                Delete(err);
+                omsc_HeapFree(data);
+            }
+            if (ohfa_EntrySeek(f, OHFA_SEEK_CHILD, nullptr, &err)) continue;
+            Delete(err);
+            bool moved = false;
+            while (!(moved = ohfa_EntrySeek(f, OHFA_SEEK_NEXT, nullptr, &err) != 0)) {
+                Delete(err);
+                if (!ohfa_EntrySeek(f, OHFA_SEEK_PARENT, nullptr, &err)) break;
+            }
+            Delete(err);
+            if (!moved) break;
+        }
+    }
+    Delete(err);
+    ohfa_EntrySeek(f, OHFA_SEEK_DESCENDANT_NAMED, L"Statistics", &err);
+    Delete(err);
+    ohfa_EntrySeek(f, OHFA_SEEK_PATH, L"/Layer_1/Statistics", &err);
+    Delete(err);
+}
+
 inline int RunOne(const uint8_t *data, size_t size) {
     static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0;
     Check(ready);
@@ -58,6 +92,7 @@ inline int RunOne(const uint8_t *data, size_t size) {
     ohfa_FileFreeSpaceSize(f, &err);
     Delete(err);
     orvik::hfa::CheckFreeList(f);
+    WalkEntries(f);
     Check(ohfa_FileClose(f, &err) == 0);
 
     f = ohfa_FileOpen(name.c_str(), L"r+b", 0, &err);
