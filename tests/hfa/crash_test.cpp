@@ -130,4 +130,117 @@ TEST(HfaCrash, EveryStopLeavesAFileThatOpensWithOnlyLeakedSpace) {
     }
 }
 
+// ---- Entries and objects --------------------------------------------------------------
+
+struct Series {
+    OMIF_COUNTED_POINTER_OF(double) values;
+};
+
+const Omif_Design *SeriesDesign() {
+    static Omif_Design *d = omif_DesignCreateX(L"Series", nullptr, OMIF_ITEM_DOUBLE, L"values",
+                                               0, OMIF_COUNTED_POINTER, OMIF_ITEM_END);
+    return d;
+}
+
+void WriteSeries(Ohfa_File *f, int layer, int n, long where) {
+    std::vector<double> v(static_cast<std::size_t>(n), layer);
+    Series s{};
+    s.values.count = n;
+    s.values.data = v.data();
+    const std::wstring path = L"/Layer_" + std::to_wstring(layer);
+    if (where == 0)
+        ohfa_ObjectWrite(f, (path + L"/Stats").c_str(), nullptr, nullptr, 0, &s, SeriesDesign(), nullptr);
+    else
+        ohfa_ObjectWrite(f, path.c_str(), L"Stats", nullptr, 3, &s, SeriesDesign(), nullptr);
+}
+
+// Returns the writes issued when the first flush completed (every layer but 2 and 3 is
+// left alone after it).
+long TreeScenario(const std::wstring &name) {
+    Ohfa_File *f = ohfa_FileCreate(name.c_str(), 0, nullptr);
+    if (!f) return -1;
+    for (int i = 0; i < 8; ++i) {
+        ohfa_EntrySeek(f, OHFA_SEEK_ROOT, nullptr, nullptr);
+        ohfa_EntryWrite(f, OHFA_WRITE_LAST_CHILD, (L"Layer_" + std::to_wstring(i)).c_str(),
+                        L"Layer", nullptr);
+        WriteSeries(f, i, 4 + i, 3);
+    }
+    ohfa_FileFlush(f, nullptr);
+    const long flushed = WritesCounted();
+    WriteSeries(f, 3, 40, 0); // larger: moves
+    WriteSeries(f, 2, 1, 0);  // smaller: in place
+    ohfa_ObjectDelete(f, L"/Layer_2", OHFA_SEEK_PATH, nullptr);
+    ohfa_FileFlush(f, nullptr);
+    ohfa_EntrySeek(f, OHFA_SEEK_ROOT, nullptr, nullptr);
+    ohfa_EntryWrite(f, OHFA_WRITE_LAST_CHILD, L"Layer_9", L"Layer", nullptr);
+    WriteSeries(f, 9, 3, 3);
+    ohfa_FileClose(f, nullptr);
+    return flushed;
+}
+
+// Every entry record and data block reachable from the root (bounded preorder walk).
+std::vector<std::pair<uint32_t, uint32_t>> Reachable(Ohfa_File *f) {
+    std::vector<std::pair<uint32_t, uint32_t>> used;
+    if (!ohfa_EntrySeek(f, OHFA_SEEK_ROOT, nullptr, nullptr)) return used;
+    for (int steps = 0; steps < 1000; ++steps) {
+        Ohfa_Entry e{};
+        used.emplace_back(static_cast<uint32_t>(ohfa_EntryCurrentGet(f, &e, nullptr)), 128u);
+        if (e.data) used.emplace_back(e.data, static_cast<uint32_t>(e.dataSize));
+        if (ohfa_EntrySeek(f, OHFA_SEEK_CHILD, nullptr, nullptr)) continue;
+        bool moved = false;
+        while (!(moved = ohfa_EntrySeek(f, OHFA_SEEK_NEXT, nullptr, nullptr) != 0))
+            if (!ohfa_EntrySeek(f, OHFA_SEEK_PARENT, nullptr, nullptr)) break;
+        if (!moved) break;
+    }
+    return used;
+}
+
+TEST(HfaCrash, EntriesAndObjectsSurviveEveryStop) {
+    ASSERT_EQ(oint_InitToolkit(nullptr), 0);
+    ASSERT_EQ(ohfa_Init(nullptr), 0);
+    TempDir dir;
+    const std::wstring name = dir.Wide("tree.hfa");
+    ClearWriteStop();
+    const long flushed = TreeScenario(name);
+    const long total = WritesCounted();
+    ASSERT_GT(flushed, 0);
+
+    for (long n = 0; n <= total; ++n) {
+        SCOPED_TRACE("stopped after write " + std::to_string(n));
+        std::filesystem::remove(dir.Narrow("tree.hfa"));
+        StopWritesAfter(n);
+        {
+            PrintedReports quiet;
+            TreeScenario(name);
+        }
+        ClearWriteStop();
+        Report err;
+        if (ohfa_IsHFAFile(name.c_str(), &err) == 0) {
+            EXPECT_LT(n, flushed); // only an unfinished create may leave a non-HFA file
+            continue;
+        }
+        Ohfa_File *f = ohfa_FileOpen(name.c_str(), L"r", 0, &err);
+        ASSERT_NE(f, nullptr) << err.Message();
+        EXPECT_EQ(orvik::hfa::CheckFreeList(f), 0);
+        const auto used = Reachable(f);
+        for (const auto &[p, s] : FreeBlocks(f))
+            for (const auto &[at, size] : used)
+                EXPECT_TRUE(p + s <= at || at + size <= p)
+                    << "free block " << p << "+" << s << " covers " << at << "+" << size;
+        if (n >= flushed) {
+            for (int layer : {0, 1, 4, 5, 6, 7}) {
+                Series back{};
+                const std::wstring path = L"/Layer_" + std::to_wstring(layer) + L"/Stats";
+                ASSERT_EQ(ohfa_ObjectRead(f, path.c_str(), OHFA_SEEK_PATH, &back, SeriesDesign(), &err),
+                          &back)
+                    << layer << ": " << err.Message();
+                EXPECT_EQ(back.values.count, 4 + layer);
+                if (back.values.count > 0) EXPECT_EQ(back.values.data[0], layer);
+                omif_ObjectItemsFree(&back, SeriesDesign(), nullptr);
+            }
+        }
+        ohfa_FileClose(f, &err);
+    }
+}
+
 } // namespace
