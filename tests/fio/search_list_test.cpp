@@ -182,7 +182,7 @@ TEST_F(FioSearch, LongListsAreLinear) {
     EXPECT_EQ(list->count, 200000);
     EXPECT_STREQ(list->strings[199999], L"/f199999");
     ostr_StringListDelete(list, nullptr);
-    EXPECT_LT(seconds, 5.0); // well under a second when linear, minutes when quadratic
+    EXPECT_LT(seconds, 10.0); // about a second even under sanitizers when linear; minutes when quadratic
 }
 
 } // namespace
