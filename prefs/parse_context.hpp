@@ -22,6 +22,7 @@ struct ParseContext {
     int count = 0;
     int platform = OLEX_PLATFORM_ANY;
     const wchar_t *progress = L"";
+    int commentLine = 0, commentColumn = 0; // where an open block comment began
     bool clauseFailed = false; // the clause function stopped the parse (its report is in *err)
     bool reported = false;     // a syntax report is already stored
 
