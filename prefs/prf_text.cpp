@@ -51,9 +51,11 @@ class Reader {
         ++m_at;
     }
 
-    bool Fail(const wchar_t *problem) {
+    bool Fail(const wchar_t *problem) { return FailAt(m_line, Column(), problem); }
+
+    bool FailAt(long line, long column, const wchar_t *problem) {
         orvik::core::SetError(m_err, L"opmg_PrfParse", kParseFailed, nullptr, L"%s:%ld:%ld: %s",
-                              m_file, m_line, Column(), problem);
+                              m_file, line, column, problem);
         return false;
     }
 
@@ -66,10 +68,7 @@ class Reader {
                 const long line = m_line, column = Column();
                 const std::size_t close = m_text.find("*/", m_at + 2);
                 if (close == std::string_view::npos) {
-                    orvik::core::SetError(m_err, L"opmg_PrfParse", kParseFailed, nullptr,
-                                          L"%s:%ld:%ld: unterminated comment", m_file, line,
-                                          column);
-                    return false;
+                    return FailAt(line, column, L"unterminated comment");
                 }
                 while (m_at < close + 2) Advance();
             } else if (m_text.substr(m_at, 2) == "//") {
@@ -114,6 +113,7 @@ class Reader {
 
     // The string ends at a '"' followed by blanks, ';' and the end of the line or text.
     bool String(PrfEntry &e) {
+        const long line = m_line, column = Column(); // faults point at the opening quote
         Advance();
         const std::size_t start = m_at;
         for (std::size_t i = m_at; i < m_text.size(); ++i) {
@@ -127,13 +127,13 @@ class Reader {
             const std::string_view raw = m_text.substr(start, i - start);
             if (raw.find('\0') != std::string_view::npos ||
                 !orvik::text::Utf8ToWide(raw, e.text).ok) {
-                return Fail(L"string is not valid UTF-8 text");
+                return FailAt(line, column, L"string is not valid UTF-8 text");
             }
             while (m_at < j) Advance();
             e.kind = PrfEntry::Text;
             return true;
         }
-        return Fail(L"unterminated string");
+        return FailAt(line, column, L"unterminated string");
     }
 
     bool Number(double &out) {
