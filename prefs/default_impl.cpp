@@ -194,6 +194,7 @@ ORVIK_API long oprf_DefaultPreferencePut(void *data, const wchar_t *category,
         } holder;
         Opmg_Preference &stored = holder.v;
         bool logging = false;
+        Oerr_ErrorReport *warning = nullptr;
         {
             Module &m = TheModule();
             std::lock_guard<std::mutex> lock(m.mutex);
@@ -206,11 +207,12 @@ ORVIK_API long oprf_DefaultPreferencePut(void *data, const wchar_t *category,
                 SetError(err, fn, kTypeMismatch, nullptr, L"Type mismatch");
                 return -1;
             }
-            StoreValue(category, *p, *value);
+            StoreValue(category, *p, *value, &warning);
             m.database.unsaved = true;
             logging = m.logging;
             CopyValue(stored, p->value);
         }
+        PrintWarning(warning);
         if (logging) {
             const std::wstring qualified = QualifiedName(category, name);
             oerr_MessageLog(OERR_KIND_PLAIN, L"Preference %s changed", qualified.c_str());

@@ -52,6 +52,9 @@ bool Convert(const PrfEntry &e, const Opmg_Parameter &p, Opmg_Preference &v,
         return false;
     }
     if (e.kind != PrfEntry::Text) return false;
+    for (wchar_t ch : e.text) {
+        if (ch <= 0 || ch > 127) return false; // numbers are ASCII
+    }
     // A value kept as text: read it again as a bare value.
     const std::string bytes = "x.y:" + std::string(e.text.begin(), e.text.end()) + ";";
     bool ok = false;
@@ -92,7 +95,9 @@ long ApplyText(const wchar_t *fileName, const char *text, size_t length, Opmg_Ca
                  e.name.c_str());
             return true;
         }
-        StoreValue(c->name, *p, v);
+        Oerr_ErrorReport *warning = nullptr;
+        StoreValue(c->name, *p, v, &warning);
+        PrintWarning(warning);
         return true;
     };
     Oerr_ErrorReport *inner = nullptr;

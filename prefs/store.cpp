@@ -13,23 +13,35 @@
 
 namespace orvik::prefs {
 
-void StoreValue(const wchar_t *category, Opmg_Parameter &p, const Opmg_Preference &value) {
+void StoreValue(const wchar_t *category, Opmg_Parameter &p, const Opmg_Preference &value,
+                Oerr_ErrorReport **warning) {
     Opmg_Preference v = value;
     v.type = p.type;
     std::wstring cut;
+    const wchar_t *original = v.string;
     const bool text = p.type != OPMG_NUMBER && p.type != OPMG_COLOR;
-    if (text && (p.attributes & OPMG_ATTR_MAXLENGTH) && v.string &&
-        std::wcslen(v.string) > static_cast<std::size_t>(p.maxLength)) {
+    const bool tooLong = text && (p.attributes & OPMG_ATTR_MAXLENGTH) && v.string &&
+                         std::wcslen(v.string) > static_cast<std::size_t>(p.maxLength);
+    if (tooLong) {
         cut.assign(v.string, static_cast<std::size_t>(p.maxLength));
-        const std::wstring qualified = QualifiedName(category, p.name);
-        Warn(L"opmg_PutPreference", kLengthCut, nullptr,
-             L"String '%s' exceeds maximum length of %d for preference %s; using '%s'", v.string,
-             static_cast<int>(p.maxLength), qualified.c_str(), cut.c_str());
         v.string = cut.data();
     }
     if (text && !v.string) v.string = const_cast<wchar_t *>(L"");
     CopyValue(p.value, v);
+    if (tooLong) { // made after the copy, so that an exhausted heap cannot leak it
+        const std::wstring qualified = QualifiedName(category, p.name);
+        *warning = oerr_CreateErrorReport(
+            L"opmg_PutPreference", kLengthCut, OERR_KIND_WARNING, nullptr,
+            L"String '%s' exceeds maximum length of %d for preference %s; using '%s'", original,
+            static_cast<int>(p.maxLength), qualified.c_str(), cut.c_str());
+    }
     p.stored = OMSC_TRUE;
+}
+
+void PrintWarning(Oerr_ErrorReport *&warning) {
+    if (!warning) return;
+    oerr_PrintErrorReport(warning, OERR_REPORT_FULL);
+    oerr_DeleteErrorReportEx(&warning);
 }
 
 void RunCallbacks(const wchar_t *category, const wchar_t *name, const Opmg_Preference &value) {

@@ -307,3 +307,23 @@ TEST_F(Files, WritingAListToANamedFile) {
     oerr_DeleteErrorReportEx(&err);
     opmg_FreeCategoryList(list);
 }
+
+TEST_F(Files, QuotedNumbersAndColoursAreReadByTheParametersType) {
+    Opmg_Category *list = nullptr;
+    const std::string defs = kDefinitions;
+    ASSERT_EQ(opmg_ParseText(L"d", defs.data(), defs.size(), &list, nullptr), 0);
+    WarningCollector w;
+    // U+0131 would read as "1" if wide text were narrowed carelessly.
+    const std::string text = "viewer.zoom : \"12.5\" ;\nviewer.ink : \"7,8,9\";\n"
+                             "viewer.zoom : \"\xc4\xb1\";\nviewer.title : 5;\n";
+    Oerr_ErrorReport *err = nullptr;
+    ASSERT_EQ(opmg_PrfParseText(L"p", text.data(), text.size(), list, &err), 0);
+    EXPECT_EQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"zoom", &err)->value.number, 12.5);
+    EXPECT_EQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"ink", &err)->value.color.blue, 9);
+    EXPECT_STREQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"title", &err)->value.string,
+                 L"abc");
+    EXPECT_EQ(w.messages, (std::vector<std::wstring>{
+                              L"Entry viewer.zoom does not fit the preference's type; ignored",
+                              L"Entry viewer.title does not fit the preference's type; ignored"}));
+    opmg_FreeCategoryList(list);
+}
