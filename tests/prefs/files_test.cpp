@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -50,6 +51,13 @@ class Files : public PrefsFixture {
     }
 };
 
+// The definitions parsed into a new list (the caller frees it).
+Opmg_Category *DefinitionList() {
+    Opmg_Category *list = nullptr;
+    opmg_ParseText(L"d", kDefinitions, std::strlen(kDefinitions), &list, nullptr);
+    return list;
+}
+
 bool gFaultCalled = false;
 bool FailHalfway() {
     gFaultCalled = true;
@@ -60,10 +68,10 @@ bool CrashHalfway() { _exit(3); }
 } // namespace
 
 TEST_F(Files, TheFirstElementOfThePathWinsAndStaleEntriesWarn) {
-    WriteRaw(m_dir.Narrow("site/v8preference"),
+    WriteFile(m_dir.Narrow("site/v8preference"),
              "viewer.title : \"site\";\nviewer.zoom : 7.000000;\n"
              "viewer.gone : \"x\";\nold.thing : 1;\n");
-    WriteRaw(m_dir.Narrow("user/v8preference"), "/* mine */\nviewer.title : \"user\";\n");
+    WriteFile(m_dir.Narrow("user/v8preference"), "/* mine */\nviewer.title : \"user\";\n");
     WarningCollector w;
     Init();
     EXPECT_EQ(Title(), L"user");
@@ -75,7 +83,7 @@ TEST_F(Files, TheFirstElementOfThePathWinsAndStaleEntriesWarn) {
 }
 
 TEST_F(Files, AMalformedPreferenceFileKeepsWhatCameBeforeTheFault) {
-    WriteRaw(m_dir.Narrow("user/v8preference"), "viewer.zoom : 3;\nviewer.title \"x\";\n");
+    WriteFile(m_dir.Narrow("user/v8preference"), "viewer.zoom : 3;\nviewer.title \"x\";\n");
     WarningCollector w;
     Init();
     EXPECT_EQ(Zoom(), 3);
@@ -85,9 +93,8 @@ TEST_F(Files, AMalformedPreferenceFileKeepsWhatCameBeforeTheFault) {
 }
 
 TEST_F(Files, PreferenceTextFaultsAreReportedWithPositions) {
-    Opmg_Category *list = nullptr;
-    const std::string defs = kDefinitions;
-    ASSERT_EQ(opmg_ParseText(L"d", defs.data(), defs.size(), &list, nullptr), 0);
+    Opmg_Category *list = DefinitionList();
+    ASSERT_NE(list, nullptr);
     auto fault = [&](const std::string &text) {
         Oerr_ErrorReport *err = nullptr;
         EXPECT_EQ(opmg_PrfParseText(L"p", text.data(), text.size(), list, &err), -1);
@@ -193,7 +200,7 @@ TEST_F(Files, SaveFailuresSayWhy) {
     EXPECT_EQ(opmg_SaveUserPreference(&err), -1);
     ExpectReport(err, L"opmg_SaveUserPreference",
                  L"Environment variable ORVIK_PREFERENCES_PATH yields invalid search list");
-    WriteRaw(m_dir.Narrow("plain"), "x");
+    WriteFile(m_dir.Narrow("plain"), "x");
     m_env.Set("GIO_PREFERENCES_PATH", m_dir.Narrow("plain"));
     EXPECT_EQ(opmg_SaveUserPreference(&err), -1);
     ExpectReport(err, L"opmg_SaveUserPreference", L"0 not a directory and not a reg key");
@@ -260,7 +267,7 @@ TEST_F(Files, RegistryKeysAreSavedAndReadThroughTheEmulation) {
     m_env.Set("GIO_PREFERENCES_PATH", "HKEY_CURRENT_USER\\Software\\Orvik;" + m_dir.Narrow("site"));
     m_env.Set("TMPDIR", m_dir.Narrow("tmp"));
     std::filesystem::create_directories(m_dir.Narrow("tmp"));
-    WriteRaw(m_dir.Narrow("site/v8preference"), "viewer.title : \"site\";\n");
+    WriteFile(m_dir.Narrow("site/v8preference"), "viewer.title : \"site\";\n");
     Init();
     EXPECT_EQ(Title(), L"site"); // the key does not exist yet
     Oerr_ErrorReport *err = nullptr;
@@ -294,9 +301,8 @@ TEST_F(Files, RegistryKeysAreSavedAndReadThroughTheEmulation) {
 }
 
 TEST_F(Files, WritingAListToANamedFile) {
-    Opmg_Category *list = nullptr;
-    const std::string defs = kDefinitions;
-    ASSERT_EQ(opmg_ParseText(L"d", defs.data(), defs.size(), &list, nullptr), 0);
+    Opmg_Category *list = DefinitionList();
+    ASSERT_NE(list, nullptr);
     Oerr_ErrorReport *err = nullptr;
     ASSERT_EQ(opmg_WritePreferenceFile(list, m_dir.Wide("plain.prf").c_str(), &err), 0);
     // Nothing is stored yet: the head alone.
@@ -309,9 +315,8 @@ TEST_F(Files, WritingAListToANamedFile) {
 }
 
 TEST_F(Files, QuotedNumbersAndColoursAreReadByTheParametersType) {
-    Opmg_Category *list = nullptr;
-    const std::string defs = kDefinitions;
-    ASSERT_EQ(opmg_ParseText(L"d", defs.data(), defs.size(), &list, nullptr), 0);
+    Opmg_Category *list = DefinitionList();
+    ASSERT_NE(list, nullptr);
     WarningCollector w;
     // U+0131 would read as "1" if wide text were narrowed carelessly.
     const std::string text = "viewer.zoom : \"12.5\" ;\nviewer.ink : \"7,8,9\";\n"

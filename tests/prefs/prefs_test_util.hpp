@@ -1,5 +1,5 @@
-// Test helpers for the preference module: a temporary folder, environment settings undone at
-// the end of a test, a collector of printed warnings, report checks and a database reset.
+// Test helpers for the preference module (beside the file layer's temporary folder and raw
+// file access): environment settings undone at the end of a test, a collector of printed warnings, report checks and a database reset.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,37 +16,12 @@
 #include <orvik/opmg.h>
 #include <orvik/oprf.h>
 
-class PrefsTempDir {
-  public:
-    PrefsTempDir() {
-        std::string tmpl = (std::filesystem::temp_directory_path() / "prefs-test-XXXXXX").string();
-        if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
-        m_path = tmpl;
-    }
-    ~PrefsTempDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(m_path, ec);
-    }
-    const std::string &Path() const { return m_path; }
-    std::string Narrow(const std::string &leaf) const { return m_path + "/" + leaf; }
-    std::wstring Wide(const std::string &leaf = "") const {
-        std::string n = leaf.empty() ? m_path : Narrow(leaf);
-        return std::wstring(n.begin(), n.end()); // test paths are ASCII
-    }
+#include "fio/fio_test_util.hpp"
 
-  private:
-    std::string m_path;
-};
-
-inline std::string ReadRaw(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline void WriteRaw(const std::string &path, const std::string &bytes) {
+// Writes a file, creating its folder first.
+inline void WriteFile(const std::string &path, const std::string &bytes) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    WriteRaw(path, bytes);
 }
 
 // Sets (or unsets, with nullopt) environment variables for the life of the object.
@@ -119,7 +94,7 @@ inline std::wstring ChainText(const Oerr_ErrorReport *r) {
 }
 
 inline void ExpectReport(Oerr_ErrorReport *&err, const wchar_t *function,
-                         const std::wstring &message) {
+                         const std::wstring &message) { // any report number
     ASSERT_NE(err, nullptr);
     EXPECT_STREQ(err->function, function);
     EXPECT_EQ(err->kind, 2);
@@ -164,12 +139,12 @@ class PrefsFixture : public ::testing::Test {
         opmg_InitPreferenceChangeLogging(OMSC_FALSE);
     }
     void Definitions(const std::string &leaf, const std::string &text) {
-        WriteRaw(m_dir.Narrow("pdf/" + leaf), text);
+        WriteFile(m_dir.Narrow("pdf/" + leaf), text);
     }
     void Init() {
         Oerr_ErrorReport *err = nullptr;
         ASSERT_EQ(opmg_Init(&err), 0) << ChainText(err);
     }
-    PrefsTempDir m_dir;
+    TempDir m_dir;
     EnvScope m_env;
 };
