@@ -4,8 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cmath>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/heap_config.hpp"
@@ -386,4 +388,34 @@ TEST_F(Database, SettingsOfTheModule) {
     wchar_t *type = opmg_GetDataBaseType(&err);
     EXPECT_STREQ(type, L"global");
     omsc_HeapFree(type);
+}
+
+TEST_F(Database, ThreadsMayGetAndPutAtTheSameTime) {
+    std::atomic<int> calls{0};
+    auto count = [](const wchar_t *, const wchar_t *, const Opmg_Preference *, void *data) {
+        ++*static_cast<std::atomic<int> *>(data);
+    };
+    Oerr_ErrorReport *err = nullptr;
+    ASSERT_EQ(opmg_AddPreferenceCallback(L"viewer", L"zoom", count, &calls, &err), 0);
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t, &failures] {
+            Oerr_ErrorReport *e = nullptr;
+            for (int i = 0; i < 500; ++i) {
+                if (t % 2 == 0) {
+                    if (opmg_PutNumberPreference(L"viewer", L"zoom", i, &e) != 0) ++failures;
+                } else {
+                    const double v = opmg_GetNumberPreference(L"viewer", L"zoom", &e);
+                    wchar_t *title = opmg_GetStringPreference(L"viewer", L"title", &e);
+                    if (e || !(v >= 0 && v < 500) || !title) ++failures;
+                    omsc_HeapFree(title);
+                }
+                oerr_DeleteErrorReportEx(&e);
+            }
+        });
+    }
+    for (auto &th : threads) th.join();
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(calls, 1000);
 }
