@@ -17,6 +17,8 @@ targets=(
     format
     strings
     fio_text
+    prefs_definitions
+    prefs_file
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
