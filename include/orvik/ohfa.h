@@ -272,6 +272,28 @@ ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err
  * failure. */
 ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **err);
 
+/* A caller-owned snapshot of the current entry (its position and node path); restored by
+ * path, so it survives entries written or deleted around it. */
+typedef struct Ohfa_EntryPosition_ Ohfa_EntryPosition;
+ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **err);
+ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *position,
+                                     Oerr_ErrorReport **err);
+ORVIK_API void ohfa_EntryPositionFree(Ohfa_EntryPosition *position);
+
+/* The current entry's file position (0 on failure), and a move to the entry at a position. */
+ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **err);
+ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
+                                            Oerr_ErrorReport **err);
+
+/* Whether a seek would find an entry (copied into *entry when not null); the current entry
+ * stays where it is. */
+ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
+                              Ohfa_Entry *entry, Oerr_ErrorReport **err);
+
+/* Node paths of every entry below `startNode` (null: the root), in preorder; a new list. */
+ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *startNode,
+                                           Oerr_ErrorReport **err);
+
 /* Deletes the current entry with everything below it; the space of the records and of their
  * data blocks goes back to the free list. Refused while block caching is off. The previous
  * sibling becomes current, else the next one, else the parent. Returns 0, or -1. */

@@ -143,6 +143,40 @@ TEST_F(HfaEntry, NamesOfSixtyThreeCharactersFitAndLongerAreRefused) {
                                  L"' exceeds the 63 character maximum");
 }
 
+TEST_F(HfaEntry, PositionsPeekAndListing) {
+    Report err;
+    ASSERT_EQ(Seek(8, L"/A/A2"), 1);
+    Ohfa_EntryPosition *saved = ohfa_EntryPositionGet(m_file, &err);
+    ASSERT_NE(saved, nullptr);
+    const uint32_t raw = ohfa_EntryGetCurrentPosition(m_file, &err);
+    Ohfa_Entry peeked{};
+    EXPECT_EQ(ohfa_EntryPeek(m_file, 8, L"/C", &peeked, &err), 1);
+    EXPECT_STREQ(peeked.name, "C");
+    EXPECT_EQ(Path(), L"/A/A2");
+    EXPECT_EQ(ohfa_EntryPeek(m_file, 8, L"/Q", &peeked, &err), 0);
+    EXPECT_EQ(Seek(0), 1);
+    EXPECT_EQ(ohfa_EntryPositionSet(m_file, saved, &err), 0);
+    EXPECT_EQ(Path(), L"/A/A2");
+    EXPECT_EQ(Seek(0), 1);
+    EXPECT_EQ(ohfa_EntrySetCurrentPosition(m_file, raw, &err), 0);
+    EXPECT_EQ(Path(), L"/A/A2");
+    EXPECT_EQ(ohfa_EntryPositionSet(m_file, nullptr, &err), -1);
+    EXPECT_EQ(err.Message(), L"Null position parameter");
+    ohfa_EntryPositionFree(saved);
+
+    ostr_StringList *all = ohfa_ObjectList(m_file, nullptr, &err);
+    ASSERT_NE(all, nullptr) << err.Message();
+    std::vector<std::wstring> names(all->strings, all->strings + all->count);
+    EXPECT_EQ(names, (std::vector<std::wstring>{L"/A", L"/A/A1", L"/A/A2", L"/B", L"/C"}));
+    ostr_StringListDelete(all, nullptr);
+    ostr_StringList *below = ohfa_ObjectList(m_file, L"/A", &err);
+    ASSERT_NE(below, nullptr);
+    EXPECT_EQ(below->count, 2);
+    ostr_StringListDelete(below, nullptr);
+    EXPECT_EQ(ohfa_ObjectList(m_file, L"/Nope", &err), nullptr);
+    EXPECT_EQ(err.Message(), L"Could not find starting node \"/Nope\"");
+}
+
 TEST_F(HfaEntry, TreeSurvivesReopen) {
     ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
     m_file = ohfa_FileOpen(Name("tree.hfa").c_str(), L"r", 0, nullptr);
