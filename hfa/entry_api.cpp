@@ -241,6 +241,95 @@ bool CollectSubtree(Ohfa_File *file, uint32_t first, std::vector<std::pair<uint3
     return true;
 }
 
+// Takes the record `rec` out of its sibling list: the predecessor's next (or the parent's
+// child) first, then the successor's back link.
+bool Unlink(Ohfa_File *file, const Ohfa_Entry &rec, Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_Entry link{};
+    const uint32_t holder = rec.prev ? rec.prev : rec.parent;
+    if (!ReadEntry(file, holder, link, err, fn)) return false;
+    (rec.prev ? link.next : link.child) = rec.next;
+    if (!WriteEntry(file, holder, link, err, fn)) return false;
+    if (rec.next == 0) return true;
+    Ohfa_Entry next{};
+    if (!ReadEntry(file, rec.next, next, err, fn)) return false;
+    next.prev = rec.prev;
+    return WriteEntry(file, rec.next, next, err, fn);
+}
+
+// Moves the current entry (with its subtree) to be the last child of the node `toPath`.
+// Unlinked first, then linked in: a crash in between leaks the subtree, never makes it
+// reachable twice. The entry table is dropped and filled again as entries are reached.
+long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!CheckWritable(file, fn, err) || !CheckEntryFile(file, fn, err)) return -1;
+    EntryState &s = file->entry;
+    const uint32_t at = s.position;
+    Ohfa_Entry rec = s.record;
+    const std::string name(rec.name, strnlen(rec.name, sizeof rec.name));
+    if (!toPath || rec.parent == 0) {
+        SetError(err, fn, 40, nullptr, L"Invalid 'move to' path");
+        return -1;
+    }
+    const EntryState kept = s;
+    auto restore = [&] { s = kept; };
+    const long found = SeekEntry(file, 8, toPath, err, fn);
+    if (found <= 0) {
+        restore();
+        if (found == 0) SetError(err, fn, 41, nullptr, L"%s|Node not found", toPath);
+        else SetError(err, fn, 40, *err, L"Invalid 'move to' path");
+        return -1;
+    }
+    const uint32_t target = s.position;
+    // Not into itself or its own subtree.
+    for (uint32_t up = target, steps = 0; up != 0; ++steps) {
+        Ohfa_Entry e{};
+        if (up == at || steps > file->fileEnd / kEntrySize || !ReadEntry(file, up, e, err, fn)) {
+            restore();
+            SetError(err, fn, 40, err && *err ? *err : nullptr, L"Invalid 'move to' path");
+            return -1;
+        }
+        up = e.parent;
+    }
+    const std::wstring wideName = orvik::text::Utf8ToWideLossy(name);
+    if (SeekEntry(file, 10, wideName.c_str(), err, fn) != 0) {
+        restore();
+        SetError(err, fn, 42, nullptr, L"%s|Node already exists for file %s",
+                 ((std::wstring(toPath) == L"/" ? L"" : std::wstring(toPath)) + L"/" + wideName).c_str(),
+                 file->name.c_str());
+        return -1;
+    }
+    if (!Unlink(file, rec, err, fn)) {
+        restore();
+        SetError(err, fn, 43, *err, L"ohfa_WriteCurrentEntry failed");
+        return -1;
+    }
+    // Link in as the target's last child: the moved record first, then the link to it.
+    Ohfa_Entry parent{};
+    if (!ReadEntry(file, target, parent, err, fn)) return -1;
+    uint32_t last = parent.child;
+    Ohfa_Entry lastRec{};
+    for (int64_t steps = 0; last != 0; ++steps) {
+        if (steps > file->fileEnd / kEntrySize || !ReadEntry(file, last, lastRec, err, fn)) {
+            SetError(err, fn, 44, err && *err ? *err : nullptr, L"Couldn't find last");
+            return -1;
+        }
+        if (lastRec.next == 0) break;
+        last = lastRec.next;
+    }
+    rec.parent = target;
+    rec.prev = last;
+    rec.next = 0;
+    if (!WriteEntry(file, at, rec, err, fn)) return -1;
+    if (last) {
+        lastRec.next = at;
+        if (!WriteEntry(file, last, lastRec, err, fn)) return -1;
+    } else {
+        parent.child = at;
+        if (!WriteEntry(file, target, parent, err, fn)) return -1;
+    }
+    s.Forget();
+    return SeekEntry(file, 18, std::to_wstring(at).c_str(), err, fn) > 0 ? 0 : -1;
+}
+
 // Deletes the current entry with everything below it. Links are rewritten first, the space
 // of the records and their data returned after (rule 6 of the write order). The previous
 // sibling becomes current, else the next one, else the parent.
@@ -261,23 +350,9 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     std::vector<std::pair<uint32_t, Ohfa_Entry>> gone;
     if (!CollectSubtree(file, rec.child, gone, err, fn)) return -1;
     gone.emplace_back(at, rec);
-    // Unlink: the predecessor (or the parent) first, then the successor's back link.
-    Ohfa_Entry link{};
-    const uint32_t holder = rec.prev ? rec.prev : rec.parent;
-    if (!ReadEntry(file, holder, link, err, fn)) return -1;
-    (rec.prev ? link.next : link.child) = rec.next;
-    if (!WriteEntry(file, holder, link, err, fn)) {
+    if (!Unlink(file, rec, err, fn)) {
         SetError(err, fn, 35, *err, L"Delete failed");
         return -1;
-    }
-    if (rec.next) {
-        Ohfa_Entry next{};
-        if (!ReadEntry(file, rec.next, next, err, fn)) return -1;
-        next.prev = rec.prev;
-        if (!WriteEntry(file, rec.next, next, err, fn)) {
-            SetError(err, fn, 35, *err, L"Delete failed");
-            return -1;
-        }
     }
     for (const auto &[position, e] : gone) {
         UnhashEntry(s, position);
@@ -304,6 +379,21 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 } // namespace
 
 extern "C" {
+
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn) {
+    static const wchar_t *const kFn = L"ohfa_EntryMove";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        if (EntryMove(file, toPath, err, kFn) < 0) return -1;
+        file->flushGuard = kGuardPending;
+        if (guard.Leave(err)) return 0;
+        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        return -1;
+    });
+}
 
 ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) {
     static const wchar_t *const kFn = L"ohfa_EntryDelete";

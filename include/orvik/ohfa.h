@@ -294,6 +294,12 @@ ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
 ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *startNode,
                                            Oerr_ErrorReport **err);
 
+/* Moves the current entry with its subtree to be the last child of the node `toPath`; it
+ * stays the current entry. Refused: a missing node ("%s|Node not found"), the root or a
+ * node inside the moved subtree ("Invalid 'move to' path"), a node that already has a child
+ * of that name ("%s|Node already exists for file %s"). Returns 0, or -1. */
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err);
+
 /* Deletes the current entry with everything below it; the space of the records and of their
  * data blocks goes back to the free list. Refused while block caching is off. The previous
  * sibling becomes current, else the next one, else the parent. Returns 0, or -1. */

@@ -177,6 +177,34 @@ TEST_F(HfaEntry, PositionsPeekAndListing) {
     EXPECT_EQ(err.Message(), L"Could not find starting node \"/Nope\"");
 }
 
+TEST_F(HfaEntry, MoveRelinksTheSubtreeAndRefusesCollisionsAndCycles) {
+    Report err;
+    ASSERT_EQ(Seek(8, L"/A"), 1);
+    EXPECT_EQ(ohfa_EntryMove(m_file, L"/Nope", &err), -1);
+    EXPECT_EQ(err.Message(), L"/Nope|Node not found");
+    EXPECT_EQ(ohfa_EntryMove(m_file, L"/A/A1", &err), -1); // into its own subtree
+    EXPECT_EQ(err.Message(), L"Invalid 'move to' path");
+    EXPECT_EQ(Path(), L"/A");
+    ASSERT_EQ(ohfa_EntryMove(m_file, L"/C", &err), 0) << err.Message();
+    EXPECT_EQ(Path(), L"/C/A");
+    EXPECT_EQ(Seek(8, L"/C/A/A2"), 1);
+    EXPECT_EQ(Seek(8, L"/A"), 0);
+    ASSERT_EQ(Seek(8, L"/B"), 1);
+    EXPECT_EQ(Seek(13, L"C"), 1); // the entry table was refilled after the move
+    ASSERT_EQ(Seek(8, L"/C/A"), 1);
+    ASSERT_EQ(ohfa_EntryWrite(m_file, 2, L"B", L"T", &err), 0); // a "B" beside the moved A
+    EXPECT_EQ(ohfa_EntryMove(m_file, L"/", &err), -1);
+    EXPECT_EQ(err.Message(), L"/B|Node already exists for file " + Name("tree.hfa"));
+    ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+    m_file = ohfa_FileOpen(Name("tree.hfa").c_str(), L"r", 0, nullptr);
+    ostr_StringList *all = ohfa_ObjectList(m_file, nullptr, &err);
+    ASSERT_NE(all, nullptr);
+    std::vector<std::wstring> names(all->strings, all->strings + all->count);
+    EXPECT_EQ(names, (std::vector<std::wstring>{L"/B", L"/C", L"/C/A", L"/C/A/A1", L"/C/A/A2",
+                                                L"/C/B"}));
+    ostr_StringListDelete(all, nullptr);
+}
+
 TEST_F(HfaEntry, TreeSurvivesReopen) {
     ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
     m_file = ohfa_FileOpen(Name("tree.hfa").c_str(), L"r", 0, nullptr);
