@@ -43,8 +43,9 @@ class Seeker {
         return -1;
     }
     long Root(Cursor &c);
-    long Next(Cursor &c);
-    long Prev(Cursor &c);
+    long Sibling(Cursor &c, bool forward);
+    long Next(Cursor &c) { return Sibling(c, true); }
+    long Prev(Cursor &c) { return Sibling(c, false); }
     long Child(Cursor &c);
     long Parent(Cursor &c);
     long Last(Cursor &c);
@@ -88,31 +89,17 @@ long Seeker::Root(Cursor &c) {
     return 1;
 }
 
-long Seeker::Next(Cursor &c) {
-    if (c.record.next == 0) return 0;
+long Seeker::Sibling(Cursor &c, bool forward) {
+    const uint32_t to = forward ? c.record.next : c.record.prev;
+    if (to == 0) return 0;
     Ohfa_Entry e{};
-    if (!ReadEntry(m_file, c.record.next, e, m_err, m_fn)) return -1;
-    if (e.parent != c.record.parent || c.record.next == c.position) {
+    if (!ReadEntry(m_file, to, e, m_err, m_fn)) return -1;
+    if (e.parent != c.record.parent || to == c.position) {
         SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
                  Wide(NameOf(e)).c_str(), Wide(ParentName(c)).c_str());
         return -1;
     }
-    c.position = c.record.next;
-    c.record = e;
-    if (!c.path.empty()) c.path.back() = NameOf(e);
-    return 1;
-}
-
-long Seeker::Prev(Cursor &c) {
-    if (c.record.prev == 0) return 0;
-    Ohfa_Entry e{};
-    if (!ReadEntry(m_file, c.record.prev, e, m_err, m_fn)) return -1;
-    if (e.parent != c.record.parent || c.record.prev == c.position) {
-        SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
-                 Wide(NameOf(e)).c_str(), Wide(ParentName(c)).c_str());
-        return -1;
-    }
-    c.position = c.record.prev;
+    c.position = to;
     c.record = e;
     if (!c.path.empty()) c.path.back() = NameOf(e);
     return 1;
