@@ -7,8 +7,8 @@
 #include <orvik/oerr.h>
 #include <orvik/othr.h>
 
-#include "strings/format.hpp"
-#include "strings/utf8.hpp"
+#include "core/format.hpp"
+#include "core/utf8.hpp"
 
 namespace {
 

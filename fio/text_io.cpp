@@ -9,8 +9,8 @@
 #include "core/guard.hpp"
 #include "fio/report.hpp"
 #include "fio/stream_handle.hpp"
-#include "strings/format.hpp"
-#include "strings/utf8.hpp"
+#include "core/format.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;

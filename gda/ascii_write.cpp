@@ -8,7 +8,7 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/pixel_text.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;

@@ -8,7 +8,7 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/pixel_values.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::SetError;
 using namespace orvik::gda;

@@ -3,7 +3,7 @@
 
 #include "core/guard.hpp"
 #include "mif/codec.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;

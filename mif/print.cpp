@@ -10,7 +10,7 @@
 
 #include "core/guard.hpp"
 #include "mif/item_types.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;

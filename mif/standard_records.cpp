@@ -5,7 +5,7 @@
 
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 #include <orvik/omif.h>
 
 using orvik::core::Guarded;

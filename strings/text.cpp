@@ -7,7 +7,7 @@
 
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;

@@ -348,7 +348,6 @@ ORVIK_END_DECLS
  *
  * Text items (`c`) stay 8-bit (UTF-8) on the host: no widening takes place.
  */
-#include <orvik/ofio.h>
 
 ORVIK_BEGIN_DECLS
 

@@ -8,6 +8,7 @@
 #include <wchar.h>
 
 #include <orvik/oerr.h>
+#include <orvik/omsc.h>
 
 ORVIK_BEGIN_DECLS
 

@@ -1,7 +1,7 @@
 // The allocating wide formatter. Conversions are parsed here and each argument is formatted
 // on its own, so the convention (%s wide, %S narrow UTF-8, %c wide character) is the same on
 // every platform and independent of the C locale. Numbers go through the C library's snprintf.
-#include "strings/format.hpp"
+#include "core/format.hpp"
 
 #include <cstdint>
 #include <cstdio>
@@ -12,7 +12,7 @@
 #include <orvik/ostr.h>
 
 #include "core/guard.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace orvik::text {
 namespace {
