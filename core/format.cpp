@@ -262,7 +262,7 @@ std::wstring Format(const wchar_t *format, ...) {
 extern "C" {
 
 ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t *format,
-                                 va_list args) {
+                                 va_list args) ORVIK_NOEXCEPT {
     if (!format || (dest && destCount == 0)) return nullptr;
     try {
         std::wstring text;
@@ -283,7 +283,7 @@ ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t 
     }
 }
 
-ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...) {
+ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...) ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, format);
     wchar_t *r = ostr_Vsprintf(dest, destCount, format, args);

@@ -10,7 +10,7 @@ Oerr_ErrorHandler *gHandlers = nullptr;
 extern "C" {
 
 ORVIK_API Oerr_ErrorHandler *oerr_ErrorHandlerRegister(Oerr_ErrorHandlerFunction handler,
-                                                       void *clientData) {
+                                                       void *clientData) ORVIK_NOEXCEPT {
     if (!handler) return nullptr;
     auto *h = static_cast<Oerr_ErrorHandler *>(omsc_HeapMalloc(sizeof(Oerr_ErrorHandler)));
     if (!h) return nullptr;
@@ -25,7 +25,7 @@ ORVIK_API Oerr_ErrorHandler *oerr_ErrorHandlerRegister(Oerr_ErrorHandlerFunction
     return h;
 }
 
-ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle) {
+ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle) ORVIK_NOEXCEPT {
     if (!handle) return;
     othr_MutexLock(&gHandlerMutex);
     Oerr_ErrorHandler *h = gHandlers;
@@ -39,7 +39,7 @@ ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle) {
     if (h) omsc_HeapFree(h);
 }
 
-ORVIK_API void oerr_ErrorOccurred(int32_t argument) {
+ORVIK_API void oerr_ErrorOccurred(int32_t argument) ORVIK_NOEXCEPT {
     othr_MutexLock(&gHandlerMutex);
     for (Oerr_ErrorHandler *h = gHandlers; h; h = h->next) {
         if (!h->threadSafe) othr_ThreadUnsafeCodeEnter(0);

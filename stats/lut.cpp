@@ -9,7 +9,7 @@ using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
 
 extern "C" ORVIK_API Ohst_LUT *ohst_LUTCreate(int32_t inMax, int32_t outMax, int32_t nBreakPoints,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_LUTCreate";
     if (err) {
         *err = nullptr;
@@ -47,7 +47,7 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCreate(int32_t inMax, int32_t outMax, int
 }
 
 extern "C" ORVIK_API Ohst_LUT *ohst_LUTCopy(const Ohst_LUT *source, Ohst_LUT *destination,
-                                            Oerr_ErrorReport **err) {
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_LUTCopy";
     if (err) {
         *err = nullptr;
@@ -88,7 +88,7 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCopy(const Ohst_LUT *source, Ohst_LUT *de
     return out;
 }
 
-extern "C" ORVIK_API void ohst_LUTDelete(Ohst_LUT *lut) {
+extern "C" ORVIK_API void ohst_LUTDelete(Ohst_LUT *lut) ORVIK_NOEXCEPT {
     if (lut) {
         omsc_HeapFree(lut->breakPoints.points);
         omsc_HeapFree(lut->table);

@@ -6,7 +6,7 @@
 
 using namespace orvik::stats;
 
-extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err) {
+extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_LUTClip";
     if (err) {
         *err = nullptr;
