@@ -64,10 +64,10 @@ extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorRe
         orvik::core::SetError(err, kFn, 1, nullptr, L"Bad LUT");
         return -1;
     }
-    if (lut->breakPoints.count == 0) {
+    if (lut->nBreakPoints == 0) {
         orvik::core::SetError(err, kFn, 2, nullptr, L"The LUT has no breakpoints");
         return -1;
     }
-    FillTable(lut->breakPoints.points, lut->breakPoints.count, lut->table, lut->inMax, lut->outMax);
+    FillTable(lut->breakPoints, lut->nBreakPoints, lut->table, lut->inMax, lut->outMax);
     return 0;
 }

@@ -50,8 +50,8 @@ extern "C" ORVIK_API int32_t ohst_RampToBreakPoints(Ohst_LUT *lut, int32_t inLow
     }
     points[0] = {inLow, outLow};
     points[1] = {inHigh, outHigh};
-    omsc_HeapFree(lut->breakPoints.points);
-    lut->breakPoints.points = points;
-    lut->breakPoints.count = 2;
+    omsc_HeapFree(lut->breakPoints);
+    lut->breakPoints = points;
+    lut->nBreakPoints = 2;
     return 2;
 }

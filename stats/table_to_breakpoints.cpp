@@ -109,9 +109,9 @@ extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorRe
             return -1;
         }
         std::copy(found.begin(), found.end(), points);
-        omsc_HeapFree(lut->breakPoints.points);
-        lut->breakPoints.points = points;
-        lut->breakPoints.count = static_cast<int32_t>(found.size());
-        return lut->breakPoints.count;
+        omsc_HeapFree(lut->breakPoints);
+        lut->breakPoints = points;
+        lut->nBreakPoints = static_cast<int32_t>(found.size());
+        return lut->nBreakPoints;
     });
 }

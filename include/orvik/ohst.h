@@ -35,8 +35,11 @@ typedef struct Ohst_BreakPointList_ {
     Ohst_BreakPoint *points;
 } Ohst_BreakPointList;
 
+/* The first two fields have the layout of an Ohst_BreakPointList; to edit a LUT's points
+ * with the list functions, pass {nBreakPoints, breakPoints} and store the result back. */
 typedef struct Ohst_LUT_ {
-    Ohst_BreakPointList breakPoints;
+    int32_t nBreakPoints;
+    Ohst_BreakPoint *breakPoints; /* nBreakPoints entries, ascending x */
     int32_t *table; /* inMax + 1 entries, each within 0..outMax */
     int32_t inMax;
     int32_t outMax;
