@@ -36,12 +36,13 @@ typedef struct _Oerr_ErrorReportA {
     char *message;
 } Oerr_ErrorReportA;
 
-/* Any value other than OERR_REPORT_FULL prints the brief form. */
-typedef enum Oerr_ErrorReportingMode_ {
+/* A 32-bit integer so that callers in either language may pass a plain 0 or 1; any value
+ * other than OERR_REPORT_FULL prints the brief form. */
+typedef int32_t Oerr_ErrorReportingMode;
+enum {
     OERR_REPORT_FULL = 0,
-    OERR_REPORT_BRIEF = 1,
-    OERR_REPORT_MODE_FORCE_32_BITS = 0x7fffffff
-} Oerr_ErrorReportingMode;
+    OERR_REPORT_BRIEF = 1
+};
 
 enum {
     OERR_KIND_PLAIN = 0,
