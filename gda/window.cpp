@@ -4,6 +4,7 @@
 #include "core/guard.hpp"
 
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 
 extern "C" {
 
@@ -12,7 +13,7 @@ ORVIK_API Ogda_Window *ogda_WindowCreate(int32_t rOffset, int32_t cOffset, int32
     if (err) *err = nullptr;
     auto *w = static_cast<Ogda_Window *>(omsc_HeapMalloc(sizeof(Ogda_Window)));
     if (!w) {
-        SetError(err, L"ogda_WindowCreate", OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+        SetOutOfMemory(err, L"ogda_WindowCreate");
         return nullptr;
     }
     *w = Ogda_Window{rOffset, cOffset, nRows, nColumns};
@@ -30,7 +31,7 @@ ORVIK_API Ogda_Window *ogda_WindowCopy(const Ogda_Window *src, Ogda_Window *dst,
     if (!dst) {
         dst = static_cast<Ogda_Window *>(omsc_HeapMalloc(sizeof(Ogda_Window)));
         if (!dst) {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+            SetOutOfMemory(err, fn);
             return nullptr;
         }
     }
