@@ -1,6 +1,7 @@
 // Conversion of records between the host form and the file form, and the file size of a
 // record. Element moves are those of element_codec.hpp; every count taken from the file is
 // checked against the bytes that remain before anything is allocated for it.
+// The file form, byte by byte, is tabulated in docs/mif-objects.md ("File form").
 #include <algorithm>
 #include <cstdint>
 #include <limits>
