@@ -386,8 +386,9 @@ TEST(MifObjectConvert, BaseDataOfEveryPixelTypeAndBothLayouts) {
             ASSERT_EQ(bytes.size(), expected);
             EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 12),
                       Hex({3, 0, 0, 0, 5, 0, 0, 0, type, 0, static_cast<int>(layout), 0}));
-            if (type >= 3 && (bytesPer[type] == 1 || !orvik::mif::ConversionSwapsBytes()))
+            if (type >= 3 && (bytesPer[type] == 1 || !orvik::mif::ConversionSwapsBytes())) {
                 EXPECT_EQ(std::memcmp(bytes.data() + 12, raw, bytes.size() - 12), 0);
+            }
 
             WithBase back{};
             Oerr_ErrorReport *err = nullptr;
