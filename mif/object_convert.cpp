@@ -206,13 +206,13 @@ void StoreLE32(unsigned char *p, uint32_t v) {
 // Host bytes of one pixel, from the pixel-type table itself.
 int32_t PixelBytes(int32_t pixelType) { return omsc_AddressOf_ogda_NumBytesPerPixel()[pixelType]; }
 
-// Report numbers of the BaseData converters, in order of appearance.
+// Report numbers of the BaseData converters; 5 is the conventional "Out of memory".
 enum BaseDataToHostReport : long {
     kBadDimensions = 2,
     kUnknownPixelType = 3,
     kTooLarge = 4,
-    kShortInput = 7,
     kViewMismatch = 6,
+    kShortInput = 7,
     kUnknownLayout = 8,
 };
 enum BaseDataToFileReport : long {
