@@ -10,8 +10,8 @@
 
 #include "core/guard.hpp"
 #include "fio/report.hpp"
+#include "core/format.hpp"
 #include "fio/write_seam.hpp"
-#include "strings/format.hpp"
 
 namespace orvik::fio {
 

@@ -14,8 +14,8 @@ namespace {
 
 // The checks every positioned transfer makes before it allocates or moves anything: a
 // position inside the 32-bit file (-1 only where allowed) and a size that the file can
-// hold; a read must lie within the file.
-bool CheckTransfer(Ohfa_File *file, long position, long size, bool reading, bool allowCurrent,
+// hold (reads are further checked against the file's end by ReadStart).
+bool CheckTransfer(Ohfa_File *file, long position, long size, bool allowCurrent,
                    Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!CheckFile(file, fn, err)) return false;
     if (size < 0 || size > kMaxFileSize || (position < 0 && !(allowCurrent && position == -1)) ||
@@ -70,12 +70,12 @@ extern "C" {
 
 ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif_Design *design,
                                       long size, const void *hostBuffer,
-                                      Oerr_ErrorReport **errIn) {
+                                      Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileHostDataWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
-        if (!CheckTransfer(file, position, size, false, false, err, kFn)) return -1;
+        if (!CheckTransfer(file, position, size, false, err, kFn)) return -1;
         if (!design || !hostBuffer) {
             SetError(err, kFn, 6, nullptr, L"Design fetch failed");
             return -1;
@@ -93,12 +93,12 @@ ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif
 }
 
 ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_Design *design,
-                                     long size, void *hostBuffer, Oerr_ErrorReport **errIn) {
+                                     long size, void *hostBuffer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileHostDataRead";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
-        if (!CheckTransfer(file, position, size, true, true, err, kFn)) return -1;
+        if (!CheckTransfer(file, position, size, true, err, kFn)) return -1;
         if (!design || !hostBuffer) {
             SetError(err, kFn, 6, nullptr, L"Design fetch failed");
             return -1;
@@ -118,12 +118,12 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
 }
 
 ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size,
-                                     const void *buffer, Oerr_ErrorReport **errIn) {
+                                     const void *buffer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileMIFDataWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
-        if (!CheckTransfer(file, position, size, false, false, err, kFn)) return -1;
+        if (!CheckTransfer(file, position, size, false, err, kFn)) return -1;
         if (size > 0 && !buffer) {
             SetError(err, kFn, 6, nullptr, L"Missing buffer");
             return -1;
@@ -133,12 +133,12 @@ ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size,
 }
 
 ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, void *buffer,
-                                    Oerr_ErrorReport **errIn) {
+                                    Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileMIFDataRead";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
-        if (!CheckTransfer(file, position, size, true, true, err, kFn)) return -1;
+        if (!CheckTransfer(file, position, size, true, err, kFn)) return -1;
         if (size > 0 && !buffer) {
             SetError(err, kFn, 6, nullptr, L"Missing buffer");
             return -1;
@@ -148,7 +148,7 @@ ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, v
     });
 }
 
-ORVIK_API long ohfa_FileSize(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_FileSize(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileSize";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -156,21 +156,21 @@ ORVIK_API long ohfa_FileSize(Ohfa_File *file, Oerr_ErrorReport **errIn) {
     return static_cast<long>(file->fileEnd);
 }
 
-ORVIK_API Omsc_Boolean ohfa_FileIsNotFlushedOnWrite(const Ohfa_File *file) {
+ORVIK_API Omsc_Boolean ohfa_FileIsNotFlushedOnWrite(const Ohfa_File *file) ORVIK_NOEXCEPT {
     return file && (file->optionFlags & kFlagNotFlushedOnWrite) ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API const wchar_t *ohfa_FileNameGet(const Ohfa_File *file) {
+ORVIK_API const wchar_t *ohfa_FileNameGet(const Ohfa_File *file) ORVIK_NOEXCEPT {
     return file ? file->name.c_str() : nullptr;
 }
 
-ORVIK_API const Omif_Dictionary *ohfa_FileDictionaryGet(const Ohfa_File *file) {
+ORVIK_API const Omif_Dictionary *ohfa_FileDictionaryGet(const Ohfa_File *file) ORVIK_NOEXCEPT {
     return file ? file->dictionary : nullptr;
 }
 
 ORVIK_API const Omif_Design *ohfa_FileDictionaryAddDesign(Ohfa_File *file,
                                                           const Omif_Design *design,
-                                                          Oerr_ErrorReport **errIn) {
+                                                          Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileDictionaryAddDesign";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -74,7 +74,7 @@ const Omif_Design *FixedDesign(const wchar_t *name, Oerr_ErrorReport **err) {
 } // namespace orvik::hfa
 
 extern "C" ORVIK_API const Omif_Design *ohfa_DesignFetch(const wchar_t *name,
-                                                         Oerr_ErrorReport **err) {
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return orvik::core::Guarded<const Omif_Design *>(err, L"ohfa_DesignFetch", nullptr, [&] {
         return orvik::hfa::FixedDesign(name, err);

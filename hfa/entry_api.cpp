@@ -9,7 +9,7 @@
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "strings/node_path.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -380,7 +380,7 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 extern "C" {
 
-ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryMove";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -395,7 +395,7 @@ ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_Error
     });
 }
 
-ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryDelete";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -412,7 +412,7 @@ ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) {
 
 
 ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
-                              Oerr_ErrorReport **errIn) {
+                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntrySeek";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -424,7 +424,7 @@ ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
 }
 
 ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_t *name,
-                               const wchar_t *type, Oerr_ErrorReport **errIn) {
+                               const wchar_t *type, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -440,22 +440,22 @@ ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_
     });
 }
 
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err) {
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return file && file->entry.valid && file->entry.record.next ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err) {
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return file && file->entry.valid && file->entry.record.prev ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err) {
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return file && file->entry.valid && file->entry.record.child ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CurrentEntryPath";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -475,7 +475,7 @@ ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err
     });
 }
 
-ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryCurrentGet";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

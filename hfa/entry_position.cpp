@@ -5,7 +5,7 @@
 #include "core/guard.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -41,7 +41,7 @@ bool HaveCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 extern "C" {
 
-ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPositionGet";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -66,7 +66,7 @@ ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorR
 }
 
 ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *position,
-                                     Oerr_ErrorReport **errIn) {
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPositionSet";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -93,13 +93,13 @@ ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *
     });
 }
 
-ORVIK_API void ohfa_EntryPositionFree(Ohfa_EntryPosition *position) {
+ORVIK_API void ohfa_EntryPositionFree(Ohfa_EntryPosition *position) ORVIK_NOEXCEPT {
     if (!position) return;
     omsc_HeapFree(position->path);
     omsc_HeapFree(position);
 }
 
-ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryGetCurrentPosition";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -110,7 +110,7 @@ ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorRepor
 }
 
 ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
-                                            Oerr_ErrorReport **errIn) {
+                                            Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntrySetCurrentPosition";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -121,7 +121,7 @@ ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
 }
 
 ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
-                              Ohfa_Entry *entry, Oerr_ErrorReport **errIn) {
+                              Ohfa_Entry *entry, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPeek";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -142,7 +142,7 @@ ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
 }
 
 ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *startNode,
-                                           Oerr_ErrorReport **errIn) {
+                                           Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectList";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -8,7 +8,7 @@
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "strings/node_path.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::SetError;
 

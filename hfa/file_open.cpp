@@ -55,8 +55,7 @@ bool IsReadOnlyMode(const wchar_t *mode) {
 // A new record around an open stream: measured, initialised by the disk-header step and
 // listed. On failure the record is freed (the stream is the caller's to close).
 Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cacheArg,
-                      bool readOnly, DiskHeaderStep step, Oerr_ErrorReport **err,
-                      const wchar_t *fn) {
+                      bool readOnly, DiskHeaderStep step, Oerr_ErrorReport **err) {
     static const wchar_t *const kInit = L"InitializeOHFAFile";
     if (!CheckReady(kInit, true, err)) return nullptr;
     Ohfa_File *file = new (std::nothrow) Ohfa_File_;
@@ -172,7 +171,7 @@ Ohfa_File *Open(const wchar_t *nameIn, const wchar_t *mode, uint32_t cacheArg,
         return nullptr;
     }
     StreamHolder holder(stream);
-    Ohfa_File *file = InitRecord(stream, name, cacheArg, readOnly, ReadDiskHeader, err, fn);
+    Ohfa_File *file = InitRecord(stream, name, cacheArg, readOnly, ReadDiskHeader, err);
     if (!file) {
         SetError(err, fn, 7, *err, L"Header initialization failure");
         return nullptr;
@@ -214,7 +213,7 @@ Ohfa_File *Create(const wchar_t *nameIn, uint32_t cacheArg, const std::vector<Op
                 if (ofio_FileRemove(name.c_str(), &e) != 0) PrintAndDelete(e);
             }
         } cleanup{stream, name, file, threw};
-        file = InitRecord(stream, name, cacheArg, false, WriteNewHeader, err, fn);
+        file = InitRecord(stream, name, cacheArg, false, WriteNewHeader, err);
         threw = false;
     }
     if (!file) {
@@ -242,7 +241,7 @@ class ErrnoKeeper {
 extern "C" {
 
 ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t *mode,
-                                              uint32_t cacheArg, Oerr_ErrorReport **errIn, ...) {
+                                              uint32_t cacheArg, Oerr_ErrorReport **errIn, ...) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileOpenWithOptions";
     ErrnoKeeper keepErrno;
     ErrSlot slot(errIn);
@@ -259,7 +258,7 @@ ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t
 }
 
 ORVIK_API Ohfa_File *ohfa_FileOpen(const wchar_t *name, const wchar_t *mode, uint32_t cacheArg,
-                                   Oerr_ErrorReport **errIn) {
+                                   Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileOpen";
     ErrnoKeeper keepErrno;
     ErrSlot slot(errIn);
@@ -270,7 +269,7 @@ ORVIK_API Ohfa_File *ohfa_FileOpen(const wchar_t *name, const wchar_t *mode, uin
 }
 
 ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t cacheArg,
-                                                Oerr_ErrorReport **errIn, ...) {
+                                                Oerr_ErrorReport **errIn, ...) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileCreateWithOptions";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -286,7 +285,7 @@ ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t ca
 }
 
 ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
-                                     Oerr_ErrorReport **errIn) {
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileCreate";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -297,7 +296,7 @@ ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
 
 ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList,
                                              const wchar_t *name, const wchar_t *mode,
-                                             uint32_t cacheArg, Oerr_ErrorReport **errIn) {
+                                             uint32_t cacheArg, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_SearchListFileOpen";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -314,7 +313,7 @@ ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList,
     });
 }
 
-ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileClose";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -343,7 +342,7 @@ ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) {
     });
 }
 
-ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_IsHFAFile";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -387,7 +386,7 @@ ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) {
     });
 }
 
-ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **errIn) {
+ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileIsOpen";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -398,7 +397,7 @@ ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **e
     });
 }
 
-ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileReinitialize";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

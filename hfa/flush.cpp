@@ -148,7 +148,7 @@ using namespace orvik::hfa;
 
 extern "C" {
 
-ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileFlush";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -161,7 +161,7 @@ ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **errIn) {
     });
 }
 
-ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kDictWriteFn, -1, [&]() -> long {
@@ -176,7 +176,7 @@ ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **errIn) {
 }
 
 ORVIK_API long ohfa_DictionaryDelete(Ohfa_File *file, uint32_t position, long length,
-                                     Oerr_ErrorReport **errIn) {
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_DictionaryDelete";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

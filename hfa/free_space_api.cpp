@@ -10,7 +10,7 @@ using namespace orvik::hfa;
 
 extern "C" {
 
-ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **errIn) {
+ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_NextFreePos";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -21,7 +21,7 @@ ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport
 }
 
 ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size,
-                              Oerr_ErrorReport **errIn) {
+                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FreeSpace";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -31,7 +31,7 @@ ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size,
     });
 }
 
-ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileFreeSpaceSize";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -53,7 +53,7 @@ ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **errIn)
     });
 }
 
-ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **errIn) {
+ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ShowFreeSpace";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

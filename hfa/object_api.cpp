@@ -123,7 +123,7 @@ extern "C" {
 
 ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
                                 const wchar_t *typeName, long writePosition, const void *object,
-                                const Omif_Design *design, Oerr_ErrorReport **errIn) {
+                                const Omif_Design *design, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -156,7 +156,7 @@ ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const 
 
 ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
                                     const wchar_t *typeName, long writePosition, long count,
-                                    const void *bytes, Oerr_ErrorReport **errIn) {
+                                    const void *bytes, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDataWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -183,7 +183,7 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
 
 ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                 void *object, const Omif_Design *design,
-                                Oerr_ErrorReport **errIn) {
+                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectRead";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -199,7 +199,7 @@ ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekM
 
 ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                          void *object, const Omif_Design *design,
-                                         Oerr_ErrorReport **errIn) {
+                                         Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectReadIfPresent";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -219,7 +219,7 @@ ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, l
 
 ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name,
                                              long seekMethod, long *count,
-                                             Oerr_ErrorReport **errIn) {
+                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDataReadIfPresent";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -253,7 +253,7 @@ ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *nam
 }
 
 ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
-                                 Oerr_ErrorReport **errIn) {
+                                 Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDelete";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

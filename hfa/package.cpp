@@ -84,7 +84,7 @@ void NotifyChanged(const Ohfa_File *file) {
 
 extern "C" {
 
-ORVIK_API long ohfa_Init(Oerr_ErrorReport **err) {
+ORVIK_API long ohfa_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kFn = L"ohfa_Init";
     return Guarded<long>(err, kFn, -1, [&]() -> long {
@@ -102,11 +102,11 @@ ORVIK_API long ohfa_Init(Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API void ohfa_PackageDisable(Omsc_Boolean disabled) {
+ORVIK_API void ohfa_PackageDisable(Omsc_Boolean disabled) ORVIK_NOEXCEPT {
     orvik::hfa::g_disabled.store(disabled != OMSC_FALSE, std::memory_order_relaxed);
 }
 
-ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback) {
+ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback) ORVIK_NOEXCEPT {
     return orvik::hfa::g_changed.exchange(callback, std::memory_order_acq_rel);
 }
 

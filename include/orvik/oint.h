@@ -14,14 +14,14 @@ ORVIK_BEGIN_DECLS
 
 /* Marks the toolkit initialised. Calling it again is harmless. Returns 0, or -1 with a
  * report. */
-ORVIK_API long oint_InitToolkit(Oerr_ErrorReport **err);
+ORVIK_API long oint_InitToolkit(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* OMSC_TRUE between oint_InitToolkit and oint_DeInit. */
-ORVIK_API Omsc_Boolean oint_GetInit(void);
+ORVIK_API Omsc_Boolean oint_GetInit(void) ORVIK_NOEXCEPT;
 
 /* Marks the toolkit no longer initialised (files still open stay open). Harmless when it
  * was not initialised. */
-ORVIK_API void oint_DeInit(Oerr_ErrorReport **err);
+ORVIK_API void oint_DeInit(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -235,7 +235,9 @@ TEST(HfaCrash, EntriesAndObjectsSurviveEveryStop) {
                           &back)
                     << layer << ": " << err.Message();
                 EXPECT_EQ(back.values.count, 4 + layer);
-                if (back.values.count > 0) EXPECT_EQ(back.values.data[0], layer);
+                if (back.values.count > 0) {
+                    EXPECT_EQ(back.values.data[0], layer);
+                }
                 omif_ObjectItemsFree(&back, SeriesDesign(), nullptr);
             }
         }

@@ -23,7 +23,9 @@ class HfaEntry : public HfaTest {
         Write(1, L"B", L"Stats");
     }
     void TearDown() override {
-        if (m_file) EXPECT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        if (m_file) {
+            EXPECT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        }
     }
     void Write(long where, const wchar_t *name, const wchar_t *type) {
         Report err;

@@ -20,7 +20,9 @@ class HfaFreeSpace : public HfaTest {
         ASSERT_NE(m_file, nullptr) << err.Message();
     }
     void TearDown() override {
-        if (m_file) EXPECT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        if (m_file) {
+            EXPECT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        }
     }
     uint32_t Take(long size) {
         Report err;

@@ -24,7 +24,9 @@ class HfaObject : public HfaTest {
     }
     void TearDown() override {
         omif_DesignDestroy(m_design, nullptr);
-        if (m_file) EXPECT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        if (m_file) {
+            EXPECT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        }
     }
     // Writes n values 0, 1, ... as the object "/S" (created, or rewritten in place).
     void WriteSeries(int n, long where) {
