@@ -180,6 +180,33 @@ ostr_StringList *ToList(const std::vector<std::wstring> &names, const wchar_t *f
 
 } // namespace
 
+ostr_StringList *ClassSearchList(const wchar_t *className, const wchar_t *fn,
+                                 Oerr_ErrorReport **err) {
+    Oerr_ErrorReport *inner = nullptr;
+    wchar_t *path = odll_ClassPathGet(className, &inner);
+    ostr_StringList *search = path ? ofio_SearchListCreateFromText(path, &inner) : nullptr;
+    omsc_HeapFree(path);
+    if (!search) {
+        SetError(err, fn, kSearchList, inner, L"Could not create search list.");
+        return nullptr;
+    }
+    // A relative folder would be looked up from the current directory: never implicitly.
+    long kept = 0;
+    for (long i = 0; i < search->count; ++i) {
+        wchar_t *folder = search->strings[i];
+        if (folder && !IsAbsolute(folder)) {
+            Warn(fn, kListEntryDropped, nullptr, L"Relative folder %s in the path of %s ignored",
+                 folder, className);
+            omsc_HeapFree(folder);
+            continue;
+        }
+        search->strings[kept++] = folder;
+    }
+    for (long i = kept; i < search->count; ++i) search->strings[i] = nullptr;
+    search->count = kept;
+    return search;
+}
+
 bool ClassLibraries(const wchar_t *className, bool rebuild, std::vector<std::wstring> &out,
                     Oerr_ErrorReport **err) {
     const wchar_t *fn = L"odll_ClassDllListGet";
@@ -193,14 +220,9 @@ bool ClassLibraries(const wchar_t *className, bool rebuild, std::vector<std::wst
         }
     }
     Message(fn, kBuilding, L"Building new list of %s DLLs.", className);
+    ostr_StringList *search = ClassSearchList(className, fn, err);
+    if (!search) return false;
     Oerr_ErrorReport *inner = nullptr;
-    wchar_t *path = odll_ClassPathGet(className, &inner);
-    ostr_StringList *search = path ? ofio_SearchListCreateFromText(path, &inner) : nullptr;
-    omsc_HeapFree(path);
-    if (!search) {
-        SetError(err, fn, kSearchList, inner, L"Could not create search list.");
-        return false;
-    }
     std::vector<std::wstring> found;
     bool ok = CollectLibraries(search, found, &inner);
     ostr_StringListDelete(search, nullptr);

@@ -208,14 +208,9 @@ ORVIK_API void *odll_InstanceFind(const wchar_t *className, const wchar_t *insta
             for (const auto &[key, in] : s.instances)
                 if (in.className == className && in.instanceName == instanceName) return in.data;
         }
+        ostr_StringList *search = tk::ClassSearchList(className, fn, err);
+        if (!search) return nullptr;
         Oerr_ErrorReport *inner = nullptr;
-        wchar_t *path = odll_ClassPathGet(className, &inner);
-        ostr_StringList *search = path ? ofio_SearchListCreateFromText(path, &inner) : nullptr;
-        omsc_HeapFree(path);
-        if (!search) {
-            SetError(err, fn, tk::kSearchList, inner, L"Could not create search list.");
-            return nullptr;
-        }
         std::wstring file = std::wstring(instanceName) + L".dll";
         // Only a plain file name is searched: a name with a folder part would escape the list.
         wchar_t *library = file.find_first_of(L"/\\") == std::wstring::npos

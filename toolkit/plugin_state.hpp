@@ -36,6 +36,10 @@ PluginState &ThePlugins();
 std::wstring InstanceKey(const std::wstring &className, const std::wstring &instanceName,
                          const std::wstring &library);
 
+// The class's search list without relative folders (each left out with a warning).
+ostr_StringList *ClassSearchList(const wchar_t *className, const wchar_t *fn,
+                                 Oerr_ErrorReport **err);
+
 // The libraries of a class, built when absent or when `rebuild`; reports on *err.
 bool ClassLibraries(const wchar_t *className, bool rebuild, std::vector<std::wstring> &out,
                     Oerr_ErrorReport **err);

@@ -146,6 +146,25 @@ TEST_F(PluginFixture, FindOpensTheNamedLibraryAlongTheClassPath) {
     EXPECT_EQ(odll_InstanceFind(L"TestClass", L"alpha", &err), nullptr);
     EXPECT_EQ(Message(err), L"Could not find instance alpha of class TestClass");
     oerr_DeleteErrorReportEx(&err);
+    // Relative folders of a class path are never searched: they would mean the current
+    // directory.
+    std::filesystem::path cwd = std::filesystem::current_path();
+    std::filesystem::current_path(m_dir.Path());
+    m_env.Set("GIO_TEST_CLASS_PATH", "classB");
+    WarningCollector warnings;
+    EXPECT_EQ(odll_InstanceFind(L"TestClass", L"gamma2", &err), nullptr);
+    oerr_DeleteErrorReportEx(&err);
+    InstallPlugin(b, "gamma", "gamma2.dll");
+    EXPECT_EQ(odll_InstanceFind(L"TestClass", L"gamma2", &err), nullptr);
+    EXPECT_EQ(Message(err), L"Could not find instance gamma2 of class TestClass");
+    oerr_DeleteErrorReportEx(&err);
+    EXPECT_TRUE(warnings.Has(L"Relative folder classB in the path of TestClass ignored"));
+    ostr_StringList *none = odll_ClassDllListGet(L"TestClass", OMSC_TRUE, &err);
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->count, 0);
+    ostr_StringListDelete(none, nullptr);
+    std::filesystem::current_path(cwd);
+    m_env.Set("GIO_TEST_CLASS_PATH", a + ";" + b);
     // A name with a folder part never leaves the class path.
     EXPECT_EQ(odll_InstanceFind(L"TestClass", W("../classB/gamma").c_str(), &err), nullptr);
     oerr_DeleteErrorReportEx(&err);
