@@ -19,21 +19,23 @@
 namespace odll_fuzz {
 
 inline const std::string &Folder() {
-    static const std::string folder = [] {
+    // Never destroyed, so that the clean-up at exit can still read it.
+    static const std::string *folder = [] {
         char tmpl[] = "/tmp/odll-fuzz-XXXXXX";
-        std::string f = mkdtemp(tmpl) ? tmpl : "/tmp";
-        if (FILE *lib = std::fopen((f + "/a.dll").c_str(), "wb")) std::fclose(lib);
+        auto *f = new std::string(mkdtemp(tmpl) ? tmpl : "");
+        if (FILE *lib = std::fopen((*f + "/a.dll").c_str(), "wb")) std::fclose(lib);
         std::atexit([] {
             std::error_code ec;
-            std::filesystem::remove_all(Folder(), ec);
+            if (!Folder().empty()) std::filesystem::remove_all(Folder(), ec);
         });
         return f;
     }();
-    return folder;
+    return *folder;
 }
 
 inline int ListFileTarget(const uint8_t *data, size_t size) {
     const std::string folder = Folder();
+    if (folder.empty()) return 0;
     const std::string list = folder + "/list.dlk";
     FILE *f = std::fopen(list.c_str(), "wb");
     if (!f) return 0;
