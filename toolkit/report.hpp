@@ -4,6 +4,8 @@
 
 #include <orvik/oerr.h>
 
+#include "prefs/report.hpp"
+
 namespace orvik::toolkit {
 
 enum ReportNumber : long {
@@ -28,15 +30,8 @@ enum ReportNumber : long {
     kListEntryDropped = 25,
 };
 
-template <class... Args>
-void Warn(const wchar_t *function, long number, Oerr_ErrorReport *previous, const wchar_t *format,
-          Args... args) {
-    Oerr_ErrorReport *r =
-        oerr_CreateErrorReport(function, number, OERR_KIND_WARNING, previous, format, args...);
-    if (!r) return;
-    oerr_PrintErrorReport(r, OERR_REPORT_FULL);
-    oerr_DeleteErrorReportEx(&r);
-}
+// Warnings print on the spot exactly as the preference module's do.
+using orvik::prefs::Warn;
 
 template <class... Args>
 void Message(const wchar_t *function, long number, const wchar_t *format, Args... args) {
