@@ -5,6 +5,8 @@
 
 #include "toolkit/plugins/test_plugin.h"
 
+#include <thread>
+
 namespace {
 
 std::wstring PathName(const wchar_t *cls) {
@@ -132,6 +134,31 @@ TEST_F(PluginFixture, InstanceLifecycle) {
     EXPECT_FALSE(odll_InstanceIsOpen(L"TestClass", L"two"));
     EXPECT_FALSE(IsLoaded(alpha));
     EXPECT_EQ(Events(), "create one\ncreate two\ndestroy one\ndestroy two\n");
+}
+
+TEST_F(PluginFixture, ConcurrentOpensShareOneInstance) {
+    std::string alpha = InstallPlugin(m_dir.Narrow("classA"), "alpha");
+    std::vector<void *> got(8, nullptr);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < got.size(); ++i)
+        threads.emplace_back([&, i] {
+            Oerr_ErrorReport *err = nullptr;
+            got[i] = odll_InstanceOpenByClassName(L"TestClass", L"shared", W(alpha).c_str(), &err);
+            oerr_DeleteErrorReportEx(&err);
+        });
+    for (auto &t : threads) t.join();
+    for (void *g : got) EXPECT_EQ(g, got[0]);
+    ASSERT_NE(got[0], nullptr);
+    Oerr_ErrorReport *err = nullptr;
+    EXPECT_EQ(odll_InstanceClose(L"TestClass", L"shared", nullptr, &err), 0);
+    EXPECT_FALSE(IsLoaded(alpha));
+    // Every create that lost the race was destroyed again.
+    std::string log = Events();
+    size_t creates = 0, destroys = 0;
+    for (size_t p = 0; (p = log.find("create shared", p)) != std::string::npos; ++p) ++creates;
+    for (size_t p = 0; (p = log.find("destroy shared", p)) != std::string::npos; ++p) ++destroys;
+    EXPECT_GE(creates, 1u);
+    EXPECT_EQ(creates, destroys);
 }
 
 TEST_F(PluginFixture, FindOpensTheNamedLibraryAlongTheClassPath) {
