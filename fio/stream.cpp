@@ -10,7 +10,7 @@
 
 #include "core/guard.hpp"
 #include "fio/report.hpp"
-#include "strings/format.hpp"
+#include "core/format.hpp"
 
 namespace orvik::fio {
 
