@@ -29,14 +29,6 @@
 #include <orvik/omsc.h>
 #include <orvik/ostr.h>
 
-#ifndef ORVIK_NOEXCEPT
-#ifdef __cplusplus
-#define ORVIK_NOEXCEPT noexcept
-#else
-#define ORVIK_NOEXCEPT
-#endif
-#endif
-
 ORVIK_BEGIN_DECLS
 
 /* ---- Plug-in ABI --------------------------------------------------------------------- */

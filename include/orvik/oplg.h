@@ -11,14 +11,6 @@
 #include <orvik/oerr.h>
 #include <orvik/omsc.h>
 
-#ifndef ORVIK_NOEXCEPT
-#ifdef __cplusplus
-#define ORVIK_NOEXCEPT noexcept
-#else
-#define ORVIK_NOEXCEPT
-#endif
-#endif
-
 ORVIK_BEGIN_DECLS
 
 /* Starts the plug-in layer (again harmless). Returns 0. */
