@@ -19,6 +19,7 @@ targets=(
     fio_text
     prefs_definitions
     prefs_file
+    hfa_open
     odll_list
 )
 
