@@ -1,6 +1,6 @@
 // DefaultToolkitContextUtil: the environment at start-up, folder checks and the default
 // report sinks. Settling the environment is meant for start-up, before other threads run.
-#include "toolkit/context.hpp"
+#include <orvik/oint.h>
 
 #include <orvik/ofio.h>
 #include <orvik/oplg.h>

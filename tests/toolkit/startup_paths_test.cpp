@@ -8,7 +8,7 @@
 #include <map>
 #include <sstream>
 
-#include "toolkit/context.hpp"
+#include <orvik/oint.h>
 #include "toolkit/startup_paths.hpp"
 
 namespace {
