@@ -1,0 +1,113 @@
+// Statistics of 32-bit integer and real data. First pass: exact minimum, maximum, mean and
+// deviation (blockwise moments). Second pass: 65536 equal bins between the minimum and maximum,
+// from which the median is interpolated and the mode taken at 256-bin resolution.
+#include <cmath>
+
+#include "dsc/bin_function.hpp"
+#include "stats/compute.hpp"
+
+namespace orvik::stats {
+
+namespace {
+
+// Values are gathered in blocks small enough to stay in the first-level cache between the
+// two passes over each block.
+constexpr int32_t kBlock = 1024;
+
+// Bin arithmetic of the fine histogram. When maximum - minimum overflows (finite values near
+// the ends of the double range) everything is halved first, which is exact.
+struct FineScale {
+    double h = 1, lo = 0, scale = 0;
+    FineScale(double minimum, double maximum) {
+        if (!std::isfinite(maximum - minimum)) h = 0.5;
+        lo = minimum * h;
+        const double range = maximum * h - lo;
+        scale = range > 0 ? kFineBins / range : 0;
+    }
+    int32_t Bin(double v) const {
+        const int32_t b = static_cast<int32_t>((v * h - lo) * scale);
+        return b < kFineBins ? b : kFineBins - 1;
+    }
+};
+
+template <class T> void FirstPass(const Grid &g, const ExcludedSet &x, Moments &m) {
+    Sampler<T> s(g, x);
+    double buf[kBlock];
+    for (int32_t n; (n = s.Next(buf, kBlock)) > 0;) m.AddBlock(buf, n);
+}
+
+template <class T>
+void SecondPass(const Grid &g, const ExcludedSet &x, const FineScale &f, uint32_t *fine,
+                Osta_Histogram *h) {
+    Sampler<T> s(g, x);
+    double buf[kBlock];
+    const Odsc_BinFunction *bf = h ? h->binFunction : nullptr;
+    double *counts = h ? static_cast<double *>(h->table->data) : nullptr;
+    const bool linear = bf && bf->type == ODSC_BIN_LINEAR;
+    const double scale = linear ? dsc::LinearScale(bf) : 0;
+    for (int32_t n; (n = s.Next(buf, kBlock)) > 0;) {
+        for (int32_t i = 0; i < n; ++i) ++fine[f.Bin(buf[i])];
+        if (linear) {
+            for (int32_t i = 0; i < n; ++i)
+                ++counts[dsc::LinearBin(buf[i], bf->minLimit, bf->numBins, scale)];
+        } else if (bf) {
+            for (int32_t i = 0; i < n; ++i) {
+                const int32_t b = dsc::ValueToBin(bf, buf[i]);
+                if (b >= 0) ++counts[b];
+            }
+        }
+    }
+}
+
+} // namespace
+
+RealSummary SummariseReals(const Ogda_BaseData *d, const Grid &g, const ExcludedSet &x,
+                           Osta_Histogram *h) {
+    RealSummary r;
+    DispatchReal(d->datatype, [&](auto tag) { FirstPass<decltype(tag)>(g, x, r.moments); });
+    if (r.moments.n == 0) return r;
+    r.fine.assign(kFineBins, 0);
+    const FineScale f(r.moments.minimum, r.moments.maximum);
+    DispatchReal(d->datatype,
+                 [&](auto tag) { SecondPass<decltype(tag)>(g, x, f, r.fine.data(), h); });
+    return r;
+}
+
+void CoarseCounts(const RealSummary &r, double *out) {
+    constexpr int32_t per = kFineBins / kModeBins;
+    for (int32_t b = 0; b < kModeBins; ++b) {
+        uint64_t c = 0;
+        for (int32_t i = 0; i < per; ++i) c += r.fine[size_t(b) * per + i];
+        out[b] = double(c);
+    }
+}
+
+void StatisticsFromSummary(const RealSummary &r, Osta_Statistics *s) {
+    const Moments &m = r.moments;
+    s->minimum = m.minimum;
+    s->maximum = m.maximum;
+    s->mean = m.mean;
+    s->stddev = std::sqrt(m.Variance());
+    if (!(m.maximum > m.minimum)) {
+        s->median = s->mode = m.minimum;
+        return;
+    }
+    const FineScale f(m.minimum, m.maximum);
+    const double width = 1 / f.scale / f.h; // value span of one fine bin
+    // Median: the point where half of the values lie below, linear within its bin.
+    const double half = m.n / 2;
+    double below = 0;
+    int32_t b = 0;
+    while (b < kFineBins - 1 && below + r.fine[b] < half) below += r.fine[b++];
+    const double within = r.fine[b] ? (half - below) / r.fine[b] : 0;
+    s->median = std::min(m.maximum, std::max(m.minimum, m.minimum + (b + within) * width));
+    double coarse[kModeBins];
+    CoarseCounts(r, coarse);
+    int32_t best = 0;
+    for (int32_t i = 1; i < kModeBins; ++i)
+        if (coarse[i] > coarse[best]) best = i;
+    const double coarseWidth = width * (kFineBins / kModeBins);
+    s->mode = std::min(m.maximum, m.minimum + (best + 0.5) * coarseWidth);
+}
+
+} // namespace orvik::stats
