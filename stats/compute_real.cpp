@@ -1,6 +1,7 @@
 // Statistics of 32-bit integer and real data. First pass: exact minimum, maximum, mean and
 // deviation (blockwise moments). Second pass: 65536 equal bins between the minimum and maximum,
 // from which the median is interpolated and the mode taken at 256-bin resolution.
+#include <algorithm>
 #include <cmath>
 
 #include "dsc/bin_function.hpp"
@@ -30,33 +31,83 @@ struct FineScale {
     }
 };
 
+// Lines of contiguous elements with nothing to exclude are read in place; anything else is
+// gathered (and filtered) through a Sampler.
+inline bool InPlace(const Grid &g, const ExcludedSet &x) { return g.elemStride == 1 && x.Empty(); }
+
 template <class T> void FirstPass(const Grid &g, const ExcludedSet &x, Moments &m) {
-    Sampler<T> s(g, x);
     double buf[kBlock];
+    if constexpr (sizeof(T) >= 4) {
+        if (InPlace(g, x)) {
+            const ExcludedSet none(nullptr);
+            for (int64_t l = 0; l < g.lines; ++l) {
+                const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
+                for (int64_t i = 0; i < g.perLine; i += kBlock) {
+                    const int32_t n = int32_t(std::min<int64_t>(kBlock, g.perLine - i));
+                    if (AllFinite(p + i, n)) {
+                        m.AddBlock(p + i, n);
+                        continue;
+                    }
+                    Grid one{reinterpret_cast<const unsigned char *>(p + i), 0, 1, n, 1};
+                    Sampler<T> s(one, none);
+                    m.AddBlock(buf, s.Next(buf, kBlock));
+                }
+            }
+            return;
+        }
+    }
+    Sampler<T> s(g, x);
     for (int32_t n; (n = s.Next(buf, kBlock)) > 0;) m.AddBlock(buf, n);
 }
+
+// Counts one value into the fine bins and, when given, the caller's bins.
+struct Counter {
+    const FineScale &f;
+    uint32_t *fine;
+    const Odsc_BinFunction *bf;
+    double *counts;
+    bool linear;
+    double scale;
+
+    void Add(double v) const {
+        ++fine[f.Bin(v)];
+        if (linear) {
+            ++counts[dsc::LinearBin(v, bf->minLimit, bf->numBins, scale)];
+        } else if (bf) {
+            const int32_t b = dsc::ValueToBin(bf, v);
+            if (b >= 0) ++counts[b];
+        }
+    }
+};
 
 template <class T>
 void SecondPass(const Grid &g, const ExcludedSet &x, const FineScale &f, uint32_t *fine,
                 Osta_Histogram *h) {
-    Sampler<T> s(g, x);
-    double buf[kBlock];
     const Odsc_BinFunction *bf = h ? h->binFunction : nullptr;
-    double *counts = h ? static_cast<double *>(h->table->data) : nullptr;
     const bool linear = bf && bf->type == ODSC_BIN_LINEAR;
-    const double scale = linear ? dsc::LinearScale(bf) : 0;
-    for (int32_t n; (n = s.Next(buf, kBlock)) > 0;) {
-        for (int32_t i = 0; i < n; ++i) ++fine[f.Bin(buf[i])];
-        if (linear) {
-            for (int32_t i = 0; i < n; ++i)
-                ++counts[dsc::LinearBin(buf[i], bf->minLimit, bf->numBins, scale)];
-        } else if (bf) {
-            for (int32_t i = 0; i < n; ++i) {
-                const int32_t b = dsc::ValueToBin(bf, buf[i]);
-                if (b >= 0) ++counts[b];
+    const Counter c{f, fine, bf, h ? static_cast<double *>(h->table->data) : nullptr, linear,
+                    linear ? dsc::LinearScale(bf) : 0};
+    if (InPlace(g, x)) {
+        for (int64_t l = 0; l < g.lines; ++l) {
+            const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
+            if (!bf) {
+                for (int64_t i = 0; i < g.perLine; ++i) {
+                    const double v = double(p[i]);
+                    if (v - v == 0) ++fine[f.Bin(v)];
+                }
+            } else {
+                for (int64_t i = 0; i < g.perLine; ++i) {
+                    const double v = double(p[i]);
+                    if (v - v == 0) c.Add(v);
+                }
             }
         }
+        return;
     }
+    Sampler<T> s(g, x);
+    double buf[kBlock];
+    for (int32_t n; (n = s.Next(buf, kBlock)) > 0;)
+        for (int32_t i = 0; i < n; ++i) c.Add(buf[i]);
 }
 
 } // namespace

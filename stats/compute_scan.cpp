@@ -44,24 +44,25 @@ ExcludedSet::ExcludedSet(const Osta_ExcludedValues *excluded) {
     values_.erase(std::unique(values_.begin(), values_.end()), values_.end());
 }
 
-void Moments::AddBlock(const double *v, int32_t m) {
+template <class T> void Moments::AddBlock(const T *v, int32_t m) {
     if (m <= 0) return;
     // Independent lanes let the compiler keep several sums in flight (and vectorise).
     constexpr int L = 4;
     double s[L] = {}, lo[L], hi[L];
-    for (int j = 0; j < L; ++j) lo[j] = hi[j] = v[0];
+    for (int j = 0; j < L; ++j) lo[j] = hi[j] = double(v[0]);
     int32_t i = 0;
     for (; i + L <= m; i += L)
         for (int j = 0; j < L; ++j) {
-            const double x = v[i + j];
+            const double x = double(v[i + j]);
             s[j] += x;
             lo[j] = x < lo[j] ? x : lo[j];
             hi[j] = x > hi[j] ? x : hi[j];
         }
     for (; i < m; ++i) {
-        s[0] += v[i];
-        lo[0] = v[i] < lo[0] ? v[i] : lo[0];
-        hi[0] = v[i] > hi[0] ? v[i] : hi[0];
+        const double x = double(v[i]);
+        s[0] += x;
+        lo[0] = x < lo[0] ? x : lo[0];
+        hi[0] = x > hi[0] ? x : hi[0];
     }
     double sum = 0;
     for (int j = 0; j < L; ++j) {
@@ -73,12 +74,12 @@ void Moments::AddBlock(const double *v, int32_t m) {
     double q[L] = {}, e[L] = {};
     for (i = 0; i + L <= m; i += L)
         for (int j = 0; j < L; ++j) {
-            const double d = v[i + j] - mb;
+            const double d = double(v[i + j]) - mb;
             e[j] += d;
             q[j] += d * d;
         }
     for (; i < m; ++i) {
-        const double d = v[i] - mb;
+        const double d = double(v[i]) - mb;
         e[0] += d;
         q[0] += d * d;
     }
@@ -101,5 +102,10 @@ void Moments::AddBlock(const double *v, int32_t m) {
     m2 += m2b + delta * delta * (n * m / total);
     n = total;
 }
+
+template void Moments::AddBlock<double>(const double *, int32_t);
+template void Moments::AddBlock<float>(const float *, int32_t);
+template void Moments::AddBlock<int32_t>(const int32_t *, int32_t);
+template void Moments::AddBlock<uint32_t>(const uint32_t *, int32_t);
 
 } // namespace orvik::stats

@@ -127,8 +127,38 @@ struct Moments {
     double n = 0, mean = 0, m2 = 0;
     double minimum = HUGE_VAL, maximum = -HUGE_VAL;
 
-    void AddBlock(const double *v, int32_t m);
+    // REQUIRES: the m values are finite.
+    template <class T> void AddBlock(const T *v, int32_t m);
     double Variance() const { return n > 1 ? m2 / (n - 1) : 0; }
 };
+
+extern template void Moments::AddBlock<double>(const double *, int32_t);
+extern template void Moments::AddBlock<float>(const float *, int32_t);
+extern template void Moments::AddBlock<int32_t>(const int32_t *, int32_t);
+extern template void Moments::AddBlock<uint32_t>(const uint32_t *, int32_t);
+
+// True when none of the m values is NaN or infinite (always for integers). Tests the exponent
+// bits as integers, so the test is an OR over the block that vectorises.
+template <class T> inline bool AllFinite(const T *v, int64_t m) {
+    if constexpr (std::is_same_v<T, float>) {
+        uint32_t bad = 0;
+        for (int64_t i = 0; i < m; ++i) {
+            uint32_t u;
+            std::memcpy(&u, v + i, 4);
+            bad |= (u & 0x7f800000u) == 0x7f800000u;
+        }
+        return !bad;
+    } else if constexpr (std::is_same_v<T, double>) {
+        uint64_t bad = 0;
+        for (int64_t i = 0; i < m; ++i) {
+            uint64_t u;
+            std::memcpy(&u, v + i, 8);
+            bad |= (u & 0x7ff0000000000000u) == 0x7ff0000000000000u;
+        }
+        return !bad;
+    } else {
+        return true;
+    }
+}
 
 } // namespace orvik::stats
