@@ -99,7 +99,7 @@ Ogda_BaseData *CopyLimits(const Ogda_BaseData *limits, Oerr_ErrorReport **err) {
     const double *v = static_cast<const double *>(copy->data);
     for (int32_t i = 0; i < copy->numelements; ++i) {
         if (!std::isfinite(v[i]) || (i > 0 && !(v[i] > v[i - 1]))) {
-            SetError(err, kCreate, 5, nullptr,
+            SetError(err, kCreate, 7, nullptr,
                      L"Bin limit %ld (%g) is not finite or not above the one before it",
                      long{i}, v[i]);
             ogda_BaseDataDelete(copy, nullptr);

@@ -130,11 +130,11 @@ TEST(BinFunction, LimitsOutOfOrderOrRepeatedAreRefused) {
         Oerr_ErrorReport *err = nullptr;
         EXPECT_EQ(odsc_BinFunctionCreate(0, ODSC_BIN_EXPLICIT, 0, 0, t.get(), &err), nullptr);
         ASSERT_NE(err, nullptr);
-        EXPECT_EQ(err->number, 5);
+        EXPECT_EQ(err->number, 7);
         oerr_DeleteErrorReportEx(&err);
         EXPECT_EQ(odsc_BinFunctionCreate(0, ODSC_BIN_UNIQUE, 0, 0, t.get(), &err), nullptr);
         ASSERT_NE(err, nullptr);
-        EXPECT_EQ(err->number, 5);
+        EXPECT_EQ(err->number, 7);
         oerr_DeleteErrorReportEx(&err);
     }
     auto one = DoubleTable({1});
