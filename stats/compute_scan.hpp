@@ -140,20 +140,14 @@ extern template void Moments::AddBlock<uint32_t>(const uint32_t *, int32_t);
 // True when none of the m values is NaN or infinite (always for integers). Tests the exponent
 // bits as integers, so the test is an OR over the block that vectorises.
 template <class T> inline bool AllFinite(const T *v, int64_t m) {
-    if constexpr (std::is_same_v<T, float>) {
-        uint32_t bad = 0;
+    if constexpr (std::is_floating_point_v<T>) {
+        using Bits = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+        constexpr Bits exponent = sizeof(T) == 4 ? Bits(0x7f800000u) : Bits(0x7ff0000000000000u);
+        Bits bad = 0;
         for (int64_t i = 0; i < m; ++i) {
-            uint32_t u;
-            std::memcpy(&u, v + i, 4);
-            bad |= (u & 0x7f800000u) == 0x7f800000u;
-        }
-        return !bad;
-    } else if constexpr (std::is_same_v<T, double>) {
-        uint64_t bad = 0;
-        for (int64_t i = 0; i < m; ++i) {
-            uint64_t u;
-            std::memcpy(&u, v + i, 8);
-            bad |= (u & 0x7ff0000000000000u) == 0x7ff0000000000000u;
+            Bits u;
+            std::memcpy(&u, v + i, sizeof u);
+            bad |= (u & exponent) == exponent;
         }
         return !bad;
     } else {
