@@ -95,6 +95,7 @@ ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
                         : static_cast<Osta_Histogram *>(omsc_HeapMalloc(sizeof(Osta_Histogram)));
         if (!table || !out) {
             if (table) SetOutOfMemory(err, kFn);
+            if (out != destination) omsc_HeapFree(out);
             ogda_BaseDataDelete(table, nullptr);
             odsc_BinFunctionDelete(f);
             return nullptr;

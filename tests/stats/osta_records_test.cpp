@@ -226,29 +226,52 @@ TEST(OstaHistogram, ReplaceResizesAndClearsAndTranslateRebins) {
     ExpectError(err, L"osta_HistogramCopy", 1, L"Input histogram not an Osta_Histogram (wrong data type)");
 }
 
-// Every allocation of histogram creation failing in turn ends in a clean report (ASan checks
-// that nothing leaks).
-TEST(OstaHistogram, FailedAllocationsLeaveNothingBehind) {
-    auto f = Linear(8, 0, 1);
-    int rounds = 0;
-    for (long n = 1; n < 50; ++n) {
+// Fails the 1st, 2nd, ... allocation of `attempt` until it succeeds. Every failed round must
+// end in a report of `function` and leave nothing allocated (ASan checks the leaks). Returns
+// the number of failed rounds.
+template <class Attempt> int Sweep(const wchar_t *function, Attempt attempt) {
+    for (long n = 1; n < 200; ++n) {
         Oerr_ErrorReport *err = nullptr;
-        Osta_Histogram *h;
+        bool ok;
         {
             ScopedAllocationFailure fail(n);
-            h = osta_HistogramCreate(f.get(), 8, &err);
+            ok = attempt(&err);
         }
-        if (h) {
+        if (ok) {
             EXPECT_EQ(err, nullptr);
-            osta_HistogramDelete(h);
-            break;
+            return int(n - 1);
         }
-        ++rounds;
-        ASSERT_NE(err, nullptr) << n;
-        EXPECT_STREQ(err->function, L"osta_HistogramCreate");
+        EXPECT_NE(err, nullptr) << n;
+        if (err) EXPECT_STREQ(err->function, function) << n;
         oerr_DeleteErrorReportEx(&err);
     }
-    EXPECT_GE(rounds, 3);
+    ADD_FAILURE() << "never succeeded";
+    return 0;
+}
+
+TEST(OstaHistogram, FailedAllocationsLeaveNothingBehind) {
+    auto f = Linear(8, 0, 1);
+    EXPECT_GE(Sweep(L"osta_HistogramCreate", [&](Oerr_ErrorReport **err) {
+                  Owned<Osta_Histogram> h(osta_HistogramCreate(f.get(), 8, err));
+                  return h != nullptr;
+              }),
+              3);
+    Owned<Osta_Histogram> source(osta_HistogramCreate(f.get(), 8, nullptr));
+    EXPECT_GE(Sweep(L"osta_HistogramCopy", [&](Oerr_ErrorReport **err) {
+                  Owned<Osta_Histogram> h(osta_HistogramCopy(source.get(), nullptr, err));
+                  return h != nullptr;
+              }),
+              3);
+    auto data = MakeArray(4, 4, OGDA_F32, Ogda_Raster, std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8,
+                                                                        9, 10, 11, 12, 13, 14, 15, 16});
+    EXPECT_GE(Sweep(L"osta_StatisticsCompute", [&](Oerr_ErrorReport **err) {
+                  Osta_Histogram *h = nullptr;
+                  Owned<Osta_Statistics> s(osta_StatisticsCompute(data.get(), nullptr, nullptr,
+                                                                  nullptr, &h, err));
+                  Owned<Osta_Histogram> own(h);
+                  return s != nullptr && h != nullptr;
+              }),
+              3);
 }
 
 } // namespace
