@@ -38,9 +38,15 @@ void BinCounts(const ValueCounts &v, Osta_Histogram *h);
 constexpr int32_t kFineBins = 65536;
 constexpr int32_t kModeBins = 256;
 
+// Largest number of values of the median's fine bin that a third pass collects to find the
+// exact median (8 MB of doubles); a fuller bin gives the interpolated median.
+constexpr uint32_t kExactMedianLimit = 1u << 20;
+
 struct RealSummary {
     Moments moments;
     std::vector<uint32_t> fine; // kFineBins counts between the minimum and maximum
+    bool exactMedian = false;
+    double median = 0;          // when exactMedian: the lower middle value
 };
 
 // The two passes for any numeric, non-complex type. `h` (may be null) receives counts by its
@@ -48,7 +54,8 @@ struct RealSummary {
 RealSummary SummariseReals(const Ogda_BaseData *d, const Grid &g, const ExcludedSet &x,
                            Osta_Histogram *h);
 
-// Median and mode from the fine counts, minimum, maximum, mean and deviation from the moments.
+// Median (exact, or interpolated in its fine bin) and mode from the fine counts; minimum,
+// maximum, mean and deviation from the moments.
 void StatisticsFromSummary(const RealSummary &r, Osta_Statistics *s);
 
 // Counts of `kModeBins` linear bins from minimum to maximum, summed from the fine counts (the

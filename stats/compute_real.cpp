@@ -1,6 +1,7 @@
 // Statistics of 32-bit integer and real data. First pass: exact minimum, maximum, mean and
-// deviation (blockwise moments). Second pass: 65536 equal bins between the minimum and maximum,
-// from which the median is interpolated and the mode taken at 256-bin resolution.
+// deviation (blockwise moments). Second pass: 65536 equal bins between the minimum and maximum;
+// the mode is taken from them at 256-bin resolution. Third pass: the values of the median's bin,
+// from which the exact median is selected.
 #include <algorithm>
 #include <cmath>
 
@@ -110,6 +111,27 @@ void SecondPass(const Grid &g, const ExcludedSet &x, const FineScale &f, uint32_
         for (int32_t i = 0; i < n; ++i) c.Add(buf[i]);
 }
 
+// Values of fine bin `bin`, for the exact median.
+template <class T>
+void CollectBin(const Grid &g, const ExcludedSet &x, const FineScale &f, int32_t bin,
+                std::vector<double> &out) {
+    if (InPlace(g, x)) {
+        for (int64_t l = 0; l < g.lines; ++l) {
+            const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
+            for (int64_t i = 0; i < g.perLine; ++i) {
+                const double v = double(p[i]);
+                if (v - v == 0 && f.Bin(v) == bin) out.push_back(v);
+            }
+        }
+        return;
+    }
+    Sampler<T> s(g, x);
+    double buf[kBlock];
+    for (int32_t n; (n = s.Next(buf, kBlock)) > 0;)
+        for (int32_t i = 0; i < n; ++i)
+            if (f.Bin(buf[i]) == bin) out.push_back(buf[i]);
+}
+
 } // namespace
 
 RealSummary SummariseReals(const Ogda_BaseData *d, const Grid &g, const ExcludedSet &x,
@@ -121,6 +143,20 @@ RealSummary SummariseReals(const Ogda_BaseData *d, const Grid &g, const Excluded
     const FineScale f(r.moments.minimum, r.moments.maximum);
     DispatchReal(d->datatype,
                  [&](auto tag) { SecondPass<decltype(tag)>(g, x, f, r.fine.data(), h); });
+    // The lower middle value (rank (n - 1) / 2) lies in the first bin whose running count
+    // passes that rank; a third pass collects that bin's values and selects it.
+    const uint64_t rank = (uint64_t(r.moments.n) - 1) / 2;
+    uint64_t below = 0;
+    int32_t b = 0;
+    while (b < kFineBins - 1 && below + r.fine[b] <= rank) below += r.fine[b++];
+    if (r.fine[b] > kExactMedianLimit) return r;
+    std::vector<double> values;
+    values.reserve(r.fine[b]);
+    DispatchReal(d->datatype, [&](auto tag) { CollectBin<decltype(tag)>(g, x, f, b, values); });
+    if (values.size() != r.fine[b] || rank - below >= values.size()) return r; // cannot happen
+    std::nth_element(values.begin(), values.begin() + ptrdiff_t(rank - below), values.end());
+    r.median = values[rank - below];
+    r.exactMedian = true;
     return r;
 }
 
@@ -145,13 +181,17 @@ void StatisticsFromSummary(const RealSummary &r, Osta_Statistics *s) {
     }
     const FineScale f(m.minimum, m.maximum);
     const double width = 1 / f.scale / f.h; // value span of one fine bin
-    // Median: the point where half of the values lie below, linear within its bin.
-    const double half = m.n / 2;
-    double below = 0;
-    int32_t b = 0;
-    while (b < kFineBins - 1 && below + r.fine[b] < half) below += r.fine[b++];
-    const double within = r.fine[b] ? (half - below) / r.fine[b] : 0;
-    s->median = std::min(m.maximum, std::max(m.minimum, m.minimum + (b + within) * width));
+    if (r.exactMedian) {
+        s->median = r.median;
+    } else {
+        // The point below which half of the values lie, linear within its bin.
+        const double half = m.n / 2;
+        double below = 0;
+        int32_t b = 0;
+        while (b < kFineBins - 1 && below + r.fine[b] < half) below += r.fine[b++];
+        const double within = r.fine[b] ? (half - below) / r.fine[b] : 0;
+        s->median = std::min(m.maximum, std::max(m.minimum, m.minimum + (b + within) * width));
+    }
     double coarse[kModeBins];
     CoarseCounts(r, coarse);
     int32_t best = 0;

@@ -192,9 +192,10 @@ ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names);
  *   count; mode: the smallest of the most frequent values).
  * - 32-bit integers and reals: a first pass gives the exact minimum, maximum, mean and
  *   deviation (blockwise two-pass sums merged pairwise); a second pass counts 65536 equal
- *   bins between minimum and maximum. The median is interpolated within its bin (error at
- *   most (maximum - minimum) / 65536); the mode is the centre of the fullest of 256 equal
- *   bins.
+ *   bins between minimum and maximum; a third collects the values of the median's bin and
+ *   selects the exact median (the lower middle value). Only when that bin holds more than
+ *   2^20 values is the median interpolated within it instead (error at most (maximum -
+ *   minimum) / 65536). The mode is the centre of the fullest of 256 equal bins.
  * With `histogram` given, counts are also returned: *histogram null gets a new histogram
  * (integer types up to 16 bits: direct bins minimum..maximum; others: 256 linear bins
  * minimum..maximum); a given one keeps its bin function and has its counts replaced.
