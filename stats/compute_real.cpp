@@ -32,14 +32,17 @@ struct FineScale {
     }
 };
 
-// Lines of contiguous elements with nothing to exclude are read in place; anything else is
-// gathered (and filtered) through a Sampler.
-inline bool InPlace(const Grid &g, const ExcludedSet &x) { return g.elemStride == 1 && x.Empty(); }
+// Lines of aligned, contiguous elements with nothing to exclude are read in place; anything
+// else is gathered (and filtered) through a Sampler, which reads bytes.
+template <class T> bool InPlace(const Grid &g, const ExcludedSet &x) {
+    return g.elemStride == 1 && x.Empty() && reinterpret_cast<uintptr_t>(g.base) % alignof(T) == 0 &&
+           g.lineBytes % int64_t(alignof(T)) == 0;
+}
 
 template <class T> void FirstPass(const Grid &g, const ExcludedSet &x, Moments &m) {
     double buf[kBlock];
     if constexpr (sizeof(T) >= 4) {
-        if (InPlace(g, x)) {
+        if (InPlace<T>(g, x)) {
             const ExcludedSet none(nullptr);
             for (int64_t l = 0; l < g.lines; ++l) {
                 const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
@@ -88,7 +91,7 @@ void SecondPass(const Grid &g, const ExcludedSet &x, const FineScale &f, uint32_
     const bool linear = bf && bf->type == ODSC_BIN_LINEAR;
     const Counter c{f, fine, bf, h ? static_cast<double *>(h->table->data) : nullptr, linear,
                     linear ? dsc::LinearScale(bf) : 0};
-    if (InPlace(g, x)) {
+    if (InPlace<T>(g, x)) {
         for (int64_t l = 0; l < g.lines; ++l) {
             const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
             if (!bf) {
@@ -123,7 +126,7 @@ void CollectBin(const Grid &g, const ExcludedSet &x, const FineScale &f, int32_t
     auto take = [&](double v) {
         if (std::fabs(v - centre) <= reach && f.Bin(v) == bin) out.push_back(v);
     };
-    if (InPlace(g, x)) {
+    if (InPlace<T>(g, x)) {
         for (int64_t l = 0; l < g.lines; ++l) {
             const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
             for (int64_t i = 0; i < g.perLine; ++i) take(double(p[i])); // NaN fails the screen
