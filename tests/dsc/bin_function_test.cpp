@@ -181,11 +181,4 @@ TEST(BinFunction, CopyIsDeepAndRejectsMalformedSources) {
     EXPECT_EQ(odsc_BinFunctionGetNumBins(nullptr), 0);
 }
 
-TEST(DescriptorTable, ColumnTypesTravelAsTheirPixelTypes) {
-    EXPECT_EQ(odsc_ColumnTypePixelType(ODSC_COLUMN_INTEGER), OGDA_S32);
-    EXPECT_EQ(odsc_ColumnTypePixelType(ODSC_COLUMN_REAL), OGDA_F64);
-    EXPECT_EQ(odsc_ColumnTypePixelType(ODSC_COLUMN_STRING), OGDA_STRING);
-    EXPECT_EQ(odsc_ColumnTypePixelType(Odsc_ColumnType(3)), OGDA_PIXEL_INVALID);
-}
-
 } // namespace

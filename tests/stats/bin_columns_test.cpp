@@ -33,8 +33,6 @@ TEST(BinColumns, OpacityFallsBackToAnOverlayColumn) {
     EXPECT_STREQ(ColorColumnName(OSTA_OPACITY, false, true), L"Overlay");
     EXPECT_STREQ(ColorColumnName(OSTA_OPACITY, true, true), L"Opacity");
     EXPECT_EQ(ColorColumnName(4, true, true), nullptr);
-    EXPECT_EQ(kClassNamesColumn.type, ODSC_COLUMN_STRING);
-    EXPECT_EQ(kHistogramColumn.type, ODSC_COLUMN_REAL);
 }
 
 } // namespace
