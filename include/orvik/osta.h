@@ -185,8 +185,8 @@ ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names);
 /*
  * Statistics of the elements of `data` (any numeric pixel type, any object type), sampled by
  * `skip` (null: every element) and leaving out the values listed in `excluded` (null: none)
- * and NaN. Result in `statistics` (created when null). Standard deviation divides by n - 1
- * (0 for a single value).
+ * and NaN or infinite values. Result in `statistics` (created when null). Standard deviation
+ * divides by n - 1 (0 for a single value).
  * - Integer types up to 16 bits are counted in one pass into a histogram of every value;
  *   everything follows exactly from the counts (median: the lower middle value for an even
  *   count; mode: the smallest of the most frequent values).
@@ -211,7 +211,7 @@ ORVIK_API Osta_Statistics *osta_StatisticsCompute(const Ogda_BaseData *data,
 /*
  * Covariance matrix of the layers of `layers` (all of one shape, numeric, not complex),
  * sampled by `skip`; an element position is used only when no layer holds an excluded
- * value or NaN there. Divides by n - 1. Result in `covariance` (created when null; a given
+ * value, NaN or an infinity there. Divides by n - 1. Result in `covariance` (created when null; a given
  * one is resized to the layer count).
  */
 ORVIK_API Osta_Covariance *osta_CovarianceCompute(const Ogda_BaseDataStack *layers,
