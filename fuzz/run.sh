@@ -13,6 +13,8 @@ build=${FUZZ_BUILD_DIR:-build-fuzz}
 targets=(
     mif_dictionary
     mif_object
+    prefs_definitions
+    prefs_file
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
