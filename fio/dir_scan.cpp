@@ -1,5 +1,6 @@
 // Folder scans for wildcard patterns, and the string lists the file layer hands out.
 #include <algorithm>
+#include <cstdint>
 
 #include <orvik/ofio.h>
 
@@ -16,7 +17,15 @@ namespace orvik::fio {
 ostr_StringList *ToStringList(const std::vector<std::wstring> &names, Oerr_ErrorReport **err,
                               const wchar_t *fn) {
     Oerr_ErrorReport *inner = nullptr;
-    ostr_StringList *list = ostr_StringListCreate(0, &inner);
+    // Sized up front: the list's own growth is a fixed step, so appending long lists one by
+    // one would copy the array over and over.
+    const long n = names.size() > static_cast<size_t>(INT32_MAX) ? -1 : static_cast<long>(names.size());
+    if (n < 0) {
+        core::SetOutOfMemory(err, fn, nullptr);
+        return nullptr;
+    }
+    ostr_StringList *list = ostr_StringListCreate(n, &inner);
+    if (list) list->count = 0;
     for (const std::wstring &name : names) {
         if (!list) break;
         list = ostr_StringListAppend(list, name.c_str(), &inner);

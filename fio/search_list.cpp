@@ -2,6 +2,7 @@
 // one file along a list, and collecting every file that matches a pattern.
 #include <cwctype>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include <orvik/ofio.h>
@@ -38,15 +39,15 @@ bool SplitList(const wchar_t *text, std::vector<std::wstring> &folders, Oerr_Err
     }
     std::wstring all(expanded);
     omsc_HeapFree(expanded);
+    // Repeats are dropped through a hash set: lists from the environment can be long.
+    std::unordered_set<std::wstring> seen(folders.begin(), folders.end());
     std::size_t start = 0;
     for (;;) {
         std::size_t stop = all.find(kSeparator, start);
         std::wstring element = Trimmed(all.substr(start, stop - start));
         if (!element.empty()) {
             std::wstring folder = FolderName(element.c_str());
-            bool repeated = false;
-            for (const std::wstring &f : folders) repeated = repeated || f == folder;
-            if (!repeated) folders.push_back(std::move(folder));
+            if (seen.insert(folder).second) folders.push_back(std::move(folder));
         }
         if (stop == std::wstring::npos) break;
         start = stop + 1;

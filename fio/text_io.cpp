@@ -98,9 +98,18 @@ ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
                      L"Invalid line buffer of %ld characters", count);
             return nullptr;
         }
+        buffer[0] = L'\0';
+        if (count == 1) {
+            // Room for nothing but the end mark: look one byte ahead so that the end of the
+            // file still ends a reading loop.
+            const int c = file->GetByte(err, L"ofio_Fgets");
+            if (c == OFIO_ERROR || c == OFIO_EOF) return nullptr;
+            file->Unread(1);
+            return buffer;
+        }
         bool any = false;
         if (!ReadLine(file, buffer, count, any, err, L"ofio_Fgets")) return nullptr;
-        return any || count == 1 ? buffer : nullptr;
+        return any ? buffer : nullptr;
     });
 }
 

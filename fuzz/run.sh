@@ -13,6 +13,10 @@ build=${FUZZ_BUILD_DIR:-build-fuzz}
 targets=(
     mif_dictionary
     mif_object
+    gda_ascii
+    format
+    strings
+    fio_text
     prefs_definitions
     prefs_file
 )

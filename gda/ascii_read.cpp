@@ -1,6 +1,7 @@
 // Reading a stack from its ASCII text form (see gda/ascii_form.hpp), into a new stack whose
 // missing dimensions come from the file, or into an existing stack.
 #include <cstring>
+#include <cwchar>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,6 +32,7 @@ enum Failure : long {
     kRecord = 7,
     kMismatch = 8,
     kCreate = 9,
+    kSize = 10,
 };
 
 struct Failed {
@@ -87,22 +89,60 @@ void ScanFile(Ofio_File *file, bool countLines, int64_t *lines, int64_t *firstLi
     if (ofio_Seek(file, 0, OFIO_SEEK_SET, &inner) != 0) throw Failed{kSeek, L"ofio_Seek failed", inner};
 }
 
-// One whole line without its end; false at the end of the file.
-bool ReadLine(Ofio_File *file, LineBuffer &buffer, std::wstring &line) {
-    line.clear();
-    for (;;) {
-        Oerr_ErrorReport *inner = nullptr;
-        if (!ofio_Fgets(buffer.data(), buffer.count(), file, &inner)) {
-            if (inner) throw Failed{kFgets, L"ofio_Fgets failed", inner};
-            return !line.empty();
-        }
-        line += buffer.data();
-        if (!line.empty() && line.back() == L'\n') {
-            line.pop_back();
-            return true;
+int64_t Utf8Bytes(const wchar_t *text, size_t count) {
+    int64_t n = 0;
+    for (size_t i = 0; i < count; ++i) {
+        const auto c = static_cast<unsigned long>(text[i]);
+        n += c < 0x80 ? 1 : c < 0x800 ? 2 : (c >= 0xD800 && c <= 0xDFFF) ? 2 : c < 0x10000 ? 3 : 4;
+    }
+    return n;
+}
+
+int64_t Tell(Ofio_File *file) {
+    Oerr_ErrorReport *inner = nullptr;
+    const int64_t at = ofio_Tell(file, &inner);
+    if (at < 0) throw Failed{kFgets, L"ofio_Fgets failed", inner};
+    return at;
+}
+
+// Reads the file line by line and knows the number of the line it returned last.
+class LineReader {
+  public:
+    explicit LineReader(Ofio_File *file) : m_file(file) {}
+
+    LineBuffer &buffer() { return m_buffer; }
+
+    // One whole line without its end; false at the end of the file. A NUL character is
+    // refused: ofio_Fgets stores it, so the text after it would silently vanish.
+    bool Next(std::wstring &line) {
+        line.clear();
+        ++m_number;
+        for (;;) {
+            Oerr_ErrorReport *inner = nullptr;
+            const int64_t before = Tell(m_file);
+            if (!ofio_Fgets(m_buffer.data(), m_buffer.count(), m_file, &inner)) {
+                if (inner) throw Failed{kFgets, L"ofio_Fgets failed", inner};
+                return !line.empty();
+            }
+            const size_t n = std::wcslen(m_buffer.data());
+            if (Utf8Bytes(m_buffer.data(), n) != Tell(m_file) - before) {
+                SetError(&inner, L"LineReader", kRecord, nullptr, L"NUL character in line %lld",
+                         static_cast<long long>(m_number));
+                throw Failed{kRecord, L"Error reading ASCII record", inner};
+            }
+            line.append(m_buffer.data(), n);
+            if (!line.empty() && line.back() == L'\n') {
+                line.pop_back();
+                return true;
+            }
         }
     }
-}
+
+  private:
+    Ofio_File *m_file;
+    LineBuffer m_buffer;
+    int64_t m_number = 0;
+};
 
 int64_t CountValues(const std::wstring &line) {
     const wchar_t *p = line.data(), *end = p + line.size(), *first, *last;
@@ -148,12 +188,19 @@ void ParseRow(const std::wstring &line, const Ogda_BaseDataStack *stack, int32_t
     if (NextAsciiValue(p, end, &first, &last)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
 }
 
-void ReadRows(Ofio_File *file, LineBuffer &buffer, std::wstring &line, const Ogda_BaseDataStack *stack,
-              int32_t firstRow, int32_t rows, int32_t columns) {
+void ReadRows(LineReader &reader, std::wstring &line, const Ogda_BaseDataStack *stack, int32_t firstRow,
+              int32_t rows, int32_t columns) {
     for (int32_t r = firstRow; r < rows; ++r) {
-        if (!ReadLine(file, buffer, line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+        if (!reader.Next(line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
         ParseRow(line, stack, r, columns);
     }
+}
+
+int64_t FileBytes(Ofio_File *file) {
+    Oerr_ErrorReport *inner = nullptr;
+    const int64_t size = ofio_FileSizeGetByHandle(file, &inner);
+    if (size < 0) throw Failed{kSize, L"ofio_FileSizeGetByHandle failed", inner};
+    return size;
 }
 
 class FileCloser {
@@ -190,14 +237,17 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
             FileCloser closer(file);
             int64_t lines = 0, firstBytes = 0;
             ScanFile(file, nrows < 1, &lines, &firstBytes);
-            LineBuffer buffer;
-            if (!buffer.Resize(firstBytes + 2)) throw Failed{kNoMemory, L"No Memory", nullptr};
+            LineReader reader(file);
+            if (!reader.buffer().Resize(firstBytes + 2)) throw Failed{kNoMemory, L"No Memory", nullptr};
             std::wstring line;
-            if (!ReadLine(file, buffer, line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+            if (!reader.Next(line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
             const int64_t values = CountValues(line);
             if (values < 1) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
-            if (objecttype == Ogda_Scalar || objecttype == Ogda_Table) ncolumns = 1;
+            // The one-layer rule looks at what the caller gave, before the object type fixes
+            // the column count.
             if (nlayers < 1 && ncolumns < 1) nlayers = 1;
+            if (objecttype == Ogda_Scalar || objecttype == Ogda_Table) ncolumns = 1;
+            if (objecttype == Ogda_Scalar && nrows < 1) nrows = 1;
             if (ncolumns < 1) {
                 if (values % nlayers != 0) throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
                 ncolumns = static_cast<int32_t>(values / nlayers);
@@ -211,11 +261,18 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
                 if (lines > INT32_MAX) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
                 nrows = static_cast<int32_t>(lines);
             }
+            // Every value takes at least one character and one blank or line end, so a shape
+            // the text cannot fill is refused before anything is allocated for it; the stack
+            // then never asks for more than a few times the file's size.
+            const int64_t fillable = (FileBytes(file) + 1) / 2;
+            if (int64_t{nrows} * ncolumns > fillable / nlayers ||
+                int64_t{nrows} * ncolumns * nlayers > fillable)
+                throw Failed{kRecord, L"Error reading ASCII record", nullptr};
             Oerr_ErrorReport *inner = nullptr;
             stack = ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
             if (!stack) throw Failed{kCreate, L"ogda_BaseDataStackCreate failed", inner};
             ParseRow(line, stack, 0, ncolumns);
-            ReadRows(file, buffer, line, stack, 1, nrows, ncolumns);
+            ReadRows(reader, line, stack, 1, nrows, ncolumns);
             return std::exchange(stack, nullptr);
         } catch (const Failed &f) {
             SetError(err, fn, f.number, f.inner, L"%s", f.message);
@@ -244,10 +301,10 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackReadAscii(Ogda_BaseDataStack *st
             }
             Ofio_File *file = OpenForReading(fileName);
             FileCloser closer(file);
-            LineBuffer buffer;
-            if (!buffer.Resize(4096)) throw Failed{kNoMemory, L"No Memory", nullptr};
+            LineReader reader(file);
+            if (!reader.buffer().Resize(4096)) throw Failed{kNoMemory, L"No Memory", nullptr};
             std::wstring line;
-            ReadRows(file, buffer, line, stack, 0, rows, columns);
+            ReadRows(reader, line, stack, 0, rows, columns);
             return stack;
         } catch (const Failed &f) {
             SetError(err, fn, f.number, f.inner, L"%s", f.message);

@@ -18,12 +18,42 @@ namespace {
 
 constexpr size_t kFlushBytes = 1 << 16;
 
+const wchar_t *StringAt(const Ogda_BaseData *layer, int32_t r, int32_t c) {
+    const wchar_t *s;
+    std::memcpy(&s, ElementAt(layer, r, c), sizeof s);
+    return s;
+}
+
+// A string reads back as itself only when it is one non-empty run of non-blank characters
+// that does not open a parenthesised group and converts to UTF-8 exactly. Rather than
+// invent an escape the form does not have, other strings are refused.
+bool ReadsBack(const wchar_t *s) {
+    if (!s || !*s || *s == L'(') return false;
+    for (const wchar_t *p = s; *p; ++p)
+        if (*p == L' ' || *p == L'\t' || *p == L'\r' || *p == L'\n') return false;
+    std::string utf8;
+    return orvik::text::WideToUtf8(s, utf8).ok;
+}
+
+// The first string element that would not read back, or false.
+bool FindUnwritable(const Ogda_BaseDataStack *stack, int32_t rows, int32_t columns, int32_t *row,
+                    int32_t *column, int32_t *layer) {
+    for (int32_t l = 0; l < stack->count; ++l) {
+        if (stack->layers[l]->datatype != OGDA_STRING) continue;
+        for (int32_t r = 0; r < rows; ++r)
+            for (int32_t c = 0; c < columns; ++c)
+                if (!ReadsBack(StringAt(stack->layers[l], r, c))) {
+                    *row = r, *column = c, *layer = l;
+                    return true;
+                }
+    }
+    return false;
+}
+
 void AppendValue(std::string &out, const Ogda_BaseData *layer, int32_t r, int32_t c) {
     const unsigned char *e = ElementAt(layer, r, c);
     if (layer->datatype == OGDA_STRING) {
-        const wchar_t *s;
-        std::memcpy(&s, e, sizeof s);
-        if (s) out += orvik::text::WideToUtf8Lossy(s);
+        out += orvik::text::WideToUtf8Lossy(StringAt(layer, r, c));
         return;
     }
     char text[kPixelTextMax];
@@ -53,6 +83,13 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
                 SetError(err, fn, 1, nullptr, L"Args");
                 return OMSC_FALSE;
             }
+        }
+        int32_t badRow, badColumn, badLayer;
+        if (FindUnwritable(stack, rows, columns, &badRow, &badColumn, &badLayer)) {
+            SetError(err, fn, 4, nullptr,
+                     L"String at row %d, column %d, layer %d would not read back (null, empty, blanks, leading \"(\" or not UTF-8)",
+                     badRow, badColumn, badLayer);
+            return OMSC_FALSE;
         }
         Oerr_ErrorReport *inner = nullptr;
         Ofio_File *file = ofio_FileOpen(fileName, L"w", &inner);

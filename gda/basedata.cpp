@@ -42,6 +42,8 @@ void SetShape(Ogda_BaseData *o, int32_t nrows, int32_t ncolumns, Ogda_PixelType 
 bool ShapeFits(int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
                Ogda_ObjectType objecttype) {
     if (nrows < 0 || ncolumns < 0) return false;
+    // A scalar is one value; any other shape would be a table under the wrong name.
+    if (objecttype == Ogda_Scalar && (nrows != 1 || ncolumns != 1)) return false;
     const int32_t nb = BytesPerPixel(datatype);
     return int64_t{nrows} * ncolumns <= INT32_MAX &&
            LineBytesOf(nb, objecttype, nrows, ncolumns) <= INT32_MAX &&

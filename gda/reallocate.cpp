@@ -35,6 +35,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t 
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (!object) return nullptr;
         if (nRows < 1 || nColumns < 1 || !IsPixelType(object->datatype) ||
+            (object->objecttype == Ogda_Scalar && (nRows != 1 || nColumns != 1)) ||
             AllocationBytes(object->numbytes, object->objecttype, nRows, nColumns) > INT32_MAX ||
             int64_t{nRows} * nColumns > INT32_MAX) {
             SetError(err, fn, 1, nullptr, L"Bad nRows or nColumns");

@@ -19,6 +19,15 @@ namespace {
 
 enum class Length { None, hh, h, l, ll, L, j, z, t };
 
+// Widths and precisions beyond this are cut to it, whether written as digits or passed
+// for "*": a caller's number must not decide how much memory one conversion takes.
+constexpr int kMaxWidth = 100000;
+
+int CappedStar(int value) {
+    const long long magnitude = value < 0 ? -static_cast<long long>(value) : value;
+    return magnitude > kMaxWidth ? kMaxWidth : static_cast<int>(magnitude);
+}
+
 struct Spec {
     std::string flags;
     int width = -1;
@@ -110,18 +119,27 @@ void AppendNarrowString(std::wstring &out, const Spec &spec, const char *s) {
         AppendWideString(out, spec, nullptr);
         return;
     }
-    // A precision bounds the bytes read, as in C, so unterminated buffers may be printed.
-    std::size_t n = spec.precision >= 0 ? strnlen(s, static_cast<std::size_t>(spec.precision))
-                                        : std::strlen(s);
+    // A precision counts characters, as in C; no byte after the last character it admits is
+    // read, so unterminated buffers may be printed.
+    std::size_t n = 0;
+    if (spec.precision >= 0) {
+        for (int chars = 0; chars < spec.precision && s[n]; ++chars) {
+            const auto lead = static_cast<unsigned char>(s[n]);
+            const std::size_t length = lead < 0xC0 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+            std::size_t i = 1;
+            while (i < length && (static_cast<unsigned char>(s[n + i]) & 0xC0) == 0x80) ++i;
+            n += i == length ? length : 1; // a broken sequence is one (replaced) character
+        }
+    } else {
+        n = std::strlen(s);
+    }
     const std::wstring wide = Utf8ToWideLossy(std::string_view(s, n));
-    Spec plain = spec;
-    plain.precision = -1;
-    AppendWideString(out, plain, wide.c_str());
+    AppendWideString(out, spec, wide.c_str());
 }
 
-void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap) {
+void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap, std::size_t limit) {
     const wchar_t *p = format;
-    while (*p) {
+    while (*p && out.size() < limit) {
         if (*p != L'%') {
             const wchar_t *start = p;
             while (*p && *p != L'%') ++p;
@@ -142,8 +160,9 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap) {
             else break;
         }
         if (*p == L'*') {
-            spec.width = va_arg(*ap, int);
-            if (spec.width < 0) spec.leftAlign = true, spec.width = -spec.width;
+            const int width = va_arg(*ap, int);
+            if (width < 0) spec.leftAlign = true;
+            spec.width = CappedStar(width);
             ++p;
         } else {
             while (*p >= L'0' && *p <= L'9') {
@@ -156,7 +175,8 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap) {
             ++p;
             spec.precision = 0;
             if (*p == L'*') {
-                spec.precision = va_arg(*ap, int);
+                const int precision = va_arg(*ap, int);
+                spec.precision = precision < 0 ? -1 : CappedStar(precision); // negative: none
                 ++p;
             } else {
                 while (*p >= L'0' && *p <= L'9') {
@@ -230,12 +250,12 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap) {
 
 } // namespace
 
-void AppendFormatV(std::wstring &out, const wchar_t *format, va_list args) {
+void AppendFormatV(std::wstring &out, const wchar_t *format, va_list args, std::size_t limit) {
     if (!format) return;
     va_list ap;
     va_copy(ap, args);
     try {
-        AppendFormatImpl(out, format, &ap);
+        AppendFormatImpl(out, format, &ap, limit > SIZE_MAX - out.size() ? SIZE_MAX : out.size() + limit);
     } catch (...) {
         va_end(ap);
         throw;
@@ -266,7 +286,8 @@ ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t 
     if (!format || (dest && destCount == 0)) return nullptr;
     try {
         std::wstring text;
-        orvik::text::AppendFormatV(text, format, args);
+        // Into a buffer, what cannot fit is never built.
+        orvik::text::AppendFormatV(text, format, args, dest ? destCount : SIZE_MAX);
         if (!dest) {
             if (text.size() >= static_cast<std::size_t>(INT32_MAX) / sizeof(wchar_t)) return nullptr;
             auto *block = static_cast<wchar_t *>(

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace orvik::text {
 
 // Appends the formatted text to `out`. Consumes `args` (pass a va_copy to reuse it).
-void AppendFormatV(std::wstring &out, const wchar_t *format, va_list args);
+// Formatting stops after the conversion that makes the appended text reach `limit`.
+void AppendFormatV(std::wstring &out, const wchar_t *format, va_list args,
+                   std::size_t limit = SIZE_MAX);
 
 inline std::wstring FormatV(const wchar_t *format, va_list args) {
     std::wstring out;

@@ -139,7 +139,8 @@ ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err);
  * Reads one line of UTF-8 text into `buffer` as wide characters: at most count - 1
  * characters, up to and including "\n", then a terminator; the rest of a longer line is
  * left for the next call. Returns buffer, or null: at the end of the file before any
- * character (*err stays null), or on failure (*err set; also for invalid UTF-8).
+ * character (*err stays null), or on failure (*err set; also for invalid UTF-8). With
+ * count 1 nothing is read: buffer (holding "") before the end of the file, null at it.
  */
 ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
                               Oerr_ErrorReport **err);

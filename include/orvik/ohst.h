@@ -97,8 +97,10 @@ ORVIK_API int32_t ohst_FindNearestPoint(const Ohst_BreakPointList *list, int32_t
 
 /* ---- Tables ---------------------------------------------------------------------------- */
 
-/* Fills the table from the breakpoints (linear between points, rounded half up, clamped to
- * 0..outMax). Returns 0, or -1 with a report. */
+/* Fills the table from the breakpoints (linear between points, clamped to 0..outMax). Each
+ * entry is floor(slope * x + intercept + 0.5) in double precision: half up of the computed
+ * value, so an exact half whose slope is inexact in binary may come out one lower (points
+ * (0,255) and (244,0) give 127 at x = 122). Returns 0, or -1 with a report. */
 ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorReport **err);
 /* Replaces the breakpoints by a short list, found greedily, from which ohst_BreakPointsToTable
  * rebuilds the present table exactly. Returns the count, -1 on failure. */

@@ -155,4 +155,28 @@ TEST(FioText, FgetsRejectsInvalidUtf8AtItsOffset) {
     }
 }
 
+// With room for the end mark only, a reading loop must still end at the end of the file.
+TEST(FioText, FgetsWithCountOneReportsTheEnd) {
+    TempDir dir;
+    WriteRaw(dir.Narrow("empty"), "");
+    WriteRaw(dir.Narrow("ab"), "ab");
+    Oerr_ErrorReport *err = nullptr;
+    wchar_t b[1] = {L'x'};
+    Ofio_File *f = ofio_FileOpen(dir.Wide("empty").c_str(), L"r", &err);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(ofio_Fgets(b, 1, f, &err), nullptr);
+    EXPECT_EQ(err, nullptr);
+    EXPECT_EQ(ofio_FileClose(f, &err), 0);
+    f = ofio_FileOpen(dir.Wide("ab").c_str(), L"r", &err);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(ofio_Fgets(b, 1, f, &err), b); // not at the end yet: nothing read
+    EXPECT_EQ(b[0], L'\0');
+    EXPECT_EQ(ofio_Tell(f, &err), 0);
+    EXPECT_EQ(ofio_Fgetc(f, &err), 'a');
+    EXPECT_EQ(ofio_Fgetc(f, &err), 'b');
+    EXPECT_EQ(ofio_Fgets(b, 1, f, &err), nullptr);
+    EXPECT_EQ(err, nullptr);
+    EXPECT_EQ(ofio_FileClose(f, &err), 0);
+}
+
 } // namespace

@@ -265,4 +265,133 @@ TEST_F(AsciiForm, ReadIntoAnExistingStackAndWriteErrors) {
     ogda_BaseDataStackDelete(s, err);
 }
 
+// A shape taken from a small file must not ask for memory the file cannot fill: the line
+// count times the first line's values once drove a read into the out-of-memory killer.
+TEST_F(AsciiForm, DerivedShapesAreBoundedByTheText) {
+    ReportHolder err;
+    const wchar_t *fn = L"ogda_CreateBaseDataStackFromAscii";
+    std::string text;
+    for (int i = 0; i < 200000; ++i) text += "1 ";
+    text += "\n" + std::string(20000, '\n');
+    WriteText(text);
+    // All derived: one layer of one column, so 200000 values on a line is a mismatch.
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_F64, 0, 0, 0, name(), err), nullptr);
+    ExpectReport(err.get(), fn, 8, L"ASCII file column count mismatch");
+    // Layers from the first line, rows from the line count: 200000 x 20001 values.
+    {
+        orvik::core::testing::ScopedAllocationFailure count(1000000);
+        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_F64, 0, 1, 0, name(), err), nullptr);
+        EXPECT_LT(orvik::core::testing::AllocationsCounted(), 40); // refused before the layers
+    }
+    ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Matrix, OGDA_U8, 0, 1, 0, name(), err), nullptr);
+    ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
+    // A row count given by the caller is held to the same bound.
+    WriteText("1\n");
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_F64, INT32_MAX, 1, 1, name(), err), nullptr);
+    ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
+    WriteText("1 2\n");
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Matrix, OGDA_U8, 1000000, 2, 1, name(), err), nullptr);
+    ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
+    // The tightest text that fills a shape still reads: one character and one separator each.
+    WriteText("1 2\n3 4");
+    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_U8, 2, 2, 1, name(), err);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(static_cast<uint8_t *>(s->layers[0]->data)[3], 4);
+    ogda_BaseDataStackDelete(s, err);
+}
+
+TEST_F(AsciiForm, AllDerivedTableShapeIsOneLayer) {
+    ReportHolder err;
+    WriteText("1 2 3\n4 5 6\n");
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, 0, 0, 0, name(), err), nullptr);
+    ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 8, L"ASCII file column count mismatch");
+    WriteText("1\n4\n");
+    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, 0, 0, 0, name(), err);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(s->count, 1);
+    EXPECT_EQ(s->layers[0]->numrows, 2);
+    EXPECT_EQ(s->layers[0]->numcolumns, 1);
+    ogda_BaseDataStackDelete(s, err);
+}
+
+// A NUL byte once ended the text of its chunk, so the rest of the line and its newline
+// vanished and two lines merged into one row.
+TEST_F(AsciiForm, NulBytesAreRefusedWithTheirLine) {
+    ReportHolder err;
+    struct Case {
+        std::string text;
+        int32_t rows, columns, layers;
+        long line;
+    } cases[] = {
+        {std::string("5\0\n7\n", 5), 1, 1, 1, 1},
+        {std::string("\0\n1 2\n", 6), 1, 0, 1, 1},
+        {std::string("1 2\n3\0 4\n", 9), 0, 0, 2, 2},
+        {std::string("1 2\n3 4\0", 8), 2, 1, 2, 2},
+    };
+    for (const Case &c : cases) {
+        WriteText(c.text);
+        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, c.rows, c.columns, c.layers, name(), err),
+                  nullptr);
+        ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 7, L"Error reading ASCII record");
+        ASSERT_NE(err.get()->next, nullptr);
+        EXPECT_EQ(std::wstring(err.get()->next->message), L"NUL character in line " + std::to_wstring(c.line));
+    }
+    Ogda_BaseDataStack *s = ogda_BaseDataStackCreate(1, 2, 2, OGDA_S32, Ogda_Raster, err);
+    WriteText(std::string("1\0 2\n3 4\n", 9));
+    EXPECT_EQ(ogda_BaseDataStackReadAscii(s, name(), err), nullptr);
+    ExpectReport(err.get(), L"ogda_BaseDataStackReadAscii", 7, L"Error reading ASCII record");
+    ASSERT_NE(err.get()->next, nullptr);
+    EXPECT_STREQ(err.get()->next->message, L"NUL character in line 1");
+    ogda_BaseDataStackDelete(s, err);
+}
+
+TEST_F(AsciiForm, ScalarsAreOneByOne) {
+    ReportHolder err;
+    EXPECT_EQ(ogda_BaseDataCreate(2, 1, OGDA_S32, Ogda_Scalar, nullptr, err), nullptr);
+    ExpectReport(err.get(), L"ogda_BaseDataCreate", 4, L"Bad nRows or nColumns");
+    EXPECT_EQ(ogda_BaseDataCreate(0, 0, OGDA_S32, Ogda_Scalar, nullptr, err), nullptr);
+    Ogda_BaseData *one = ogda_BaseDataCreate(1, 1, OGDA_S32, Ogda_Scalar, nullptr, err);
+    ASSERT_NE(one, nullptr);
+    EXPECT_EQ(ogda_BaseDataReallocate(one, 3, 1, err), nullptr);
+    EXPECT_NE(err.get(), nullptr);
+    ogda_BaseDataDelete(one, err);
+    // The reader takes one row (one line) for a scalar unless told otherwise; more is refused.
+    WriteText("7 8\n9 10\n");
+    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Scalar, OGDA_S32, 0, 0, 2, name(), err);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(s->count, 2);
+    EXPECT_EQ(s->layers[1]->numrows, 1);
+    EXPECT_EQ(*static_cast<int32_t *>(s->layers[1]->data), 8);
+    ogda_BaseDataStackDelete(s, err);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Scalar, OGDA_S32, 2, 0, 2, name(), err), nullptr);
+    ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 9, L"ogda_BaseDataStackCreate failed");
+}
+
+// Strings that would not come back as themselves are refused before the file is touched.
+TEST_F(AsciiForm, StringsThatWouldNotReadBackAreRefused) {
+    ReportHolder err;
+    for (const wchar_t *bad : {L"a b", L"a\tb", L"line\n", L"(x", L"", static_cast<const wchar_t *>(nullptr)}) {
+        Ogda_BaseDataStack *s = ogda_BaseDataStackCreate(1, 1, 2, OGDA_STRING, Ogda_Raster, err);
+        const wchar_t *t[] = {L"ok", bad};
+        ogda_BaseDataSet(s->layers[0], t, OGDA_REGION_ALL, 0, err);
+        WriteText("untouched");
+        EXPECT_EQ(ogda_BaseDataStackWriteAscii(s, name(), err), OMSC_FALSE);
+        ExpectReport(err.get(), L"ogda_BaseDataStackWriteAscii", 4,
+                     L"String at row 0, column 1, layer 0 would not read back (null, empty, blanks, leading \"(\" or not UTF-8)");
+        EXPECT_EQ(ReadText(), "untouched");
+        ogda_BaseDataStackDelete(s, err);
+    }
+    // Anything else comes back unchanged, brackets and all.
+    Ogda_BaseDataStack *s = ogda_BaseDataStackCreate(1, 1, 3, OGDA_STRING, Ogda_Raster, err);
+    const wchar_t *t[] = {L"x(1,", L"a)b", L"\u20ac\U0001F600"};
+    ogda_BaseDataSet(s->layers[0], t, OGDA_REGION_ALL, 0, err);
+    ASSERT_EQ(ogda_BaseDataStackWriteAscii(s, name(), err), OMSC_TRUE);
+    Ogda_BaseDataStack *r = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err);
+    ASSERT_NE(r, nullptr);
+    ExpectSameStacks(s, r);
+    ogda_BaseDataStackDelete(s, err);
+    ogda_BaseDataStackDelete(r, err);
+}
+
 } // namespace

@@ -82,8 +82,9 @@ TEST(BaseDataCreate, MatrixIsColumnMajor) {
 TEST(BaseDataCreate, LayoutOfEveryObjectType) {
     ReportHolder err;
     // 3 x 2 s16: a matrix line is a column (3 x 2 bytes), every other line a row (2 x 2 bytes).
+    // (A scalar is 1 x 1 only.)
     const int32_t expectLineBytes[] = {4, 4, 6, 4};
-    for (int ot = 0; ot < OGDA_OBJECT_TYPE_COUNT; ++ot) {
+    for (int ot = Ogda_Table; ot < OGDA_OBJECT_TYPE_COUNT; ++ot) {
         Ogda_BaseData *o = ogda_BaseDataCreate(3, 2, OGDA_S16, static_cast<Ogda_ObjectType>(ot), nullptr, err);
         ASSERT_NE(o, nullptr);
         EXPECT_EQ(o->lineBytes, expectLineBytes[ot]) << ot;

@@ -25,6 +25,15 @@ TEST(BreakPointsToTable, EndPointsGiveTheIdentity) {
     }
 }
 
+// Half up applies to the double-precision value: 255 - 122 * (255 / 244.0) is just below
+// 127.5, so the entry is 127 and not the 128 of exact arithmetic.
+TEST(BreakPointsToTable, RoundsTheComputedValueNotTheExactOne) {
+    const std::vector<int32_t> table = Fill(255, 255, {{0, 255}, {244, 0}});
+    EXPECT_EQ(table[122], 127);
+    EXPECT_EQ(table[61], 191); // 191.25
+    EXPECT_EQ(table[244], 0);
+}
+
 TEST(BreakPointsToTable, HoldsEndsAndClampsAboveOutMax) {
     const std::vector<int32_t> table = Fill(30, 80, {{10, 50}, {20, 100}});
     std::vector<int32_t> expected(31, 80);
