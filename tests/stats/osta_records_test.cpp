@@ -242,7 +242,9 @@ template <class Attempt> int Sweep(const wchar_t *function, Attempt attempt) {
             return int(n - 1);
         }
         EXPECT_NE(err, nullptr) << n;
-        if (err) EXPECT_STREQ(err->function, function) << n;
+        if (err) {
+            EXPECT_STREQ(err->function, function) << n;
+        }
         oerr_DeleteErrorReportEx(&err);
     }
     ADD_FAILURE() << "never succeeded";

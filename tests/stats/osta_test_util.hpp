@@ -53,6 +53,8 @@ inline void ExpectError(Oerr_ErrorReport *&err, const wchar_t *function, long nu
     EXPECT_STREQ(err->function, function);
     EXPECT_EQ(err->number, number);
     EXPECT_EQ(err->kind, OERR_KIND_ERROR);
-    if (message) EXPECT_STREQ(err->message, message);
+    if (message) {
+        EXPECT_STREQ(err->message, message);
+    }
     oerr_DeleteErrorReportEx(&err);
 }
