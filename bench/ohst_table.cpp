@@ -16,10 +16,13 @@ constexpr int32_t kInMax = 65535;
 
 Ohst_LUT *Curve(int32_t points) {
     Ohst_LUT *lut = ohst_LUTCreate(kInMax, 255, 0, nullptr);
+    Ohst_BreakPointList list{lut->nBreakPoints, lut->breakPoints};
     for (int32_t i = 0; i < points; ++i) {
         const int32_t x = static_cast<int32_t>(int64_t{kInMax} * i / (points - 1));
-        ohst_BreakPointInsert(&lut->breakPoints, x, (i * 97) % 300 - 20);
+        ohst_BreakPointInsert(&list, x, (i * 97) % 300 - 20);
     }
+    lut->nBreakPoints = list.count;
+    lut->breakPoints = list.points;
     return lut;
 }
 

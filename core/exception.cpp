@@ -9,7 +9,7 @@
 
 #include "core/heap_text.hpp"
 #include "core/report_chain.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace {
 

@@ -178,11 +178,11 @@ void DiscardBigHeap() {
 
 extern "C" {
 
-ORVIK_API void *omsc_HeapMalloc(int32_t size) {
+ORVIK_API void *omsc_HeapMalloc(int32_t size) ORVIK_NOEXCEPT {
     return ThreadSafeMode() ? AllocateLocked(size) : Allocate(size);
 }
 
-ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) {
+ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) ORVIK_NOEXCEPT {
     HeapLock lock;
     if (newSize == 0) {
         if (block) Release(block);
@@ -209,7 +209,7 @@ ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) {
     return moved;
 }
 
-ORVIK_API void omsc_HeapFree(void *block) {
+ORVIK_API void omsc_HeapFree(void *block) ORVIK_NOEXCEPT {
     if (!block) return;
     if (ThreadSafeMode()) {
         ReleaseLocked(block);
@@ -218,12 +218,12 @@ ORVIK_API void omsc_HeapFree(void *block) {
     }
 }
 
-ORVIK_API void omsc_HeapInitThreadSafeMode(void) {
+ORVIK_API void omsc_HeapInitThreadSafeMode(void) ORVIK_NOEXCEPT {
     std::lock_guard<std::mutex> guard(gHeapMutex);
     gThreadSafe.store(1, std::memory_order_relaxed);
 }
 
-ORVIK_API void omsc_HeapEndThreadSafeMode(void) {
+ORVIK_API void omsc_HeapEndThreadSafeMode(void) ORVIK_NOEXCEPT {
     if (gThreadSafe.load(std::memory_order_relaxed) != 1) return;
     std::lock_guard<std::mutex> guard(gHeapMutex);
     gThreadSafe.store(0, std::memory_order_relaxed);
@@ -232,7 +232,7 @@ ORVIK_API void omsc_HeapEndThreadSafeMode(void) {
 // Creates the big heap once. A later call while it exists changes nothing: the arena cannot
 // be replaced while blocks of it may be live. The preference is read before the heap mutex
 // is taken, since looking it up allocates from this heap.
-ORVIK_API void omsc_HeapBigInit(void) {
+ORVIK_API void omsc_HeapBigInit(void) ORVIK_NOEXCEPT {
     const double megabytes = orvik::core::HeapSizePreference();
     HeapLock lock;
     if (gBig.load(std::memory_order_acquire)) return;

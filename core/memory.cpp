@@ -65,18 +65,18 @@ std::uint64_t Swap64(std::uint64_t v) { return __builtin_bswap64(v); }
 
 extern "C" {
 
-ORVIK_API void *omsc_MemCpy(void *dest, const void *src, size_t count) {
+ORVIK_API void *omsc_MemCpy(void *dest, const void *src, size_t count) ORVIK_NOEXCEPT {
     if (dest && src && count) std::memcpy(dest, src, count);
     return dest;
 }
 
-ORVIK_API void *omsc_MemMove(void *dest, const void *src, size_t count) {
+ORVIK_API void *omsc_MemMove(void *dest, const void *src, size_t count) ORVIK_NOEXCEPT {
     if (dest && src && count) std::memmove(dest, src, count);
     return dest;
 }
 
 // The heap takes signed 32-bit sizes, so a larger count cannot be duplicated.
-ORVIK_API void *omsc_MemDup(const void *src, size_t count) {
+ORVIK_API void *omsc_MemDup(const void *src, size_t count) ORVIK_NOEXCEPT {
     if (!src || count == 0 || count > INT32_MAX) return nullptr;
     void *copy = omsc_HeapMalloc(static_cast<int32_t>(count));
     if (copy) std::memcpy(copy, src, count);
@@ -88,7 +88,7 @@ ORVIK_API void *omsc_MemDup(const void *src, size_t count) {
 // the size, fixes the mirror point. That is a reversal only when count equals size and is
 // kept so on purpose for the callers that rely on it. An exchange whose partner byte lies
 // outside the buffer (count * size bytes) is skipped.
-ORVIK_API void omsc_MemSwab(void *buffer, long count, long size) {
+ORVIK_API void omsc_MemSwab(void *buffer, long count, long size) ORVIK_NOEXCEPT {
     if (!buffer || count <= 0 || size <= 0) return;
     auto *p = static_cast<unsigned char *>(buffer);
     long total;
@@ -111,7 +111,7 @@ ORVIK_API void omsc_MemSwab(void *buffer, long count, long size) {
 // Returns 0 on success, 1 on failure (after printing the report). A negative unit count is
 // treated as a bad argument.
 ORVIK_API long omsc_MemRepack(void *dest, long destUnitBits, long destPackageBits, const void *src,
-                              long srcUnitBits, long srcPackageBits, long unitCount) {
+                              long srcUnitBits, long srcPackageBits, long unitCount) ORVIK_NOEXCEPT {
     if (unitCount == 0) return 0;
     if (!dest || !src || unitCount < 0 || srcUnitBits > srcPackageBits ||
         destUnitBits > destPackageBits) {
@@ -135,30 +135,30 @@ ORVIK_API long omsc_MemRepack(void *dest, long destUnitBits, long destPackageBit
 
 // Fixed by design rather than asked of the system, so that every host routes the same
 // request sizes to the big heap.
-ORVIK_API long omsc_MemPageSizeGet(void) {
+ORVIK_API long omsc_MemPageSizeGet(void) ORVIK_NOEXCEPT {
     std::lock_guard<std::mutex> guard(gPageSizeMutex);
     if (gPageSize == 0) gPageSize = kPageSize;
     return gPageSize;
 }
 
-ORVIK_API void omsc_HeapFreeEx(void **block) {
+ORVIK_API void omsc_HeapFreeEx(void **block) ORVIK_NOEXCEPT {
     if (!block) return;
     omsc_HeapFree(*block);
     *block = nullptr;
 }
 
-ORVIK_API void omsc_FreeFunc(void *block) {
+ORVIK_API void omsc_FreeFunc(void *block) ORVIK_NOEXCEPT {
     if (block) omsc_HeapFree(block);
 }
 
-ORVIK_API void omsc_FreePtrFunc(void **block) {
+ORVIK_API void omsc_FreePtrFunc(void **block) ORVIK_NOEXCEPT {
     if (block) omsc_HeapFree(*block);
 }
 
 // The arena keeps no statistics to print or report, and is never torn down while the
 // process may still hold its blocks.
-ORVIK_API void omsc_HeapBigExit(void) {}
-ORVIK_API void omsc_HeapPrint(void) {}
-ORVIK_API long omsc_HeapInfo(void) { return 0; }
+ORVIK_API void omsc_HeapBigExit(void) ORVIK_NOEXCEPT {}
+ORVIK_API void omsc_HeapPrint(void) ORVIK_NOEXCEPT {}
+ORVIK_API long omsc_HeapInfo(void) ORVIK_NOEXCEPT { return 0; }
 
 } // extern "C"

@@ -7,8 +7,8 @@
 #include <orvik/oerr.h>
 #include <orvik/othr.h>
 
-#include "strings/format.hpp"
-#include "strings/utf8.hpp"
+#include "core/format.hpp"
+#include "core/utf8.hpp"
 
 namespace {
 
@@ -79,7 +79,7 @@ void DefaultListener(const OerrErrorReport &carrier, Oerr_ErrorReportingMode mod
 
 extern "C" {
 
-ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) {
+ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT {
     try {
         const std::string bytes = orvik::text::WideToUtf8Lossy(RenderChain(report, mode));
         std::fwrite(bytes.data(), 1, bytes.size(), stderr);
@@ -89,14 +89,14 @@ ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorRe
     }
 }
 
-ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) {
+ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT {
     try {
         OerrDispatcher::Instance().Dispatch(OerrErrorReport(report), mode);
     } catch (...) {
     }
 }
 
-ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...) {
+ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...) ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, format);
     Oerr_ErrorReport *r = oerr_CreateErrorReportV(nullptr, 0, kind, nullptr, format, args);
@@ -108,7 +108,7 @@ ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...) {
     return 0;
 }
 
-ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData) {
+ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData) ORVIK_NOEXCEPT {
     AltFunction &alt = Alt();
     othr_MutexLock(&alt.mutex);
     alt.function = function;
@@ -122,7 +122,7 @@ ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *cl
     }
 }
 
-ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData) {
+ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData) ORVIK_NOEXCEPT {
     AltFunction &alt = Alt();
     othr_MutexLock(&alt.mutex);
     if (function) *function = alt.function;

@@ -8,7 +8,7 @@
 
 #include "core/heap_text.hpp"
 #include "core/report_chain.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace {
 
@@ -42,14 +42,14 @@ bool WideToNarrow(const wchar_t *in, char *&out) {
 
 extern "C" {
 
-ORVIK_API Oerr_ErrorReport **oerr_Init(Oerr_ErrorReport **err) {
+ORVIK_API Oerr_ErrorReport **oerr_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return err;
 }
 
 ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, long number,
                                                     long kind, Oerr_ErrorReport *previous,
-                                                    const wchar_t *format, va_list args) {
+                                                    const wchar_t *format, va_list args) ORVIK_NOEXCEPT {
     auto *r = static_cast<Oerr_ErrorReport *>(omsc_HeapMalloc(sizeof(Oerr_ErrorReport)));
     if (!r) {
         // Silent by design; the chain that would have been taken over is released here so
@@ -72,7 +72,7 @@ ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, lon
 
 ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReport(const wchar_t *function, long number, long kind,
                                                    Oerr_ErrorReport *previous,
-                                                   const wchar_t *format, ...) {
+                                                   const wchar_t *format, ...) ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, format);
     Oerr_ErrorReport *r = oerr_CreateErrorReportV(function, number, kind, previous, format, args);
@@ -80,27 +80,27 @@ ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReport(const wchar_t *function, long
     return r;
 }
 
-ORVIK_API void oerr_DeleteErrorReportEx(Oerr_ErrorReport **report) {
+ORVIK_API void oerr_DeleteErrorReportEx(Oerr_ErrorReport **report) ORVIK_NOEXCEPT {
     if (!report || !*report) return;
     DeleteChain(*report);
     *report = nullptr;
 }
 
-ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report) {
+ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report) ORVIK_NOEXCEPT {
     if (!report || !*report) return;
     DeleteChain(*report);
     *report = nullptr;
 }
 
-ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report) {
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT {
     return CopyChain<Oerr_ErrorReport>(report, DupWide);
 }
 
-ORVIK_API Oerr_ErrorReport *oerr_ErrorReportA2U(const Oerr_ErrorReportA *report) {
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportA2U(const Oerr_ErrorReportA *report) ORVIK_NOEXCEPT {
     return CopyChain<Oerr_ErrorReport>(report, NarrowToWide);
 }
 
-ORVIK_API Oerr_ErrorReportA *oerr_ErrorReportU2A(const Oerr_ErrorReport *report) {
+ORVIK_API Oerr_ErrorReportA *oerr_ErrorReportU2A(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT {
     return CopyChain<Oerr_ErrorReportA>(report, WideToNarrow);
 }
 

@@ -1,8 +1,10 @@
 // Thread primitives over the C++ standard library. All functions are thread-safe.
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -12,14 +14,23 @@
 
 namespace {
 
-std::mutex *MutexImpl(Othr_Mutex *mutex) {
-    std::atomic_ref<void *> slot(mutex->impl);
-    void *current = slot.load(std::memory_order_acquire);
-    if (current) return static_cast<std::mutex *>(current);
-    auto *fresh = new std::mutex;
-    if (slot.compare_exchange_strong(current, fresh, std::memory_order_acq_rel)) return fresh;
-    delete fresh;
-    return static_cast<std::mutex *>(current);
+// The mutex lives in the record's own word, so locking never allocates and cannot fail:
+// null free, State(1) held, State(2) held with waiters (waiters sleep on the word's value).
+void *State(std::uintptr_t value) noexcept { return reinterpret_cast<void *>(value); }
+
+void LockWord(std::atomic_ref<void *> word) noexcept {
+    void *const held = State(1), *const contended = State(2);
+    void *state = nullptr;
+    if (word.compare_exchange_strong(state, held, std::memory_order_acquire)) return;
+    if (state != contended) state = word.exchange(contended, std::memory_order_acquire);
+    while (state != nullptr) {
+        word.wait(contended, std::memory_order_relaxed);
+        state = word.exchange(contended, std::memory_order_acquire);
+    }
+}
+
+void UnlockWord(std::atomic_ref<void *> word) noexcept {
+    if (word.exchange(nullptr, std::memory_order_release) == State(2)) word.notify_one();
 }
 
 std::recursive_mutex &UnsafeSection() {
@@ -37,7 +48,10 @@ struct KeyTable {
 };
 
 KeyTable &Keys() {
-    static KeyTable *table = new KeyTable; // never destroyed: threads may end after exit
+    // Never destroyed (threads may end after exit) and built in static storage, so that the
+    // first use, which may be a plain look-up without a report, cannot fail.
+    alignas(KeyTable) static unsigned char storage[sizeof(KeyTable)];
+    static KeyTable *table = ::new (storage) KeyTable;
     return *table;
 }
 
@@ -99,38 +113,35 @@ bool KeyIsLive(Othr_Key key) {
 
 extern "C" {
 
-ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) { MutexImpl(mutex)->lock(); }
+ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) ORVIK_NOEXCEPT { LockWord(std::atomic_ref<void *>(mutex->impl)); }
 
-ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) {
-    auto *m = static_cast<std::mutex *>(std::atomic_ref<void *>(mutex->impl).load());
-    if (m) m->unlock();
+ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) ORVIK_NOEXCEPT { UnlockWord(std::atomic_ref<void *>(mutex->impl)); }
+
+// Nothing is held outside the record; destroying only returns it to the free state.
+ORVIK_API void othr_MutexDestroy(Othr_Mutex *mutex) ORVIK_NOEXCEPT {
+    std::atomic_ref<void *>(mutex->impl).store(nullptr, std::memory_order_release);
 }
 
-ORVIK_API void othr_MutexDestroy(Othr_Mutex *mutex) {
-    void *m = std::atomic_ref<void *>(mutex->impl).exchange(nullptr);
-    delete static_cast<std::mutex *>(m);
-}
+ORVIK_API void othr_ThreadUnsafeCodeEnter(long) ORVIK_NOEXCEPT { UnsafeSection().lock(); }
 
-ORVIK_API void othr_ThreadUnsafeCodeEnter(long) { UnsafeSection().lock(); }
+ORVIK_API void othr_ThreadUnsafeCodeExit(void) ORVIK_NOEXCEPT { UnsafeSection().unlock(); }
 
-ORVIK_API void othr_ThreadUnsafeCodeExit(void) { UnsafeSection().unlock(); }
-
-ORVIK_API Othr_ThreadId othr_ThreadSelf(void) {
+ORVIK_API Othr_ThreadId othr_ThreadSelf(void) ORVIK_NOEXCEPT {
     static std::atomic<Othr_ThreadId> next{1};
     thread_local Othr_ThreadId id = next.fetch_add(1);
     return id;
 }
 
-ORVIK_API long othr_KeyCreate(Othr_Key *key, Oerr_ErrorReport **err) {
+ORVIK_API long othr_KeyCreate(Othr_Key *key, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return CreateKey(key, nullptr, err, L"othr_KeyCreate");
 }
 
 ORVIK_API long othr_KeyCreateWithCallback(Othr_Key *key, Othr_KeyDestructor destructor,
-                                          Oerr_ErrorReport **err) {
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return CreateKey(key, destructor, err, L"othr_KeyCreateWithCallback");
 }
 
-ORVIK_API long othr_KeySetValue(Othr_Key key, void *value, Oerr_ErrorReport **err) {
+ORVIK_API long othr_KeySetValue(Othr_Key key, void *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"othr_KeySetValue";
     return orvik::core::Guarded<long>(err, kName, -1, [&]() -> long {
@@ -145,18 +156,18 @@ ORVIK_API long othr_KeySetValue(Othr_Key key, void *value, Oerr_ErrorReport **er
     });
 }
 
-ORVIK_API void *othr_KeyGetValue(Othr_Key key) {
+ORVIK_API void *othr_KeyGetValue(Othr_Key key) ORVIK_NOEXCEPT {
     if (key == 0 || key > tlsValues.values.size() || !KeyIsLive(key)) return nullptr;
     return tlsValues.values[key - 1];
 }
 
-ORVIK_API void othr_KeyDelete(Othr_Key key) {
+ORVIK_API void othr_KeyDelete(Othr_Key key) ORVIK_NOEXCEPT {
     KeyTable &t = Keys();
     std::lock_guard<std::mutex> g(t.lock);
     if (key >= 1 && key <= t.live.size()) t.live[key - 1] = false;
 }
 
-ORVIK_API void othr_ThreadSleep(long milliseconds) {
+ORVIK_API void othr_ThreadSleep(long milliseconds) ORVIK_NOEXCEPT {
     if (milliseconds > 0) std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 

@@ -116,7 +116,7 @@ extern "C" {
 ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunctionType type,
                                                    double minLimit, double maxLimit,
                                                    const Ogda_BaseData *binLimits,
-                                                   Oerr_ErrorReport **err) {
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Odsc_BinFunction *>(err, kCreate, nullptr, [&]() -> Odsc_BinFunction * {
         Odsc_BinFunction f{numBins, type, minLimit, maxLimit, nullptr};
@@ -171,7 +171,7 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunc
 }
 
 ORVIK_API Odsc_BinFunction *odsc_BinFunctionCopy(const Odsc_BinFunction *source,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"odsc_BinFunctionCopy";
     if (err) *err = nullptr;
     return Guarded<Odsc_BinFunction *>(err, kFn, nullptr, [&]() -> Odsc_BinFunction * {
@@ -199,18 +199,18 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCopy(const Odsc_BinFunction *source,
     });
 }
 
-ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction) {
+ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT {
     if (!binFunction) return;
     ogda_BaseDataDelete(binFunction->binLimits, nullptr);
     omsc_HeapFree(binFunction);
 }
 
-ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value) {
+ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value) ORVIK_NOEXCEPT {
     return IsValidBinFunction(binFunction) ? ValueToBin(binFunction, value) : -1;
 }
 
 ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *f, int32_t bin,
-                                                 double *low, double *high) {
+                                                 double *low, double *high) ORVIK_NOEXCEPT {
     if (!IsValidBinFunction(f) || bin < 0 || bin >= f->numBins || !low || !high)
         return OMSC_FALSE;
     switch (f->type) {
@@ -240,7 +240,7 @@ ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *f, int3
     return OMSC_TRUE;
 }
 
-ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *f, int32_t bin) {
+ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *f, int32_t bin) ORVIK_NOEXCEPT {
     double low, high;
     if (!odsc_BinFunctionBinLimits(f, bin, &low, &high)) return std::numeric_limits<double>::quiet_NaN();
     switch (f->type) {
@@ -251,11 +251,11 @@ ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *f, int32_t b
     }
 }
 
-ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction) {
+ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT {
     return IsValidBinFunction(binFunction) ? binFunction->numBins : 0;
 }
 
-ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type) {
+ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type) ORVIK_NOEXCEPT {
     switch (type) {
     case ODSC_COLUMN_INTEGER: return OGDA_S32;
     case ODSC_COLUMN_REAL: return OGDA_F64;

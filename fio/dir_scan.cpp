@@ -81,7 +81,7 @@ bool ScanFolder(const std::wstring &directory, const wchar_t *pattern,
 
 extern "C" ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory,
                                                    const wchar_t *pattern,
-                                                   Oerr_ErrorReport **err) {
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_DirScan";
     if (err) *err = nullptr;
     return Guarded<ostr_StringList *>(err, fn, nullptr, [&]() -> ostr_StringList * {

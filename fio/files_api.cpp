@@ -109,7 +109,7 @@ os::Code MakeDirectories(const std::string &path) {
 
 extern "C" {
 
-ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, L"ofio_FileExists", OMSC_FALSE, [&] {
         os::EntryType type;
@@ -118,7 +118,7 @@ ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **e
     });
 }
 
-ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, L"ofio_IsDirectory", OMSC_FALSE, [&] {
         os::EntryType type;
@@ -127,7 +127,7 @@ ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **
     });
 }
 
-ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileRemove";
     if (err) *err = nullptr;
     return Guarded<int>(err, fn, -1, [&] {
@@ -141,7 +141,7 @@ ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileMove";
     if (err) *err = nullptr;
     return Guarded<int>(err, fn, -1, [&] {
@@ -165,7 +165,7 @@ ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorRe
     });
 }
 
-ORVIK_API int ofio_MaybeMakeDir(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_MaybeMakeDir(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_MaybeMakeDir";
     if (err) *err = nullptr;
     return Guarded<int>(err, fn, -1, [&] {

@@ -32,15 +32,15 @@ void *MapStream(Ofio_File *file, int64_t *size, bool renew, Oerr_ErrorReport **e
 
 extern "C" {
 
-ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) {
+ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return MapStream(file, size, false, err, L"ofio_FileMap");
 }
 
-ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) {
+ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return MapStream(file, size, true, err, L"ofio_FileRemap");
 }
 
-ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<int>(err, L"ofio_FileUnmap", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_FileUnmap")) return -1;
@@ -48,7 +48,7 @@ ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API int ofio_FileSystemIsLocal(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_FileSystemIsLocal(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<int>(err, L"ofio_FileSystemIsLocal", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_FileSystemIsLocal")) return -1;

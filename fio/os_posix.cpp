@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -158,21 +159,16 @@ Code RemoveDirectory(const std::string &path) {
 }
 
 Code ListDirectory(const std::string &path, std::vector<std::string> &names) {
-    DIR *dir = ::opendir(path.c_str());
+    // Owned so that the directory is closed even when an append throws.
+    std::unique_ptr<DIR, int (*)(DIR *)> dir(::opendir(path.c_str()), &::closedir);
     if (!dir) return errno;
-    Code code = 0;
     for (;;) {
         errno = 0;
-        struct dirent *e = ::readdir(dir);
-        if (!e) {
-            code = errno;
-            break;
-        }
+        struct dirent *e = ::readdir(dir.get());
+        if (!e) return errno;
         if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
         names.emplace_back(e->d_name);
     }
-    ::closedir(dir);
-    return code;
 }
 
 Code CreateUnique(const std::string &directory, const std::string &prefix,

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace orvik::fio {
 

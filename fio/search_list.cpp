@@ -80,7 +80,7 @@ bool IsFoundFile(const std::wstring &name, bool &found, Oerr_ErrorReport **err,
 extern "C" {
 
 ORVIK_API ostr_StringList *ofio_SearchListCreateFromText(const wchar_t *text,
-                                                         Oerr_ErrorReport **err) {
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_SearchListCreateFromText";
     if (err) *err = nullptr;
     return Guarded<ostr_StringList *>(err, fn, nullptr, [&]() -> ostr_StringList * {
@@ -91,7 +91,7 @@ ORVIK_API ostr_StringList *ofio_SearchListCreateFromText(const wchar_t *text,
 }
 
 ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
-                                                        Oerr_ErrorReport **err) {
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_SearchListCreateFromEnv";
     if (err) *err = nullptr;
     return Guarded<ostr_StringList *>(err, fn, nullptr, [&]() -> ostr_StringList * {
@@ -119,7 +119,7 @@ ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
 }
 
 ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *name,
-                              Oerr_ErrorReport **err) {
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_Which";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {
@@ -154,7 +154,7 @@ ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *
 
 ORVIK_API ostr_StringList *ofio_SearchListFilesFind(const ostr_StringList *searchList,
                                                     const wchar_t *pattern,
-                                                    Oerr_ErrorReport **err) {
+                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_SearchListFilesFind";
     if (err) *err = nullptr;
     return Guarded<ostr_StringList *>(err, fn, nullptr, [&]() -> ostr_StringList * {

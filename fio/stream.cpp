@@ -10,7 +10,8 @@
 
 #include "core/guard.hpp"
 #include "fio/report.hpp"
-#include "strings/format.hpp"
+#include "core/format.hpp"
+#include "fio/write_seam.hpp"
 
 namespace orvik::fio {
 
@@ -274,6 +275,7 @@ bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
         m_nullSize = std::max(m_nullSize, end);
         return true;
     }
+    if (!testing::WriteAllowed()) return true; // a simulated crash: the write never happens
     // Keep the read buffer true to the file.
     if (m_readLength > 0 && position < m_readStart + static_cast<std::int64_t>(m_readLength) &&
         end > m_readStart) {

@@ -86,14 +86,14 @@ Ofio_File *OpenStream(const wchar_t *name, const wchar_t *mode, std::size_t buff
 extern "C" {
 
 ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode,
-                                   Oerr_ErrorReport **err) {
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Ofio_File *>(err, L"ofio_FileOpen", nullptr, [&] {
         return OpenStream(name, mode, kDefaultBufferSize, err, L"ofio_FileOpen");
     });
 }
 
-ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err) {
+ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Ofio_File *>(err, L"ofio_NullDeviceOpen", nullptr, [&]() -> Ofio_File * {
         OpenMode mode;
@@ -104,7 +104,7 @@ ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!file) return 0;
     int result = Guarded<int>(err, L"ofio_FileClose", -1, [&] {
@@ -114,7 +114,7 @@ ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err) {
     return result;
 }
 
-ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<int>(err, L"ofio_Seek", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_Seek")) return -1;
@@ -122,13 +122,13 @@ ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorR
     });
 }
 
-ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!CheckHandle(file, err, L"ofio_Tell")) return -1;
     return file->Position();
 }
 
-ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err) {
+ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, L"ofio_ReadSeq", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_ReadSeq") ||
@@ -142,7 +142,7 @@ ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_Erro
 }
 
 ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buffer, long count,
-                                   Oerr_ErrorReport **err) {
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileReadDirect";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -163,17 +163,17 @@ static long WriteSequential(Ofio_File *file, const void *buffer, long count,
 }
 
 ORVIK_API long ofio_WriteSeq(Ofio_File *file, const void *buffer, long count,
-                             Oerr_ErrorReport **err) {
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return WriteSequential(file, buffer, count, err, L"ofio_WriteSeq");
 }
 
 ORVIK_API long ofio_FileWriteSequential(Ofio_File *file, const void *buffer, long count,
-                                        Oerr_ErrorReport **err) {
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return WriteSequential(file, buffer, count, err, L"ofio_FileWriteSequential");
 }
 
 ORVIK_API long ofio_FileWriteDirect(Ofio_File *file, int64_t position, const void *buffer,
-                                    long count, Oerr_ErrorReport **err) {
+                                    long count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileWriteDirect";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -183,7 +183,7 @@ ORVIK_API long ofio_FileWriteDirect(Ofio_File *file, int64_t position, const voi
     });
 }
 
-ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<int>(err, L"ofio_Flush", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_Flush")) return -1;
@@ -191,7 +191,7 @@ ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileSizeGetByHandle";
     if (err) *err = nullptr;
     return Guarded<int64_t>(err, fn, -1, [&]() -> int64_t {
@@ -201,7 +201,7 @@ ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **e
     });
 }
 
-ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileSizeGetByName";
     if (err) *err = nullptr;
     return Guarded<int64_t>(err, fn, -1, [&]() -> int64_t {
@@ -218,11 +218,11 @@ ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport *
     });
 }
 
-ORVIK_API Omsc_Boolean ofio_FileIsReadOnly(const Ofio_File *file) {
+ORVIK_API Omsc_Boolean ofio_FileIsReadOnly(const Ofio_File *file) ORVIK_NOEXCEPT {
     return file && file->ReadOnly() ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file) {
+ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file) ORVIK_NOEXCEPT {
     return file ? file->Name().c_str() : nullptr;
 }
 

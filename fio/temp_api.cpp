@@ -57,7 +57,7 @@ bool CreateTemporary(const wchar_t *directory, const wchar_t *prefix, const wcha
 
 extern "C" {
 
-ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, L"ofio_TempDirGet", nullptr, [&] {
         wchar_t *dir = HeapDup(std::wstring_view(FromSystemPath(os::TemporaryDirectory())));
@@ -67,7 +67,7 @@ ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err) {
 }
 
 ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *prefix,
-                                       const wchar_t *suffix, Oerr_ErrorReport **err) {
+                                       const wchar_t *suffix, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_TempFileCreate";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {
@@ -88,7 +88,7 @@ ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *
 
 ORVIK_API Ofio_File *ofio_TempFileOpen(const wchar_t *directory, const wchar_t *prefix,
                                        const wchar_t *suffix, wchar_t **name,
-                                       Oerr_ErrorReport **err) {
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_TempFileOpen";
     if (err) *err = nullptr;
     if (name) *name = nullptr;

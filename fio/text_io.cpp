@@ -9,8 +9,8 @@
 #include "core/guard.hpp"
 #include "fio/report.hpp"
 #include "fio/stream_handle.hpp"
-#include "strings/format.hpp"
-#include "strings/utf8.hpp"
+#include "core/format.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -71,7 +71,7 @@ bool ReadLine(Ofio_File *file, wchar_t *buffer, long count, bool &any, Oerr_Erro
 
 extern "C" {
 
-ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     // Decoders read whole dictionaries this way: keep the buffered case cheap.
     if (file) {
@@ -84,12 +84,12 @@ ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err) {
+ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ofio_Fgetc(static_cast<Ofio_File *>(context), err);
 }
 
 ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
-                              Oerr_ErrorReport **err) {
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, L"ofio_Fgets", nullptr, [&]() -> wchar_t * {
         if (!CheckHandle(file, err, L"ofio_Fgets")) return nullptr;
@@ -151,11 +151,11 @@ int FormattedWrite(void *context, const wchar_t *format, long *count, va_list ar
 
 extern "C" {
 
-ORVIK_API int ofio_VFprintf(void *context, const wchar_t *format, long *count, va_list args) {
+ORVIK_API int ofio_VFprintf(void *context, const wchar_t *format, long *count, va_list args) ORVIK_NOEXCEPT {
     return FormattedWrite(context, format, count, args, L"ofio_VFprintf");
 }
 
-ORVIK_API int ofio_Fprintf(void *context, const wchar_t *format, long *count, ...) {
+ORVIK_API int ofio_Fprintf(void *context, const wchar_t *format, long *count, ...) ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, count);
     int result = FormattedWrite(context, format, count, args, L"ofio_Fprintf");
@@ -163,7 +163,7 @@ ORVIK_API int ofio_Fprintf(void *context, const wchar_t *format, long *count, ..
     return result;
 }
 
-ORVIK_API Oerr_ErrorReport *ofio_FileErrorTake(Ofio_File *file) {
+ORVIK_API Oerr_ErrorReport *ofio_FileErrorTake(Ofio_File *file) ORVIK_NOEXCEPT {
     return file ? file->TakeError() : nullptr;
 }
 

@@ -3,5 +3,5 @@
 #include "fuzz/mif_object_target.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    return mif_object_fuzz::RunOne(data, size);
+    return orvik_fuzz::RunForFuzzer(mif_object_fuzz::RunOne, data, size);
 }

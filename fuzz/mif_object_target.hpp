@@ -6,17 +6,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
+
+#include "fuzz/check.hpp"
 
 #include <orvik/oerr.h>
 #include <orvik/omif.h>
 
 namespace mif_object_fuzz {
-
-inline void Check(bool condition) {
-    if (!condition) std::abort();
-}
 
 inline const wchar_t *const kEnumNames[] = {L"a", L"b", L"c", nullptr};
 
@@ -63,18 +60,18 @@ inline const Omif_Design *DesignOf(unsigned selector) {
     static Omif_BuiltinDesigns set = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);
     static const wchar_t *const kNames[] = {L"Point", L"Scalars", L"Indirect", L"Objects"};
     const Omif_Design *d = omif_BuiltinDesignFetch(&set, kNames[selector % 4], nullptr);
-    Check(d != nullptr);
+    FUZZ_CHECK(d != nullptr);
     return d;
 }
 
 inline std::vector<unsigned char> Write(const void *object, const Omif_Design *design) {
     Oerr_ErrorReport *err = nullptr;
     const long size = omif_ObjectSize(object, design, &err);
-    Check(size >= 0 && err == nullptr);
+    FUZZ_CHECK(size >= 0 && err == nullptr);
     std::vector<unsigned char> out(static_cast<std::size_t>(size));
     Omif_Buffer buffer{out.data(), size, 0, 0};
-    Check(omif_ConvertToMIF(nullptr, object, design, &buffer, 0, &err) == size);
-    Check(err == nullptr && buffer.cursor == size);
+    FUZZ_CHECK(omif_ConvertToMIF(nullptr, object, design, &buffer, 0, &err) == size);
+    FUZZ_CHECK(err == nullptr && buffer.cursor == size);
     return out;
 }
 
@@ -83,14 +80,14 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
     if (size < 1) return 0;
     const Omif_Design *design = DesignOf(data[0]);
     void *object = omif_ObjectAllocate(design, nullptr);
-    Check(object != nullptr);
+    FUZZ_CHECK(object != nullptr);
     Omif_Buffer input{const_cast<unsigned char *>(data + 1), static_cast<long>(size - 1), 0, 0};
     Oerr_ErrorReport *err = nullptr;
     long read = omif_ConvertToHost(nullptr, &input, design, object, &err);
-    Check(read >= 0 && read <= input.size);
+    FUZZ_CHECK(read >= 0 && read <= input.size);
     if (!err) {
         // Reading again into the filled record reuses or replaces what it holds.
-        Check(omif_ConvertToHostX(nullptr, &input, design, object, &err) >= 0);
+        FUZZ_CHECK(omif_ConvertToHostX(nullptr, &input, design, object, &err) >= 0);
         oerr_DeleteErrorReportEx(&err);
         input.cursor = 0;
         read = omif_ConvertToHost(nullptr, &input, design, object, &err);
@@ -101,11 +98,11 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
         const std::vector<unsigned char> written = Write(object, design);
         void *copy = nullptr;
         void *source = object;
-        Check(omif_ObjectCopy(design, &copy, &source, &err) == copy && err == nullptr);
-        Check(Write(copy, design) == written);
-        Check(omif_ObjectFree(copy, design, &err) == 0);
+        FUZZ_CHECK(omif_ObjectCopy(design, &copy, &source, &err) == copy && err == nullptr);
+        FUZZ_CHECK(Write(copy, design) == written);
+        FUZZ_CHECK(omif_ObjectFree(copy, design, &err) == 0);
     }
-    Check(omif_ObjectFree(object, design, &err) == 0);
+    FUZZ_CHECK(omif_ObjectFree(object, design, &err) == 0);
     return 0;
 }
 

@@ -19,7 +19,7 @@
 #include <orvik/opmg.h>
 
 #include "prefs/prf_writer.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace prefs_fuzz {
 

@@ -19,6 +19,7 @@ targets=(
     fio_text
     prefs_definitions
     prefs_file
+    hfa_open
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \

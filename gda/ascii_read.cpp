@@ -225,7 +225,7 @@ extern "C" {
 
 ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
     Ogda_ObjectType objecttype, Ogda_PixelType datatype, int32_t nrows, int32_t ncolumns,
-    int32_t nlayers, const wchar_t *fileName, Oerr_ErrorReport **err) {
+    int32_t nlayers, const wchar_t *fileName, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_CreateBaseDataStackFromAscii";
     if (err) *err = nullptr;
     Ogda_BaseDataStack *stack = nullptr;
@@ -285,7 +285,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackReadAscii(Ogda_BaseDataStack *stack,
                                                           const wchar_t *fileName,
-                                                          Oerr_ErrorReport **err) {
+                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackReadAscii";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {

@@ -8,7 +8,7 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/pixel_text.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -66,7 +66,7 @@ extern "C" {
 
 ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *stack,
                                                     const wchar_t *fileName,
-                                                    Oerr_ErrorReport **err) {
+                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackWriteAscii";
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, fn, OMSC_FALSE, [&]() -> Omsc_Boolean {

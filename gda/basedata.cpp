@@ -56,7 +56,7 @@ extern "C" {
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataCreate(int32_t nrows, int32_t ncolumns,
                                              Ogda_PixelType datatype, Ogda_ObjectType objecttype,
-                                             void *data, Oerr_ErrorReport **err) {
+                                             void *data, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataCreate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
@@ -101,7 +101,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCreate(int32_t nrows, int32_t ncolumns,
 ORVIK_API Ogda_BaseData *ogda_BaseDataReCreate(Ogda_BaseData *object, int32_t nrows,
                                                int32_t ncolumns, Ogda_PixelType datatype,
                                                Ogda_ObjectType objecttype, void *data,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataReCreate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
@@ -136,7 +136,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReCreate(Ogda_BaseData *object, int32_t nr
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataReDerive(const Ogda_BaseData *source, Ogda_BaseData *view,
                                                int32_t rOffset, int32_t cOffset, int32_t nRows,
-                                               int32_t nColumns, Oerr_ErrorReport **err) {
+                                               int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataReDerive";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, view, [&]() -> Ogda_BaseData * {
@@ -184,7 +184,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReDerive(const Ogda_BaseData *source, Ogda
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataDerived(const Ogda_BaseData *source, int32_t rOffset,
                                               int32_t cOffset, int32_t nRows, int32_t nColumns,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataDerived";
     if (err) *err = nullptr;
     Oerr_ErrorReport *inner = nullptr;
@@ -197,7 +197,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataDerived(const Ogda_BaseData *source, int32
     return v;
 }
 
-ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorReport **err) {
+ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object || object->derivedFlag) return;
     if (object->datatype == OGDA_STRING && object->data) FreeStrings(object->data, object->numelements);
@@ -206,7 +206,7 @@ ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorRepo
     object->dataStart = nullptr;
 }
 
-ORVIK_API void ogda_BaseDataDelete(Ogda_BaseData *object, Oerr_ErrorReport **err) {
+ORVIK_API void ogda_BaseDataDelete(Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object) return;
     ogda_BaseDataDeleteContents(object, nullptr);

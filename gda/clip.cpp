@@ -41,7 +41,7 @@ template <int T> bool ClipInteger(Ogda_BaseData *o, double minimum, double maxim
 extern "C" {
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataClip(Ogda_BaseData *object, double minimum, double maximum,
-                                           Oerr_ErrorReport **err) {
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataClip";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {

@@ -103,11 +103,11 @@ const Table &Rounding() {
 
 extern "C" {
 
-ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_Convert(void) {
+ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_Convert(void) ORVIK_NOEXCEPT {
     return orvik::gda::Truncating().f;
 }
 
-ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_ConvertRound(void) {
+ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_ConvertRound(void) ORVIK_NOEXCEPT {
     return orvik::gda::Rounding().f;
 }
 

@@ -25,7 +25,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopyExt(const Ogda_BaseData *source, int32
                                               int32_t srcColumn, Ogda_BaseData *destination,
                                               int32_t dstRow, int32_t dstColumn, int32_t nRows,
                                               int32_t nColumns, Omsc_Boolean round,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataCopyExt";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {

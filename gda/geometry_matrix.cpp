@@ -9,7 +9,7 @@ using orvik::core::SetError;
 
 extern "C" ORVIK_API Ogda_BaseData *ofga_MatrixCreate(int32_t nrows, int32_t ncolumns,
                                                       Ogda_PixelType datatype,
-                                                      Oerr_ErrorReport **err) {
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ofga_MatrixCreate";
     if (err) {
         *err = nullptr;
@@ -34,7 +34,7 @@ extern "C" ORVIK_API Ogda_BaseData *ofga_MatrixCreate(int32_t nrows, int32_t nco
 }
 
 extern "C" ORVIK_API Ogda_BaseData *
-ofga_MatrixCopy(const Ogda_BaseData *source, Ogda_BaseData *destination, Oerr_ErrorReport **err) {
+ofga_MatrixCopy(const Ogda_BaseData *source, Ogda_BaseData *destination, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ofga_MatrixCopy";
     if (err) {
         *err = nullptr;
@@ -64,7 +64,7 @@ ofga_MatrixCopy(const Ogda_BaseData *source, Ogda_BaseData *destination, Oerr_Er
     return out;
 }
 
-extern "C" ORVIK_API void ofga_MatrixDelete(Ogda_BaseData *matrix, Oerr_ErrorReport **err) {
+extern "C" ORVIK_API void ofga_MatrixDelete(Ogda_BaseData *matrix, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) {
         *err = nullptr;
     }

@@ -102,7 +102,7 @@ using orvik::core::SetError;
 
 extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixLUDecomposition(Ogda_BaseData *matrix,
                                                                int32_t *pivots, int32_t *sign,
-                                                               Oerr_ErrorReport **err) {
+                                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ogda_MatrixLUDecomposition";
     if (err) {
         *err = nullptr;

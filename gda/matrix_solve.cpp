@@ -50,7 +50,7 @@ Ogda_BaseData *Deliver(const wchar_t *fn, const Dense<W> &result, const Ogda_Bas
 
 extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixDivide(const Ogda_BaseData *a,
                                                       const Ogda_BaseData *b, Ogda_BaseData *x,
-                                                      Oerr_ErrorReport **err) {
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ogda_MatrixDivide";
     if (err) {
         *err = nullptr;
@@ -91,7 +91,7 @@ extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixDivide(const Ogda_BaseData *a,
 }
 
 extern "C" ORVIK_API Ogda_BaseData *
-ogda_MatrixInvert(const Ogda_BaseData *matrix, Ogda_BaseData *inverse, Oerr_ErrorReport **err) {
+ogda_MatrixInvert(const Ogda_BaseData *matrix, Ogda_BaseData *inverse, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ogda_MatrixInvert";
     if (err) {
         *err = nullptr;

@@ -30,13 +30,13 @@ int32_t BytesPerPixel(Ogda_PixelType type) { return kBytesPerPixel[type]; }
 
 extern "C" {
 
-ORVIK_API const int32_t *omsc_AddressOf_ogda_NumBitsPerPixel(void) { return kBitsPerPixel; }
-ORVIK_API const int32_t *omsc_AddressOf_ogda_NumBytesPerPixel(void) { return kBytesPerPixel; }
-ORVIK_API const wchar_t *const *omsc_AddressOf_ogda_PixelTypeName(void) { return kPixelTypeName; }
-ORVIK_API const double *omsc_AddressOf_ogda_IntegerMinValue(void) { return kIntegerMin; }
-ORVIK_API const double *omsc_AddressOf_ogda_IntegerMaxValue(void) { return kIntegerMax; }
+ORVIK_API const int32_t *omsc_AddressOf_ogda_NumBitsPerPixel(void) ORVIK_NOEXCEPT { return kBitsPerPixel; }
+ORVIK_API const int32_t *omsc_AddressOf_ogda_NumBytesPerPixel(void) ORVIK_NOEXCEPT { return kBytesPerPixel; }
+ORVIK_API const wchar_t *const *omsc_AddressOf_ogda_PixelTypeName(void) ORVIK_NOEXCEPT { return kPixelTypeName; }
+ORVIK_API const double *omsc_AddressOf_ogda_IntegerMinValue(void) ORVIK_NOEXCEPT { return kIntegerMin; }
+ORVIK_API const double *omsc_AddressOf_ogda_IntegerMaxValue(void) ORVIK_NOEXCEPT { return kIntegerMax; }
 
-ORVIK_API Ogda_PixelType ogda_PixelTypeFromName(const wchar_t *name) {
+ORVIK_API Ogda_PixelType ogda_PixelTypeFromName(const wchar_t *name) ORVIK_NOEXCEPT {
     if (!name) return OGDA_PIXEL_INVALID;
     for (int32_t t = 0; t < OGDA_PIXEL_TYPE_COUNT; ++t) {
         if (ostr_Eqic(name, kPixelTypeName[t])) return static_cast<Ogda_PixelType>(t);
@@ -44,11 +44,11 @@ ORVIK_API Ogda_PixelType ogda_PixelTypeFromName(const wchar_t *name) {
     return OGDA_PIXEL_INVALID;
 }
 
-ORVIK_API const wchar_t *ogda_PixelNameFromType(Ogda_PixelType type) {
+ORVIK_API const wchar_t *ogda_PixelNameFromType(Ogda_PixelType type) ORVIK_NOEXCEPT {
     return orvik::gda::IsPixelType(type) ? kPixelTypeName[type] : nullptr;
 }
 
-ORVIK_API int32_t ogda_NumBytePerPixelFromType(Ogda_PixelType type) {
+ORVIK_API int32_t ogda_NumBytePerPixelFromType(Ogda_PixelType type) ORVIK_NOEXCEPT {
     return orvik::gda::IsPixelType(type) ? kBytesPerPixel[type] : 0;
 }
 

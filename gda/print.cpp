@@ -8,7 +8,7 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/pixel_values.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::SetError;
 using namespace orvik::gda;
@@ -57,7 +57,7 @@ void PrintElement(Ogda_PixelType type, const unsigned char *e) {
 
 extern "C" {
 
-ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport **err) {
+ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object) {
         SetError(err, L"ogda_BaseDataPrint", 1, nullptr, L"Null BaseData");

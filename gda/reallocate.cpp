@@ -29,7 +29,7 @@ bool KeepsMemoryOrder(const Ogda_BaseData *o, int32_t nRows, int32_t nColumns) {
 extern "C" {
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t nRows,
-                                                 int32_t nColumns, Oerr_ErrorReport **err) {
+                                                 int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataReallocate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {

@@ -38,7 +38,7 @@ extern "C" {
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void *values,
                                               int32_t region, int32_t index, int32_t increment,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataSetBoth";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
@@ -109,13 +109,13 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
 }
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataSet(Ogda_BaseData *object, const void *values,
-                                          int32_t region, int32_t index, Oerr_ErrorReport **err) {
+                                          int32_t region, int32_t index, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ogda_BaseDataSetBoth(object, values, region, index, 1, err);
 }
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataSetScalar(Ogda_BaseData *object, const void *value,
                                                 int32_t region, int32_t index,
-                                                Oerr_ErrorReport **err) {
+                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ogda_BaseDataSetBoth(object, value, region, index, 0, err);
 }
 

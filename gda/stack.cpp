@@ -45,7 +45,7 @@ extern "C" {
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nrows,
                                                        int32_t ncolumns, Ogda_PixelType datatype,
                                                        Ogda_ObjectType objecttype,
-                                                       Oerr_ErrorReport **err) {
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackCreate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
@@ -73,7 +73,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nr
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackPtrCreate(int32_t count,
                                                           Ogda_BaseData *const *layers,
-                                                          Oerr_ErrorReport **err) {
+                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackPtrCreate";
     if (err) *err = nullptr;
     if (!CountFits(count)) {
@@ -89,7 +89,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackPtrCreate(int32_t count,
     return s;
 }
 
-ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *stack) {
+ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *stack) ORVIK_NOEXCEPT {
     if (!stack || stack->count < 1 || !stack->layers || !stack->layers[0]) return OMSC_FALSE;
     if (stack->count == 1) return OMSC_TRUE;
     const Ogda_BaseData *first = stack->layers[0];
@@ -110,7 +110,7 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCopy(const Ogda_BaseDataStack *src,
                                                      Ogda_BaseDataStack *dst,
-                                                     Oerr_ErrorReport **err) {
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackCopy";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
@@ -144,7 +144,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCopy(const Ogda_BaseDataStack *s
     });
 }
 
-ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) {
+ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!stack) return;
     void *block = stack->ownsBlock && stack->count > 0 && stack->layers && stack->layers[0]
@@ -161,7 +161,7 @@ ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorRep
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack *src,
                                                         int32_t rOffset, int32_t cOffset,
                                                         int32_t nRows, int32_t nColumns,
-                                                        Oerr_ErrorReport **err) {
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackDerived";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
@@ -188,7 +188,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack
 }
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerivedFromDataLayer(const Ogda_BaseData *layer,
-                                                                     Oerr_ErrorReport **err) {
+                                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackDerivedFromDataLayer";
     if (err) *err = nullptr;
     if (!layer) {
@@ -210,7 +210,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerivedFromDataLayer(const Ogda_
     return out;
 }
 
-ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) {
+ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackPrint";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {
@@ -230,7 +230,7 @@ ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_Err
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetScalar(Ogda_BaseDataStack *stack,
                                                           const void *value,
-                                                          Oerr_ErrorReport **err) {
+                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackSetScalar";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {
@@ -248,7 +248,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetScalar(Ogda_BaseDataStack *st
 }
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetZero(Ogda_BaseDataStack *stack,
-                                                        Oerr_ErrorReport **err) {
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackSetZero";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {

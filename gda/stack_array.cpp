@@ -32,7 +32,7 @@ extern "C" {
 
 ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCreate(
     int32_t count, int32_t nlayers, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
-    Ogda_ObjectType objecttype, Oerr_ErrorReport **err) {
+    Ogda_ObjectType objecttype, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArrayCreate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
@@ -60,7 +60,7 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCreate(
 
 ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDataStackArray *src,
                                                                Ogda_BaseDataStackArray *dst,
-                                                               Oerr_ErrorReport **err) {
+                                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArrayCopy";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
@@ -95,7 +95,7 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDa
 }
 
 ORVIK_API void ogda_BaseDataStackArrayDelete(Ogda_BaseDataStackArray *array,
-                                             Oerr_ErrorReport **err) {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!array) return;
     if (!array->stacksShared && array->stacks) {
@@ -107,7 +107,7 @@ ORVIK_API void ogda_BaseDataStackArrayDelete(Ogda_BaseDataStackArray *array,
 
 ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayDerived(
     const Ogda_BaseDataStackArray *src, int32_t rOffset, int32_t cOffset, int32_t nRows,
-    int32_t nColumns, Oerr_ErrorReport **err) {
+    int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArrayDerived";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
@@ -134,7 +134,7 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayDerived(
 }
 
 ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArraySetScalar(
-    Ogda_BaseDataStackArray *array, const void *value, Oerr_ErrorReport **err) {
+    Ogda_BaseDataStackArray *array, const void *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArraySetScalar";
     if (err) *err = nullptr;
     if (!Usable(array)) {

@@ -30,7 +30,7 @@ extern "C" {
 
 ORVIK_API int32_t ogda_BaseDataStackDataSize(int32_t count, int32_t nrows, int32_t ncolumns,
                                              Ogda_PixelType datatype, Ogda_ObjectType objecttype,
-                                             Oerr_ErrorReport **err) {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     const int64_t stride = StrideOf(count, nrows, ncolumns, datatype, objecttype);
     if (stride < 0) {
@@ -43,7 +43,7 @@ ORVIK_API int32_t ogda_BaseDataStackDataSize(int32_t count, int32_t nrows, int32
 ORVIK_API int32_t ogda_BaseDataStackMaxElements(int32_t bytes, int32_t count,
                                                 Ogda_PixelType datatype,
                                                 Ogda_ObjectType objecttype,
-                                                Oerr_ErrorReport **err) {
+                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (bytes < 0 || count < 1 || !IsPixelType(datatype) || !IsObjectType(objecttype)) {
         SetError(err, L"ogda_BaseDataStackMaxElements", 1, nullptr, L"Args");
@@ -54,7 +54,7 @@ ORVIK_API int32_t ogda_BaseDataStackMaxElements(int32_t bytes, int32_t count,
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreateContiguous(
     int32_t count, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
-    Ogda_ObjectType objecttype, void *block, Oerr_ErrorReport **err) {
+    Ogda_ObjectType objecttype, void *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackCreateContiguous";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {

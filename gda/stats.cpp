@@ -35,7 +35,7 @@ extern "C" {
 
 // Counts beyond the object's shape are cut to it, so a bad count never reads past the block.
 ORVIK_API void ogda_BaseDataStats(const Ogda_BaseData *object, int32_t countPerLine,
-                                  int32_t lineCount, double *minimum, double *maximum) {
+                                  int32_t lineCount, double *minimum, double *maximum) ORVIK_NOEXCEPT {
     if (!object || !object->dataStart || !minimum || !maximum || object->numelements < 1 ||
         !IsPixelType(object->datatype))
         return;

@@ -4,15 +4,16 @@
 #include "core/guard.hpp"
 
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 
 extern "C" {
 
 ORVIK_API Ogda_Window *ogda_WindowCreate(int32_t rOffset, int32_t cOffset, int32_t nRows,
-                                         int32_t nColumns, Oerr_ErrorReport **err) {
+                                         int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     auto *w = static_cast<Ogda_Window *>(omsc_HeapMalloc(sizeof(Ogda_Window)));
     if (!w) {
-        SetError(err, L"ogda_WindowCreate", OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+        SetOutOfMemory(err, L"ogda_WindowCreate");
         return nullptr;
     }
     *w = Ogda_Window{rOffset, cOffset, nRows, nColumns};
@@ -20,7 +21,7 @@ ORVIK_API Ogda_Window *ogda_WindowCreate(int32_t rOffset, int32_t cOffset, int32
 }
 
 ORVIK_API Ogda_Window *ogda_WindowCopy(const Ogda_Window *src, Ogda_Window *dst,
-                                       Oerr_ErrorReport **err) {
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_WindowCopy";
     if (err) *err = nullptr;
     if (!src) {
@@ -30,7 +31,7 @@ ORVIK_API Ogda_Window *ogda_WindowCopy(const Ogda_Window *src, Ogda_Window *dst,
     if (!dst) {
         dst = static_cast<Ogda_Window *>(omsc_HeapMalloc(sizeof(Ogda_Window)));
         if (!dst) {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+            SetOutOfMemory(err, fn);
             return nullptr;
         }
     }
@@ -38,6 +39,6 @@ ORVIK_API Ogda_Window *ogda_WindowCopy(const Ogda_Window *src, Ogda_Window *dst,
     return dst;
 }
 
-ORVIK_API void ogda_WindowDelete(Ogda_Window *window) { omsc_HeapFree(window); }
+ORVIK_API void ogda_WindowDelete(Ogda_Window *window) ORVIK_NOEXCEPT { omsc_HeapFree(window); }
 
 } // extern "C"

@@ -95,7 +95,7 @@ Omif_Dictionary *CreateSet(Omif_BuiltinDesigns *set, Oerr_ErrorReport **err) {
 extern "C" {
 
 ORVIK_API const Omif_Dictionary *omif_BuiltinDictionaryGet(Omif_BuiltinDesigns *set,
-                                                           Oerr_ErrorReport **err) {
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<const Omif_Dictionary *>(err, kGet, nullptr, [&]() -> const Omif_Dictionary * {
         if (!set) {
@@ -113,7 +113,7 @@ ORVIK_API const Omif_Dictionary *omif_BuiltinDictionaryGet(Omif_BuiltinDesigns *
 }
 
 ORVIK_API const Omif_Design *omif_BuiltinDesignFetch(Omif_BuiltinDesigns *set, const wchar_t *name,
-                                                     Oerr_ErrorReport **err) {
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_BuiltinDesignFetch";
     if (!name) {

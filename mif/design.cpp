@@ -25,24 +25,24 @@ template <class R> R *CopyFailed(CopyStatus status, const wchar_t *function, Oer
 
 extern "C" {
 
-ORVIK_API void omif_DesignDestroy(Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API void omif_DesignDestroy(Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     orvik::mif::DestroyDesign(design);
 }
 
-ORVIK_API void omif_DesignDelete(Omif_Design **design, Oerr_ErrorReport **err) {
+ORVIK_API void omif_DesignDelete(Omif_Design **design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!design) return;
     orvik::mif::DestroyDesign(*design);
     *design = nullptr;
 }
 
-ORVIK_API void omif_DesignDestroyA(Omif_DesignA *design, Oerr_ErrorReport **err) {
+ORVIK_API void omif_DesignDestroyA(Omif_DesignA *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     orvik::mif::DestroyDesign(design);
 }
 
-ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignCopy";
     if (!design) {
@@ -54,7 +54,7 @@ ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorRepo
     return copy ? copy : CopyFailed<Omif_Design>(status, kName, err);
 }
 
-ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err) {
+ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignA2U";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
@@ -82,7 +82,7 @@ ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorRepo
     });
 }
 
-ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignU2A";
     if (!design) {

@@ -227,7 +227,7 @@ extern "C" {
 
 ORVIK_API Omif_Design *omif_DesignCreate(const wchar_t *name, const Omif_ItemDescription *items,
                                          int32_t itemCount, const Omif_Dictionary *dictionary,
-                                         Oerr_ErrorReport **err) {
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignCreate";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
@@ -242,7 +242,7 @@ ORVIK_API Omif_Design *omif_DesignCreate(const wchar_t *name, const Omif_ItemDes
 ORVIK_API Omif_Design *omif_DesignCreateFromTable(const wchar_t *name,
                                                   const Omif_ItemDescription *table,
                                                   const Omif_Dictionary *dictionary,
-                                                  Oerr_ErrorReport **err) {
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignCreateFromTable";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
@@ -251,12 +251,12 @@ ORVIK_API Omif_Design *omif_DesignCreateFromTable(const wchar_t *name,
 }
 
 ORVIK_API Omif_Design *omif_DesignCreateVAPtr(const wchar_t *name, Oerr_ErrorReport **err,
-                                              va_list *args) {
+                                              va_list *args) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return CreateFromArguments(name, args, L"omif_DesignCreateVAPtr", err);
 }
 
-ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...) {
+ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     va_list args;
     va_start(args, err);

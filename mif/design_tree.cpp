@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "core/heap_text.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace orvik::mif {
 namespace {

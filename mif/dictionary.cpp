@@ -201,19 +201,19 @@ using namespace orvik::mif;
 
 extern "C" {
 
-ORVIK_API Omif_Dictionary *omif_DictionaryCreate(Oerr_ErrorReport **err) {
+ORVIK_API Omif_Dictionary *omif_DictionaryCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     Omif_Dictionary *d = NewDictionary();
     if (!d) SetOutOfMemory(err, L"omif_DictionaryCreate");
     return d;
 }
 
-ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err) {
+ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     FreeDictionary(dictionary);
 }
 
-ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err) {
+ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!dictionary) return;
     FreeDictionary(*dictionary);
@@ -222,7 +222,7 @@ ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorRep
 
 ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
                                                 const Omif_Design *design,
-                                                Oerr_ErrorReport **err) {
+                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryAddDesign";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
@@ -236,12 +236,12 @@ ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
 
 ORVIK_API Omif_Design *omif_AddDesignToDictionary(Omif_Dictionary *dictionary,
                                                   const Omif_Design *design,
-                                                  Oerr_ErrorReport **err) {
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return omif_DictionaryAddDesign(dictionary, design, err);
 }
 
 ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictionary,
-                                                   const wchar_t *name, Oerr_ErrorReport **err) {
+                                                   const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionarySearchByName";
     if (!name) {
@@ -256,7 +256,7 @@ ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictio
 }
 
 ORVIK_API Omif_Design *omif_FindDesignByName(const Omif_Dictionary *dictionary,
-                                             const wchar_t *name, Oerr_ErrorReport **err) {
+                                             const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return omif_DictionarySearchByName(dictionary, name, err);
 }
 

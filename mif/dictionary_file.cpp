@@ -76,7 +76,7 @@ Omif_Dictionary *Decode(Ofio_ReaderFunc reader, void *context, Omif_Dictionary *
 extern "C" {
 
 ORVIK_API long omif_EncodeDictionary(Ofio_File *file, const Omif_Dictionary *dictionary,
-                                     Oerr_ErrorReport **err) {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_EncodeDictionary";
     return Guarded<long>(err, kName, -1, [&]() -> long {
@@ -90,7 +90,7 @@ ORVIK_API long omif_EncodeDictionary(Ofio_File *file, const Omif_Dictionary *dic
 
 ORVIK_API long omif_DictionaryEncodeWithWriter(Ofio_WriterFunc writer, void *context,
                                                const Omif_Dictionary *dictionary,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryEncodeWithWriter";
     return Guarded<long>(err, kName, -1, [&]() -> long {
@@ -103,7 +103,7 @@ ORVIK_API long omif_DictionaryEncodeWithWriter(Ofio_WriterFunc writer, void *con
 }
 
 ORVIK_API long omif_DictionaryEncodedLength(const Omif_Dictionary *dictionary,
-                                            Oerr_ErrorReport **err) {
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryEncodedLength";
     if (!dictionary) return 0;
@@ -126,7 +126,7 @@ ORVIK_API long omif_DictionaryEncodedLength(const Omif_Dictionary *dictionary,
 }
 
 ORVIK_API Omif_Dictionary *omif_DecodeDictionary(Ofio_File *file, Omif_Dictionary *dictionary,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DecodeDictionary";
     return Guarded<Omif_Dictionary *>(err, kName, nullptr, [&]() -> Omif_Dictionary * {
@@ -140,7 +140,7 @@ ORVIK_API Omif_Dictionary *omif_DecodeDictionary(Ofio_File *file, Omif_Dictionar
 
 ORVIK_API Omif_Dictionary *omif_DictionaryDecodeWithReader(Ofio_ReaderFunc reader, void *context,
                                                            Omif_Dictionary *dictionary,
-                                                           Oerr_ErrorReport **err) {
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryDecodeWithReader";
     return Guarded<Omif_Dictionary *>(err, kName, nullptr, [&]() -> Omif_Dictionary * {

@@ -3,7 +3,7 @@
 
 #include "core/guard.hpp"
 #include "mif/codec.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -11,7 +11,7 @@ using orvik::core::SetError;
 extern "C" {
 
 ORVIK_API wchar_t *omif_DictionaryEncodeToString(const Omif_Dictionary *dictionary,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryEncodeToString";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -38,7 +38,7 @@ ORVIK_API wchar_t *omif_DictionaryEncodeToString(const Omif_Dictionary *dictiona
 }
 
 ORVIK_API Omif_Dictionary *omif_DictionaryDecodeFromString(const wchar_t *text,
-                                                           Oerr_ErrorReport **err) {
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryDecodeFromString";
     return Guarded<Omif_Dictionary *>(err, kName, nullptr, [&]() -> Omif_Dictionary * {

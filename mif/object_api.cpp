@@ -40,7 +40,7 @@ long ToHost(const wchar_t *fn, Ofio_File *stream, Omif_Buffer *buffer, const Omi
 extern "C" {
 
 ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Omif_Design *design,
-                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err) {
+                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ConvertToMIF";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, 0, [&]() -> long {
@@ -65,19 +65,19 @@ ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Om
 }
 
 ORVIK_API long omif_ConvertToHost(Ofio_File *stream, Omif_Buffer *buffer, const Omif_Design *design,
-                                  void *object, Oerr_ErrorReport **err) {
+                                  void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ToHost(L"omif_ConvertToHost", stream, buffer, design, object, true, err);
 }
 
 ORVIK_API long omif_ConvertToHostX(Ofio_File *stream, Omif_Buffer *buffer, const Omif_Design *design,
-                                   void *object, Oerr_ErrorReport **err) {
+                                   void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ToHost(L"omif_ConvertToHostX", stream, buffer, design, object, false, err);
 }
 
-ORVIK_API void omif_StreamImmediateFlushEnable(void) { g_immediateFlush.store(true); }
-ORVIK_API void omif_StreamImmediateFlushDisable(void) { g_immediateFlush.store(false); }
+ORVIK_API void omif_StreamImmediateFlushEnable(void) ORVIK_NOEXCEPT { g_immediateFlush.store(true); }
+ORVIK_API void omif_StreamImmediateFlushDisable(void) ORVIK_NOEXCEPT { g_immediateFlush.store(false); }
 
-ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!design || design->hostSize <= 0) return nullptr;
     void *object = omsc_HeapMalloc(design->hostSize);
@@ -85,7 +85,7 @@ ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport 
     return object;
 }
 
-ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     Oerr_ErrorReport *inner = nullptr;
     void *object = omif_ObjectAllocate(design, &inner);
     if (err) *err = nullptr;
@@ -93,7 +93,7 @@ ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err
     return object;
 }
 
-ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ObjectSize";
     if (err) *err = nullptr;
     if (!design) {
@@ -105,7 +105,7 @@ ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design, Oe
     return static_cast<long>(size);
 }
 
-ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object) return 0;
     if (!design) {
@@ -116,7 +116,7 @@ ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oer
     return 0;
 }
 
-ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (omif_ObjectItemsFree(object, design, err) != 0) {
         SetError(err, L"omif_ObjectFree", 1, err ? *err : nullptr, L"omif_ObjectItemsFree failed");
         return -1;
@@ -125,14 +125,14 @@ ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_Err
     return 0;
 }
 
-ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (omif_ObjectFree(object, design, err) == 0) return 0;
     SetError(err, L"omif_FreeObject", 1, err ? *err : nullptr, L"omif_FreeObject failed");
     return -1;
 }
 
 ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
-                                void *const *srcObjectPP, Oerr_ErrorReport **err) {
+                                void *const *srcObjectPP, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ObjectCopy";
     if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
@@ -178,7 +178,7 @@ ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
 
 ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *design,
                                         const wchar_t *itemName, void *destination,
-                                        Oerr_ErrorReport **err) {
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ObjectItemValueGet";
     if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
@@ -200,7 +200,7 @@ ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *d
 
 ORVIK_API void *omif_ObjectItemValueSet(void *object, const Omif_Design *design,
                                         const wchar_t *itemName, const void *source,
-                                        Oerr_ErrorReport **err) {
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ObjectItemValueSet";
     if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {

@@ -1,6 +1,7 @@
 // Conversion of records between the host form and the file form, and the file size of a
 // record. Element moves are those of element_codec.hpp; every count taken from the file is
 // checked against the bytes that remain before anything is allocated for it.
+// The file form, byte by byte, is tabulated in docs/mif-objects.md ("File form").
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -202,7 +203,24 @@ void StoreLE32(unsigned char *p, uint32_t v) {
     for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
 }
 
-constexpr int32_t kPixelBytes[13] = {1, 1, 1, 1, 1, 2, 2, 4, 4, 4, 8, 8, 16};
+// Host bytes of one pixel, from the pixel-type table itself.
+int32_t PixelBytes(int32_t pixelType) { return omsc_AddressOf_ogda_NumBytesPerPixel()[pixelType]; }
+
+// Report numbers of the BaseData converters; 5 is the conventional "Out of memory".
+enum BaseDataToHostReport : long {
+    kBadDimensions = 2,
+    kUnknownPixelType = 3,
+    kTooLarge = 4,
+    kViewMismatch = 6,
+    kShortInput = 7,
+    kUnknownLayout = 8,
+};
+enum BaseDataToFileReport : long {
+    kUnstorablePixelType = 2,
+    kBadHostDimensions = 3,
+    kNoData = 4,
+    kUnstorableLayout = 5,
+};
 
 // Lines of a base-data block: a line runs along the first dimension for layout 2.
 struct BaseLines {
@@ -264,29 +282,34 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
     const int32_t pixelType = header[8] | header[9] << 8;
     const int32_t layout = header[10] | header[11] << 8;
     if (rows < 0 || columns < 0) {
-        SetError(err, kBaseToHost, 2, nullptr, L"Bad BaseData dimensions %ld x %ld",
+        SetError(err, kBaseToHost, kBadDimensions, nullptr, L"Bad BaseData dimensions %ld x %ld",
                  static_cast<long>(rows), static_cast<long>(columns));
         return false;
     }
     const int32_t itemType = PixelItemType(pixelType);
     if (!itemType) {
-        SetError(err, kBaseToHost, 3, nullptr, L"Unknown BaseData pixel type %ld",
+        SetError(err, kBaseToHost, kUnknownPixelType, nullptr, L"Unknown BaseData pixel type %ld",
                  static_cast<long>(pixelType));
         return false;
     }
-    const int64_t hostBytes = SatMul(SatMul(rows, columns), kPixelBytes[pixelType]);
-    const int64_t lineBytes = static_cast<int64_t>(kPixelBytes[pixelType]) * (layout == Ogda_Matrix ? rows : columns);
+    if (layout > Ogda_Raster) {
+        SetError(err, kBaseToHost, kUnknownLayout, nullptr, L"Unknown BaseData layout %ld",
+                 static_cast<long>(layout));
+        return false;
+    }
+    const int64_t hostBytes = SatMul(SatMul(rows, columns), PixelBytes(pixelType));
+    const int64_t lineBytes = static_cast<int64_t>(PixelBytes(pixelType)) * (layout == Ogda_Matrix ? rows : columns);
     // A line must fit as well: with the other dimension 0 the block is empty, but lineBytes is
     // still a 32-bit field.
     if (hostBytes > std::numeric_limits<int32_t>::max() || lineBytes > std::numeric_limits<int32_t>::max()) {
-        SetError(err, kBaseToHost, 4, nullptr, L"BaseData of %ld x %ld pixels is too large",
+        SetError(err, kBaseToHost, kTooLarge, nullptr, L"BaseData of %ld x %ld pixels is too large",
                  static_cast<long>(rows), static_cast<long>(columns));
         return false;
     }
     const int64_t remaining = source.Remaining(kBaseToHost, err);
     if (remaining < 0) return false;
     if (BaseDataFileBytes(rows, columns, pixelType, layout) - static_cast<int64_t>(kBaseHeaderBytes) > remaining) {
-        SetError(err, kBaseToHost, 5, nullptr,
+        SetError(err, kBaseToHost, kShortInput, nullptr,
                  L"BaseData of %ld x %ld pixels needs more bytes than remain (%ld)",
                  static_cast<long>(rows), static_cast<long>(columns), static_cast<long>(remaining));
         return false;
@@ -296,7 +319,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
                            (bd->objecttype == Ogda_Matrix) == (layout == Ogda_Matrix);
     if (bd->dataStart && !sameShape) {
         if (bd->derivedFlag) {
-            SetError(err, kBaseToHost, 6, nullptr,
+            SetError(err, kBaseToHost, kViewMismatch, nullptr,
                      L"BaseData view of %ld x %ld does not match the stored %ld x %ld",
                      static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns),
                      static_cast<long>(rows), static_cast<long>(columns));
@@ -307,14 +330,14 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
     if (!bd->dataStart) {
         void *block = hostBytes > 0 ? omsc_HeapMalloc(static_cast<int32_t>(hostBytes)) : nullptr;
         if (hostBytes > 0 && !block) {
-            SetError(err, kBaseToHost, 7, nullptr, L"No memory");
+            orvik::core::SetOutOfMemory(err, kBaseToHost);
             return false;
         }
         bd->numrows = rows;
         bd->numcolumns = columns;
         bd->datatype = static_cast<Ogda_PixelType>(pixelType);
         bd->objecttype = static_cast<Ogda_ObjectType>(layout);
-        bd->numbytes = kPixelBytes[pixelType];
+        bd->numbytes = PixelBytes(pixelType);
         bd->numelements = rows * columns;
         bd->lineBytes = static_cast<int32_t>(lineBytes);
         bd->derivedFlag = 0;
@@ -335,18 +358,23 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
 bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes, Oerr_ErrorReport **err) {
     const int32_t itemType = PixelItemType(bd->datatype);
     if (!itemType) {
-        SetError(err, kBaseToFile, 2, nullptr, L"BaseData of pixel type %ld cannot be stored",
+        SetError(err, kBaseToFile, kUnstorablePixelType, nullptr, L"BaseData of pixel type %ld cannot be stored",
                  static_cast<long>(bd->datatype));
         return false;
     }
-    if (bd->numrows < 0 || bd->numcolumns < 0 || bd->objecttype < 0 || bd->objecttype > 0xFFFF) {
-        SetError(err, kBaseToFile, 3, nullptr, L"Bad BaseData dimensions %ld x %ld",
+    if (bd->objecttype < Ogda_Scalar || bd->objecttype > Ogda_Raster) {
+        SetError(err, kBaseToFile, kUnstorableLayout, nullptr,
+                 L"BaseData of object type %ld cannot be stored", static_cast<long>(bd->objecttype));
+        return false;
+    }
+    if (bd->numrows < 0 || bd->numcolumns < 0) {
+        SetError(err, kBaseToFile, kBadHostDimensions, nullptr, L"Bad BaseData dimensions %ld x %ld",
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
         return false;
     }
     const BaseLines l = PlanLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType, bd->lineBytes);
     if (l.lines > 0 && l.length > 0 && !bd->dataStart) {
-        SetError(err, kBaseToFile, 4, nullptr, L"BaseData of %ld x %ld pixels has no data",
+        SetError(err, kBaseToFile, kNoData, nullptr, L"BaseData of %ld x %ld pixels has no data",
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
         return false;
     }

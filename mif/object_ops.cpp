@@ -26,7 +26,7 @@ void FreeElements(const Omif_Item *item, unsigned char *elements, int64_t count,
 }
 
 bool NoMemory(Oerr_ErrorReport **err) {
-    SetError(err, kItemCopy, 1, nullptr, L"No memory");
+    orvik::core::SetOutOfMemory(err, kItemCopy);
     return false;
 }
 

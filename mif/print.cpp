@@ -10,7 +10,7 @@
 
 #include "core/guard.hpp"
 #include "mif/item_types.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -208,7 +208,7 @@ class ValuePrinter {
 
 extern "C" {
 
-ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err) {
+ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_FprintfDesign";
     return Guarded<long>(err, kName, -1, [&]() -> long {
@@ -222,7 +222,7 @@ ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_Er
 }
 
 ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *dictionary,
-                                      Oerr_ErrorReport **err) {
+                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_FprintfDictionary";
     return Guarded<long>(err, kName, -1, [&]() -> long {
@@ -238,7 +238,7 @@ ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *diction
 }
 
 ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item *item,
-                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err) {
+                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_FprintfItem";
     return Guarded<long>(err, kName, -1, [&]() -> long {

@@ -5,7 +5,7 @@
 
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 #include <orvik/omif.h>
 
 using orvik::core::Guarded;
@@ -55,13 +55,13 @@ std::string BlockText(const Omif_PTR &block) {
 
 extern "C" {
 
-ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_standard, name, err);
     if (!design) SetError(err, L"omif_StandardDesignFetch", 1, err ? *err : nullptr, L"omif_BuiltinDesignFetch failed");
     return design;
 }
 
-ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text, Oerr_ErrorReport **err) {
+ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_OmifStringFromString";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
@@ -87,7 +87,7 @@ ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text, 
     });
 }
 
-ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_OmifStringToString";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
@@ -109,7 +109,7 @@ ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorRep
 }
 
 ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String *src,
-                                             Oerr_ErrorReport **err) {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_OmifStringFromOmifString";
     if (err) *err = nullptr;
     if (!dst) {
@@ -129,7 +129,7 @@ ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String
     return 0;
 }
 
-ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err) {
+ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_PTRCopyContents";
     if (err) *err = nullptr;
     if (!dst || !src) {
@@ -156,14 +156,14 @@ ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_Err
     return 0;
 }
 
-ORVIK_API void omif_PTRFreeContents(Omif_PTR *block) {
+ORVIK_API void omif_PTRFreeContents(Omif_PTR *block) ORVIK_NOEXCEPT {
     if (!block) return;
     omsc_HeapFree(block->data);
     block->data = nullptr;
     block->count = 0;
 }
 
-ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src) {
+ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src) ORVIK_NOEXCEPT {
     if (!dst || !src || dst == src) return;
     omif_PTRFreeContents(dst);
     *dst = *src;
@@ -171,7 +171,7 @@ ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src) {
     src->data = nullptr;
 }
 
-ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b) {
+ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b) ORVIK_NOEXCEPT {
     if (!a || !b) return a == b ? OMSC_TRUE : OMSC_FALSE;
     if (a->count != b->count || !a->data != !b->data) return OMSC_FALSE;
     if (a->count > 0 && a->data && std::memcmp(a->data, b->data, static_cast<std::size_t>(a->count)) != 0)
@@ -180,7 +180,7 @@ ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b) {
 }
 
 ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObject *src,
-                                          Oerr_ErrorReport **err) {
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFObjectCopyContents";
     if (err) *err = nullptr;
     if (!dst || !src) {
@@ -201,21 +201,21 @@ ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObj
     return 0;
 }
 
-ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object) {
+ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object) ORVIK_NOEXCEPT {
     if (!object) return;
     omif_PTRFreeContents(&object->typeName);
     omif_PTRFreeContents(&object->dictionary);
     omif_PTRFreeContents(&object->data);
 }
 
-ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src) {
+ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src) ORVIK_NOEXCEPT {
     if (!dst || !src) return;
     omif_PTRTransferContents(&dst->typeName, &src->typeName);
     omif_PTRTransferContents(&dst->dictionary, &src->dictionary);
     omif_PTRTransferContents(&dst->data, &src->data);
 }
 
-ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b) {
+ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b) ORVIK_NOEXCEPT {
     if (!a || !b) return a == b ? OMSC_TRUE : OMSC_FALSE;
     return omif_PTRIsSame(&a->typeName, &b->typeName) && omif_PTRIsSame(&a->dictionary, &b->dictionary) &&
                    omif_PTRIsSame(&a->data, &b->data)
@@ -223,13 +223,13 @@ ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_
                : OMSC_FALSE;
 }
 
-ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object) {
+ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object) ORVIK_NOEXCEPT {
     omif_MIFObjectFreeContents(object);
     omsc_HeapFree(object);
 }
 
 ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Design *design,
-                                              Omif_PTR *block, Oerr_ErrorReport **err) {
+                                              Omif_PTR *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertToMIF";
     if (err) *err = nullptr;
     if (!object || !design || !block) {
@@ -260,7 +260,7 @@ ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Des
 }
 
 ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omif_Design *design,
-                                                void *object, Oerr_ErrorReport **err) {
+                                                void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertFromMIF";
     if (err) *err = nullptr;
     if (!block || !design || !object || block->count < 0 || (block->count > 0 && !block->data)) {
@@ -283,7 +283,7 @@ ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omi
 }
 
 ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Omif_Design *design,
-                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err) {
+                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertToMIFObject";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
@@ -326,7 +326,7 @@ ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Om
 
 ORVIK_API long omif_MIFableObjectConvertFromMIFObject(const Omif_MIFObject *src,
                                                       const Omif_Design *design, void *object,
-                                                      Oerr_ErrorReport **err) {
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertFromMIFObject";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {

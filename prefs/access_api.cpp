@@ -89,7 +89,7 @@ Opmg_Preference TextValue(Opmg_Type type, const wchar_t *text) {
 extern "C" {
 
 ORVIK_API wchar_t *opmg_GetStringPreference(const wchar_t *category, const wchar_t *name,
-                                            Oerr_ErrorReport **err) {
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetStringPreference";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {
@@ -99,7 +99,7 @@ ORVIK_API wchar_t *opmg_GetStringPreference(const wchar_t *category, const wchar
 }
 
 ORVIK_API double opmg_GetNumberPreference(const wchar_t *category, const wchar_t *name,
-                                          Oerr_ErrorReport **err) {
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetNumberPreference";
     if (err) *err = nullptr;
     return Guarded<double>(err, fn, 0.0, [&]() -> double {
@@ -109,7 +109,7 @@ ORVIK_API double opmg_GetNumberPreference(const wchar_t *category, const wchar_t
 }
 
 ORVIK_API Omsc_Boolean opmg_GetBooleanPreference(const wchar_t *category, const wchar_t *name,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetBooleanPreference";
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, fn, OMSC_FALSE, [&]() -> Omsc_Boolean {
@@ -120,7 +120,7 @@ ORVIK_API Omsc_Boolean opmg_GetBooleanPreference(const wchar_t *category, const 
 }
 
 ORVIK_API wchar_t *opmg_GetEnumPreference(const wchar_t *category, const wchar_t *name,
-                                          Oerr_ErrorReport **err) {
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetEnumPreference";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {
@@ -130,7 +130,7 @@ ORVIK_API wchar_t *opmg_GetEnumPreference(const wchar_t *category, const wchar_t
 }
 
 ORVIK_API long opmg_GetColorPreference(const wchar_t *category, const wchar_t *name,
-                                       Opmg_Color *color, Oerr_ErrorReport **err) {
+                                       Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetColorPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -146,7 +146,7 @@ ORVIK_API long opmg_GetColorPreference(const wchar_t *category, const wchar_t *n
 }
 
 ORVIK_API long opmg_PutStringPreference(const wchar_t *category, const wchar_t *name,
-                                        const wchar_t *value, Oerr_ErrorReport **err) {
+                                        const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutStringPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -155,7 +155,7 @@ ORVIK_API long opmg_PutStringPreference(const wchar_t *category, const wchar_t *
 }
 
 ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *name,
-                                        double value, Oerr_ErrorReport **err) {
+                                        double value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutNumberPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -167,7 +167,7 @@ ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *
 }
 
 ORVIK_API long opmg_PutBooleanPreference(const wchar_t *category, const wchar_t *name,
-                                         Omsc_Boolean value, Oerr_ErrorReport **err) {
+                                         Omsc_Boolean value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutBooleanPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -177,7 +177,7 @@ ORVIK_API long opmg_PutBooleanPreference(const wchar_t *category, const wchar_t 
 }
 
 ORVIK_API long opmg_PutEnumPreference(const wchar_t *category, const wchar_t *name,
-                                      const wchar_t *value, Oerr_ErrorReport **err) {
+                                      const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutEnumPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -186,7 +186,7 @@ ORVIK_API long opmg_PutEnumPreference(const wchar_t *category, const wchar_t *na
 }
 
 ORVIK_API long opmg_PutColorPreference(const wchar_t *category, const wchar_t *name,
-                                       const Opmg_Color *color, Oerr_ErrorReport **err) {
+                                       const Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutColorPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -202,7 +202,7 @@ ORVIK_API long opmg_PutColorPreference(const wchar_t *category, const wchar_t *n
 }
 
 ORVIK_API Opmg_Preference *opmg_GetPreference(const wchar_t *category, const wchar_t *name,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetPreference";
     if (err) *err = nullptr;
     return Guarded<Opmg_Preference *>(err, fn, nullptr, [&]() -> Opmg_Preference * {
@@ -216,7 +216,7 @@ ORVIK_API Opmg_Preference *opmg_GetPreference(const wchar_t *category, const wch
 }
 
 ORVIK_API long opmg_PutPreference(const wchar_t *category, const wchar_t *name,
-                                  const Opmg_Preference *value, Oerr_ErrorReport **err) {
+                                  const Opmg_Preference *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -228,14 +228,14 @@ ORVIK_API long opmg_PutPreference(const wchar_t *category, const wchar_t *name,
     });
 }
 
-ORVIK_API void opmg_PreferenceFree(Opmg_Preference *value) {
+ORVIK_API void opmg_PreferenceFree(Opmg_Preference *value) ORVIK_NOEXCEPT {
     if (!value) return;
     ClearValue(*value);
     omsc_HeapFree(value);
 }
 
 ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PreferenceDup";
     if (err) *err = nullptr;
     return Guarded<Opmg_Preference *>(err, fn, nullptr, [&]() -> Opmg_Preference * {
@@ -254,7 +254,7 @@ ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value,
 }
 
 ORVIK_API long opmg_ParameterValueCopy(Opmg_Preference *destination,
-                                       const Opmg_Preference *source, Oerr_ErrorReport **err) {
+                                       const Opmg_Preference *source, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_ParameterValueCopy";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

@@ -12,7 +12,7 @@
 
 #include "core/guard.hpp"
 #include "prefs/report.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace orvik::prefs {
 

@@ -48,7 +48,7 @@ extern "C" {
 
 ORVIK_API long opmg_AddPreferenceCallback(const wchar_t *category, const wchar_t *name,
                                           Opmg_CallbackFunc function, void *clientData,
-                                          Oerr_ErrorReport **err) {
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_AddPreferenceCallback";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -58,7 +58,7 @@ ORVIK_API long opmg_AddPreferenceCallback(const wchar_t *category, const wchar_t
 
 ORVIK_API long opmg_RemovePreferenceCallback(const wchar_t *category, const wchar_t *name,
                                              Opmg_CallbackFunc function, void *clientData,
-                                             Oerr_ErrorReport **err) {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_RemovePreferenceCallback";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -68,7 +68,7 @@ ORVIK_API long opmg_RemovePreferenceCallback(const wchar_t *category, const wcha
 
 ORVIK_API long opmg_AddCallback(const wchar_t *category, const wchar_t *name,
                                 Opmg_CallbackFunc function, void *clientData,
-                                Oerr_ErrorReport **err) {
+                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_AddCallback";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -85,7 +85,7 @@ ORVIK_API long opmg_AddCallback(const wchar_t *category, const wchar_t *name,
 
 ORVIK_API long opmg_RemoveCallback(const wchar_t *category, const wchar_t *name,
                                    Opmg_CallbackFunc function, void *clientData,
-                                   Oerr_ErrorReport **err) {
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_RemoveCallback";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -101,7 +101,7 @@ ORVIK_API long opmg_RemoveCallback(const wchar_t *category, const wchar_t *name,
 
 ORVIK_API long opmg_GetCallbackList(const wchar_t *category, const wchar_t *name,
                                     Opmg_CallbackEntry *entries, long capacity,
-                                    Oerr_ErrorReport **err) {
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetCallbackList";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

@@ -30,7 +30,7 @@ Opmg_Category *CopyMatching(const Opmg_Category *list, const wchar_t *pattern) {
 
 extern "C" {
 
-ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err) {
+ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetCategoryList";
     if (err) *err = nullptr;
     return Guarded<Opmg_Category *>(err, fn, nullptr, [&] {
@@ -42,7 +42,7 @@ ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err) {
 
 ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list,
                                                  const wchar_t *pattern,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_FilterCategoryList";
     if (err) *err = nullptr;
     return Guarded<Opmg_Category *>(err, fn, nullptr,
@@ -50,7 +50,7 @@ ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list,
 }
 
 ORVIK_API long opmg_CopyCategory(Opmg_Category **list, const wchar_t *from, const wchar_t *to,
-                                 Oerr_ErrorReport **err) {
+                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_CopyCategory";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -81,7 +81,7 @@ ORVIK_API long opmg_CopyCategory(Opmg_Category **list, const wchar_t *from, cons
     });
 }
 
-ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name) {
+ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name) ORVIK_NOEXCEPT {
     if (!list) return OMSC_FALSE;
     for (Opmg_Category **at = list; *at; at = &(*at)->next) {
         if (name && (*at)->name && std::wcscmp((*at)->name, name) == 0) {
@@ -94,15 +94,15 @@ ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *
     return OMSC_FALSE;
 }
 
-ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name) {
+ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name) ORVIK_NOEXCEPT {
     return FindCategory(list, name);
 }
 
-ORVIK_API void opmg_FreeCategoryList(Opmg_Category *list) { FreeList(list); }
+ORVIK_API void opmg_FreeCategoryList(Opmg_Category *list) ORVIK_NOEXCEPT { FreeList(list); }
 
-ORVIK_API void opmg_FreeCatList(Opmg_Category *category) { FreeCategory(category); }
+ORVIK_API void opmg_FreeCatList(Opmg_Category *category) ORVIK_NOEXCEPT { FreeCategory(category); }
 
-ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list) {
+ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list) ORVIK_NOEXCEPT {
     if (!list) return nullptr;
     while (list->next) list = list->next;
     return const_cast<Opmg_Category *>(list);
@@ -111,7 +111,7 @@ ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list) {
 ORVIK_API Opmg_Parameter *opmg_CategoryListFindParameterInCategory(const Opmg_Category *list,
                                                                    const wchar_t *category,
                                                                    const wchar_t *name,
-                                                                   Oerr_ErrorReport **err) {
+                                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_CategoryListFindParameterInCategory";
     if (err) *err = nullptr;
     Opmg_Parameter *p = FindParameter(FindCategory(list, category), name);

@@ -39,9 +39,9 @@ void NotFound(Oerr_ErrorReport **err, const wchar_t *fn, const wchar_t *category
 
 extern "C" {
 
-ORVIK_API void *oprf_DefaultData(void) { return &TheModule().database; }
+ORVIK_API void *oprf_DefaultData(void) ORVIK_NOEXCEPT { return &TheModule().database; }
 
-ORVIK_API long oprf_DefaultDatabaseInitialize(void *data, Oerr_ErrorReport **err) {
+ORVIK_API long oprf_DefaultDatabaseInitialize(void * /*data*/, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultDatabaseInitialize";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -67,7 +67,7 @@ ORVIK_API long oprf_DefaultDatabaseInitialize(void *data, Oerr_ErrorReport **err
     });
 }
 
-ORVIK_API long oprf_DefaultDatabaseTerminate(void *data, Oerr_ErrorReport **err) {
+ORVIK_API long oprf_DefaultDatabaseTerminate(void * /*data*/, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     orvik::core::SetHeapSizePreferenceLookup(nullptr);
     Module &m = TheModule();
@@ -77,14 +77,14 @@ ORVIK_API long oprf_DefaultDatabaseTerminate(void *data, Oerr_ErrorReport **err)
     return 0;
 }
 
-ORVIK_API long oprf_DefaultDatabaseFlush(void *data, Oerr_ErrorReport **err) {
+ORVIK_API long oprf_DefaultDatabaseFlush(void * /*data*/, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return 0;
 }
 
-ORVIK_API long oprf_DefaultPreferenceAddCB(void *data, const wchar_t *category,
+ORVIK_API long oprf_DefaultPreferenceAddCB(void * /*data*/, const wchar_t *category,
                                            const wchar_t *name, Opmg_CallbackFunc function,
-                                           void *clientData, Oerr_ErrorReport **err) {
+                                           void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultPreferenceAddCB";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -103,9 +103,9 @@ ORVIK_API long oprf_DefaultPreferenceAddCB(void *data, const wchar_t *category,
     });
 }
 
-ORVIK_API long oprf_DefaultPreferenceRemCB(void *data, const wchar_t *category,
+ORVIK_API long oprf_DefaultPreferenceRemCB(void * /*data*/, const wchar_t *category,
                                            const wchar_t *name, Opmg_CallbackFunc function,
-                                           void *clientData, Oerr_ErrorReport **err) {
+                                           void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultPreferenceRemCB";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -129,9 +129,9 @@ ORVIK_API long oprf_DefaultPreferenceRemCB(void *data, const wchar_t *category,
     });
 }
 
-ORVIK_API long oprf_DefaultPreferenceGet(void *data, const wchar_t *category,
+ORVIK_API long oprf_DefaultPreferenceGet(void * /*data*/, const wchar_t *category,
                                          const wchar_t *name, Opmg_Preference *value,
-                                         Oerr_ErrorReport **err) {
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultPreferenceGet";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -168,9 +168,9 @@ ORVIK_API long oprf_DefaultPreferenceGet(void *data, const wchar_t *category,
     });
 }
 
-ORVIK_API long oprf_DefaultPreferencePut(void *data, const wchar_t *category,
+ORVIK_API long oprf_DefaultPreferencePut(void * /*data*/, const wchar_t *category,
                                          const wchar_t *name, const Opmg_Preference *value,
-                                         Oerr_ErrorReport **err) {
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultPreferencePut";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

@@ -278,7 +278,7 @@ long ParseInto(const wchar_t *fileName, const char *text, size_t length, Opmg_Ca
 extern "C" {
 
 ORVIK_API long opmg_ParseText(const wchar_t *fileName, const char *text, size_t length,
-                              Opmg_Category **list, Oerr_ErrorReport **err) {
+                              Opmg_Category **list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, kParse, -1, [&]() -> long {
         if (!list) {
@@ -289,7 +289,7 @@ ORVIK_API long opmg_ParseText(const wchar_t *fileName, const char *text, size_t 
     });
 }
 
-ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list, Oerr_ErrorReport **err) {
+ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, kParse, -1, [&]() -> long {
         if (!list || !fileName) {
@@ -306,7 +306,7 @@ ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list, Oerr_Er
     });
 }
 
-ORVIK_API Opmg_Category *opmg_LoadPDFs(Oerr_ErrorReport **err) {
+ORVIK_API Opmg_Category *opmg_LoadPDFs(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_LoadPDFs";
     if (err) *err = nullptr;
     return Guarded<Opmg_Category *>(err, fn, nullptr, [&]() -> Opmg_Category * {

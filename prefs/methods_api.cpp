@@ -101,11 +101,11 @@ long SetMethods(long firstKey, va_list &args) {
 
 extern "C" {
 
-ORVIK_API long opmg_PreferenceImplementationMethodsSetVaPtr(long key, va_list *args) {
+ORVIK_API long opmg_PreferenceImplementationMethodsSetVaPtr(long key, va_list *args) ORVIK_NOEXCEPT {
     return SetMethods(key, *args);
 }
 
-ORVIK_API long opmg_PreferenceImplementationMethodsSet(long key, ...) {
+ORVIK_API long opmg_PreferenceImplementationMethodsSet(long key, ...) ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, key);
     const long rc = SetMethods(key, args);
@@ -113,7 +113,7 @@ ORVIK_API long opmg_PreferenceImplementationMethodsSet(long key, ...) {
     return rc;
 }
 
-ORVIK_API void opmg_PreferenceImplementationChangeDisable(const wchar_t *by) {
+ORVIK_API void opmg_PreferenceImplementationChangeDisable(const wchar_t *by) ORVIK_NOEXCEPT {
     try {
         Module &m = TheModule();
         std::lock_guard<std::mutex> lock(m.mutex);
@@ -122,7 +122,7 @@ ORVIK_API void opmg_PreferenceImplementationChangeDisable(const wchar_t *by) {
     }
 }
 
-ORVIK_API long opmg_Init(Oerr_ErrorReport **err) {
+ORVIK_API long opmg_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_Init";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -145,7 +145,7 @@ ORVIK_API long opmg_Init(Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API long opmg_Close(Oerr_ErrorReport **err) {
+ORVIK_API long opmg_Close(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_Close";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -165,7 +165,7 @@ ORVIK_API long opmg_Close(Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err) {
+ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_InitPreferenceFileName";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -180,7 +180,7 @@ ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport
     });
 }
 
-ORVIK_API wchar_t *opmg_GetPreferenceFileName(Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *opmg_GetPreferenceFileName(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetPreferenceFileName";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {
@@ -196,25 +196,25 @@ ORVIK_API wchar_t *opmg_GetPreferenceFileName(Oerr_ErrorReport **err) {
     });
 }
 
-ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on) {
+ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on) ORVIK_NOEXCEPT {
     Module &m = TheModule();
     std::lock_guard<std::mutex> lock(m.mutex);
     m.logging = on != OMSC_FALSE;
 }
 
-ORVIK_API Omsc_Boolean opmg_PreferenceChangesUnsaved(void) {
+ORVIK_API Omsc_Boolean opmg_PreferenceChangesUnsaved(void) ORVIK_NOEXCEPT {
     Module &m = TheModule();
     std::lock_guard<std::mutex> lock(m.mutex);
     return m.database.unsaved ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API void *opmg_GetGlobalPreferenceHandle(void) {
+ORVIK_API void *opmg_GetGlobalPreferenceHandle(void) ORVIK_NOEXCEPT {
     Module &m = TheModule();
     std::lock_guard<std::mutex> lock(m.mutex);
     return m.installed ? m.methods.data : nullptr;
 }
 
-ORVIK_API wchar_t *opmg_GetDataBaseType(Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *opmg_GetDataBaseType(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_GetDataBaseType";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {

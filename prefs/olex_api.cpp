@@ -10,7 +10,7 @@
 #include "prefs/grammar.hpp"
 #include "prefs/parse_context.hpp"
 #include "prefs/scanner.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -65,7 +65,7 @@ void ParseContext::Report(int line, int column, const std::string &message) {
 
 extern "C" ORVIK_API long olex_Parse(const wchar_t *fileName, const char *text, size_t length,
                                      Olex_ClauseFunc function, void *clientData,
-                                     Oerr_ErrorReport **err) {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"olex_Parse";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

@@ -14,7 +14,7 @@
 #include "prefs/registry.hpp"
 #include "prefs/report.hpp"
 #include "prefs/store.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -145,13 +145,13 @@ long ApplyElement(const std::wstring &element, const std::wstring &fileName, Opm
 extern "C" {
 
 ORVIK_API long opmg_PrfParseText(const wchar_t *fileName, const char *text, size_t length,
-                                 Opmg_Category *list, Oerr_ErrorReport **err) {
+                                 Opmg_Category *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, kPrfParse, -1,
                          [&] { return ApplyText(fileName, text, length, list, err); });
 }
 
-ORVIK_API long opmg_PrfParse(Opmg_Category *list, Oerr_ErrorReport **err) {
+ORVIK_API long opmg_PrfParse(Opmg_Category *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, kPrfParse, -1, [&]() -> long {
         std::wstring fileName;

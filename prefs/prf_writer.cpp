@@ -6,8 +6,8 @@
 #include "core/guard.hpp"
 #include "prefs/atomic_file.hpp"
 #include "prefs/report.hpp"
-#include "strings/format.hpp"
-#include "strings/utf8.hpp"
+#include "core/format.hpp"
+#include "core/utf8.hpp"
 
 using orvik::text::Format;
 

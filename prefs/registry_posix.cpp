@@ -11,8 +11,8 @@
 #include "prefs/prf_text.hpp"
 #include "prefs/report.hpp"
 #include "strings/environment.hpp"
-#include "strings/format.hpp"
-#include "strings/utf8.hpp"
+#include "core/format.hpp"
+#include "core/utf8.hpp"
 
 using orvik::core::SetError;
 

@@ -16,7 +16,7 @@
 #include "prefs/registry.hpp"
 #include "prefs/report.hpp"
 #include "strings/environment.hpp"
-#include "strings/format.hpp"
+#include "core/format.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -204,20 +204,20 @@ long Save(const wchar_t *fn, bool global, Oerr_ErrorReport **err) {
 
 extern "C" {
 
-ORVIK_API long opmg_SaveUserPreference(Oerr_ErrorReport **err) {
+ORVIK_API long opmg_SaveUserPreference(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_SaveUserPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] { return Save(fn, false, err); });
 }
 
-ORVIK_API long opmg_SaveGlobalPreference(Oerr_ErrorReport **err) {
+ORVIK_API long opmg_SaveGlobalPreference(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_SaveGlobalPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] { return Save(fn, true, err); });
 }
 
 ORVIK_API long opmg_WritePreferenceFile(const Opmg_Category *list, const wchar_t *fileName,
-                                        Oerr_ErrorReport **err) {
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_WritePreferenceFile";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

@@ -12,7 +12,7 @@
 using namespace orvik::stats;
 
 extern "C" ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, int32_t x,
-                                                   int32_t y) {
+                                                   int32_t y) ORVIK_NOEXCEPT {
     if (!list || !IsValidList(*list)) {
         return -1;
     }
@@ -46,7 +46,7 @@ extern "C" ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, in
     return pos;
 }
 
-extern "C" ORVIK_API int32_t ohst_BreakPointDelete(Ohst_BreakPointList *list, int32_t index) {
+extern "C" ORVIK_API int32_t ohst_BreakPointDelete(Ohst_BreakPointList *list, int32_t index) ORVIK_NOEXCEPT {
     if (!list || !IsValidList(*list) || index < 0 || index >= list->count) {
         return -1;
     }
@@ -60,7 +60,7 @@ extern "C" ORVIK_API int32_t ohst_BreakPointDelete(Ohst_BreakPointList *list, in
     return list->count;
 }
 
-extern "C" ORVIK_API int ohst_BreakPointCompare(const void *a, const void *b) {
+extern "C" ORVIK_API int ohst_BreakPointCompare(const void *a, const void *b) ORVIK_NOEXCEPT {
     const auto *pa = static_cast<const Ohst_BreakPoint *>(a);
     const auto *pb = static_cast<const Ohst_BreakPoint *>(b);
     // The plain difference, wrapping like 32-bit arithmetic instead of overflowing.
@@ -79,7 +79,7 @@ int CompareByX(const void *a, const void *b) {
 
 } // namespace
 
-extern "C" ORVIK_API void ohst_BreakPointSort(Ohst_BreakPointList *list) {
+extern "C" ORVIK_API void ohst_BreakPointSort(Ohst_BreakPointList *list) ORVIK_NOEXCEPT {
     if (list && IsValidList(*list) && list->count > 1) {
         std::qsort(list->points, static_cast<size_t>(list->count), sizeof(Ohst_BreakPoint),
                    CompareByX);
@@ -87,7 +87,7 @@ extern "C" ORVIK_API void ohst_BreakPointSort(Ohst_BreakPointList *list) {
 }
 
 extern "C" ORVIK_API Ohst_BreakPoint *
-ohst_BreakPointDeleteRedundants(const Ohst_BreakPointList *list, int32_t *countOut) {
+ohst_BreakPointDeleteRedundants(const Ohst_BreakPointList *list, int32_t *countOut) ORVIK_NOEXCEPT {
     if (countOut) {
         *countOut = 0;
     }
@@ -115,7 +115,7 @@ ohst_BreakPointDeleteRedundants(const Ohst_BreakPointList *list, int32_t *countO
 }
 
 extern "C" ORVIK_API int32_t ohst_FindNearestPoint(const Ohst_BreakPointList *list, int32_t x,
-                                                   int32_t y, double *distance) {
+                                                   int32_t y, double *distance) ORVIK_NOEXCEPT {
     if (!list || !IsValidList(*list) || list->count == 0) {
         return -1;
     }

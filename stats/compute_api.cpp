@@ -46,7 +46,7 @@ Osta_Histogram *NewHistogram(Odsc_BinFunctionType type, int32_t nBins, double lo
 extern "C" ORVIK_API Osta_Statistics *
 osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *excluded,
                        const Osta_SkipFactors *skip, Osta_Statistics *statistics,
-                       Osta_Histogram **histogram, Oerr_ErrorReport **err) {
+                       Osta_Histogram **histogram, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Osta_Statistics *>(err, kFn, nullptr, [&]() -> Osta_Statistics * {
         if (!IsSampleable(data)) {

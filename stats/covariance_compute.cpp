@@ -92,7 +92,7 @@ void Accumulate(const Ogda_BaseDataStack *s, const Grid *grids, const ExcludedSe
 extern "C" ORVIK_API Osta_Covariance *
 osta_CovarianceCompute(const Ogda_BaseDataStack *layers, const Osta_ExcludedValues *excluded,
                        const Osta_SkipFactors *skip, Osta_Covariance *covariance,
-                       Oerr_ErrorReport **err) {
+                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
         if (!layers || layers->count < 1 || layers->count > OGDA_MATRIX_MAX_ORDER ||

@@ -15,7 +15,7 @@
 using namespace orvik::stats;
 
 extern "C" ORVIK_API int32_t ohst_HistogramEqualize(const Ohst_Histogram *histogram, Ohst_LUT *lut,
-                                                    int32_t nLevels) {
+                                                    int32_t nLevels) ORVIK_NOEXCEPT {
     const int64_t bins = HistogramBins(histogram);
     if (bins == 0 || !IsValidLut(lut) || nLevels < 1) {
         return -1;

@@ -9,7 +9,7 @@ using namespace orvik::stats;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
 
-extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_ErrorReport **err) {
+extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_HistogramCreate";
     if (err) {
         *err = nullptr;
@@ -35,7 +35,7 @@ extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_Er
 
 extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCopy(const Ohst_Histogram *source,
                                                         Ohst_Histogram *destination,
-                                                        Oerr_ErrorReport **err) {
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_HistogramCopy";
     if (err) {
         *err = nullptr;
@@ -73,14 +73,14 @@ extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCopy(const Ohst_Histogram *so
     return out;
 }
 
-extern "C" ORVIK_API void ohst_HistogramDelete(Ohst_Histogram *histogram) {
+extern "C" ORVIK_API void ohst_HistogramDelete(Ohst_Histogram *histogram) ORVIK_NOEXCEPT {
     if (histogram) {
         omsc_HeapFree(histogram->counts);
         omsc_HeapFree(histogram);
     }
 }
 
-extern "C" ORVIK_API uint32_t ohst_GetHistogramMaxCount(const Ohst_Histogram *histogram) {
+extern "C" ORVIK_API uint32_t ohst_GetHistogramMaxCount(const Ohst_Histogram *histogram) ORVIK_NOEXCEPT {
     const int64_t bins = HistogramBins(histogram);
     return bins == 0 ? 0 : *std::max_element(histogram->counts, histogram->counts + bins);
 }

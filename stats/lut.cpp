@@ -9,7 +9,7 @@ using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
 
 extern "C" ORVIK_API Ohst_LUT *ohst_LUTCreate(int32_t inMax, int32_t outMax, int32_t nBreakPoints,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_LUTCreate";
     if (err) {
         *err = nullptr;
@@ -38,8 +38,8 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCreate(int32_t inMax, int32_t outMax, int
         SetOutOfMemory(err, kFn);
         return nullptr;
     }
-    lut->breakPoints.count = nBreakPoints;
-    lut->breakPoints.points = points;
+    lut->nBreakPoints = nBreakPoints;
+    lut->breakPoints = points;
     lut->table = table;
     lut->inMax = inMax;
     lut->outMax = outMax;
@@ -47,7 +47,7 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCreate(int32_t inMax, int32_t outMax, int
 }
 
 extern "C" ORVIK_API Ohst_LUT *ohst_LUTCopy(const Ohst_LUT *source, Ohst_LUT *destination,
-                                            Oerr_ErrorReport **err) {
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_LUTCopy";
     if (err) {
         *err = nullptr;
@@ -59,7 +59,7 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCopy(const Ohst_LUT *source, Ohst_LUT *de
     if (source == destination) {
         return destination;
     }
-    const int32_t count = source->breakPoints.count;
+    const int32_t count = source->nBreakPoints;
     const int64_t entries = int64_t{source->inMax} + 1;
     Ohst_LUT *out =
         destination ? destination : static_cast<Ohst_LUT *>(omsc_HeapMalloc(sizeof(Ohst_LUT)));
@@ -76,21 +76,21 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCopy(const Ohst_LUT *source, Ohst_LUT *de
     }
     std::memcpy(table, source->table, sizeof(int32_t) * entries);
     if (count > 0) {
-        std::memcpy(points, source->breakPoints.points, sizeof(Ohst_BreakPoint) * count);
+        std::memcpy(points, source->breakPoints, sizeof(Ohst_BreakPoint) * count);
     }
     omsc_HeapFree(out->table);
-    omsc_HeapFree(out->breakPoints.points);
-    out->breakPoints.count = count;
-    out->breakPoints.points = points;
+    omsc_HeapFree(out->breakPoints);
+    out->nBreakPoints = count;
+    out->breakPoints = points;
     out->table = table;
     out->inMax = source->inMax;
     out->outMax = source->outMax;
     return out;
 }
 
-extern "C" ORVIK_API void ohst_LUTDelete(Ohst_LUT *lut) {
+extern "C" ORVIK_API void ohst_LUTDelete(Ohst_LUT *lut) ORVIK_NOEXCEPT {
     if (lut) {
-        omsc_HeapFree(lut->breakPoints.points);
+        omsc_HeapFree(lut->breakPoints);
         omsc_HeapFree(lut->table);
         omsc_HeapFree(lut);
     }

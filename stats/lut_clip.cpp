@@ -6,7 +6,7 @@
 
 using namespace orvik::stats;
 
-extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err) {
+extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_LUTClip";
     if (err) {
         *err = nullptr;
@@ -16,8 +16,8 @@ extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err)
         return -1;
     }
     return orvik::core::Guarded<int32_t>(err, kFn, -1, [&] {
-        Ohst_BreakPoint *p = lut->breakPoints.points;
-        const int32_t count = lut->breakPoints.count;
+        Ohst_BreakPoint *p = lut->breakPoints;
+        const int32_t count = lut->nBreakPoints;
         std::stable_sort(p, p + count, [](const Ohst_BreakPoint &a, const Ohst_BreakPoint &b) {
             return a.x < b.x;
         });
@@ -40,7 +40,7 @@ extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err)
             p[kept++] = q;
             keptShift = magnitude;
         }
-        lut->breakPoints.count = kept;
+        lut->nBreakPoints = kept;
         return kept;
     });
 }

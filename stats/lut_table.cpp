@@ -55,7 +55,7 @@ void FillTable(const Ohst_BreakPoint *points, int32_t count, int32_t *table, int
 
 using namespace orvik::stats;
 
-extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorReport **err) {
+extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_BreakPointsToTable";
     if (err) {
         *err = nullptr;
@@ -64,10 +64,10 @@ extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorRe
         orvik::core::SetError(err, kFn, 1, nullptr, L"Bad LUT");
         return -1;
     }
-    if (lut->breakPoints.count == 0) {
+    if (lut->nBreakPoints == 0) {
         orvik::core::SetError(err, kFn, 2, nullptr, L"The LUT has no breakpoints");
         return -1;
     }
-    FillTable(lut->breakPoints.points, lut->breakPoints.count, lut->table, lut->inMax, lut->outMax);
+    FillTable(lut->breakPoints, lut->nBreakPoints, lut->table, lut->inMax, lut->outMax);
     return 0;
 }

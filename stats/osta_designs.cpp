@@ -57,20 +57,20 @@ Omif_Design *Fetch(const wchar_t *function, const wchar_t *name, Oerr_ErrorRepor
 
 extern "C" {
 
-ORVIK_API Omif_Design *osta_StatisticsDesignFetch(Oerr_ErrorReport **err) {
+ORVIK_API Omif_Design *osta_StatisticsDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Fetch(L"osta_StatisticsDesignFetch", L"Osta_Statistics", err);
 }
-ORVIK_API Omif_Design *osta_CovarianceDesignFetch(Oerr_ErrorReport **err) {
+ORVIK_API Omif_Design *osta_CovarianceDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Fetch(L"osta_CovarianceDesignFetch", L"Osta_Covariance", err);
 }
-ORVIK_API Omif_Design *osta_ExcludedValuesDesignFetch(Oerr_ErrorReport **err) {
+ORVIK_API Omif_Design *osta_ExcludedValuesDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Fetch(L"osta_ExcludedValuesDesignFetch", L"Osta_ExcludedValues", err);
 }
-ORVIK_API Omif_Design *osta_SkipFactorsDesignFetch(Oerr_ErrorReport **err) {
+ORVIK_API Omif_Design *osta_SkipFactorsDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Fetch(L"osta_SkipFactorsDesignFetch", L"Osta_SkipFactors", err);
 }
 
-ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err) {
+ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_Init";
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, kFn, OMSC_FALSE, [&] {

@@ -36,7 +36,7 @@ void Warn(const wchar_t *function, long number, const wchar_t *message) {
 extern "C" {
 
 ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFunction, int32_t nBins,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_HistogramCreate";
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
@@ -74,7 +74,7 @@ ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFuncti
 
 ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
                                              Osta_Histogram *destination,
-                                             Oerr_ErrorReport **err) {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_HistogramCopy";
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
@@ -110,7 +110,7 @@ ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
     });
 }
 
-ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram) {
+ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram) ORVIK_NOEXCEPT {
     if (!histogram) return;
     odsc_BinFunctionDelete(histogram->binFunction);
     ogda_BaseDataDelete(histogram->table, nullptr);
@@ -119,7 +119,7 @@ ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram) {
 
 ORVIK_API Osta_Histogram *osta_HistogramBinFunctionReplace(Osta_Histogram *histogram,
                                                            const Odsc_BinFunction *binFunction,
-                                                           Oerr_ErrorReport **err) {
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_HistogramBinFunctionReplace";
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
@@ -148,7 +148,7 @@ ORVIK_API Osta_Histogram *osta_HistogramBinFunctionReplace(Osta_Histogram *histo
 
 ORVIK_API Osta_Histogram *osta_HistogramTranslate(const Osta_Histogram *source,
                                                   Osta_Histogram *destination,
-                                                  Oerr_ErrorReport **err) {
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_HistogramTranslate";
     if (err) *err = nullptr;
     if (!IsValidHistogram(source) || !IsValidHistogram(destination) || source == destination) {

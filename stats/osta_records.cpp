@@ -67,23 +67,23 @@ extern "C" {
 
 // ---- Statistics ----------------------------------------------------------------------
 
-ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err) {
+ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return NewRecord<Osta_Statistics>(L"osta_StatisticsCreate", err);
 }
 
 ORVIK_API Osta_Statistics *osta_StatisticsCopy(const Osta_Statistics *source,
                                                Osta_Statistics *destination,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return CopyPlain(source, destination, L"osta_StatisticsCopy", err);
 }
 
-ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) { omsc_HeapFree(statistics); }
+ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) ORVIK_NOEXCEPT { omsc_HeapFree(statistics); }
 
 // ---- Skip factors --------------------------------------------------------------------
 
 ORVIK_API Osta_SkipFactors *osta_SkipFactorsCreate(int32_t skipFactorX, int32_t skipFactorY,
-                                                   Oerr_ErrorReport **err) {
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_SkipFactorsCreate";
     if (err) *err = nullptr;
     if (skipFactorX < 1 || skipFactorY < 1) {
@@ -98,15 +98,15 @@ ORVIK_API Osta_SkipFactors *osta_SkipFactorsCreate(int32_t skipFactorX, int32_t 
 
 ORVIK_API Osta_SkipFactors *osta_SkipFactorsCopy(const Osta_SkipFactors *source,
                                                  Osta_SkipFactors *destination,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return CopyPlain(source, destination, L"osta_SkipFactorsCopy", err);
 }
 
-ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) { omsc_HeapFree(skipFactors); }
+ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) ORVIK_NOEXCEPT { omsc_HeapFree(skipFactors); }
 
 // ---- Covariance ----------------------------------------------------------------------
 
-ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err) {
+ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceCreate";
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
@@ -133,7 +133,7 @@ ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorRepo
 
 ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
                                                Osta_Covariance *destination,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceCopy";
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
@@ -159,14 +159,14 @@ ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
     });
 }
 
-ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err) {
+ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!covariance) return;
     ogda_BaseDataDeleteContents(&covariance->covariance, nullptr);
     std::memset(covariance, 0, sizeof *covariance);
 }
 
-ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err) {
+ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     osta_CovarianceDestroy(covariance, err);
     omsc_HeapFree(covariance);
 }
@@ -174,7 +174,7 @@ ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorRepo
 // ---- Excluded values -----------------------------------------------------------------
 
 ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCreate(const Ogda_BaseData *values,
-                                                         Oerr_ErrorReport **err) {
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_ExcludedValuesCreate";
     if (err) *err = nullptr;
     return Guarded<Osta_ExcludedValues *>(err, kFn, nullptr, [&]() -> Osta_ExcludedValues * {
@@ -192,7 +192,7 @@ ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCreate(const Ogda_BaseData *va
 
 ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCopy(const Osta_ExcludedValues *source,
                                                        Osta_ExcludedValues *destination,
-                                                       Oerr_ErrorReport **err) {
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_ExcludedValuesCopy";
     if (err) *err = nullptr;
     return Guarded<Osta_ExcludedValues *>(err, kFn, nullptr, [&]() -> Osta_ExcludedValues * {
@@ -215,7 +215,7 @@ ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCopy(const Osta_ExcludedValues
     });
 }
 
-ORVIK_API void osta_ExcludedValuesDelete(Osta_ExcludedValues *excluded) {
+ORVIK_API void osta_ExcludedValuesDelete(Osta_ExcludedValues *excluded) ORVIK_NOEXCEPT {
     if (!excluded) return;
     ogda_BaseDataDelete(excluded->valueBD, nullptr);
     omsc_HeapFree(excluded);

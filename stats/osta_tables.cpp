@@ -92,40 +92,40 @@ bool IsColorStack(const Ogda_BaseDataStack *s) {
 
 extern "C" {
 
-ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err) {
+ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Create(nBins, OGDA_F64, L"osta_ColorTableCreate", err);
 }
 ORVIK_API Osta_ColorTable *osta_ColorTableCopy(const Osta_ColorTable *source,
                                                Osta_ColorTable *destination,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Copy(source, destination, OGDA_F64, L"osta_ColorTableCopy", err);
 }
-ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) { ogda_BaseDataDelete(table, nullptr); }
+ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) ORVIK_NOEXCEPT { ogda_BaseDataDelete(table, nullptr); }
 
-ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err) {
+ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Create(nBins, OGDA_F64, L"osta_ContrastTableCreate", err);
 }
 ORVIK_API Osta_ContrastTable *osta_ContrastTableCopy(const Osta_ContrastTable *source,
                                                      Osta_ContrastTable *destination,
-                                                     Oerr_ErrorReport **err) {
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Copy(source, destination, OGDA_F64, L"osta_ContrastTableCopy", err);
 }
-ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table) {
+ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table) ORVIK_NOEXCEPT {
     ogda_BaseDataDelete(table, nullptr);
 }
 
-ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err) {
+ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Create(nBins, OGDA_STRING, L"osta_ClassNamesCreate", err);
 }
 ORVIK_API Osta_ClassNames *osta_ClassNamesCopy(const Osta_ClassNames *source,
                                                Osta_ClassNames *destination,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Copy(source, destination, OGDA_STRING, L"osta_ClassNamesCopy", err);
 }
-ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) { ogda_BaseDataDelete(names, nullptr); }
+ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT { ogda_BaseDataDelete(names, nullptr); }
 
 ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, int32_t nBins,
-                                                           Oerr_ErrorReport **err) {
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_ColorTableStackCreate";
     if (err) *err = nullptr;
     return Guarded<Osta_ColorTableStack *>(err, kFn, nullptr, [&]() -> Osta_ColorTableStack * {
@@ -148,7 +148,7 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, 
 
 ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableStack *source,
                                                          Osta_ColorTableStack *destination,
-                                                         Oerr_ErrorReport **err) {
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_ColorTableStackCopy";
     if (err) *err = nullptr;
     return Guarded<Osta_ColorTableStack *>(err, kFn, nullptr, [&]() -> Osta_ColorTableStack * {
@@ -173,7 +173,7 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableSt
     });
 }
 
-ORVIK_API void osta_ColorTableStackDelete(Osta_ColorTableStack *stack) {
+ORVIK_API void osta_ColorTableStackDelete(Osta_ColorTableStack *stack) ORVIK_NOEXCEPT {
     ogda_BaseDataStackDelete(stack, nullptr);
 }
 

@@ -27,7 +27,7 @@ bool CheckRamp(const wchar_t *fn, const Ohst_LUT *lut, int32_t inLow, int32_t in
 } // namespace
 
 extern "C" ORVIK_API int32_t ohst_SetRamp(Ohst_LUT *lut, int32_t inLow, int32_t outLow,
-                                          int32_t inHigh, int32_t outHigh, Oerr_ErrorReport **err) {
+                                          int32_t inHigh, int32_t outHigh, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (!CheckRamp(L"ohst_SetRamp", lut, inLow, inHigh, err)) {
         return -1;
     }
@@ -38,7 +38,7 @@ extern "C" ORVIK_API int32_t ohst_SetRamp(Ohst_LUT *lut, int32_t inLow, int32_t 
 
 extern "C" ORVIK_API int32_t ohst_RampToBreakPoints(Ohst_LUT *lut, int32_t inLow, int32_t outLow,
                                                     int32_t inHigh, int32_t outHigh,
-                                                    Oerr_ErrorReport **err) {
+                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_RampToBreakPoints";
     if (!CheckRamp(kFn, lut, inLow, inHigh, err)) {
         return -1;
@@ -50,8 +50,8 @@ extern "C" ORVIK_API int32_t ohst_RampToBreakPoints(Ohst_LUT *lut, int32_t inLow
     }
     points[0] = {inLow, outLow};
     points[1] = {inHigh, outHigh};
-    omsc_HeapFree(lut->breakPoints.points);
-    lut->breakPoints.points = points;
-    lut->breakPoints.count = 2;
+    omsc_HeapFree(lut->breakPoints);
+    lut->breakPoints = points;
+    lut->nBreakPoints = 2;
     return 2;
 }

@@ -91,7 +91,7 @@ class Simplifier {
 
 } // namespace
 
-extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorReport **err) {
+extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_TableToBreakPoints";
     if (err) {
         *err = nullptr;
@@ -109,9 +109,9 @@ extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorRe
             return -1;
         }
         std::copy(found.begin(), found.end(), points);
-        omsc_HeapFree(lut->breakPoints.points);
-        lut->breakPoints.points = points;
-        lut->breakPoints.count = static_cast<int32_t>(found.size());
-        return lut->breakPoints.count;
+        omsc_HeapFree(lut->breakPoints);
+        lut->breakPoints = points;
+        lut->nBreakPoints = static_cast<int32_t>(found.size());
+        return lut->nBreakPoints;
     });
 }

@@ -27,18 +27,18 @@ Omsc_Boolean Wildcard(const wchar_t *pattern, const wchar_t *text, bool loose) {
 
 extern "C" {
 
-ORVIK_API Omsc_Boolean ostr_Eqic(const wchar_t *a, const wchar_t *b) {
+ORVIK_API Omsc_Boolean ostr_Eqic(const wchar_t *a, const wchar_t *b) ORVIK_NOEXCEPT {
     return EqualIgnoringCase(a, b);
 }
 
 // Narrow text is UTF-8; only ASCII letters are folded.
-ORVIK_API Omsc_Boolean ostr_EqicA(const char *a, const char *b) { return EqualIgnoringCase(a, b); }
+ORVIK_API Omsc_Boolean ostr_EqicA(const char *a, const char *b) ORVIK_NOEXCEPT { return EqualIgnoringCase(a, b); }
 
-ORVIK_API Omsc_Boolean ostr_WildcardMatch(const wchar_t *pattern, const wchar_t *text) {
+ORVIK_API Omsc_Boolean ostr_WildcardMatch(const wchar_t *pattern, const wchar_t *text) ORVIK_NOEXCEPT {
     return Wildcard(pattern, text, false);
 }
 
-ORVIK_API Omsc_Boolean ostr_WildcardMatchLoose(const wchar_t *pattern, const wchar_t *text) {
+ORVIK_API Omsc_Boolean ostr_WildcardMatchLoose(const wchar_t *pattern, const wchar_t *text) ORVIK_NOEXCEPT {
     return Wildcard(pattern, text, true);
 }
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "strings/environment.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace orvik::text {
 

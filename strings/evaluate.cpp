@@ -64,7 +64,7 @@ using orvik::core::SetOutOfMemory;
 
 extern "C" {
 
-ORVIK_API wchar_t *ostr_StringEvaluate(const wchar_t *text, Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *ostr_StringEvaluate(const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ostr_StringEvaluate";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {

@@ -46,7 +46,7 @@ wchar_t *ToHeap(const wchar_t *function, std::wstring_view text, Oerr_ErrorRepor
 extern "C" {
 
 ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart part,
-                                    Oerr_ErrorReport **err) {
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_NodePathGet";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -71,7 +71,7 @@ ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart p
     });
 }
 
-ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_ErrorReport **err) {
+ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_NodePathParse";
     return Guarded<ostr_StringList *>(err, kName, nullptr, [&]() -> ostr_StringList * {
@@ -92,7 +92,7 @@ ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_Erro
     });
 }
 
-ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_NodePathFromNames";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -117,7 +117,7 @@ ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_Err
 }
 
 ORVIK_API wchar_t *ofnp_NodePathJoin(const wchar_t *nodePath, const wchar_t *relative,
-                                     Oerr_ErrorReport **err) {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_NodePathJoin";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -128,7 +128,7 @@ ORVIK_API wchar_t *ofnp_NodePathJoin(const wchar_t *nodePath, const wchar_t *rel
     });
 }
 
-ORVIK_API Omsc_Boolean ofnp_NodePathIsRoot(const wchar_t *nodePath) {
+ORVIK_API Omsc_Boolean ofnp_NodePathIsRoot(const wchar_t *nodePath) ORVIK_NOEXCEPT {
     try {
         Names names;
         return nodePath && orvik::fnp::ParseNodePath(nodePath, names) == Syntax::Ok &&
@@ -141,7 +141,7 @@ ORVIK_API Omsc_Boolean ofnp_NodePathIsRoot(const wchar_t *nodePath) {
 }
 
 ORVIK_API wchar_t *ofnp_FileNodePathMake(const wchar_t *fileName, const wchar_t *nodePath,
-                                         Oerr_ErrorReport **err) {
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_FileNodePathMake";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -159,7 +159,7 @@ ORVIK_API wchar_t *ofnp_FileNodePathMake(const wchar_t *fileName, const wchar_t 
 }
 
 ORVIK_API Omsc_Boolean ofnp_FileNodePathSplit(const wchar_t *text, wchar_t **fileName,
-                                              wchar_t **nodePath, Oerr_ErrorReport **err) {
+                                              wchar_t **nodePath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (fileName) *fileName = nullptr;
     if (nodePath) *nodePath = nullptr;

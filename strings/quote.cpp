@@ -39,7 +39,7 @@ using orvik::core::SetOutOfMemory;
 extern "C" {
 
 ORVIK_API wchar_t *ostr_QuoteString(const wchar_t *text, Omsc_Boolean doubleQuote,
-                                    Oerr_ErrorReport **err) {
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ostr_QuoteString";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -53,7 +53,7 @@ ORVIK_API wchar_t *ostr_QuoteString(const wchar_t *text, Omsc_Boolean doubleQuot
     });
 }
 
-ORVIK_API wchar_t *ostr_StringQuotedCopy(const wchar_t *text, Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *ostr_StringQuotedCopy(const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ostr_StringQuotedCopy";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {

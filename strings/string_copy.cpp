@@ -20,11 +20,11 @@ template <class C> C *Copy(const C *text, Oerr_ErrorReport **err, const wchar_t 
 
 extern "C" {
 
-ORVIK_API wchar_t *ostr_StringCopy(const wchar_t *text, Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *ostr_StringCopy(const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Copy(text, err, L"ostr_StringCopy");
 }
 
-ORVIK_API char *ostr_StringCopyA(const char *text, Oerr_ErrorReport **err) {
+ORVIK_API char *ostr_StringCopyA(const char *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return Copy(text, err, L"ostr_StringCopyA");
 }
 

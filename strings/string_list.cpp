@@ -69,7 +69,7 @@ ostr_StringList *Append(ostr_StringList *list, const wchar_t *string, Oerr_Error
 
 extern "C" {
 
-ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err) {
+ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ostr_StringListCreate";
     auto *list = static_cast<ostr_StringList *>(omsc_HeapMalloc(sizeof(ostr_StringList)));
@@ -93,24 +93,24 @@ ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err)
     return list;
 }
 
-ORVIK_API long ostr_StringListCount(const ostr_StringList *list) { return list ? list->count : 0; }
+ORVIK_API long ostr_StringListCount(const ostr_StringList *list) ORVIK_NOEXCEPT { return list ? list->count : 0; }
 
 ORVIK_API ostr_StringList *ostr_StringListAppend(ostr_StringList *list, const wchar_t *string,
-                                                 Oerr_ErrorReport **err) {
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Append(list, string, err);
 }
 
 ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list,
                                                      const wchar_t *string,
-                                                     Oerr_ErrorReport **err) {
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     for (int32_t i = 0; i < UsedCount(list); ++i)
         if (EntriesEqual(list->strings[i], string)) return list;
     return Append(list, string, err);
 }
 
-ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string) {
+ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string) ORVIK_NOEXCEPT {
     const int32_t n = UsedCount(list);
     for (int32_t i = 0; i < n; ++i) {
         if (!EntriesEqual(list->strings[i], string)) continue;
@@ -123,7 +123,7 @@ ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wc
     return OMSC_FALSE;
 }
 
-ORVIK_API void ostr_StringListTruncate(ostr_StringList *list, long n) {
+ORVIK_API void ostr_StringListTruncate(ostr_StringList *list, long n) ORVIK_NOEXCEPT {
     if (!list) return;
     if (n < 0) n = 0;
     while (list->count > n) {
@@ -133,7 +133,7 @@ ORVIK_API void ostr_StringListTruncate(ostr_StringList *list, long n) {
     }
 }
 
-ORVIK_API void ostr_StringListDelete(ostr_StringList *list, Oerr_ErrorReport **err) {
+ORVIK_API void ostr_StringListDelete(ostr_StringList *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!list) return;
     for (int32_t i = 0; i < UsedCount(list); ++i) omsc_HeapFree(list->strings[i]);

@@ -53,14 +53,14 @@ extern "C" {
 
 ORVIK_API ostr_StringList *ostr_StringListCopy(const ostr_StringList *source,
                                                ostr_StringList *destination,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return CopyList(source, destination, err,
                     [](const wchar_t *s) { return orvik::core::HeapDup(s); });
 }
 
 ORVIK_API ostr_StringList *ostr_StringListQuotedCopy(const ostr_StringList *source,
                                                      ostr_StringList *destination,
-                                                     Oerr_ErrorReport **err) {
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return CopyList(source, destination, err, [](const wchar_t *s) {
         Oerr_ErrorReport *quoteErr = nullptr;
         wchar_t *quoted = ostr_StringQuotedCopy(s, &quoteErr);
@@ -70,7 +70,7 @@ ORVIK_API ostr_StringList *ostr_StringListQuotedCopy(const ostr_StringList *sour
 }
 
 ORVIK_API ostr_StringList *ostr_StringListQuote(ostr_StringList *list, Omsc_Boolean doubleQuote,
-                                                Oerr_ErrorReport **err) {
+                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!list) return nullptr;
     Oerr_ErrorReport *last = nullptr;

@@ -12,7 +12,7 @@ extern "C" {
 
 ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
                                                 const wchar_t *delimiter,
-                                                Oerr_ErrorReport **err) {
+                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!list) return nullptr;
     const int32_t n = UsedCount(list);
@@ -48,7 +48,7 @@ ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
     return out;
 }
 
-ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err) {
+ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ostr_StringListToDelimString(list, nullptr, err);
 }
 

@@ -77,19 +77,19 @@ extern "C" {
 
 // The narrow record deliberately repeats the wide list's capacity (see ostr.h).
 ORVIK_API ostr_StringListA *ostr_StringListU2A(const ostr_StringList *list,
-                                               Oerr_ErrorReport **err) {
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ConvertList<ostr_StringListA>(list, otxt_Text_Unicode2Ascii, L"ostr_StringListU2A",
                                          L"otxt_Text_Unicode2Ascii", true, err);
 }
 
 // A wide list's capacity must describe its array, or appending would overrun it.
 ORVIK_API ostr_StringList *ostr_StringListA2U(const ostr_StringListA *list,
-                                              Oerr_ErrorReport **err) {
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ConvertList<ostr_StringList>(list, otxt_Text_Ascii2Unicode, L"ostr_StringListA2U",
                                         L"otxt_Text_Ascii2Unicode", false, err);
 }
 
-ORVIK_API void ostr_StringListDeleteA(ostr_StringListA *list) {
+ORVIK_API void ostr_StringListDeleteA(ostr_StringListA *list) ORVIK_NOEXCEPT {
     if (!list) return;
     if (list->strings) FreeEntries(list->strings, list->count > 0 ? list->count : 0);
     omsc_HeapFree(list);

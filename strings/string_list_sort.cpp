@@ -49,12 +49,12 @@ bool KeyLess(const NamePartKey &a, const NamePartKey &b) {
 
 extern "C" {
 
-ORVIK_API void ostr_StringListSort(ostr_StringList *list) {
+ORVIK_API void ostr_StringListSort(ostr_StringList *list) ORVIK_NOEXCEPT {
     if (!list) return;
     std::sort(list->strings, list->strings + UsedCount(list), EntryLess{});
 }
 
-ORVIK_API void ostr_StringListSortByNamePart(ostr_StringList *list) {
+ORVIK_API void ostr_StringListSortByNamePart(ostr_StringList *list) ORVIK_NOEXCEPT {
     if (!list) return;
     wchar_t **begin = list->strings, **end = begin + UsedCount(list);
     try {

@@ -69,24 +69,24 @@ typedef struct Odsc_BinFunction_ {
 ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunctionType type,
                                                    double minLimit, double maxLimit,
                                                    const Ogda_BaseData *binLimits,
-                                                   Oerr_ErrorReport **err);
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Deep copy (the limits table too). Null with a report for a null or malformed source. */
 ORVIK_API Odsc_BinFunction *odsc_BinFunctionCopy(const Odsc_BinFunction *source,
-                                                 Oerr_ErrorReport **err);
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Releases the record and its limits; null does nothing. */
-ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction);
+ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT;
 
 /* Bin of a value (see the kinds above); -1 when the value falls into no bin or the function
  * is null or malformed. */
-ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value);
+ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value) ORVIK_NOEXCEPT;
 /* The value a bin stands for; NaN for a bin outside 0..numBins-1 or a null function. */
-ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *binFunction, int32_t bin);
+ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *binFunction, int32_t bin) ORVIK_NOEXCEPT;
 /* Lower and upper edge of a bin (DIRECT: v - 0.5 and v + 0.5; UNIQUE: the value twice).
  * Returns OMSC_FALSE for a bin outside 0..numBins-1 or a null function. */
 ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *binFunction,
-                                                 int32_t bin, double *low, double *high);
+                                                 int32_t bin, double *low, double *high) ORVIK_NOEXCEPT;
 /* numBins, or 0 for a null or malformed function. */
-ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction);
+ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT;
 
 /* ---- Descriptor-table model ---------------------------------------------------------- */
 
@@ -99,7 +99,7 @@ typedef enum Odsc_ColumnType_ {
 } Odsc_ColumnType;
 
 /* The pixel type of a column type's values; OGDA_PIXEL_INVALID for an unknown type. */
-ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type);
+ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

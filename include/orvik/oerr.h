@@ -36,12 +36,13 @@ typedef struct _Oerr_ErrorReportA {
     char *message;
 } Oerr_ErrorReportA;
 
-/* Any value other than OERR_REPORT_FULL prints the brief form. */
-typedef enum Oerr_ErrorReportingMode_ {
+/* A 32-bit integer so that callers in either language may pass a plain 0 or 1; any value
+ * other than OERR_REPORT_FULL prints the brief form. */
+typedef int32_t Oerr_ErrorReportingMode;
+enum {
     OERR_REPORT_FULL = 0,
-    OERR_REPORT_BRIEF = 1,
-    OERR_REPORT_MODE_FORCE_32_BITS = 0x7fffffff
-} Oerr_ErrorReportingMode;
+    OERR_REPORT_BRIEF = 1
+};
 
 enum {
     OERR_KIND_PLAIN = 0,
@@ -69,36 +70,36 @@ typedef struct _Oerr_ErrorHandler {
     struct _Oerr_ErrorHandler *previous;
 } Oerr_ErrorHandler;
 
-ORVIK_API Oerr_ErrorReport **oerr_Init(Oerr_ErrorReport **err);
+ORVIK_API Oerr_ErrorReport **oerr_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Returns the new head record, or null when the heap is exhausted (the previous chain is
  * then freed, so nothing leaks and the failure goes unreported). `format` may be null. */
 ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReport(const wchar_t *function, long number, long kind,
                                                    Oerr_ErrorReport *previous,
-                                                   const wchar_t *format, ...);
+                                                   const wchar_t *format, ...) ORVIK_NOEXCEPT;
 ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, long number, long kind,
                                                     Oerr_ErrorReport *previous,
-                                                    const wchar_t *format, va_list args);
-ORVIK_API void oerr_DeleteErrorReportEx(Oerr_ErrorReport **report);
-ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report);
+                                                    const wchar_t *format, va_list args) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_DeleteErrorReportEx(Oerr_ErrorReport **report) ORVIK_NOEXCEPT;
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT;
 
 /* Narrow chains: conversion both ways (null on a failed allocation or conversion) and
  * release. */
-ORVIK_API Oerr_ErrorReport *oerr_ErrorReportA2U(const Oerr_ErrorReportA *report);
-ORVIK_API Oerr_ErrorReportA *oerr_ErrorReportU2A(const Oerr_ErrorReport *report);
-ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report);
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportA2U(const Oerr_ErrorReportA *report) ORVIK_NOEXCEPT;
+ORVIK_API Oerr_ErrorReportA *oerr_ErrorReportU2A(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report) ORVIK_NOEXCEPT;
 
-ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode);
-ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode);
-ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...);
+ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT;
+ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...) ORVIK_NOEXCEPT;
 
-ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData);
-ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData);
+ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData) ORVIK_NOEXCEPT;
 
 ORVIK_API Oerr_ErrorHandler *oerr_ErrorHandlerRegister(Oerr_ErrorHandlerFunction handler,
-                                                       void *clientData);
-ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle);
-ORVIK_API void oerr_ErrorOccurred(int32_t argument);
+                                                       void *clientData) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_ErrorOccurred(int32_t argument) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

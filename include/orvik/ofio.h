@@ -73,36 +73,36 @@ typedef int (*Ofio_ReaderFunc)(void *context, Oerr_ErrorReport **err);
  * Returns null on failure.
  */
 ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode,
-                                   Oerr_ErrorReport **err);
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* A stream that discards what is written and reads as empty. Writing to it measures text:
  * the character counter of ofio_Fprintf grows as for a file, and ofio_Tell gives the bytes
  * "written". Close it with ofio_FileClose. */
-ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err);
+ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Writes what is still buffered, releases a mapping, closes and frees the stream, also when
  * it fails (a failed final write is reported: the data may be lost). A null stream is a
  * no-op. Returns 0, or -1 on failure. */
-ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Moves the position to offset from `whence` (OFIO_SEEK_SET/CUR/END). A resulting negative
  * position is refused. Returns 0, or -1. */
-ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err);
+ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Current position, or -1. */
-ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Reads exactly `count` bytes at the position and advances it. Reaching the end of the file
  * first is a failure (a short read), never zero-filled. Returns count, or -1 with the
  * position unchanged. A count of 0 returns 0.
  */
-ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err);
+ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Reads exactly `count` bytes at `position` without using or moving the stream position;
  * short reads fail as in ofio_ReadSeq. */
 ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buffer, long count,
-                                   Oerr_ErrorReport **err);
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Writes `count` bytes at the position (at the end in append mode) and advances it. Small
@@ -112,28 +112,28 @@ ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buff
  * ofio_FileWriteSequential is the same function under its other name.
  */
 ORVIK_API long ofio_WriteSeq(Ofio_File *file, const void *buffer, long count,
-                             Oerr_ErrorReport **err);
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long ofio_FileWriteSequential(Ofio_File *file, const void *buffer, long count,
-                                        Oerr_ErrorReport **err);
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Writes `count` bytes at `position` without using or moving the stream position (the file
  * grows when position + count lies beyond its end). Buffered as ofio_WriteSeq. */
 ORVIK_API long ofio_FileWriteDirect(Ofio_File *file, int64_t position, const void *buffer,
-                                    long count, Oerr_ErrorReport **err);
+                                    long count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Hands everything buffered to the system. Returns 0, or -1. */
-ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Size in bytes, including what is still buffered; -1 on failure. */
-ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **err);
-ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err);
+ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Next byte (0 to 255) at the position, OFIO_EOF at the end (no report), OFIO_ERROR on
  * failure. Text is read as bytes: a multi-byte UTF-8 character arrives byte by byte. */
-ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int ofio_Fgetc(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ofio_Fgetc in the shape of Ofio_ReaderFunc; `context` is an Ofio_File. */
-ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err);
+ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Reads one line of UTF-8 text into `buffer` as wide characters: at most count - 1
@@ -143,7 +143,7 @@ ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err);
  * count 1 nothing is read: buffer (holding "") before the end of the file, null at it.
  */
 ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
-                              Oerr_ErrorReport **err);
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Formatted writer (Ofio_WriterFunc contract) with an Ofio_File as context: the text is
@@ -152,18 +152,18 @@ ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
  * value on failure; the report is then kept in the stream for ofio_FileErrorTake. `format`
  * is never text from a file or a caller: pass such text as an argument of "%s".
  */
-ORVIK_API int ofio_Fprintf(void *file, const wchar_t *format, long *count, ...);
-ORVIK_API int ofio_VFprintf(void *file, const wchar_t *format, long *count, va_list args);
+ORVIK_API int ofio_Fprintf(void *file, const wchar_t *format, long *count, ...) ORVIK_NOEXCEPT;
+ORVIK_API int ofio_VFprintf(void *file, const wchar_t *format, long *count, va_list args) ORVIK_NOEXCEPT;
 
 /* Hands over (the caller owns it) the report of the last failed ofio_Fprintf or
  * ofio_VFprintf on this stream, or null when there was none. */
-ORVIK_API Oerr_ErrorReport *ofio_FileErrorTake(Ofio_File *file);
+ORVIK_API Oerr_ErrorReport *ofio_FileErrorTake(Ofio_File *file) ORVIK_NOEXCEPT;
 
 /* OMSC_TRUE for a stream opened with "r" or "rb". */
-ORVIK_API Omsc_Boolean ofio_FileIsReadOnly(const Ofio_File *file);
+ORVIK_API Omsc_Boolean ofio_FileIsReadOnly(const Ofio_File *file) ORVIK_NOEXCEPT;
 
 /* The name the stream was opened with (owned by the stream), or null. */
-ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file);
+ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file) ORVIK_NOEXCEPT;
 
 /* ---- Memory mapping ------------------------------------------------------------------ */
 
@@ -175,41 +175,41 @@ ORVIK_API const wchar_t *ofio_FileNameGet(const Ofio_File *file);
  * mapped. The view stays valid until ofio_FileRemap, ofio_FileUnmap or ofio_FileClose.
  * Null on failure (an existing view then stays as it was).
  */
-ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err);
+ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Renews the view of a mapped stream so that it covers the file's present length (after the
  * file grew). The address may change; the old view is released once the new one exists. */
-ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err);
+ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Releases the view; a stream without one is left as it is. Returns 0, or -1. */
-ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Whether the stream's file lies on a file system of this machine: 1 local, 0 on a network
  * or cluster file system (where mapping is not used), -1 on failure. */
-ORVIK_API int ofio_FileSystemIsLocal(Ofio_File *file, Oerr_ErrorReport **err);
+ORVIK_API int ofio_FileSystemIsLocal(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Files and folders --------------------------------------------------------------- */
 
 /* Whether an entry (file, folder or other) of that name exists. A missing entry or path
  * component gives OMSC_FALSE without a report; other failures (no permission) report. */
-ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **err);
+ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Whether `name` is an existing folder; reports as ofio_FileExists. */
-ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err);
+ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Removes a file (not a folder). Returns 0, or -1. */
-ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err);
+ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Renames or moves `from` to `to`, replacing an existing file `to`. Across file systems a
  * file is copied and the original removed. Returns 0, or -1. */
-ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err);
+ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Makes sure the folder exists, creating it and any missing parents. An existing folder is
  * success; an existing entry that is not a folder is a failure. Returns 0, or -1. */
-ORVIK_API int ofio_MaybeMakeDir(const wchar_t *name, Oerr_ErrorReport **err);
+ORVIK_API int ofio_MaybeMakeDir(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* The folder for temporary files ($TMPDIR, else the system's), as a new heap string. */
-ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err);
+ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Creates a new empty file named directory/prefix + a random part + suffix, with exclusive
@@ -220,10 +220,10 @@ ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err);
  * in *name.
  */
 ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *prefix,
-                                       const wchar_t *suffix, Oerr_ErrorReport **err);
+                                       const wchar_t *suffix, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Ofio_File *ofio_TempFileOpen(const wchar_t *directory, const wchar_t *prefix,
                                        const wchar_t *suffix, wchar_t **name,
-                                       Oerr_ErrorReport **err);
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Folder scans and search lists ----------------------------------------------------- */
 
@@ -234,7 +234,7 @@ ORVIK_API Ofio_File *ofio_TempFileOpen(const wchar_t *directory, const wchar_t *
  * empty when nothing matches. A missing or unreadable folder is a failure (null).
  */
 ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory, const wchar_t *pattern,
-                                        Oerr_ErrorReport **err);
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * A search list is a string list of folders in search order. Made from text: environment
@@ -246,9 +246,9 @@ ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory, const wchar_t 
  * failure (report 7). New lists owned by the caller (ostr_StringListDelete).
  */
 ORVIK_API ostr_StringList *ofio_SearchListCreateFromText(const wchar_t *text,
-                                                         Oerr_ErrorReport **err);
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
-                                                        Oerr_ErrorReport **err);
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Finds `name` along the search list: the first folder holding an entry of that name that is
@@ -258,7 +258,7 @@ ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
  * naming the file. Other system failures are reported (2).
  */
 ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *name,
-                              Oerr_ErrorReport **err);
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Every regular file matching `pattern` in every folder of the search list: folder by folder
@@ -269,7 +269,7 @@ ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *
  */
 ORVIK_API ostr_StringList *ofio_SearchListFilesFind(const ostr_StringList *searchList,
                                                     const wchar_t *pattern,
-                                                    Oerr_ErrorReport **err);
+                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -74,7 +74,7 @@ typedef long (*Olex_ClauseFunc)(void *clientData, const Olex_Clause *clause,
  * with a report "<file>:<line>:<column>: <problem>" (taking over the clause function's report
  * when that stopped the parse). */
 ORVIK_API long olex_Parse(const wchar_t *fileName, const char *text, size_t length,
-                          Olex_ClauseFunc function, void *clientData, Oerr_ErrorReport **err);
+                          Olex_ClauseFunc function, void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -203,12 +203,12 @@ struct Omif_ItemDescription_ {
  * record larger than 2 GiB; no memory). */
 ORVIK_API Omif_Design *omif_DesignCreate(const wchar_t *name, const Omif_ItemDescription *items,
                                          int32_t itemCount, const Omif_Dictionary *dictionary,
-                                         Oerr_ErrorReport **err);
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* As omif_DesignCreate for a table that ends with OMIF_TABLE_END. */
 ORVIK_API Omif_Design *omif_DesignCreateFromTable(const wchar_t *name,
                                                   const Omif_ItemDescription *table,
                                                   const Omif_Dictionary *dictionary,
-                                                  Oerr_ErrorReport **err);
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /*
  * Variable argument form. After `err` come the items, each as
  *   int type, const wchar_t *name, int count, int form (OMIF_DIRECT, OMIF_PLAIN_POINTER or
@@ -219,46 +219,46 @@ ORVIK_API Omif_Design *omif_DesignCreateFromTable(const wchar_t *name,
  *   omif_DesignCreateX(L"Point", &err, OMIF_ITEM_DOUBLE, L"x", 1, OMIF_DIRECT,
  *                      OMIF_ITEM_DOUBLE, L"y", 1, OMIF_DIRECT, OMIF_ITEM_END);
  */
-ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...);
+ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT;
 ORVIK_API Omif_Design *omif_DesignCreateVAPtr(const wchar_t *name, Oerr_ErrorReport **err,
-                                              va_list *args);
+                                              va_list *args) ORVIK_NOEXCEPT;
 
 /* Free a design with its items, names and inline designs. Delete also nulls *design. */
-ORVIK_API void omif_DesignDestroy(Omif_Design *design, Oerr_ErrorReport **err);
-ORVIK_API void omif_DesignDelete(Omif_Design **design, Oerr_ErrorReport **err);
-ORVIK_API void omif_DesignDestroyA(Omif_DesignA *design, Oerr_ErrorReport **err);
+ORVIK_API void omif_DesignDestroy(Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_DesignDelete(Omif_Design **design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_DesignDestroyA(Omif_DesignA *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Deep copy: names, enumeration names and inline designs are copied; `o` items of the copy
  * refer to the same designs as the source's (a design the source owns is copied). */
-ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Copy into the other text form. Every design reached through `o` items is converted as
  * well and owned by the result (each once; a reference back to a design being converted
  * points at its converted copy). */
-ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err);
-ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Dictionaries ----------------------------------------------------------------- */
 
-ORVIK_API Omif_Dictionary *omif_DictionaryCreate(Oerr_ErrorReport **err);
-ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err);
-ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err);
+ORVIK_API Omif_Dictionary *omif_DictionaryCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Adds a copy of `design` unless a design of that name is present, then adds the element
  * designs of its object items in the same way; the copy's `o` items refer to the
  * dictionary's designs of those names. Returns the dictionary's design of that name. */
 ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
                                                 const Omif_Design *design,
-                                                Oerr_ErrorReport **err);
+                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Omif_Design *omif_AddDesignToDictionary(Omif_Dictionary *dictionary,
                                                   const Omif_Design *design,
-                                                  Oerr_ErrorReport **err);
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* The first design of that name, or null (without a report) when there is none. */
 ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictionary,
-                                                   const wchar_t *name, Oerr_ErrorReport **err);
+                                                   const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Omif_Design *omif_FindDesignByName(const Omif_Dictionary *dictionary,
-                                             const wchar_t *name, Oerr_ErrorReport **err);
+                                             const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Built-in designs ------------------------------------------------------------- */
 
@@ -286,52 +286,52 @@ typedef struct Omif_BuiltinDesigns_ {
 
 /* The set's dictionary, created on first call. The dictionary stays owned by the set. */
 ORVIK_API const Omif_Dictionary *omif_BuiltinDictionaryGet(Omif_BuiltinDesigns *set,
-                                                           Oerr_ErrorReport **err);
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* A design of the set; null with a report when the set has no design of that name. */
 ORVIK_API const Omif_Design *omif_BuiltinDesignFetch(Omif_BuiltinDesigns *set,
                                                      const wchar_t *name,
-                                                     Oerr_ErrorReport **err);
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Text form -------------------------------------------------------------------- */
 
 /* Write the text form onto an open stream (through ofio_Fprintf) or through any writer
  * callback. Return the number of characters written, or -1 with a report. */
 ORVIK_API long omif_EncodeDictionary(Ofio_File *file, const Omif_Dictionary *dictionary,
-                                     Oerr_ErrorReport **err);
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long omif_DictionaryEncodeWithWriter(Ofio_WriterFunc writer, void *context,
                                                const Omif_Dictionary *dictionary,
-                                               Oerr_ErrorReport **err);
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Number of characters of the text form, measured on the null device; 0 without a report
  * for a null dictionary. */
 ORVIK_API long omif_DictionaryEncodedLength(const Omif_Dictionary *dictionary,
-                                            Oerr_ErrorReport **err);
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* New wide string holding the text form (free with omsc_HeapFree). */
 ORVIK_API wchar_t *omif_DictionaryEncodeToString(const Omif_Dictionary *dictionary,
-                                                 Oerr_ErrorReport **err);
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Read one text form from an open stream (character by character, stopping after the
  * final ".") or from any reader callback. With a dictionary the designs are added to it
  * (and taken out again on failure) and it is returned; with null a new one is returned.
  * Null with a report on failure. */
 ORVIK_API Omif_Dictionary *omif_DecodeDictionary(Ofio_File *file, Omif_Dictionary *dictionary,
-                                                 Oerr_ErrorReport **err);
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Omif_Dictionary *omif_DictionaryDecodeWithReader(Ofio_ReaderFunc reader, void *context,
                                                            Omif_Dictionary *dictionary,
-                                                           Oerr_ErrorReport **err);
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* New dictionary decoded from a text form; text after the final "." is ignored. */
 ORVIK_API Omif_Dictionary *omif_DictionaryDecodeFromString(const wchar_t *text,
-                                                           Oerr_ErrorReport **err);
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Printing --------------------------------------------------------------------- */
 
 /* Readable listings of a design (items with their host offsets and sizes) and of every
  * design of a dictionary. Return 0, or -1 with a report. */
-ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *dictionary,
-                                      Oerr_ErrorReport **err);
+                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Prints the values of one item of the host record `object` (nested objects indented by
  * `indent`), at most `maxValues` values per list (0: 8) before "..." cuts it. */
 ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item *item,
-                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err);
+                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 
@@ -348,7 +348,6 @@ ORVIK_END_DECLS
  *
  * Text items (`c`) stay 8-bit (UTF-8) on the host: no widening takes place.
  */
-#include <orvik/ofio.h>
 
 ORVIK_BEGIN_DECLS
 
@@ -372,7 +371,7 @@ typedef struct Omif_Buffer_ {
  * successful write when immediate flushing is enabled.
  */
 ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Omif_Design *design,
-                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err);
+                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Reads one record into `object` from `buffer` when it is not null, else from `stream` at
@@ -384,33 +383,33 @@ ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Om
  */
 ORVIK_API long omif_ConvertToHost(Ofio_File *stream, Omif_Buffer *buffer,
                                   const Omif_Design *design, void *object,
-                                  Oerr_ErrorReport **err);
+                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long omif_ConvertToHostX(Ofio_File *stream, Omif_Buffer *buffer,
                                    const Omif_Design *design, void *object,
-                                   Oerr_ErrorReport **err);
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Process-wide switch (off at start): flush the stream after every successful
  * omif_ConvertToMIF to a stream. */
-ORVIK_API void omif_StreamImmediateFlushEnable(void);
-ORVIK_API void omif_StreamImmediateFlushDisable(void);
+ORVIK_API void omif_StreamImmediateFlushEnable(void) ORVIK_NOEXCEPT;
+ORVIK_API void omif_StreamImmediateFlushDisable(void) ORVIK_NOEXCEPT;
 
 /* A zero-filled record of the design's host size; null without a report when the design is
  * null or its size is not positive. */
-ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err);
-ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err);
+ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* File bytes of the record; with a null object, the size of a record whose indirect items
  * are empty and whose base data are 0 x 0. -1 on failure. */
 ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design,
-                               Oerr_ErrorReport **err);
+                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Frees what the record owns (indirect arrays, nested records' contents, base-data blocks)
  * and leaves those pointers null and counts 0; omif_ObjectFree then frees the record. A null
  * object does nothing. Return 0, or -1 (a null design). */
 ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design,
-                                    Oerr_ErrorReport **err);
-ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err);
-ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err);
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Deep copy of *srcObjectPP into *dstObjectPP (allocated when *dstObjectPP is null; an
@@ -418,7 +417,7 @@ ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_Err
  * destination allocated here is freed again on failure and *dstObjectPP left null.
  */
 ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
-                                void *const *srcObjectPP, Oerr_ErrorReport **err);
+                                void *const *srcObjectPP, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Item access by name (the same pointer or equal text). Get clears the item's host size of
@@ -429,10 +428,10 @@ ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
  */
 ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *design,
                                         const wchar_t *itemName, void *destination,
-                                        Oerr_ErrorReport **err);
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API void *omif_ObjectItemValueSet(void *object, const Omif_Design *design,
                                         const wchar_t *itemName, const void *source,
-                                        Oerr_ErrorReport **err);
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Standard records ---- */
 
@@ -461,48 +460,48 @@ typedef struct Omif_MIFObject_ {
 /* The standard designs: "Omif_String_Design", "PTR", "Omif_MIFObject_Design" (owned by the
  * library; created at first use). */
 ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name,
-                                                      Oerr_ErrorReport **err);
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Sets *dst (whose old contents are not freed) from a wide text; null or empty -> 0/null.
  * Return 0, or -1. */
 ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text,
-                                         Oerr_ErrorReport **err);
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* New wide string; null without a report for an empty record. */
-ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err);
+ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Duplicates src into *dst (old contents not freed). Return 0, or -1. */
 ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String *src,
-                                             Oerr_ErrorReport **err);
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Copies src's block into *dst (old contents not freed): both fields zero copies nothing,
  * both set copies count bytes, a mix fails ("Trouble"). Return 0, or -1. */
-ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err);
-ORVIK_API void omif_PTRFreeContents(Omif_PTR *block);
+ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_PTRFreeContents(Omif_PTR *block) ORVIK_NOEXCEPT;
 /* Frees dst's block, moves src's into it and clears src. */
-ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src);
+ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src) ORVIK_NOEXCEPT;
 /* Equal counts and equal bytes (null blocks are equal to each other). */
-ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b);
+ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b) ORVIK_NOEXCEPT;
 
 ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObject *src,
-                                          Oerr_ErrorReport **err);
-ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object);
-ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src);
-ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b);
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object) ORVIK_NOEXCEPT;
+ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b) ORVIK_NOEXCEPT;
 /* Frees the contents and the record itself. */
-ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object);
+ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object) ORVIK_NOEXCEPT;
 
 /* The file form of a record in a new counted block (*block's old contents not freed), and
  * back (the whole block must be one record). Return the byte count, or -1. */
 ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Design *design,
-                                              Omif_PTR *block, Oerr_ErrorReport **err);
+                                              Omif_PTR *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omif_Design *design,
-                                                void *object, Oerr_ErrorReport **err);
+                                                void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* The same into and from an Omif_MIFObject; reading requires that the carried name equals
  * the design's name ("Design mismatch"). */
 ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Omif_Design *design,
-                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err);
+                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long omif_MIFableObjectConvertFromMIFObject(const Omif_MIFObject *src,
                                                       const Omif_Design *design, void *object,
-                                                      Oerr_ErrorReport **err);
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -24,12 +24,16 @@
 #define ORVIK_API __attribute__((visibility("default")))
 #endif
 
+/* Follows every exported function, declaration and definition alike: no C++ exception ever
+ * leaves the interface, and a C++ compiler holds the definitions to that. */
 #ifdef __cplusplus
 #define ORVIK_BEGIN_DECLS extern "C" {
 #define ORVIK_END_DECLS }
+#define ORVIK_NOEXCEPT noexcept
 #else
 #define ORVIK_BEGIN_DECLS
 #define ORVIK_END_DECLS
+#define ORVIK_NOEXCEPT
 #endif
 
 ORVIK_BEGIN_DECLS
@@ -42,27 +46,27 @@ typedef enum Omsc_Boolean_ {
 } Omsc_Boolean;
 
 /* Heap. Blocks are zero-filled; a size of 0 (or below) yields null. */
-ORVIK_API void *omsc_HeapMalloc(int32_t size);
-ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize);
-ORVIK_API void omsc_HeapFree(void *block);
-ORVIK_API void omsc_HeapFreeEx(void **block);
-ORVIK_API void omsc_FreeFunc(void *block);
-ORVIK_API void omsc_FreePtrFunc(void **block);
-ORVIK_API void omsc_HeapInitThreadSafeMode(void);
-ORVIK_API void omsc_HeapEndThreadSafeMode(void);
-ORVIK_API void omsc_HeapBigInit(void);
-ORVIK_API void omsc_HeapBigExit(void);
-ORVIK_API void omsc_HeapPrint(void);
-ORVIK_API long omsc_HeapInfo(void);
+ORVIK_API void *omsc_HeapMalloc(int32_t size) ORVIK_NOEXCEPT;
+ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapFree(void *block) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapFreeEx(void **block) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_FreeFunc(void *block) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_FreePtrFunc(void **block) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapInitThreadSafeMode(void) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapEndThreadSafeMode(void) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapBigInit(void) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapBigExit(void) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_HeapPrint(void) ORVIK_NOEXCEPT;
+ORVIK_API long omsc_HeapInfo(void) ORVIK_NOEXCEPT;
 
 /* Memory utilities. */
-ORVIK_API void *omsc_MemCpy(void *dest, const void *src, size_t count);
-ORVIK_API void *omsc_MemMove(void *dest, const void *src, size_t count);
-ORVIK_API void *omsc_MemDup(const void *src, size_t count);
-ORVIK_API void omsc_MemSwab(void *buffer, long count, long size);
+ORVIK_API void *omsc_MemCpy(void *dest, const void *src, size_t count) ORVIK_NOEXCEPT;
+ORVIK_API void *omsc_MemMove(void *dest, const void *src, size_t count) ORVIK_NOEXCEPT;
+ORVIK_API void *omsc_MemDup(const void *src, size_t count) ORVIK_NOEXCEPT;
+ORVIK_API void omsc_MemSwab(void *buffer, long count, long size) ORVIK_NOEXCEPT;
 ORVIK_API long omsc_MemRepack(void *dest, long destUnitBits, long destPackageBits, const void *src,
-                              long srcUnitBits, long srcPackageBits, long unitCount);
-ORVIK_API long omsc_MemPageSizeGet(void);
+                              long srcUnitBits, long srcPackageBits, long unitCount) ORVIK_NOEXCEPT;
+ORVIK_API long omsc_MemPageSizeGet(void) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

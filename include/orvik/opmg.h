@@ -132,24 +132,24 @@ typedef long (*Opmg_PutMethod)(void *data, const wchar_t *category, const wchar_
  * ("Missing DATA", ...); an unknown key fails ("Unknown method: %ld"). Nothing changes on
  * failure. Returns 0, or -1.
  */
-ORVIK_API long opmg_PreferenceImplementationMethodsSet(long key, ...);
+ORVIK_API long opmg_PreferenceImplementationMethodsSet(long key, ...) ORVIK_NOEXCEPT;
 /* The same with the pairs (after `key`), the 0 and the report argument in `args`. */
-ORVIK_API long opmg_PreferenceImplementationMethodsSetVaPtr(long key, va_list *args);
+ORVIK_API long opmg_PreferenceImplementationMethodsSetVaPtr(long key, va_list *args) ORVIK_NOEXCEPT;
 /* Refuses later changes of the implementation ("Changing the preference implementation has
  * been disabled by %s", naming `by`). */
-ORVIK_API void opmg_PreferenceImplementationChangeDisable(const wchar_t *by);
+ORVIK_API void opmg_PreferenceImplementationChangeDisable(const wchar_t *by) ORVIK_NOEXCEPT;
 
 /* The start-up entry point: installs the default implementation when none is installed and
  * calls its initialize method. Returns 0, or -1. */
-ORVIK_API long opmg_Init(Oerr_ErrorReport **err);
+ORVIK_API long opmg_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Flushes and terminates the implementation; the next opmg_Init starts afresh. */
-ORVIK_API long opmg_Close(Oerr_ErrorReport **err);
+ORVIK_API long opmg_Close(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* The preference file's name (default "v8preference"); the getter returns a new string. */
-ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err);
-ORVIK_API wchar_t *opmg_GetPreferenceFileName(Oerr_ErrorReport **err);
+ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *opmg_GetPreferenceFileName(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* When on, every change made by a put is written to standard error as a plain message. */
-ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on);
+ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on) ORVIK_NOEXCEPT;
 
 /* ---- Definition files. */
 /* Parses one definition file and merges its categories into *list (created when null).
@@ -157,119 +157,119 @@ ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on);
  * or -1 ("OPMG: Error return from olex_Parse!" over a report that gives file, line and
  * column); *list is then unchanged. */
 ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list,
-                          Oerr_ErrorReport **err);
+                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* The same for definition text in memory (UTF-8); `fileName` only names it in reports. */
 ORVIK_API long opmg_ParseText(const wchar_t *fileName, const char *text, size_t length,
-                              Opmg_Category **list, Oerr_ErrorReport **err);
+                              Opmg_Category **list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Every "*.pdf" of every folder along GIO_PDF_PATH, in search-list order, folder by folder
  * in name order, into a new list. Null on failure. */
-ORVIK_API Opmg_Category *opmg_LoadPDFs(Oerr_ErrorReport **err);
+ORVIK_API Opmg_Category *opmg_LoadPDFs(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Preference files. */
 /* Reads preference text (UTF-8) into the values of `list`. Entries for undefined parameters
  * or categories are warnings; loading goes on. Returns 0, or -1 on malformed text (file,
  * line and column in the report; entries before the fault are kept). */
 ORVIK_API long opmg_PrfParseText(const wchar_t *fileName, const char *text, size_t length,
-                                 Opmg_Category *list, Oerr_ErrorReport **err);
+                                 Opmg_Category *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Reads "v8preference" (or the file name set) from every element of the search list made
  * from GIO_PREFERENCES_PATH, last element first, so that the first element wins; "HKEY_"
  * elements are registry keys. Missing files are skipped. */
-ORVIK_API long opmg_PrfParse(Opmg_Category *list, Oerr_ErrorReport **err);
+ORVIK_API long opmg_PrfParse(Opmg_Category *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Writes the stored values of `list` to `fileName` in preference-file form, atomically
  * (a temporary file in the same folder, then a rename); mode 0644. */
 ORVIK_API long opmg_WritePreferenceFile(const Opmg_Category *list, const wchar_t *fileName,
-                                        Oerr_ErrorReport **err);
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Typed access, through the implementation. A declared type other than the one asked
  * for gives "Type mismatch". Strings are new heap strings. */
 ORVIK_API wchar_t *opmg_GetStringPreference(const wchar_t *category, const wchar_t *name,
-                                            Oerr_ErrorReport **err);
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* 0 on failure (check *err). */
 ORVIK_API double opmg_GetNumberPreference(const wchar_t *category, const wchar_t *name,
-                                          Oerr_ErrorReport **err);
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Omsc_Boolean opmg_GetBooleanPreference(const wchar_t *category, const wchar_t *name,
-                                                 Oerr_ErrorReport **err);
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API wchar_t *opmg_GetEnumPreference(const wchar_t *category, const wchar_t *name,
-                                          Oerr_ErrorReport **err);
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_GetColorPreference(const wchar_t *category, const wchar_t *name,
-                                       Opmg_Color *color, Oerr_ErrorReport **err);
+                                       Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutStringPreference(const wchar_t *category, const wchar_t *name,
-                                        const wchar_t *value, Oerr_ErrorReport **err);
+                                        const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *name,
-                                        double value, Oerr_ErrorReport **err);
+                                        double value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Stores "true" or "false". */
 ORVIK_API long opmg_PutBooleanPreference(const wchar_t *category, const wchar_t *name,
-                                         Omsc_Boolean value, Oerr_ErrorReport **err);
+                                         Omsc_Boolean value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutEnumPreference(const wchar_t *category, const wchar_t *name,
-                                      const wchar_t *value, Oerr_ErrorReport **err);
+                                      const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutColorPreference(const wchar_t *category, const wchar_t *name,
-                                       const Opmg_Color *color, Oerr_ErrorReport **err);
+                                       const Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Untyped access. */
 ORVIK_API Opmg_Preference *opmg_GetPreference(const wchar_t *category, const wchar_t *name,
-                                              Oerr_ErrorReport **err);
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutPreference(const wchar_t *category, const wchar_t *name,
-                                  const Opmg_Preference *value, Oerr_ErrorReport **err);
-ORVIK_API void opmg_PreferenceFree(Opmg_Preference *value);
+                                  const Opmg_Preference *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void opmg_PreferenceFree(Opmg_Preference *value) ORVIK_NOEXCEPT;
 ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value,
-                                              Oerr_ErrorReport **err);
+                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Copies `source` into `destination` (whose old text is released). Returns 0, or -1. */
 ORVIK_API long opmg_ParameterValueCopy(Opmg_Preference *destination,
-                                       const Opmg_Preference *source, Oerr_ErrorReport **err);
+                                       const Opmg_Preference *source, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Callbacks. The first pair goes through the implementation; the older trio acts on the
  * default implementation's list directly (with a warning when another is installed). */
 ORVIK_API long opmg_AddPreferenceCallback(const wchar_t *category, const wchar_t *name,
                                           Opmg_CallbackFunc function, void *clientData,
-                                          Oerr_ErrorReport **err);
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_RemovePreferenceCallback(const wchar_t *category, const wchar_t *name,
                                              Opmg_CallbackFunc function, void *clientData,
-                                             Oerr_ErrorReport **err);
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_AddCallback(const wchar_t *category, const wchar_t *name,
                                 Opmg_CallbackFunc function, void *clientData,
-                                Oerr_ErrorReport **err);
+                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_RemoveCallback(const wchar_t *category, const wchar_t *name,
                                    Opmg_CallbackFunc function, void *clientData,
-                                   Oerr_ErrorReport **err);
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Copies up to `capacity` registered callbacks into `entries`; returns how many are
  * registered (may exceed capacity), or -1. */
 ORVIK_API long opmg_GetCallbackList(const wchar_t *category, const wchar_t *name,
                                     Opmg_CallbackEntry *entries, long capacity,
-                                    Oerr_ErrorReport **err);
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Category lists. */
 /* A deep copy of the default database's categories (null and no report when empty). */
-ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err);
+ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* A deep copy of the categories whose names match `pattern` (ostr_WildcardMatch). */
 ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list,
                                                  const wchar_t *pattern,
-                                                 Oerr_ErrorReport **err);
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Appends to *list a copy of its category `from` named `to`. */
 ORVIK_API long opmg_CopyCategory(Opmg_Category **list, const wchar_t *from, const wchar_t *to,
-                                 Oerr_ErrorReport **err);
+                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Unlinks and frees the category; returns OMSC_FALSE when there is none of that name. */
-ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name);
-ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name);
+ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name) ORVIK_NOEXCEPT;
+ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name) ORVIK_NOEXCEPT;
 /* Frees the whole chain. */
-ORVIK_API void opmg_FreeCategoryList(Opmg_Category *list);
+ORVIK_API void opmg_FreeCategoryList(Opmg_Category *list) ORVIK_NOEXCEPT;
 /* Frees one category record (not those after it). */
-ORVIK_API void opmg_FreeCatList(Opmg_Category *category);
-ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list);
+ORVIK_API void opmg_FreeCatList(Opmg_Category *category) ORVIK_NOEXCEPT;
+ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list) ORVIK_NOEXCEPT;
 ORVIK_API Opmg_Parameter *opmg_CategoryListFindParameterInCategory(const Opmg_Category *list,
                                                                    const wchar_t *category,
                                                                    const wchar_t *name,
-                                                                   Oerr_ErrorReport **err);
+                                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Saving. The user's file goes to the element of GIO_PREFERENCES_PATH that lies under
  * GIO_PERSONAL (else the first element); the global file to the last element. */
-ORVIK_API long opmg_SaveUserPreference(Oerr_ErrorReport **err);
-ORVIK_API long opmg_SaveGlobalPreference(Oerr_ErrorReport **err);
+ORVIK_API long opmg_SaveUserPreference(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long opmg_SaveGlobalPreference(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Whether puts happened since the last save or load. */
-ORVIK_API Omsc_Boolean opmg_PreferenceChangesUnsaved(void);
+ORVIK_API Omsc_Boolean opmg_PreferenceChangesUnsaved(void) ORVIK_NOEXCEPT;
 /* The installed implementation's data (the default database for the default one). */
-ORVIK_API void *opmg_GetGlobalPreferenceHandle(void);
+ORVIK_API void *opmg_GetGlobalPreferenceHandle(void) ORVIK_NOEXCEPT;
 /* "global" or "local" from GIO_PREFERENCE_DATABASE_TYPE (default "local"), a new string. */
-ORVIK_API wchar_t *opmg_GetDataBaseType(Oerr_ErrorReport **err);
+ORVIK_API wchar_t *opmg_GetDataBaseType(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

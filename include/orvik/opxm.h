@@ -31,8 +31,8 @@ typedef void (*Opxm_ConvertFunction)(const void *source, void *destination, int3
 typedef Opxm_ConvertFunction Opxm_ConvertRow[OGDA_PIXEL_TYPE_COUNT];
 
 /* Tables indexed [source type][destination type]. */
-ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_Convert(void);
-ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_ConvertRound(void);
+ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_Convert(void) ORVIK_NOEXCEPT;
+ORVIK_API const Opxm_ConvertRow *omsc_AddressOf_opxm_ConvertRound(void) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -88,97 +88,97 @@ typedef Ogda_BaseData Osta_ClassNames;
 
 /* Makes the module ready: builds the designs. `toolkit` is the start-up data of the toolkit;
  * without it the call fails with "Toolkit has not been initialized". */
-ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err);
+ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Copies of the module's designs; the caller owns the copy (omif_DesignDestroy). */
-ORVIK_API Omif_Design *osta_StatisticsDesignFetch(Oerr_ErrorReport **err);
-ORVIK_API Omif_Design *osta_CovarianceDesignFetch(Oerr_ErrorReport **err);
-ORVIK_API Omif_Design *osta_ExcludedValuesDesignFetch(Oerr_ErrorReport **err);
-ORVIK_API Omif_Design *osta_SkipFactorsDesignFetch(Oerr_ErrorReport **err);
+ORVIK_API Omif_Design *osta_StatisticsDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *osta_CovarianceDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *osta_ExcludedValuesDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *osta_SkipFactorsDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Create, copy, delete ------------------------------------------------------------ */
 /* A Copy writes into `destination` when it is given and returns it, else returns a new
  * record; on failure it returns null and leaves the destination as it was (or, for
  * tables, reshaped to the source). Deletes accept null. */
 
-ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err);
+ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_Statistics *osta_StatisticsCopy(const Osta_Statistics *source,
                                                Osta_Statistics *destination,
-                                               Oerr_ErrorReport **err);
-ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics);
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) ORVIK_NOEXCEPT;
 
 /* An nLayers x nLayers zero f64 matrix, 1 <= nLayers <= OGDA_MATRIX_MAX_ORDER. */
-ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err);
+ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
                                                Osta_Covariance *destination,
-                                               Oerr_ErrorReport **err);
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Destroy releases the matrix and leaves the record empty; Delete releases both. */
-ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err);
-ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err);
+ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* `values` (a numeric table of any pixel type, or null for none) is copied as an f64 table. */
 ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCreate(const Ogda_BaseData *values,
-                                                         Oerr_ErrorReport **err);
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCopy(const Osta_ExcludedValues *source,
                                                        Osta_ExcludedValues *destination,
-                                                       Oerr_ErrorReport **err);
-ORVIK_API void osta_ExcludedValuesDelete(Osta_ExcludedValues *excluded);
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ExcludedValuesDelete(Osta_ExcludedValues *excluded) ORVIK_NOEXCEPT;
 
 /* Both factors must be at least 1. */
 ORVIK_API Osta_SkipFactors *osta_SkipFactorsCreate(int32_t skipFactorX, int32_t skipFactorY,
-                                                   Oerr_ErrorReport **err);
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_SkipFactors *osta_SkipFactorsCopy(const Osta_SkipFactors *source,
                                                  Osta_SkipFactors *destination,
-                                                 Oerr_ErrorReport **err);
-ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors);
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) ORVIK_NOEXCEPT;
 
 /* A histogram of zero counts over a copy of `binFunction`. The table takes the bin
  * function's bin count; an nBins that differs is adjusted, with the warning "Number of bins
  * adjusted to match passed in bin function". With a null bin function the bins are the
  * values 0..nBins-1 (a direct function). */
 ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFunction,
-                                               int32_t nBins, Oerr_ErrorReport **err);
+                                               int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
                                              Osta_Histogram *destination,
-                                             Oerr_ErrorReport **err);
-ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram);
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram) ORVIK_NOEXCEPT;
 /* Replaces the bin function by a copy of `binFunction` and resizes the table to its bin
  * count; the counts, which belonged to the old bins, are set to 0. On failure the histogram
  * is unchanged. */
 ORVIK_API Osta_Histogram *osta_HistogramBinFunctionReplace(Osta_Histogram *histogram,
                                                            const Odsc_BinFunction *binFunction,
-                                                           Oerr_ErrorReport **err);
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Re-bins `source` into the bins of `destination`: the destination's counts are cleared,
  * then the count of each source bin is added to the destination bin that holds the value
  * the source bin stands for (counts of source bins that fall into no destination bin are
  * dropped). Returns destination. */
 ORVIK_API Osta_Histogram *osta_HistogramTranslate(const Osta_Histogram *source,
                                                   Osta_Histogram *destination,
-                                                  Oerr_ErrorReport **err);
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* nBins zero values (f64; "string" for class names). 1 <= nBins <= ODSC_MAX_BINS. */
-ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err);
+ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_ColorTable *osta_ColorTableCopy(const Osta_ColorTable *source,
                                                Osta_ColorTable *destination,
-                                               Oerr_ErrorReport **err);
-ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table);
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) ORVIK_NOEXCEPT;
 /* nComponents (1 to OSTA_MAX_COLOR_COMPONENTS) tables of nBins zero values. */
 ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, int32_t nBins,
-                                                           Oerr_ErrorReport **err);
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableStack *source,
                                                          Osta_ColorTableStack *destination,
-                                                         Oerr_ErrorReport **err);
-ORVIK_API void osta_ColorTableStackDelete(Osta_ColorTableStack *stack);
-ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err);
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ColorTableStackDelete(Osta_ColorTableStack *stack) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_ContrastTable *osta_ContrastTableCopy(const Osta_ContrastTable *source,
                                                      Osta_ContrastTable *destination,
-                                                     Oerr_ErrorReport **err);
-ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table);
-ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err);
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_ClassNames *osta_ClassNamesCopy(const Osta_ClassNames *source,
                                                Osta_ClassNames *destination,
-                                               Oerr_ErrorReport **err);
-ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names);
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT;
 
 /* ---- Computation from raster data ---------------------------------------------------- */
 
@@ -206,7 +206,7 @@ ORVIK_API Osta_Statistics *osta_StatisticsCompute(const Ogda_BaseData *data,
                                                   const Osta_SkipFactors *skip,
                                                   Osta_Statistics *statistics,
                                                   Osta_Histogram **histogram,
-                                                  Oerr_ErrorReport **err);
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Covariance matrix of the layers of `layers` (all of one shape, numeric, not complex),
@@ -218,7 +218,7 @@ ORVIK_API Osta_Covariance *osta_CovarianceCompute(const Ogda_BaseDataStack *laye
                                                   const Osta_ExcludedValues *excluded,
                                                   const Osta_SkipFactors *skip,
                                                   Osta_Covariance *covariance,
-                                                  Oerr_ErrorReport **err);
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -251,7 +251,9 @@ TEST(BigArena, RandomWorkloadKeepsContentsAndLayout) {
                 live.pop_back();
             }
         }
-        if (step % 500 == 0) ASSERT_TRUE(a->TakeCensus().consistent) << "step " << step;
+        if (step % 500 == 0) {
+            ASSERT_TRUE(a->TakeCensus().consistent) << "step " << step;
+        }
     }
     for (const Live &l : live) {
         ASSERT_TRUE(AllBytes(l.p, l.n, l.tag));

@@ -272,4 +272,62 @@ TEST(ErrorHandlers, NewestFirstAndRemoval) {
     EXPECT_TRUE(gHandlerOrder.empty());
 }
 
+// Handlers that change the list from inside their own call (the list lock is recursive).
+struct SelfEditing {
+    std::vector<int> *calls;
+    int id;
+    Oerr_ErrorHandler *self = nullptr;
+    Oerr_ErrorHandler *victim = nullptr;   // removed by this handler when set
+    Oerr_ErrorHandler *added = nullptr;    // registered by this handler on its first call
+    bool addOnCall = false;
+};
+void SelfEditingHandler(int32_t, void *data) {
+    auto *s = static_cast<SelfEditing *>(data);
+    s->calls->push_back(s->id);
+    if (s->victim) {
+        oerr_ErrorHandlerRemove(s->victim);
+        s->victim = nullptr;
+    }
+    if (s->addOnCall && !s->added) s->added = oerr_ErrorHandlerRegister(HandlerA, &s->id);
+}
+
+TEST(ErrorHandlers, AHandlerMayRemoveItselfOrOthersAndRegisterDuringTheWalk) {
+    std::vector<int> calls;
+    SelfEditing last{&calls, 1}, middle{&calls, 2}, first{&calls, 3};
+    last.self = oerr_ErrorHandlerRegister(SelfEditingHandler, &last);
+    middle.self = oerr_ErrorHandlerRegister(SelfEditingHandler, &middle);
+    first.self = oerr_ErrorHandlerRegister(SelfEditingHandler, &first);
+    first.victim = middle.self; // the record after the running one
+    last.victim = last.self;    // the running record itself
+    last.addOnCall = true;
+    gHandlerOrder.clear();
+    oerr_ErrorOccurred(7); // would deadlock with a plain lock
+    EXPECT_EQ(calls, (std::vector<int>{3, 1})); // the removed middle one is not called
+    EXPECT_TRUE(gHandlerOrder.empty());         // one added during the walk waits for the next
+    ASSERT_NE(last.added, nullptr);
+
+    calls.clear();
+    oerr_ErrorOccurred(2);
+    EXPECT_EQ(calls, (std::vector<int>{3})); // only `first` of the three is still listed
+    EXPECT_EQ(gHandlerOrder, (std::vector<int>{102}));
+    oerr_ErrorHandlerRemove(last.added);
+    oerr_ErrorHandlerRemove(first.self);
+    calls.clear();
+    oerr_ErrorOccurred(3);
+    EXPECT_TRUE(calls.empty()); // ASan checks that the deferred records were freed
+}
+
+TEST(ErrorReportPrint, ModesArePlainIntegersInEitherLanguage) {
+    Oerr_ErrorReport *r = Chain3();
+    const std::string full = PrintNoEML(r, OERR_REPORT_FULL);
+    const std::string brief = PrintNoEML(r, OERR_REPORT_BRIEF);
+    EXPECT_NE(full, brief);
+    StderrCapture cap;
+    oerr_PrintErrorReportNoEML(r, 0);
+    oerr_PrintErrorReportNoEML(r, 1);
+    oerr_PrintErrorReportNoEML(r, -3); // any non-zero value is brief
+    EXPECT_EQ(cap.Text(), full + brief + brief);
+    oerr_DeleteErrorReportEx(&r);
+}
+
 } // namespace

@@ -158,12 +158,16 @@ TEST_F(FioSearch, ExhaustedHeapGivesCleanFailures) {
         // Each call either succeeded without a report or failed with one.
         EXPECT_EQ(found == nullptr, foundErr != nullptr);
         EXPECT_EQ(list == nullptr, listErr != nullptr);
-        if (list) EXPECT_EQ(scan == nullptr, scanErr != nullptr);
+        if (list) {
+            EXPECT_EQ(scan == nullptr, scanErr != nullptr);
+        }
         oerr_DeleteErrorReportEx(&foundErr);
         oerr_DeleteErrorReportEx(&listErr);
         oerr_DeleteErrorReportEx(&scanErr);
         bool complete = found && list && scan;
-        if (scan) EXPECT_EQ(Entries(scan), (std::vector<std::wstring>{W("h/a.x"), W("h/b.x")}));
+        if (scan) {
+            EXPECT_EQ(Entries(scan), (std::vector<std::wstring>{W("h/a.x"), W("h/b.x")}));
+        }
         ostr_StringListDelete(found, nullptr);
         ostr_StringListDelete(list, nullptr);
         if (complete) break;

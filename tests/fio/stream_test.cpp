@@ -306,7 +306,9 @@ TEST(FioStream, RandomMixedAccessMatchesModel) {
                     ASSERT_EQ(err, nullptr);
                 }
             } else {
-                if (rng() % 4 == 0) ASSERT_EQ(ofio_Flush(f, &err), 0);
+                if (rng() % 4 == 0) {
+                    ASSERT_EQ(ofio_Flush(f, &err), 0);
+                }
                 ASSERT_EQ(ofio_FileSizeGetByHandle(f, &err), static_cast<int64_t>(model.size()));
             }
             ASSERT_EQ(ofio_Tell(f, &err), pos);

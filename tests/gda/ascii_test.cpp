@@ -105,6 +105,7 @@ void FillPattern(Ogda_BaseDataStack *s) {
                 std::memcpy(e, &copy, sizeof copy);
                 break;
             }
+            default: FAIL() << "no sample values for pixel type " << o->datatype;
             }
         }
     }

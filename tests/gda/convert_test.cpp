@@ -179,8 +179,6 @@ TEST(Convert, NamedCases) {
     EXPECT_EQ(untouched, 9);
 }
 
-wchar_t *StringAt(void *block, int i) { return static_cast<wchar_t **>(block)[i]; }
-
 TEST(Convert, NumbersToStrings) {
     const Opxm_ConvertRow *table = omsc_AddressOf_opxm_Convert();
     wchar_t *strings[4] = {};

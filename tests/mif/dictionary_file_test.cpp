@@ -68,7 +68,8 @@ int FeedingReader(void *context, Oerr_ErrorReport **err) {
         *err = oerr_CreateErrorReport(L"disk", 4, 2, nullptr, L"Sector unreadable");
         return OFIO_ERROR;
     }
-    return f->at < f->text.size() ? static_cast<unsigned char>(f->text[f->at++]) : OFIO_EOF;
+    if (f->at >= f->text.size()) return OFIO_EOF;
+    return static_cast<unsigned char>(f->text[f->at++]);
 }
 
 } // namespace

@@ -386,8 +386,9 @@ TEST(MifObjectConvert, BaseDataOfEveryPixelTypeAndBothLayouts) {
             ASSERT_EQ(bytes.size(), expected);
             EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 12),
                       Hex({3, 0, 0, 0, 5, 0, 0, 0, type, 0, static_cast<int>(layout), 0}));
-            if (type >= 3 && (bytesPer[type] == 1 || !orvik::mif::ConversionSwapsBytes()))
+            if (type >= 3 && (bytesPer[type] == 1 || !orvik::mif::ConversionSwapsBytes())) {
                 EXPECT_EQ(std::memcmp(bytes.data() + 12, raw, bytes.size() - 12), 0);
+            }
 
             WithBase back{};
             Oerr_ErrorReport *err = nullptr;
@@ -428,6 +429,23 @@ TEST(MifObjectConvert, PackedBaseDataLinesStartOnAByte) {
     ogda_BaseDataDelete(bd, nullptr);
 }
 
+TEST(MifObjectConvert, BaseDataOfAnUnknownObjectTypeIsNotWritten) {
+    DesignPtr design = Make(L"WithBase", kBaseItems);
+    Ogda_BaseData *bd = ogda_BaseDataCreate(1, 1, OGDA_U8, Ogda_Scalar, nullptr, nullptr);
+    ASSERT_NE(bd, nullptr);
+    WithBase rec{};
+    rec.grid = *bd;
+    rec.grid.objecttype = static_cast<Ogda_ObjectType>(4);
+    unsigned char out[64] = {};
+    Omif_Buffer buffer{out, sizeof out, 0, 0};
+    Oerr_ErrorReport *err = nullptr;
+    omif_ConvertToMIF(nullptr, &rec, design.get(), &buffer, 0, &err);
+    const std::vector<std::wstring> chain = Chain(err);
+    ASSERT_FALSE(chain.empty());
+    EXPECT_EQ(chain.back(), L"omif_BaseDataToMIF: BaseData of object type 4 cannot be stored");
+    ogda_BaseDataDelete(bd, nullptr);
+}
+
 TEST(MifObjectConvert, CorruptCountsAndBaseDataHeadersAreReported) {
     DesignPtr indirect = Make(L"Indirect", kIndirectItems);
     DesignPtr withBase = Make(L"WithBase", kBaseItems);
@@ -450,6 +468,11 @@ TEST(MifObjectConvert, CorruptCountsAndBaseDataHeadersAreReported) {
          L"omif_MIFtoBaseData: BaseData of 0 x 1610612736 pixels is too large"},
         {withBase.get(), Hex({0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0, 3, 0, 0, 0}),
          L"omif_MIFtoBaseData: Bad BaseData dimensions -1 x 1"},
+        // Layout words 0..3 name the object types; anything above is refused, not stored.
+        {withBase.get(), Hex({1, 0, 0, 0, 1, 0, 0, 0, 3, 0, 4, 0, 7}),
+         L"omif_MIFtoBaseData: Unknown BaseData layout 4"},
+        {withBase.get(), Hex({1, 0, 0, 0, 1, 0, 0, 0, 3, 0, 0xFF, 0xFF, 7}),
+         L"omif_MIFtoBaseData: Unknown BaseData layout 65535"},
         {withBase.get(), Hex({0, 1, 0, 0, 0, 1, 0, 0, 3, 0, 0, 0, 1, 2}),
          L"omif_MIFtoBaseData: BaseData of 256 x 256 pixels needs more bytes than remain (2)"},
     };

@@ -21,7 +21,7 @@ TEST(MifObjectFuzzReplay, SeedsPassTheTargetsChecks) {
         const std::string name = entry.path().filename().string();
         SCOPED_TRACE(name);
         const auto *data = reinterpret_cast<const uint8_t *>(bytes.data());
-        EXPECT_EQ(mif_object_fuzz::RunOne(data, bytes.size()), 0);
+        EXPECT_EQ(orvik_fuzz::Replay(mif_object_fuzz::RunOne, data, bytes.size()), "");
         ++files;
         if (bytes.empty()) continue;
         const Omif_Design *design = mif_object_fuzz::DesignOf(data[0]);

@@ -71,7 +71,7 @@ TEST_F(ObjectOps, CopyArgumentsAndAllocationFailures) {
                 ASSERT_GE(chain.size(), 3u);
                 EXPECT_EQ(chain[0], L"omif_ObjectCopy: omif_ObjectItemsCopy failed");
                 EXPECT_EQ(chain[1], L"omif_ObjectItemsCopy: ObjectItemCopy failure");
-                EXPECT_EQ(chain.back(), L"ObjectItemCopy: No memory");
+                EXPECT_EQ(chain.back(), L"ObjectItemCopy: Out of memory");
             } else {
                 EXPECT_EQ(chain.back(), L"omif_ObjectAllocate: No memory");
             }

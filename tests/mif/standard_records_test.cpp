@@ -137,9 +137,10 @@ TEST(StandardRecords, MIFObjectCarriesARecordAndReadsItBack) {
     ASSERT_EQ(err, nullptr);
     EXPECT_STREQ(reinterpret_cast<char *>(wrapped.typeName.data), "Sample");
     EXPECT_EQ(wrapped.typeName.count, 7);
-    if (!orvik::mif::ConversionSwapsBytes())
+    if (!orvik::mif::ConversionSwapsBytes()) {
         EXPECT_EQ(Bytes(wrapped.data.data, wrapped.data.data + 16),
-              (Bytes{0x44, 0x33, 0x22, 0x11, 2, 0, 0, 0, 4, 0, 0, 0, 0xFF, 0xFF, 2, 0}));
+                  (Bytes{0x44, 0x33, 0x22, 0x11, 2, 0, 0, 0, 4, 0, 0, 0, 0xFF, 0xFF, 2, 0}));
+    }
     // The carried dictionary holds the design.
     std::wstring text(reinterpret_cast<char *>(wrapped.dictionary.data),
                       reinterpret_cast<char *>(wrapped.dictionary.data) + wrapped.dictionary.count - 1);

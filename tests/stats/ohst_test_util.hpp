@@ -31,6 +31,10 @@ inline std::vector<Ohst_BreakPoint> Points(const Ohst_BreakPointList &list) {
     return {list.points, list.points + list.count};
 }
 
+inline std::vector<Ohst_BreakPoint> Points(const Ohst_LUT *lut) {
+    return {lut->breakPoints, lut->breakPoints + lut->nBreakPoints};
+}
+
 inline std::vector<int32_t> Table(const Ohst_LUT *lut) {
     return {lut->table, lut->table + lut->inMax + 1};
 }
@@ -40,9 +44,13 @@ inline LutPtr MakeLut(int32_t inMax, int32_t outMax, const std::vector<Ohst_Brea
     Oerr_ErrorReport *err = nullptr;
     LutPtr lut(ohst_LUTCreate(inMax, outMax, 0, &err));
     EXPECT_EQ(err, nullptr);
+    // The list functions work on a list; a LUT's points are lent to one and taken back.
+    Ohst_BreakPointList list{lut->nBreakPoints, lut->breakPoints};
     for (const auto &p : points) {
-        EXPECT_GE(ohst_BreakPointInsert(&lut->breakPoints, p.x, p.y), 0);
+        EXPECT_GE(ohst_BreakPointInsert(&list, p.x, p.y), 0);
     }
+    lut->nBreakPoints = list.count;
+    lut->breakPoints = list.points;
     return lut;
 }
 

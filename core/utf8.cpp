@@ -1,5 +1,5 @@
 // UTF-8 <-> wide text conversion, strict and lossy.
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 #include <cstdint>
 

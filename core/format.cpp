@@ -1,7 +1,7 @@
 // The allocating wide formatter. Conversions are parsed here and each argument is formatted
 // on its own, so the convention (%s wide, %S narrow UTF-8, %c wide character) is the same on
 // every platform and independent of the C locale. Numbers go through the C library's snprintf.
-#include "strings/format.hpp"
+#include "core/format.hpp"
 
 #include <cstdint>
 #include <cstdio>
@@ -12,7 +12,7 @@
 #include <orvik/ostr.h>
 
 #include "core/guard.hpp"
-#include "strings/utf8.hpp"
+#include "core/utf8.hpp"
 
 namespace orvik::text {
 namespace {
@@ -282,7 +282,7 @@ std::wstring Format(const wchar_t *format, ...) {
 extern "C" {
 
 ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t *format,
-                                 va_list args) {
+                                 va_list args) ORVIK_NOEXCEPT {
     if (!format || (dest && destCount == 0)) return nullptr;
     try {
         std::wstring text;
@@ -304,7 +304,7 @@ ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t 
     }
 }
 
-ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...) {
+ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...) ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, format);
     wchar_t *r = ostr_Vsprintf(dest, destCount, format, args);

@@ -1,0 +1,489 @@
+// Exported entry-tree functions: seeking, the current entry's links and path, saved
+// positions, and writing entries at the four write positions. Write order (docs/hfa-format.md):
+// a new record is written whole before any link names it.
+#include <chrono>
+#include <cstring>
+
+#include "core/guard.hpp"
+#include "hfa/designs.hpp"
+#include "hfa/entry.hpp"
+#include "hfa/file.hpp"
+#include "strings/node_path.hpp"
+#include "core/utf8.hpp"
+
+using orvik::core::Guarded;
+using orvik::core::SetError;
+using namespace orvik::hfa;
+
+namespace orvik::hfa {
+
+bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_ErrorReport **err,
+               const wchar_t *fn) {
+    unsigned char bytes[kEntrySize];
+    if (position < kTagSize || !ReadAt(file, position, bytes, kEntrySize, err, fn) ||
+        !RecordFromBytes(kEntryDesign, bytes, kEntrySize, &entry, err, fn)) {
+        SetError(err, fn, 30, err ? *err : nullptr, L"Cannot read entry at %lu of file %s",
+                 static_cast<unsigned long>(position), file->name.c_str());
+        return false;
+    }
+    entry.name[sizeof entry.name - 1] = 0;
+    entry.type[sizeof entry.type - 1] = 0;
+    return true;
+}
+
+bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry,
+                Oerr_ErrorReport **err, const wchar_t *fn) {
+    unsigned char bytes[kEntrySize];
+    if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
+        WriteAt(file, position, bytes, kEntrySize, err, fn))
+        return true;
+    SetError(err, fn, 31, *err, L"WriteCurrentEntry fail");
+    return false;
+}
+
+} // namespace orvik::hfa
+
+namespace {
+
+constexpr int kMaxName = 63;
+
+double Now() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+// Copies a wide text into a fixed 8-bit item; false when it does not fit.
+bool SetText(char *dst, std::size_t width, const wchar_t *text) {
+    const std::string utf8 = orvik::text::WideToUtf8Lossy(text);
+    if (utf8.size() >= width) return false;
+    std::memset(dst, 0, width);
+    std::memcpy(dst, utf8.data(), utf8.size());
+    return true;
+}
+
+bool CheckEntryFile(Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
+    if (!CheckFile(file, fn, err)) return false;
+    if (!file->entry.valid && SeekEntry(file, 0, nullptr, err, fn) < 0) return false;
+    return true;
+}
+
+// Makes `position` with `record` the current entry below or beside the old one.
+void Become(Ohfa_File *file, uint32_t position, const Ohfa_Entry &record, bool child) {
+    EntryState &s = file->entry;
+    const std::string name(record.name, strnlen(record.name, sizeof record.name));
+    if (child)
+        s.path.push_back(name);
+    else if (!s.path.empty())
+        s.path.back() = name;
+    s.position = position;
+    s.record = record;
+    HashEntry(s, position, record.parent, name);
+}
+
+// Writes a new entry after `at` (a sibling record) and links it in: the new record first,
+// then the predecessor's next, then the successor's prev.
+bool InsertAfter(Ohfa_File *file, uint32_t at, Ohfa_Entry &pred, Ohfa_Entry &fresh,
+                 Oerr_ErrorReport **err, const wchar_t *fn, uint32_t &position) {
+    position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
+    if (position == 0) {
+        SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+        return false;
+    }
+    fresh.prev = at;
+    fresh.next = pred.next;
+    fresh.parent = pred.parent;
+    if (!WriteEntry(file, position, fresh, err, fn)) return false;
+    const uint32_t successor = pred.next;
+    pred.next = position;
+    if (!WriteEntry(file, at, pred, err, fn)) return false;
+    if (successor) {
+        Ohfa_Entry next{};
+        if (!ReadEntry(file, successor, next, err, fn)) return false;
+        next.prev = position;
+        if (!WriteEntry(file, successor, next, err, fn)) return false;
+    }
+    return true;
+}
+
+long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t *type,
+                Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_Entry fresh{};
+    if (name && !SetText(fresh.name, sizeof fresh.name, name)) {
+        SetError(err, fn, 21, nullptr,
+                 L"The length of OHFA entry name '%s' exceeds the %d character maximum", name,
+                 kMaxName);
+        return -1;
+    }
+    if (type && !SetText(fresh.type, sizeof fresh.type, type)) {
+        SetError(err, fn, 22, nullptr, L"Type name '%s' is too long", type);
+        return -1;
+    }
+    if (!CheckWritable(file, fn, err)) return -1;
+    if (!CheckEntryFile(file, fn, err)) return -1;
+    EntryState &s = file->entry;
+    const bool batch = (file->optionFlags & kFlagBatch) != 0;
+    fresh.modTime = Now();
+    switch (where) {
+    case 0: {
+        if (batch && name && s.position == file->batchStartNode) {
+            SetError(err, fn, 24, nullptr,
+                     L"Cannot change the name of the noCache start node in batch mode");
+            return -1;
+        }
+        Ohfa_Entry rec = s.record;
+        if (name) std::memcpy(rec.name, fresh.name, sizeof rec.name);
+        if (type) std::memcpy(rec.type, fresh.type, sizeof rec.type);
+        rec.modTime = fresh.modTime;
+        if (!WriteEntry(file, s.position, rec, err, fn)) return -1;
+        Become(file, s.position, rec, false);
+        return 0;
+    }
+    case 1:
+    case 2: {
+        if (batch && where == 1) {
+            SetError(err, fn, 25, nullptr, L"Cannot write before an existing node in batch mode");
+            return -1;
+        }
+        if (s.record.parent == 0) {
+            SetError(err, fn, 26, nullptr, L"The root entry cannot have siblings");
+            return -1;
+        }
+        uint32_t at = s.position;
+        Ohfa_Entry pred = s.record;
+        if (where == 1) {
+            // Before the current entry: after its predecessor, or as the parent's first child.
+            if (pred.prev != 0) {
+                at = pred.prev;
+                if (!ReadEntry(file, at, pred, err, fn)) return -1;
+            } else {
+                Ohfa_Entry parent{};
+                if (!ReadEntry(file, s.record.parent, parent, err, fn)) return -1;
+                const uint32_t position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
+                if (position == 0) {
+                    SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+                    return -1;
+                }
+                fresh.parent = s.record.parent;
+                fresh.next = s.position;
+                if (!WriteEntry(file, position, fresh, err, fn)) return -1;
+                parent.child = position;
+                if (!WriteEntry(file, s.record.parent, parent, err, fn)) return -1;
+                Ohfa_Entry old = s.record;
+                old.prev = position;
+                if (!WriteEntry(file, s.position, old, err, fn)) return -1;
+                Become(file, position, fresh, false);
+                return 0;
+            }
+        }
+        uint32_t position = 0;
+        if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+        Become(file, position, fresh, false);
+        return 0;
+    }
+    case 3: {
+        if (batch && s.record.child != 0) {
+            SetError(err, fn, 27, nullptr, L"Cannot write additional offspring to a node in batch mode");
+            return -1;
+        }
+        if (s.record.child != 0) {
+            if (SeekEntry(file, 5, nullptr, err, fn) < 0 || SeekEntry(file, 3, nullptr, err, fn) < 0)
+                return -1;
+            Ohfa_Entry pred = s.record;
+            uint32_t position = 0;
+            if (!InsertAfter(file, s.position, pred, fresh, err, fn, position)) return -1;
+            Become(file, position, fresh, false);
+            return 0;
+        }
+        const uint32_t position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
+        if (position == 0) {
+            SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+            return -1;
+        }
+        fresh.parent = s.position;
+        if (!WriteEntry(file, position, fresh, err, fn)) return -1;
+        Ohfa_Entry parent = s.record;
+        parent.child = position;
+        if (!WriteEntry(file, s.position, parent, err, fn)) return -1;
+        s.record = parent;
+        Become(file, position, fresh, true);
+        return 0;
+    }
+    default:
+        SetError(err, fn, 28, nullptr, batch ? L"Invalid write position for batch write mode"
+                                             : L"Invalid write position %ld",
+                 where);
+        return -1;
+    }
+}
+
+// Every record and data block of the subtree below `first` (a first child), bounded.
+bool CollectSubtree(Ohfa_File *file, uint32_t first, std::vector<std::pair<uint32_t, Ohfa_Entry>> &out,
+                    Oerr_ErrorReport **err, const wchar_t *fn) {
+    std::vector<uint32_t> todo;
+    if (first) todo.push_back(first);
+    const int64_t bound = file->fileEnd / kEntrySize + 1;
+    while (!todo.empty()) {
+        if (static_cast<int64_t>(out.size()) > bound) {
+            SetError(err, fn, 32, nullptr, L"Couldn't find child");
+            return false;
+        }
+        const uint32_t at = todo.back();
+        todo.pop_back();
+        Ohfa_Entry e{};
+        if (!ReadEntry(file, at, e, err, fn)) {
+            SetError(err, fn, 32, *err, L"Couldn't find child");
+            return false;
+        }
+        out.emplace_back(at, e);
+        if (e.next) todo.push_back(e.next);
+        if (e.child) todo.push_back(e.child);
+    }
+    return true;
+}
+
+// Takes the record `rec` out of its sibling list: the predecessor's next (or the parent's
+// child) first, then the successor's back link.
+bool Unlink(Ohfa_File *file, const Ohfa_Entry &rec, Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_Entry link{};
+    const uint32_t holder = rec.prev ? rec.prev : rec.parent;
+    if (!ReadEntry(file, holder, link, err, fn)) return false;
+    (rec.prev ? link.next : link.child) = rec.next;
+    if (!WriteEntry(file, holder, link, err, fn)) return false;
+    if (rec.next == 0) return true;
+    Ohfa_Entry next{};
+    if (!ReadEntry(file, rec.next, next, err, fn)) return false;
+    next.prev = rec.prev;
+    return WriteEntry(file, rec.next, next, err, fn);
+}
+
+// Moves the current entry (with its subtree) to be the last child of the node `toPath`.
+// Unlinked first, then linked in: a crash in between leaks the subtree, never makes it
+// reachable twice. The entry table is dropped and filled again as entries are reached.
+long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!CheckWritable(file, fn, err) || !CheckEntryFile(file, fn, err)) return -1;
+    EntryState &s = file->entry;
+    const uint32_t at = s.position;
+    Ohfa_Entry rec = s.record;
+    const std::string name(rec.name, strnlen(rec.name, sizeof rec.name));
+    if (!toPath || rec.parent == 0) {
+        SetError(err, fn, 40, nullptr, L"Invalid 'move to' path");
+        return -1;
+    }
+    const EntryState kept = s;
+    auto restore = [&] { s = kept; };
+    const long found = SeekEntry(file, 8, toPath, err, fn);
+    if (found <= 0) {
+        restore();
+        if (found == 0) SetError(err, fn, 41, nullptr, L"%s|Node not found", toPath);
+        else SetError(err, fn, 40, *err, L"Invalid 'move to' path");
+        return -1;
+    }
+    const uint32_t target = s.position;
+    // Not into itself or its own subtree.
+    for (uint32_t up = target, steps = 0; up != 0; ++steps) {
+        Ohfa_Entry e{};
+        if (up == at || steps > file->fileEnd / kEntrySize || !ReadEntry(file, up, e, err, fn)) {
+            restore();
+            SetError(err, fn, 40, err && *err ? *err : nullptr, L"Invalid 'move to' path");
+            return -1;
+        }
+        up = e.parent;
+    }
+    const std::wstring wideName = orvik::text::Utf8ToWideLossy(name);
+    if (SeekEntry(file, 10, wideName.c_str(), err, fn) != 0) {
+        restore();
+        SetError(err, fn, 42, nullptr, L"%s|Node already exists for file %s",
+                 ((std::wstring(toPath) == L"/" ? L"" : std::wstring(toPath)) + L"/" + wideName).c_str(),
+                 file->name.c_str());
+        return -1;
+    }
+    if (!Unlink(file, rec, err, fn)) {
+        restore();
+        SetError(err, fn, 43, *err, L"ohfa_WriteCurrentEntry failed");
+        return -1;
+    }
+    // Link in as the target's last child: the moved record first, then the link to it.
+    Ohfa_Entry parent{};
+    if (!ReadEntry(file, target, parent, err, fn)) return -1;
+    uint32_t last = parent.child;
+    Ohfa_Entry lastRec{};
+    for (int64_t steps = 0; last != 0; ++steps) {
+        if (steps > file->fileEnd / kEntrySize || !ReadEntry(file, last, lastRec, err, fn)) {
+            SetError(err, fn, 44, err && *err ? *err : nullptr, L"Couldn't find last");
+            return -1;
+        }
+        if (lastRec.next == 0) break;
+        last = lastRec.next;
+    }
+    rec.parent = target;
+    rec.prev = last;
+    rec.next = 0;
+    if (!WriteEntry(file, at, rec, err, fn)) return -1;
+    if (last) {
+        lastRec.next = at;
+        if (!WriteEntry(file, last, lastRec, err, fn)) return -1;
+    } else {
+        parent.child = at;
+        if (!WriteEntry(file, target, parent, err, fn)) return -1;
+    }
+    s.Forget();
+    return SeekEntry(file, 18, std::to_wstring(at).c_str(), err, fn) > 0 ? 0 : -1;
+}
+
+// Deletes the current entry with everything below it. Links are rewritten first, the space
+// of the records and their data returned after (rule 6 of the write order). The previous
+// sibling becomes current, else the next one, else the parent.
+long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!file->caching) {
+        SetError(err, fn, 33, nullptr, L"Deletion not allowed while cache is not in use");
+        return -1;
+    }
+    if (!CheckWritable(file, fn, err)) return -1;
+    if (!CheckEntryFile(file, fn, err)) return -1;
+    EntryState &s = file->entry;
+    const uint32_t at = s.position;
+    const Ohfa_Entry rec = s.record;
+    if (rec.parent == 0) {
+        SetError(err, fn, 34, nullptr, L"The root entry cannot be deleted");
+        return -1;
+    }
+    std::vector<std::pair<uint32_t, Ohfa_Entry>> gone;
+    if (!CollectSubtree(file, rec.child, gone, err, fn)) return -1;
+    gone.emplace_back(at, rec);
+    if (!Unlink(file, rec, err, fn)) {
+        SetError(err, fn, 35, *err, L"Delete failed");
+        return -1;
+    }
+    for (const auto &[position, e] : gone) {
+        UnhashEntry(s, position);
+        Oerr_ErrorReport *freeErr = nullptr;
+        if (!GiveSpace(file, position, kEntrySize, &freeErr, L"ohfa_FreeSpace") ||
+            (e.data && e.dataSize > 0 &&
+             !GiveSpace(file, e.data, e.dataSize, &freeErr, L"ohfa_FreeSpace")))
+            PrintAndDelete(freeErr); // the space leaks; the tree is already consistent
+    }
+    // The new current entry.
+    const uint32_t target = rec.prev ? rec.prev : rec.next ? rec.next : rec.parent;
+    Ohfa_Entry now{};
+    if (!ReadEntry(file, target, now, err, fn)) return -1;
+    if (target == rec.parent) {
+        if (!s.path.empty()) s.path.pop_back();
+    } else if (!s.path.empty()) {
+        s.path.back() = std::string(now.name, strnlen(now.name, sizeof now.name));
+    }
+    s.position = target;
+    s.record = now;
+    return 0;
+}
+
+} // namespace
+
+extern "C" {
+
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_EntryMove";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        if (EntryMove(file, toPath, err, kFn) < 0) return -1;
+        file->flushGuard = kGuardPending;
+        if (guard.Leave(err)) return 0;
+        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        return -1;
+    });
+}
+
+ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_EntryDelete";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        if (EntryDelete(file, err, kFn) < 0) return -1;
+        file->flushGuard = kGuardPending;
+        if (guard.Leave(err)) return 0;
+        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        return -1;
+    });
+}
+
+
+ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
+                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_EntrySeek";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, 0, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return 0;
+        const long r = SeekEntry(file, method, name, err, kFn);
+        return r > 0 ? 1 : 0;
+    });
+}
+
+ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_t *name,
+                               const wchar_t *type, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_EntryWrite";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        if (EntryWrite(file, writePosition, name, type, err, kFn) < 0) return -1;
+        // Written: the free-list write-back runs when the outermost guard is left.
+        file->flushGuard = kGuardPending;
+        if (guard.Leave(err)) return 0;
+        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        return -1;
+    });
+}
+
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
+    return file && file->entry.valid && file->entry.record.next ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
+    return file && file->entry.valid && file->entry.record.prev ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
+    return file && file->entry.valid && file->entry.record.child ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CurrentEntryPath";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
+        if (!CheckEntryFile(file, kFn, err)) return nullptr;
+        std::wstring path;
+        for (const std::string &n : file->entry.path) path += L"/" + orvik::text::Utf8ToWideLossy(n);
+        if (path.empty()) path = L"/";
+        auto *out = static_cast<wchar_t *>(
+            omsc_HeapMalloc(static_cast<int32_t>((path.size() + 1) * sizeof(wchar_t))));
+        if (!out) {
+            orvik::core::SetOutOfMemory(err, kFn);
+            return nullptr;
+        }
+        std::wmemcpy(out, path.c_str(), path.size() + 1);
+        return out;
+    });
+}
+
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_EntryCurrentGet";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, 0, [&]() -> long {
+        if (!CheckEntryFile(file, kFn, err)) return 0;
+        if (entry) *entry = file->entry.record;
+        return static_cast<long>(file->entry.position);
+    });
+}
+
+} // extern "C"

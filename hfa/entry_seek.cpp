@@ -1,0 +1,391 @@
+// Moving the current entry: the 19 seek methods built from single steps (next, previous,
+// first child, parent), each step checking that the entry it reaches names the expected
+// parent, every walk bounded by the number of 128-byte records the file can hold.
+#include <cstring>
+#include <cwchar>
+
+#include "core/guard.hpp"
+#include "hfa/entry.hpp"
+#include "hfa/file.hpp"
+#include "strings/node_path.hpp"
+#include "core/utf8.hpp"
+
+using orvik::core::SetError;
+
+namespace orvik::hfa {
+
+namespace {
+
+std::string NameOf(const char *text, std::size_t width) {
+    return std::string(text, strnlen(text, width));
+}
+std::string NameOf(const Ohfa_Entry &e) { return NameOf(e.name, sizeof e.name); }
+std::string TypeOf(const Ohfa_Entry &e) { return NameOf(e.type, sizeof e.type); }
+std::wstring Wide(const std::string &s) { return text::Utf8ToWideLossy(s); }
+
+// A working copy of the current entry; committed only when a seek succeeds.
+struct Cursor {
+    uint32_t position = 0;
+    Ohfa_Entry record{};
+    std::vector<std::string> path;
+};
+
+class Seeker {
+  public:
+    Seeker(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn)
+        : m_file(file), m_err(err), m_fn(fn), m_bound(file->fileEnd / kEntrySize + 1) {}
+
+    long Run(long method, const wchar_t *name, Cursor &c);
+
+  private:
+    long Fail(long number, const wchar_t *message) {
+        SetError(m_err, m_fn, number, *m_err, message);
+        return -1;
+    }
+    long Root(Cursor &c);
+    long Sibling(Cursor &c, bool forward);
+    long Next(Cursor &c) { return Sibling(c, true); }
+    long Prev(Cursor &c) { return Sibling(c, false); }
+    long Child(Cursor &c);
+    long Parent(Cursor &c);
+    long Last(Cursor &c);
+    long First(Cursor &c);
+    // Walks siblings with `step` from the current one (included when `self`) until `match`.
+    template <class Match> long WalkSiblings(Cursor &c, bool self, long (Seeker::*step)(Cursor &), Match match);
+    long Descendant(Cursor &c, const std::string &name);
+    long AtPosition(Cursor &c, uint32_t position);
+    long Path(Cursor &c, const wchar_t *path);
+    std::string ParentName(const Cursor &c);
+
+    Ohfa_File *m_file;
+    Oerr_ErrorReport **m_err;
+    const wchar_t *m_fn;
+    int64_t m_bound;
+};
+
+std::string Seeker::ParentName(const Cursor &c) {
+    Ohfa_Entry parent{};
+    Oerr_ErrorReport *e = nullptr;
+    std::string name = "?";
+    if (c.record.parent && ReadEntry(m_file, c.record.parent, parent, &e, m_fn)) name = NameOf(parent);
+    oerr_DeleteErrorReportEx(&e);
+    return name;
+}
+
+long Seeker::Root(Cursor &c) {
+    const uint32_t at = m_file->header.rootEntryPtr;
+    Ohfa_Entry root{};
+    if (at == 0 || !ReadEntry(m_file, at, root, m_err, m_fn)) {
+        SetError(m_err, m_fn, 2, *m_err, L"Couldn't locate root");
+        return -1;
+    }
+    if (root.next || root.prev || root.parent) {
+        SetError(m_err, m_fn, 3, nullptr, L"Corrupt root entry detected...cannot continue");
+        return -1;
+    }
+    c.position = at;
+    c.record = root;
+    c.path.clear();
+    return 1;
+}
+
+long Seeker::Sibling(Cursor &c, bool forward) {
+    const uint32_t to = forward ? c.record.next : c.record.prev;
+    if (to == 0) return 0;
+    Ohfa_Entry e{};
+    if (!ReadEntry(m_file, to, e, m_err, m_fn)) return -1;
+    if (e.parent != c.record.parent || to == c.position) {
+        SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
+                 Wide(NameOf(e)).c_str(), Wide(ParentName(c)).c_str());
+        return -1;
+    }
+    c.position = to;
+    c.record = e;
+    if (!c.path.empty()) c.path.back() = NameOf(e);
+    return 1;
+}
+
+long Seeker::Child(Cursor &c) {
+    if (c.record.child == 0) return 0;
+    Ohfa_Entry e{};
+    if (!ReadEntry(m_file, c.record.child, e, m_err, m_fn)) return -1;
+    if (e.parent != c.position) {
+        SetError(m_err, m_fn, 5, nullptr, L"Corrupt child entry (%s) of %s detected",
+                 Wide(NameOf(e)).c_str(), Wide(NameOf(c.record)).c_str());
+        return -1;
+    }
+    c.position = c.record.child;
+    c.record = e;
+    c.path.push_back(NameOf(e));
+    return 1;
+}
+
+long Seeker::Parent(Cursor &c) {
+    if (c.record.parent == 0) return 0;
+    Ohfa_Entry e{};
+    if (!ReadEntry(m_file, c.record.parent, e, m_err, m_fn)) return -1;
+    c.position = c.record.parent;
+    c.record = e;
+    if (c.path.empty()) return Fail(6, L"Pop failure");
+    c.path.pop_back();
+    return 1;
+}
+
+long Seeker::Last(Cursor &c) {
+    for (int64_t steps = 0; steps <= m_bound; ++steps) {
+        const long r = Next(c);
+        if (r <= 0) return r < 0 ? -1 : 1;
+    }
+    SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
+             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    return -1;
+}
+
+long Seeker::First(Cursor &c) {
+    for (int64_t steps = 0; steps <= m_bound; ++steps) {
+        const long r = Prev(c);
+        if (r <= 0) return r < 0 ? -1 : 1;
+    }
+    SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
+             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    return -1;
+}
+
+template <class Match>
+long Seeker::WalkSiblings(Cursor &c, bool self, long (Seeker::*step)(Cursor &), Match match) {
+    if (self && match(c.record)) return 1;
+    for (int64_t steps = 0; steps <= m_bound; ++steps) {
+        const long r = (this->*step)(c);
+        if (r <= 0) return r;
+        if (match(c.record)) return 1;
+    }
+    SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
+             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    return -1;
+}
+
+long Seeker::Descendant(Cursor &c, const std::string &name) {
+    // Depth-first, children before siblings, from the current entry's first child.
+    const std::size_t depth = c.path.size();
+    long r = Child(c);
+    for (int64_t steps = 0; r > 0 && steps <= m_bound; ++steps) {
+        if (NameOf(c.record) == name) return 1;
+        r = Child(c);
+        if (r < 0) return -1;
+        if (r > 0) continue;
+        // No child: the next sibling here or of the nearest ancestor below the start.
+        for (;;) {
+            r = Next(c);
+            if (r != 0) break;
+            if (c.path.size() <= depth + 1) return 0;
+            if (Parent(c) < 0) return -1;
+        }
+    }
+    if (r <= 0) return r;
+    SetError(m_err, m_fn, 5, nullptr, L"Corrupt child entry (%s) of %s detected",
+             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    return -1;
+}
+
+long Seeker::AtPosition(Cursor &c, uint32_t position) {
+    Ohfa_Entry e{};
+    if (!ReadEntry(m_file, position, e, m_err, m_fn)) return -1;
+    // The path comes from the parent links, bounded like every walk.
+    std::vector<std::string> path;
+    Ohfa_Entry up = e;
+    for (int64_t steps = 0; up.parent != 0; ++steps) {
+        if (steps > m_bound) return Fail(7, L"Parent not hashed yet?");
+        path.push_back(NameOf(up));
+        if (!ReadEntry(m_file, up.parent, up, m_err, m_fn)) return -1;
+    }
+    c.position = position;
+    c.record = e;
+    c.path.assign(path.rbegin(), path.rend());
+    return 1;
+}
+
+long Seeker::Path(Cursor &c, const wchar_t *path) {
+    std::vector<std::wstring_view> names;
+    if (fnp::ParseNodePath(path, names) != fnp::Syntax::Ok) {
+        SetError(m_err, m_fn, 8, nullptr, L"Invalid node path %s", path);
+        return -1;
+    }
+    long r = Root(c);
+    for (std::size_t i = 0; r > 0 && i < names.size(); ++i) {
+        const std::string wanted = text::WideToUtf8Lossy(names[i]);
+        r = Child(c);
+        if (r > 0)
+            r = WalkSiblings(c, true, &Seeker::Next,
+                             [&](const Ohfa_Entry &e) { return NameOf(e) == wanted; });
+    }
+    return r;
+}
+
+// Decimal position text of methods 17 and 18.
+bool ParsePosition(const wchar_t *text, uint32_t &out) {
+    if (!text || !*text) return false;
+    uint64_t v = 0;
+    for (const wchar_t *p = text; *p; ++p) {
+        if (*p < L'0' || *p > L'9') return false;
+        v = v * 10 + static_cast<uint64_t>(*p - L'0');
+        if (v > 0x7FFFFFFF) return false;
+    }
+    out = static_cast<uint32_t>(v);
+    return true;
+}
+
+long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
+    const std::string wanted = name ? text::WideToUtf8Lossy(name) : std::string();
+    auto byName = [&](const Ohfa_Entry &e) { return NameOf(e) == wanted; };
+    auto byType = [&](const Ohfa_Entry &e) { return TypeOf(e) == wanted; };
+    long r;
+    switch (method) {
+    case 0: return Root(c);
+    case 1: return Next(c);
+    case 2: return Prev(c);
+    case 3: return Last(c);
+    case 4: return First(c);
+    case 5: return Child(c);
+    case 6: return Parent(c);
+    case 7:
+    case 16:
+        if (c.record.parent == 0) return Fail(9, L"Current entry has no parent");
+        if (First(c) < 0) return -1;
+        return WalkSiblings(c, true, &Seeker::Next, [&](const Ohfa_Entry &e) {
+            return method == 7 ? byName(e) : byType(e);
+        });
+    case 8:
+        if ((r = Path(c, name)) < 0) return Fail(10, L"EntryPathPathSeek failed");
+        return r;
+    case 9:
+        if ((r = Child(c)) <= 0) return r;
+        return Last(c);
+    case 10:
+    case 14:
+        if ((r = Child(c)) <= 0) return r;
+        return method == 10 ? WalkSiblings(c, true, &Seeker::Next, byName)
+                            : WalkSiblings(c, true, &Seeker::Next, byType);
+    case 11: return Descendant(c, wanted);
+    case 12: return WalkSiblings(c, false, &Seeker::Next, byName);
+    case 15: return WalkSiblings(c, false, &Seeker::Next, byType);
+    case 13: {
+        EntryState &s = m_file->entry;
+        const std::string key = std::to_string(c.record.parent) + "/" + wanted;
+        auto found = s.byParentAndName.find(key);
+        if (found == s.byParentAndName.end()) {
+            // Not reached yet: hash the whole sibling list once.
+            Cursor walk = c;
+            if (First(walk) < 0) return Fail(11, L"EntryPathSiblingNameSeek failed");
+            do {
+                HashEntry(s, walk.position, walk.record.parent, NameOf(walk.record));
+            } while ((r = Next(walk)) > 0);
+            if (r < 0) return Fail(11, L"EntryPathSiblingNameSeek failed");
+            found = s.byParentAndName.find(key);
+            if (found == s.byParentAndName.end()) return 0;
+        }
+        Cursor at = c;
+        if (AtPosition(at, found->second) < 0) return Fail(11, L"EntryPathSiblingNameSeek failed");
+        c = at;
+        return 1;
+    }
+    case 17: {
+        uint32_t position = m_file->batchStartNode;
+        if (name && !ParsePosition(name, position)) return Fail(12, L"Couldn't set current entry");
+        if (position == 0 || AtPosition(c, position) < 0) return Fail(12, L"Couldn't set current entry");
+        return 1;
+    }
+    case 18: {
+        uint32_t position = 0;
+        if (!ParsePosition(name, position) || AtPosition(c, position) < 0)
+            return Fail(13, L"ohfa_FileHostDataRead failed");
+        // The stream stands after the record, where a read at position -1 continues.
+        if (ofio_Seek(m_file->stream, int64_t{position} + kEntrySize, OFIO_SEEK_SET, m_err) != 0)
+            return Fail(13, L"ohfa_FileHostDataRead failed");
+        return 1;
+    }
+    default: return Fail(14, L"Invalid seek method");
+    }
+}
+
+// The name rules of the methods; false after a report. A name given to a method that takes
+// none is only a warning.
+bool CheckName(long method, const wchar_t *name, Oerr_ErrorReport **err, const wchar_t *fn) {
+    switch (method) {
+    case 0: case 1: case 2: case 3: case 4: case 5: case 6: case 9:
+        if (name) Warn(fn, 15, L"Name parameter '%s' will be ignored", name);
+        return true;
+    case 7: case 8: case 10: case 11: case 12: case 13: case 14: case 15: case 16:
+        if (!name) {
+            SetError(err, fn, 16, nullptr, L"Name parameter must not be null for requested seek type");
+            return false;
+        }
+        [[fallthrough]];
+    case 17:
+        if (name && !*name) {
+            SetError(err, fn, 17, nullptr, L"Name parameter must not be null string");
+            return false;
+        }
+        return true;
+    default:
+        return true;
+    }
+}
+
+// Seek methods batch mode allows: forward moves and returns to known places only.
+bool AllowedInBatch(long method) {
+    switch (method) {
+    case 0: case 1: case 3: case 5: case 6: case 8: case 17: return true;
+    default: return false;
+    }
+}
+
+} // namespace
+
+void HashEntry(EntryState &state, uint32_t position, uint32_t parent, const std::string &name) {
+    auto old = state.byPosition.find(position);
+    if (old != state.byPosition.end())
+        state.byParentAndName.erase(std::to_string(old->second.parent) + "/" + old->second.name);
+    state.byPosition[position] = EntryPathInfo{parent, name};
+    state.byParentAndName[std::to_string(parent) + "/" + name] = position;
+}
+
+void UnhashEntry(EntryState &state, uint32_t position) {
+    auto old = state.byPosition.find(position);
+    if (old == state.byPosition.end()) return;
+    state.byParentAndName.erase(std::to_string(old->second.parent) + "/" + old->second.name);
+    state.byPosition.erase(old);
+}
+
+long SeekEntry(Ohfa_File *file, long method, const wchar_t *name, Oerr_ErrorReport **err,
+               const wchar_t *fn) {
+    if (method < 0 || method > 18) {
+        SetError(err, fn, 14, nullptr, L"Invalid seek method");
+        return -1;
+    }
+    if ((file->optionFlags & kFlagBatch) && !AllowedInBatch(method)) {
+        SetError(err, fn, 18, nullptr, L"Invalid seek method for writing w/o caching");
+        return -1;
+    }
+    if (!CheckName(method, name, err, fn)) return -1;
+    Seeker seeker(file, err, fn);
+    EntryState &s = file->entry;
+    Cursor c;
+    if (s.valid) {
+        c.position = s.position;
+        c.record = s.record;
+        c.path = s.path;
+    } else if (method != 0 && method != 8 && method != 17 && method != 18) {
+        // No current entry yet: relative moves start at the root.
+        if (seeker.Run(0, nullptr, c) < 0) return -1;
+    }
+    const long r = seeker.Run(method, name, c);
+    if (r <= 0) return r;
+    s.valid = true;
+    s.position = c.position;
+    s.record = c.record;
+    s.path = std::move(c.path);
+    HashEntry(s, s.position, s.record.parent, NameOf(s.record));
+    return 1;
+}
+
+} // namespace orvik::hfa

@@ -1,0 +1,271 @@
+// Objects: typed records stored as the data blocks of entries - written with the size rules
+// (a smaller object keeps its block and its slack, a larger one moves), read back in host
+// or file form, and deleted with their entries. Every operation runs inside the file's
+// guard. Write order: the data is written before the entry that names it, so a crash never
+// leaves an entry pointing at bytes that were not yet written (see docs/hfa-entries.md).
+#include <chrono>
+#include <vector>
+
+#include "core/guard.hpp"
+#include "hfa/entry.hpp"
+#include "hfa/file.hpp"
+#include "mif/dictionary.hpp"
+
+using orvik::core::Guarded;
+using orvik::core::SetError;
+using namespace orvik::hfa;
+
+namespace {
+
+double Now() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+// Leaves the guard after an operation; a failed write-back fails an operation that
+// succeeded and is printed after one that failed.
+template <class R> R Finish(GuardScope &guard, R result, bool ok, Oerr_ErrorReport **err,
+                            const wchar_t *fn, R failure) {
+    Oerr_ErrorReport *late = nullptr;
+    const bool released = guard.Leave(&late);
+    if (!ok) {
+        PrintAndDelete(late);
+        return failure;
+    }
+    if (released) return result;
+    *err = late;
+    SetError(err, fn, 40, *err, L"freeListCacheFlush failed");
+    return failure;
+}
+
+// Chooses the data block of the current entry for `size` bytes. `keep` says whether the
+// current block may be kept. A failure to free the old block is only printed.
+uint32_t DataPosition(Ohfa_File *file, long writePosition, int64_t size, bool keep,
+                      Oerr_ErrorReport **err, const wchar_t *fn) {
+    const Ohfa_Entry &current = file->entry.record;
+    if (writePosition == 0 && current.data != 0 && keep) return current.data;
+    if (writePosition == 0 && current.data != 0 && current.dataSize > 0) {
+        Oerr_ErrorReport *freeErr = nullptr;
+        if (!GiveSpace(file, current.data, current.dataSize, &freeErr, L"ohfa_FreeSpace")) {
+            Oerr_ErrorReport *wrapped = oerr_CreateErrorReport(
+                nullptr, 0, OERR_KIND_PLAIN, freeErr, L"The old data block stays unused");
+            PrintAndDelete(wrapped);
+        }
+    }
+    if (size == 0) return 0;
+    const uint32_t position = TakeSpace(file, size, err, L"ohfa_NextFreePos");
+    if (position == 0) SetError(err, fn, 3, *err, L"ohfa_NextFreePos failed");
+    return position;
+}
+
+// The common body of the two writers: seek, write the entry, place and write the data
+// (through `writeData`), then point the entry at it.
+template <class WriteData>
+bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
+                 const wchar_t *type, long writePosition, int64_t size, bool rawRule,
+                 WriteData &&writeData, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (nodePath) {
+        const long found = SeekEntry(file, 8, nodePath, err, fn);
+        if (found <= 0) {
+            if (rawRule && found == 0)
+                SetError(err, fn, 1, nullptr, L"nodePath %s not found", nodePath);
+            else
+                SetError(err, fn, 1, *err, L"ohfa_EntrySeek failed");
+            return false;
+        }
+    }
+    if (ohfa_EntryWrite(file, writePosition, name, type, err) != 0) {
+        SetError(err, fn, 2, *err, L"ohfa_EntryWrite failed");
+        return false;
+    }
+    const Ohfa_Entry &current = file->entry.record;
+    // Objects keep a block that is large enough; raw data only a block of the same size.
+    const bool keep = rawRule ? size == current.dataSize : size <= current.dataSize;
+    const uint32_t position = DataPosition(file, writePosition, size, keep, err, fn);
+    if (size > 0 && position == 0) return false;
+    if (size > 0 && !writeData(position)) return false;
+    Ohfa_Entry rec = current;
+    rec.data = position;
+    rec.dataSize = static_cast<int32_t>(size);
+    rec.modTime = Now();
+    if (!WriteEntry(file, file->entry.position, rec, err, fn)) {
+        SetError(err, fn, 5, *err, L"ohfa_EntryWrite failed");
+        return false;
+    }
+    file->entry.record = rec;
+    return true;
+}
+
+// Seeks for a reader; 1 found, 0 not found, -1 failed (reported with `failMessage`).
+long ReaderSeek(Ohfa_File *file, const wchar_t *name, long method, Oerr_ErrorReport **err,
+                const wchar_t *fn, const wchar_t *failMessage) {
+    const long r = SeekEntry(file, method, name, err, fn);
+    if (r < 0) SetError(err, fn, 2, *err, failMessage);
+    return r;
+}
+
+// Reads the found entry's data into a host record.
+bool ReadData(Ohfa_File *file, long method, void *object, const Omif_Design *design,
+              Oerr_ErrorReport **err, const wchar_t *fn) {
+    const Ohfa_Entry &e = file->entry.record;
+    if (!object || e.dataSize == 0) return true;
+    // Method 18 reads where the stream stands: right after the entry record.
+    const long position = method == 18 ? -1 : static_cast<long>(e.data);
+    if (ohfa_FileHostDataRead(file, position, design, e.dataSize, object, err) == e.dataSize)
+        return true;
+    SetError(err, fn, 4, *err, L"ohfa_FileHostDataRead failed");
+    return false;
+}
+
+} // namespace
+
+extern "C" {
+
+ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
+                                const wchar_t *typeName, long writePosition, const void *object,
+                                const Omif_Design *design, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectWrite";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        if (!design || !object) {
+            SetError(err, kFn, 6, nullptr, L"Invalid object or design");
+            return -1;
+        }
+        GuardScope guard(file);
+        file->flushGuard = kGuardPending;
+        const long size = omif_ObjectSize(object, design, err);
+        bool ok = size >= 0;
+        if (!ok) SetError(err, kFn, 3, *err, L"omif_ObjectSize failed");
+        // The file stays self-describing: the design goes into its dictionary.
+        ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr;
+        ok = ok && WriteObject(file, nodePath, name, typeName ? typeName : design->name,
+                               writePosition, size, false,
+                               [&](uint32_t at) {
+                                   if (ohfa_FileHostDataWrite(file, at, design, size, object,
+                                                              err) == size)
+                                       return true;
+                                   SetError(err, kFn, 4, *err, L"ohfa_FileHostDataWrite failed");
+                                   return false;
+                               },
+                               err, kFn);
+        return Finish<long>(guard, 0, ok, err, kFn, -1);
+    });
+}
+
+ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
+                                    const wchar_t *typeName, long writePosition, long count,
+                                    const void *bytes, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectDataWrite";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        if (count < 0 || (count > 0 && !bytes)) {
+            SetError(err, kFn, 6, nullptr, L"Invalid byte count %ld", count);
+            return -1;
+        }
+        GuardScope guard(file);
+        file->flushGuard = kGuardPending;
+        const bool ok = WriteObject(file, nodePath, name, typeName, writePosition, count, true,
+                                    [&](uint32_t at) {
+                                        if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) ==
+                                            count)
+                                            return true;
+                                        SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataWrite failed");
+                                        return false;
+                                    },
+                                    err, kFn);
+        return Finish<long>(guard, 0, ok, err, kFn, -1);
+    });
+}
+
+ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                void *object, const Omif_Design *design,
+                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectRead";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
+        if (!CheckFile(file, kFn, err)) return nullptr;
+        GuardScope guard(file);
+        const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failed");
+        if (found == 0) SetError(err, kFn, 3, nullptr, L"Object read failure!");
+        const bool ok = found > 0 && ReadData(file, seekMethod, object, design, err, kFn);
+        return Finish<void *>(guard, object, ok, err, kFn, nullptr);
+    });
+}
+
+ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                         void *object, const Omif_Design *design,
+                                         Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectReadIfPresent";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
+        if (!CheckFile(file, kFn, err)) return nullptr;
+        if (!object) {
+            SetError(err, kFn, 5, nullptr, L"NULL omifobjectin parameter");
+            return nullptr;
+        }
+        GuardScope guard(file);
+        const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failed");
+        if (found == 0) return Finish<void *>(guard, nullptr, true, err, kFn, nullptr);
+        const bool ok = found > 0 && ReadData(file, seekMethod, object, design, err, kFn);
+        return Finish<void *>(guard, object, ok, err, kFn, nullptr);
+    });
+}
+
+ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name,
+                                             long seekMethod, long *count,
+                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectDataReadIfPresent";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    if (count) *count = 0;
+    return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
+        if (!CheckFile(file, kFn, err)) return nullptr;
+        GuardScope guard(file);
+        const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failed");
+        if (found <= 0) return Finish<void *>(guard, nullptr, found == 0, err, kFn, nullptr);
+        const Ohfa_Entry &e = file->entry.record;
+        if (e.dataSize <= 0 || e.data == 0)
+            return Finish<void *>(guard, nullptr, true, err, kFn, nullptr);
+        // The size is checked against the file before the block is allocated.
+        if (int64_t{e.data} + e.dataSize > file->fileEnd) {
+            SetError(err, kFn, 4, nullptr, L"ohfa_FileMIFDataRead failed");
+            return Finish<void *>(guard, nullptr, false, err, kFn, nullptr);
+        }
+        void *bytes = omsc_HeapMalloc(e.dataSize);
+        if (!bytes) {
+            orvik::core::SetOutOfMemory(err, kFn);
+            return Finish<void *>(guard, nullptr, false, err, kFn, nullptr);
+        }
+        if (ohfa_FileMIFDataRead(file, e.data, e.dataSize, bytes, err) != e.dataSize) {
+            omsc_HeapFree(bytes);
+            SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataRead failed");
+            return Finish<void *>(guard, nullptr, false, err, kFn, nullptr);
+        }
+        if (count) *count = e.dataSize;
+        return Finish<void *>(guard, bytes, true, err, kFn, nullptr);
+    });
+}
+
+ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                 Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectDelete";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failure!");
+        if (found <= 0) return Finish<long>(guard, 0, found == 0, err, kFn, -1);
+        bool ok = ohfa_EntryDelete(file, err) == 0;
+        if (!ok) SetError(err, kFn, 3, *err, L"EntryDelete failure!");
+        return Finish<long>(guard, 0, ok, err, kFn, -1);
+    });
+}
+
+} // extern "C"

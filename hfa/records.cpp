@@ -1,0 +1,119 @@
+// Fixed records in file form and the raw transfers of an open file. Every record is
+// converted into a byte block first and written with one call, so that a record on disk is
+// either old or new, never half of each (the unit of the crash-safety rules).
+#include <cstring>
+#include <vector>
+
+#include "core/guard.hpp"
+#include "hfa/designs.hpp"
+#include "hfa/file.hpp"
+
+using orvik::core::SetError;
+
+namespace orvik::hfa {
+
+bool RecordToBytes(const wchar_t *designName, const void *host, unsigned char *bytes, long size,
+                   long baseOffset, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const Omif_Design *design = FixedDesign(designName, err);
+    if (!design) {
+        SetError(err, fn, 2, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
+        return false;
+    }
+    Omif_Buffer buffer{bytes, size, 0, baseOffset};
+    omif_ConvertToMIF(nullptr, host, design, &buffer, baseOffset, err);
+    if (err && *err) {
+        SetError(err, fn, 3, *err, L"omif_ConvertToMIF failed");
+        return false;
+    }
+    return true;
+}
+
+bool RecordFromBytes(const wchar_t *designName, const unsigned char *bytes, long size,
+                     void *host, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const Omif_Design *design = FixedDesign(designName, err);
+    if (!design) {
+        SetError(err, fn, 2, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
+        return false;
+    }
+    Omif_Buffer buffer{const_cast<unsigned char *>(bytes), size, 0, 0};
+    omif_ConvertToHost(nullptr, &buffer, design, host, err);
+    if (err && *err) {
+        SetError(err, fn, 4, *err, L"ConvertToHost failure");
+        return false;
+    }
+    return true;
+}
+
+bool ReadTag(Ofio_File *stream, Ohfa_HeaderTag &tag, Oerr_ErrorReport **err, const wchar_t *fn) {
+    unsigned char bytes[kTagSize];
+    if (ofio_FileReadDirect(stream, 0, bytes, kTagSize, err) != kTagSize) {
+        SetError(err, fn, 5, err ? *err : nullptr, L"Seek failure");
+        return false;
+    }
+    return RecordFromBytes(kTagDesign, bytes, kTagSize, &tag, err, fn);
+}
+
+bool ReadHeader(Ofio_File *stream, uint32_t at, Ohfa_FileHeader &header, Oerr_ErrorReport **err,
+                const wchar_t *fn) {
+    unsigned char bytes[kHeaderSize];
+    if (ofio_FileReadDirect(stream, at, bytes, kHeaderSize, err) != kHeaderSize) {
+        SetError(err, fn, 5, err ? *err : nullptr, L"Seek failure");
+        return false;
+    }
+    return RecordFromBytes(kHeaderDesign, bytes, kHeaderSize, &header, err, fn);
+}
+
+bool WriteTag(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_HeaderTag tag{};
+    std::memcpy(tag.label, kTagLabel, sizeof kTagLabel);
+    tag.headerPtr = file->headerPtr;
+    unsigned char bytes[kTagSize];
+    return RecordToBytes(kTagDesign, &tag, bytes, kTagSize, 0, err, fn) &&
+           WriteAt(file, 0, bytes, kTagSize, err, fn);
+}
+
+bool HeaderReWrite(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_FileHeader header = file->header;
+    header.freeList = file->freeList.HeadToWrite(file->header.freeList);
+    unsigned char bytes[kHeaderSize];
+    if (!RecordToBytes(kHeaderDesign, &header, bytes, kHeaderSize, file->headerPtr, err, fn) ||
+        !WriteAt(file, file->headerPtr, bytes, kHeaderSize, err, fn))
+        return false;
+    file->freeList.SetDiskHead(header.freeList);
+    return true;
+}
+
+bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
+             Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (position < 0 || position + count > kMaxFileSize) {
+        SetError(err, fn, 6, nullptr,
+                 L"%ld bytes at %lld would carry file %s beyond the OHFA limit", count,
+                 static_cast<long long>(position), file->name.c_str());
+        return false;
+    }
+    if (ofio_FileWriteDirect(file->stream, position, bytes, count, err) != count) {
+        SetError(err, fn, 7, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
+        return false;
+    }
+    if (position + count > file->fileEnd) file->fileEnd = position + count;
+    file->changed = true;
+    return true;
+}
+
+bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_ErrorReport **err,
+            const wchar_t *fn) {
+    if (position < 0 || count < 0 || position > file->fileEnd - count) {
+        SetError(err, fn, 8, nullptr,
+                 L"%ld bytes at %lld lie beyond the end (%lld) of file %s", count,
+                 static_cast<long long>(position), static_cast<long long>(file->fileEnd),
+                 file->name.c_str());
+        return false;
+    }
+    if (ofio_FileReadDirect(file->stream, position, bytes, count, err) != count) {
+        SetError(err, fn, 9, err ? *err : nullptr, L"ofio_FileReadDirect failed");
+        return false;
+    }
+    return true;
+}
+
+} // namespace orvik::hfa
