@@ -20,6 +20,7 @@ targets=(
     prefs_definitions
     prefs_file
     hfa_open
+    odll_list
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -8,11 +8,11 @@ declare -A allowed=(
     [strings]="core"
     [fio]="strings core"
     [gda]="fio strings core"
-    [stats]="fio strings core"
+    [stats]="dsc hfa mif gda fio strings core"
     [prefs]="fio strings core"
     [mif]="gda fio strings core"
-    [hfa]="mif gda stats fio strings core"
-    [dsc]="mif gda stats fio strings core"
+    [hfa]="mif gda fio strings core"
+    [dsc]="hfa mif gda fio strings core"
     [toolkit]="hfa dsc mif gda stats prefs fio strings core"
 )
 status=0

@@ -10,3 +10,6 @@ cmake --install build-demo --prefix "$PWD/_install"
 cmake -S examples/hello -B build-demo/hello -DCMAKE_PREFIX_PATH="$PWD/_install"
 cmake --build build-demo/hello
 LD_LIBRARY_PATH="$PWD/_install/lib:${LD_LIBRARY_PATH:-}" build-demo/hello/orvik_hello
+cmake -S examples/plugin -B build-demo/plugin -DCMAKE_PREFIX_PATH="$PWD/_install"
+cmake --build build-demo/plugin
+LD_LIBRARY_PATH="$PWD/_install/lib:${LD_LIBRARY_PATH:-}" build-demo/plugin/orvik_plugin_host "$PWD/build-demo/plugin/ExampleFormats"

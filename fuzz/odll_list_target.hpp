@@ -1,0 +1,72 @@
+// Checks shared by the library-list fuzz target and its replay test: arbitrary bytes as a
+// "*.dlk" list file in a folder that also holds one library file; the search must either fail
+// with a report or list names that are non-empty, free of line ends, absolute and in order
+// (the library file first).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <unistd.h>
+
+#include <orvik/odll.h>
+#include <orvik/ofio.h>
+
+namespace odll_fuzz {
+
+inline const std::string &Folder() {
+    // Never destroyed, so that the clean-up at exit can still read it.
+    static const std::string *folder = [] {
+        char tmpl[] = "/tmp/odll-fuzz-XXXXXX";
+        auto *f = new std::string(mkdtemp(tmpl) ? tmpl : "");
+        if (FILE *lib = std::fopen((*f + "/a.dll").c_str(), "wb")) std::fclose(lib);
+        std::atexit([] {
+            std::error_code ec;
+            if (!Folder().empty()) std::filesystem::remove_all(Folder(), ec);
+        });
+        return f;
+    }();
+    return *folder;
+}
+
+inline int ListFileTarget(const uint8_t *data, size_t size) {
+    const std::string folder = Folder();
+    if (folder.empty()) return 0;
+    const std::string list = folder + "/list.dlk";
+    FILE *f = std::fopen(list.c_str(), "wb");
+    if (!f) return 0;
+    if (size) std::fwrite(data, 1, size, f);
+    std::fclose(f);
+
+    std::wstring wfolder(folder.begin(), folder.end());
+    Oerr_ErrorReport *err = nullptr;
+    ostr_StringList *search = ofio_SearchListCreateFromText(wfolder.c_str(), &err);
+    if (!search) std::abort();
+    ostr_StringList *libs = odll_SearchListGenerateAndIdentifyFiles(search, &err);
+    ostr_StringListDelete(search, nullptr);
+    if (!libs) {
+        if (!err) std::abort(); // a failure always carries a report
+        oerr_DeleteErrorReportEx(&err);
+        return 0;
+    }
+    if (err) std::abort();
+    if (libs->count < 1 || std::wstring(libs->strings[0]) != wfolder + L"/a.dll") std::abort();
+    for (long i = 0; i < libs->count; ++i) {
+        const wchar_t *s = libs->strings[i];
+        if (!s || !*s) std::abort();
+        std::wstring name(s);
+        if (name.find(L'\n') != std::wstring::npos) std::abort();
+        if (name[0] != L'/' && name[0] != L'\\' && !(name.size() > 1 && name[1] == L':'))
+            std::abort();
+        for (long j = 0; j < i; ++j)
+            if (name == libs->strings[j]) std::abort(); // repeats are left out
+    }
+    ostr_StringListDelete(libs, nullptr);
+    return 0;
+}
+
+} // namespace odll_fuzz

@@ -1,0 +1,106 @@
+/*
+ * odsc.h - descriptor tables and bin functions.
+ *
+ * A descriptor table holds per-bin attributes of a raster layer (histogram counts, colour
+ * components, contrast values, class names), one named column per attribute, one row per
+ * bin. A bin function says which bin a pixel value falls into and which value a bin stands
+ * for. The column and table types below are the in-memory model that the file-backed column
+ * functions work with (docs/descriptor-tables.md describes the planned storage).
+ *
+ * Bin function kinds (value v, numBins bins, bin b in 0..numBins-1):
+ *   DIRECT       b = floor(v) - minLimit; bin b stands for minLimit + b. For integer data:
+ *                one bin per value.
+ *   LINEAR       numBins equal bins between minLimit and maxLimit; b stands for its centre.
+ *   LOGARITHMIC  numBins bins equal in log(v) between minLimit > 0 and maxLimit; b stands for
+ *                its geometric centre. Values <= 0 lie below every bin: they fall into bin 0
+ *                like any other value below minLimit.
+ *   EXPLICIT     binLimits holds numBins + 1 strictly ascending edges; bin b is
+ *                [edge b, edge b+1), the last bin includes its upper edge; b stands for the
+ *                middle of its edges.
+ *   UNIQUE       binLimits holds numBins strictly ascending values; a value falls into the bin
+ *                of an equal value and into no bin otherwise; b stands for its value.
+ * Numeric kinds (all but UNIQUE) put values below the first bin into bin 0 and values above
+ * the last into bin numBins-1, as a histogram's end bins collect outliers. NaN falls into no
+ * bin.
+ *
+ * Records come from the library heap and belong to the caller; no function keeps state, so
+ * distinct records may be used from distinct threads.
+ */
+#ifndef ORVIK_ODSC_H
+#define ORVIK_ODSC_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#include <orvik/oerr.h>
+#include <orvik/ogda.h>
+#include <orvik/omsc.h>
+
+ORVIK_BEGIN_DECLS
+
+/* Largest number of bins of a bin function, and of rows of a descriptor table. */
+#define ODSC_MAX_BINS (1 << 24)
+
+/* ---- Bin functions ------------------------------------------------------------------- */
+
+typedef enum Odsc_BinFunctionType_ {
+    ODSC_BIN_DIRECT = 0,
+    ODSC_BIN_LINEAR = 1,
+    ODSC_BIN_LOGARITHMIC = 2,
+    ODSC_BIN_EXPLICIT = 3,
+    ODSC_BIN_UNIQUE = 4,
+    ODSC_BIN_FORCE_32_BITS = 0x7fffffff
+} Odsc_BinFunctionType;
+
+typedef struct Odsc_BinFunction_ {
+    int32_t numBins;
+    Odsc_BinFunctionType type;
+    double minLimit;          /* DIRECT: value of bin 0; LINEAR, LOGARITHMIC: low edge */
+    double maxLimit;          /* DIRECT: value of the last bin; LINEAR, LOGARITHMIC: high edge */
+    Ogda_BaseData *binLimits; /* EXPLICIT, UNIQUE: f64 table (owned); null otherwise */
+} Odsc_BinFunction;
+
+/* New bin function. DIRECT takes numBins and minLimit (maxLimit is set to minLimit +
+ * numBins - 1; minLimit must be a whole number); LINEAR and LOGARITHMIC take numBins and
+ * minLimit < maxLimit (both > 0 for LOGARITHMIC); EXPLICIT and UNIQUE take a table of limits
+ * of any numeric pixel type (copied as f64) whose element count fixes numBins (edges: count
+ * - 1 bins; values: count bins); numBins must be that number or 0. Null with a report on
+ * failure. 1 <= numBins <= ODSC_MAX_BINS. */
+ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunctionType type,
+                                                   double minLimit, double maxLimit,
+                                                   const Ogda_BaseData *binLimits,
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Deep copy (the limits table too). Null with a report for a null or malformed source. */
+ORVIK_API Odsc_BinFunction *odsc_BinFunctionCopy(const Odsc_BinFunction *source,
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Releases the record and its limits; null does nothing. */
+ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT;
+
+/* Bin of a value (see the kinds above); -1 when the value falls into no bin or the function
+ * is null or malformed. */
+ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value) ORVIK_NOEXCEPT;
+/* The value a bin stands for; NaN for a bin outside 0..numBins-1 or a null function. */
+ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *binFunction, int32_t bin) ORVIK_NOEXCEPT;
+/* Lower and upper edge of a bin (DIRECT: v - 0.5 and v + 0.5; UNIQUE: the value twice).
+ * Returns OMSC_FALSE for a bin outside 0..numBins-1 or a null function. */
+ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *binFunction,
+                                                 int32_t bin, double *low, double *high) ORVIK_NOEXCEPT;
+/* numBins, or 0 for a null or malformed function. */
+ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT;
+
+/* ---- Descriptor-table model ---------------------------------------------------------- */
+
+/* Column value types and the pixel type their values travel in (one element per row). */
+typedef enum Odsc_ColumnType_ {
+    ODSC_COLUMN_INTEGER = 0, /* s32 */
+    ODSC_COLUMN_REAL = 1,    /* f64; colour components are reals in 0..1 */
+    ODSC_COLUMN_STRING = 2,  /* "string" */
+    ODSC_COLUMN_FORCE_32_BITS = 0x7fffffff
+} Odsc_ColumnType;
+
+/* The pixel type of a column type's values; OGDA_PIXEL_INVALID for an unknown type. */
+ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type) ORVIK_NOEXCEPT;
+
+ORVIK_END_DECLS
+
+#endif /* ORVIK_ODSC_H */

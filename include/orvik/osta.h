@@ -1,0 +1,225 @@
+/*
+ * osta.h - statistics, covariance, histograms, colour, contrast and class-name tables of
+ * raster layers, and their computation from raster data.
+ *
+ * Statistics, covariance, excluded values and skip factors are stored as objects under a
+ * layer; their records are laid out exactly as their MIF designs ("Osta_Statistics",
+ * "Osta_Covariance", "Osta_ExcludedValues", "Osta_SkipFactors"), so an object reader fills
+ * them directly. Histograms and the colour, contrast and class-name tables are per-bin
+ * columns of the layer's descriptor table (<orvik/odsc.h>).
+ *
+ * Every record comes from the library heap and belongs to the caller, who releases it with
+ * the matching Delete. The four designs are built once, at first use, into one module
+ * dictionary (inside the thread-unsafe section); the fetch functions hand out copies. Apart
+ * from that no function keeps state: distinct records may be used from distinct threads.
+ */
+#ifndef ORVIK_OSTA_H
+#define ORVIK_OSTA_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#include <orvik/odsc.h>
+#include <orvik/oerr.h>
+#include <orvik/ogda.h>
+#include <orvik/omif.h>
+#include <orvik/omsc.h>
+
+ORVIK_BEGIN_DECLS
+
+/* ---- Records ------------------------------------------------------------------------- */
+
+/* Design "Osta_Statistics": d minimum, d maximum, d mean, d median, d mode, d stddev. */
+typedef struct Osta_Statistics_ {
+    double minimum;
+    double maximum;
+    double mean;
+    double median;
+    double mode;
+    double stddev;
+} Osta_Statistics;
+
+/* Design "Osta_Covariance": b covariance, an n x n f64 matrix for n layers. */
+typedef struct Osta_Covariance_ {
+    Ogda_BaseData covariance;
+} Osta_Covariance;
+
+/* Design "Osta_ExcludedValues": *b valueBD, a table of the values left out (held by
+ * pointer; may be null for none). */
+typedef struct Osta_ExcludedValues_ {
+    Ogda_BaseData *valueBD;
+} Osta_ExcludedValues;
+
+/* Design "Osta_SkipFactors": l skipFactorX, l skipFactorY. Every skipFactorX-th column of
+ * every skipFactorY-th row is sampled, starting with the first. */
+typedef struct Osta_SkipFactors_ {
+    int32_t skipFactorX;
+    int32_t skipFactorY;
+} Osta_SkipFactors;
+
+/* Counts per bin: `table` is an f64 Ogda_Table of binFunction->numBins elements. Both
+ * belong to the histogram. */
+typedef struct Osta_Histogram_ {
+    Odsc_BinFunction *binFunction;
+    Ogda_BaseData *table;
+} Osta_Histogram;
+
+/* Colour components, in the order of the descriptor-table columns "Red", "Green", "Blue",
+ * "Opacity". */
+enum {
+    OSTA_RED = 0,
+    OSTA_GREEN = 1,
+    OSTA_BLUE = 2,
+    OSTA_OPACITY = 3
+};
+#define OSTA_MAX_COLOR_COMPONENTS 4
+
+/* One colour component: an f64 Ogda_Table, one value in 0..1 per bin. */
+typedef Ogda_BaseData Osta_ColorTable;
+/* The components of a colour table in component order (at most four): red, green, blue and
+ * optionally opacity. */
+typedef Ogda_BaseDataStack Osta_ColorTableStack;
+/* One f64 value per bin. */
+typedef Ogda_BaseData Osta_ContrastTable;
+/* One "string" element per bin (a null element is an empty name). */
+typedef Ogda_BaseData Osta_ClassNames;
+
+/* ---- Module -------------------------------------------------------------------------- */
+
+/* Makes the module ready: builds the designs. `toolkit` is the start-up data of the toolkit;
+ * without it the call fails with "Toolkit has not been initialized". */
+ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Copies of the module's designs; the caller owns the copy (omif_DesignDestroy). */
+ORVIK_API Omif_Design *osta_StatisticsDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *osta_CovarianceDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *osta_ExcludedValuesDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *osta_SkipFactorsDesignFetch(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* ---- Create, copy, delete ------------------------------------------------------------ */
+/* A Copy writes into `destination` when it is given and returns it, else returns a new
+ * record; on failure it returns null and leaves the destination as it was (or, for
+ * tables, reshaped to the source). Deletes accept null. */
+
+ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Statistics *osta_StatisticsCopy(const Osta_Statistics *source,
+                                               Osta_Statistics *destination,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) ORVIK_NOEXCEPT;
+
+/* An nLayers x nLayers zero f64 matrix, 1 <= nLayers <= OGDA_MATRIX_MAX_ORDER. */
+ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
+                                               Osta_Covariance *destination,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Destroy releases the matrix and leaves the record empty; Delete releases both. */
+ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* `values` (a numeric table of any pixel type, or null for none) is copied as an f64 table. */
+ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCreate(const Ogda_BaseData *values,
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCopy(const Osta_ExcludedValues *source,
+                                                       Osta_ExcludedValues *destination,
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ExcludedValuesDelete(Osta_ExcludedValues *excluded) ORVIK_NOEXCEPT;
+
+/* Both factors must be at least 1. */
+ORVIK_API Osta_SkipFactors *osta_SkipFactorsCreate(int32_t skipFactorX, int32_t skipFactorY,
+                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_SkipFactors *osta_SkipFactorsCopy(const Osta_SkipFactors *source,
+                                                 Osta_SkipFactors *destination,
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) ORVIK_NOEXCEPT;
+
+/* A histogram of zero counts over a copy of `binFunction`. The table takes the bin
+ * function's bin count; an nBins that differs is adjusted, with the warning "Number of bins
+ * adjusted to match passed in bin function". With a null bin function the bins are the
+ * values 0..nBins-1 (a direct function). */
+ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFunction,
+                                               int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
+                                             Osta_Histogram *destination,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram) ORVIK_NOEXCEPT;
+/* Replaces the bin function by a copy of `binFunction` and resizes the table to its bin
+ * count; the counts, which belonged to the old bins, are set to 0. On failure the histogram
+ * is unchanged. */
+ORVIK_API Osta_Histogram *osta_HistogramBinFunctionReplace(Osta_Histogram *histogram,
+                                                           const Odsc_BinFunction *binFunction,
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Re-bins `source` into the bins of `destination`: the destination's counts are cleared,
+ * then the count of each source bin is added to the destination bin that holds the value
+ * the source bin stands for (counts of source bins that fall into no destination bin are
+ * dropped). Returns destination. */
+ORVIK_API Osta_Histogram *osta_HistogramTranslate(const Osta_Histogram *source,
+                                                  Osta_Histogram *destination,
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* nBins zero values (f64; "string" for class names). 1 <= nBins <= ODSC_MAX_BINS. */
+ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ColorTable *osta_ColorTableCopy(const Osta_ColorTable *source,
+                                               Osta_ColorTable *destination,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) ORVIK_NOEXCEPT;
+/* nComponents (1 to OSTA_MAX_COLOR_COMPONENTS) tables of nBins zero values. */
+ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, int32_t nBins,
+                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableStack *source,
+                                                         Osta_ColorTableStack *destination,
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ColorTableStackDelete(Osta_ColorTableStack *stack) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ContrastTable *osta_ContrastTableCopy(const Osta_ContrastTable *source,
+                                                     Osta_ContrastTable *destination,
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ClassNames *osta_ClassNamesCopy(const Osta_ClassNames *source,
+                                               Osta_ClassNames *destination,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT;
+
+/* ---- Computation from raster data ---------------------------------------------------- */
+
+/*
+ * Statistics of the elements of `data` (any numeric pixel type, any object type), sampled by
+ * `skip` (null: every element) and leaving out the values listed in `excluded` (null: none)
+ * and NaN or infinite values. Result in `statistics` (created when null). Standard deviation
+ * divides by n - 1 (0 for a single value).
+ * - Integer types up to 16 bits are counted in one pass into a histogram of every value;
+ *   everything follows exactly from the counts (median: the lower middle value for an even
+ *   count; mode: the smallest of the most frequent values).
+ * - 32-bit integers and reals: a first pass gives the exact minimum, maximum, mean and
+ *   deviation (blockwise two-pass sums merged pairwise); a second pass counts 65536 equal
+ *   bins between minimum and maximum; a third collects the values of the median's bin and
+ *   selects the exact median (the lower middle value). Only when that bin holds more than
+ *   2^20 values is the median interpolated within it instead (error at most (maximum -
+ *   minimum) / 65536). The mode is the centre of the fullest of 256 equal bins.
+ * With `histogram` given, counts are also returned: *histogram null gets a new histogram
+ * (integer types up to 16 bits: direct bins minimum..maximum; others: 256 linear bins
+ * minimum..maximum); a given one keeps its bin function and has its counts replaced.
+ * Fails when no value is left to count.
+ */
+ORVIK_API Osta_Statistics *osta_StatisticsCompute(const Ogda_BaseData *data,
+                                                  const Osta_ExcludedValues *excluded,
+                                                  const Osta_SkipFactors *skip,
+                                                  Osta_Statistics *statistics,
+                                                  Osta_Histogram **histogram,
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/*
+ * Covariance matrix of the layers of `layers` (all of one shape, numeric, not complex),
+ * sampled by `skip`; an element position is used only when no layer holds an excluded
+ * value, NaN or an infinity there. Divides by n - 1. Result in `covariance` (created when null; a given
+ * one is resized to the layer count).
+ */
+ORVIK_API Osta_Covariance *osta_CovarianceCompute(const Ogda_BaseDataStack *layers,
+                                                  const Osta_ExcludedValues *excluded,
+                                                  const Osta_SkipFactors *skip,
+                                                  Osta_Covariance *covariance,
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+ORVIK_END_DECLS
+
+#endif /* ORVIK_OSTA_H */

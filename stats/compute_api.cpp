@@ -1,0 +1,115 @@
+// osta_StatisticsCompute: checks, the choice between the exact integer method and the real
+// method, and the histogram handed back.
+#include <orvik/osta.h>
+
+#include "core/guard.hpp"
+#include "stats/compute.hpp"
+#include "stats/osta_tables.hpp"
+
+using namespace orvik::stats;
+using orvik::core::Guarded;
+using orvik::core::SetError;
+
+namespace orvik::stats {
+
+bool IsSampleable(const Ogda_BaseData *d) {
+    if (!d || !d->dataStart || d->numrows < 1 || d->numcolumns < 1 ||
+        int64_t{d->numrows} * d->numcolumns != d->numelements || !IsComputable(d->datatype) ||
+        d->numbytes != ogda_NumBytePerPixelFromType(d->datatype))
+        return false;
+    const int64_t length = d->objecttype == Ogda_Matrix ? d->numrows : d->numcolumns;
+    return d->lineBytes >= int64_t{d->numbytes} * length;
+}
+
+bool AreSkipFactors(const Osta_SkipFactors *skip) {
+    return !skip || (skip->skipFactorX >= 1 && skip->skipFactorY >= 1);
+}
+
+} // namespace orvik::stats
+
+namespace {
+
+constexpr const wchar_t *kFn = L"osta_StatisticsCompute";
+
+Osta_Histogram *NewHistogram(Odsc_BinFunctionType type, int32_t nBins, double lo, double hi,
+                             Oerr_ErrorReport **err) {
+    Oerr_ErrorReport *inner = nullptr;
+    Odsc_BinFunction *f = odsc_BinFunctionCreate(nBins, type, lo, hi, nullptr, &inner);
+    Osta_Histogram *h = f ? osta_HistogramCreate(f, nBins, &inner) : nullptr;
+    odsc_BinFunctionDelete(f);
+    if (!h) SetError(err, kFn, 6, inner, L"Cannot create the histogram");
+    return h;
+}
+
+} // namespace
+
+extern "C" ORVIK_API Osta_Statistics *
+osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *excluded,
+                       const Osta_SkipFactors *skip, Osta_Statistics *statistics,
+                       Osta_Histogram **histogram, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
+    return Guarded<Osta_Statistics *>(err, kFn, nullptr, [&]() -> Osta_Statistics * {
+        if (!IsSampleable(data)) {
+            SetError(err, kFn, 1, nullptr,
+                     L"Input data must be a non-empty array of a numeric, non-complex type");
+            return nullptr;
+        }
+        if (!AreSkipFactors(skip)) {
+            SetError(err, kFn, 2, nullptr, L"Bad skip factors %ld, %ld (1 or more allowed)",
+                     long{skip->skipFactorX}, long{skip->skipFactorY});
+            return nullptr;
+        }
+        Osta_Histogram *given = histogram ? *histogram : nullptr;
+        if (given && !IsValidHistogram(given)) {
+            SetError(err, kFn, 3, nullptr, L"Input histogram not an Osta_Histogram (wrong data type)");
+            return nullptr;
+        }
+        const Grid g = MakeGrid(data, skip ? skip->skipFactorX : 1, skip ? skip->skipFactorY : 1);
+        const ExcludedSet x(excluded);
+        Osta_Statistics s{};
+        Osta_Histogram *made = nullptr;
+        if (given) ClearBinTable(given->table);
+        if (IsSmallInteger(data->datatype)) {
+            const ValueCounts v = CountValues(data, g, x);
+            if (StatisticsFromCounts(v, &s) == 0) {
+                SetError(err, kFn, 4, nullptr, L"No values left to compute statistics from");
+                return nullptr;
+            }
+            if (histogram && !given) {
+                made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1,
+                                    s.minimum, 0, err);
+                if (!made) return nullptr;
+            }
+            if (histogram) BinCounts(v, given ? given : made);
+        } else {
+            const RealSummary r = SummariseReals(data, g, x, given);
+            if (r.moments.n == 0) {
+                SetError(err, kFn, 4, nullptr, L"No values left to compute statistics from");
+                return nullptr;
+            }
+            StatisticsFromSummary(r, &s);
+            if (histogram && !given) {
+                // One value: a bin of width 1 around it keeps the linear kind valid.
+                const bool flat = !(s.maximum > s.minimum);
+                made = NewHistogram(ODSC_BIN_LINEAR, kModeBins, flat ? s.minimum - 0.5 : s.minimum,
+                                    flat ? s.minimum + 0.5 : s.maximum, err);
+                if (!made) return nullptr;
+                auto *counts = static_cast<double *>(made->table->data);
+                if (flat)
+                    counts[kModeBins / 2] = r.moments.n;
+                else
+                    CoarseCounts(r, counts);
+            }
+        }
+        Oerr_ErrorReport *inner = nullptr;
+        Osta_Statistics *out = statistics ? statistics : osta_StatisticsCreate(&inner);
+        if (!out) {
+            osta_HistogramDelete(made);
+            SetError(err, kFn, 5, inner, L"osta_StatisticsCreate failed");
+            return nullptr;
+        }
+        *out = s;
+        if (made) *histogram = made;
+        return out;
+    });
+}
