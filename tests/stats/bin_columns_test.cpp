@@ -13,17 +13,17 @@ TEST(BinColumns, ToTheEndOfTheTableAndTheOrderOfChecks) {
     EXPECT_EQ(err, nullptr);
     EXPECT_EQ(ResolveBinRows(kColorColumn, L"w", 10, 5, 256, &err), 5);
     EXPECT_EQ(ResolveBinRows(kColorColumn, L"w", 0, 0, 256, &err), -1);
-    ExpectError(err, L"w", 2, L"Negative number of bins requested from color table:  0");
+    ExpectReport(err, L"w", 2, L"Negative number of bins requested from color table:  0");
     EXPECT_EQ(ResolveBinRows(kColorColumn, L"w", 0, -2, 256, &err), -1);
-    ExpectError(err, L"w", 2, L"Negative number of bins requested from color table:  -2");
+    ExpectReport(err, L"w", 2, L"Negative number of bins requested from color table:  -2");
     // The start bin is looked at before the count.
     EXPECT_EQ(ResolveBinRows(kColorColumn, L"w", -1, 0, 256, &err), -1);
-    ExpectError(err, L"w", 1, L"Invalid starting bin for color table:  -1");
+    ExpectReport(err, L"w", 1, L"Invalid starting bin for color table:  -1");
     EXPECT_EQ(ResolveBinRows(kHistogramColumn, L"h", -3, 1, 256, &err), -1);
-    ExpectError(err, L"h", 1, L"Invalid starting bin for histogram:  -3");
+    ExpectReport(err, L"h", 1, L"Invalid starting bin for histogram:  -3");
     // Nothing left after the start bin.
     EXPECT_EQ(ResolveBinRows(kHistogramColumn, L"h", 256, -1, 256, &err), -1);
-    ExpectError(err, L"h", 2, L"Non-positive number of bins requested from histogram:  0");
+    ExpectReport(err, L"h", 2, L"Non-positive number of bins requested from histogram:  0");
 }
 
 TEST(BinColumns, OpacityFallsBackToAnOverlayColumn) {

@@ -10,6 +10,8 @@
 
 #include <orvik/osta.h>
 
+#include "stats/ohst_test_util.hpp"
+
 struct OstaDeleter {
     void operator()(Osta_Histogram *h) const { osta_HistogramDelete(h); }
     void operator()(Osta_Statistics *s) const { osta_StatisticsDelete(s); }
@@ -47,14 +49,3 @@ class WarningCapture {
     std::vector<std::pair<std::wstring, std::wstring>> seen_;
 };
 
-inline void ExpectError(Oerr_ErrorReport *&err, const wchar_t *function, long number,
-                        const wchar_t *message) {
-    ASSERT_NE(err, nullptr);
-    EXPECT_STREQ(err->function, function);
-    EXPECT_EQ(err->number, number);
-    EXPECT_EQ(err->kind, OERR_KIND_ERROR);
-    if (message) {
-        EXPECT_STREQ(err->message, message);
-    }
-    oerr_DeleteErrorReportEx(&err);
-}
