@@ -22,11 +22,9 @@
 #include <orvik/ostr.h>
 #include <orvik/otxt.h>
 
-namespace fio_text_fuzz {
+#include "fuzz/check.hpp"
 
-inline void Check(bool condition) {
-    if (!condition) std::abort();
-}
+namespace fio_text_fuzz {
 
 inline std::string TempName() {
     const char *dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
@@ -35,25 +33,25 @@ inline std::string TempName() {
 
 // The entries of a search list, or none; the list is freed.
 inline std::vector<std::wstring> Folders(ostr_StringList *list, Oerr_ErrorReport *&err) {
-    Check((list != nullptr) == (err == nullptr));
+    FUZZ_CHECK((list != nullptr) == (err == nullptr));
     oerr_DeleteErrorReportEx(&err);
     std::vector<std::wstring> out;
     for (int32_t i = 0; list && i < list->count; ++i) {
-        Check(list->strings[i] && *list->strings[i]);
+        FUZZ_CHECK(list->strings[i] && *list->strings[i]);
         out.emplace_back(list->strings[i]);
     }
     ostr_StringListDelete(list, nullptr);
-    Check(std::set<std::wstring>(out.begin(), out.end()).size() == out.size());
+    FUZZ_CHECK(std::set<std::wstring>(out.begin(), out.end()).size() == out.size());
     return out;
 }
 
 inline void ReadLines(const std::wstring &name, long count, const std::string &bytes) {
     Oerr_ErrorReport *err = nullptr;
     Ofio_File *f = ofio_FileOpen(name.c_str(), L"r", &err);
-    Check(f && !err);
+    FUZZ_CHECK(f && !err);
     std::vector<wchar_t> buffer(static_cast<size_t>(count));
     // With room for the end mark only nothing is read; null exactly at the end.
-    Check((ofio_Fgets(buffer.data(), 1, f, &err) == nullptr) == bytes.empty() && !err);
+    FUZZ_CHECK((ofio_Fgets(buffer.data(), 1, f, &err) == nullptr) == bytes.empty() && !err);
     std::wstring text;
     bool failed = false;
     const bool hasNul = bytes.find('\0') != std::string::npos;
@@ -64,12 +62,12 @@ inline void ReadLines(const std::wstring &name, long count, const std::string &b
             oerr_DeleteErrorReportEx(&err);
             break;
         }
-        Check(!err);
+        FUZZ_CHECK(!err);
         const size_t n = std::wcslen(line);
-        Check(n < static_cast<size_t>(count));
+        FUZZ_CHECK(n < static_cast<size_t>(count));
         // A NUL character is stored as read, so only text without one is rebuilt.
         if (!hasNul) {
-            Check(wmemchr(line, L'\n', n) == nullptr || line[n - 1] == L'\n');
+            FUZZ_CHECK(wmemchr(line, L'\n', n) == nullptr || line[n - 1] == L'\n');
             text.append(line, n);
         }
     }
@@ -77,20 +75,20 @@ inline void ReadLines(const std::wstring &name, long count, const std::string &b
     wchar_t *whole = !hasNul ? otxt_Text_Ascii2Unicode(bytes.c_str(), &convert) : nullptr;
     oerr_DeleteErrorReportEx(&convert);
     if (whole) {
-        Check(!failed && text == whole); // valid text reads back whole
+        FUZZ_CHECK(!failed && text == whole); // valid text reads back whole
         omsc_HeapFree(whole);
     }
-    Check(ofio_FileClose(f, &err) == 0);
+    FUZZ_CHECK(ofio_FileClose(f, &err) == 0);
     // Byte by byte the file comes back exactly.
     f = ofio_FileOpen(name.c_str(), L"r", &err);
-    Check(f != nullptr);
+    FUZZ_CHECK(f != nullptr);
     std::string again;
     for (int c; (c = ofio_Fgetc(f, &err)) != OFIO_EOF;) {
-        Check(c >= 0 && c <= 255 && !err);
+        FUZZ_CHECK(c >= 0 && c <= 255 && !err);
         again.push_back(static_cast<char>(c));
     }
-    Check(!err && again == bytes);
-    Check(ofio_FileClose(f, &err) == 0);
+    FUZZ_CHECK(!err && again == bytes);
+    FUZZ_CHECK(ofio_FileClose(f, &err) == 0);
 }
 
 inline int RunOne(const uint8_t *data, size_t size) {
@@ -114,7 +112,7 @@ inline int RunOne(const uint8_t *data, size_t size) {
         setenv("ORVIK_FZ_LIST", bytes.c_str(), 1);
         const std::vector<std::wstring> direct = Folders(ofio_SearchListCreateFromText(wide, &err), err);
         const std::vector<std::wstring> viaEnv = Folders(ofio_SearchListCreateFromEnv(L"ORVIK_FZ_LIST", &err), err);
-        Check(direct == viaEnv);
+        FUZZ_CHECK(direct == viaEnv);
         omsc_HeapFree(wide);
     }
     return 0;

@@ -18,11 +18,9 @@
 #include <orvik/omsc.h>
 #include <orvik/ostr.h>
 
-namespace format_fuzz {
+#include "fuzz/check.hpp"
 
-inline void Check(bool condition) {
-    if (!condition) std::abort();
-}
+namespace format_fuzz {
 
 class Bytes {
   public:
@@ -78,7 +76,7 @@ inline std::string NarrowText(Bytes &in) {
 template <class... A> std::wstring CFormat(const std::wstring &format, A... args) {
     std::wstring out(4096, L'\0');
     const int n = std::swprintf(out.data(), out.size(), format.c_str(), args...);
-    Check(n >= 0);
+    FUZZ_CHECK(n >= 0);
     out.resize(static_cast<size_t>(n));
     return out;
 }
@@ -86,13 +84,13 @@ template <class... A> std::wstring CFormat(const std::wstring &format, A... args
 template <class... A> void Compare(const std::wstring &ours, const std::wstring &theirs, size_t cut, A... args) {
     const std::wstring expected = CFormat(theirs, args...);
     wchar_t *all = ostr_Sprintf(nullptr, 0, ours.c_str(), args...);
-    Check(all != nullptr);
-    Check(expected == all);
+    FUZZ_CHECK(all != nullptr);
+    FUZZ_CHECK(expected == all);
     omsc_HeapFree(all);
     // Cut to a destination of `cut` characters: the same text up to the last that fits.
     wchar_t small[40];
-    Check(ostr_Sprintf(small, cut, ours.c_str(), args...) == small);
-    Check(expected.compare(0, cut - 1, small) == 0);
+    FUZZ_CHECK(ostr_Sprintf(small, cut, ours.c_str(), args...) == small);
+    FUZZ_CHECK(expected.compare(0, cut - 1, small) == 0);
 }
 
 // Our format and C's for one conversion: %s/%c are wide here and %ls/%lc in C; %S and %hs
@@ -176,9 +174,9 @@ inline int RunOne(const uint8_t *data, size_t size) {
             const int huge[] = {INT_MAX, INT_MIN, 1000000000, -1000000000};
             const int w = huge[in.Next() & 3], p = huge[in.Next() & 3];
             wchar_t small[16];
-            Check(ostr_Sprintf(small, 16, L"%*.*d|%*s|%.*S", w, p, 1, w, L"x", p, "ab") == small);
+            FUZZ_CHECK(ostr_Sprintf(small, 16, L"%*.*d|%*s|%.*S", w, p, 1, w, L"x", p, "ab") == small);
             wchar_t *all = ostr_Sprintf(nullptr, 0, L"[%*d]", w, 7);
-            Check(all != nullptr && std::wcslen(all) == 100002);
+            FUZZ_CHECK(all != nullptr && std::wcslen(all) == 100002);
             omsc_HeapFree(all);
             break;
         }

@@ -20,17 +20,14 @@
 #include <orvik/oerr.h>
 #include <orvik/ogda.h>
 
+#include "fuzz/check.hpp"
 #include "gda/layout.hpp"
 
 namespace gda_ascii_fuzz {
 
-inline void Check(bool condition) {
-    if (!condition) std::abort();
-}
-
 // A call's result and its report agree; the report is dropped.
 inline void CheckOutcome(bool ok, Oerr_ErrorReport *&err) {
-    Check(ok == (err == nullptr));
+    FUZZ_CHECK(ok == (err == nullptr));
     oerr_DeleteErrorReportEx(&err);
 }
 
@@ -79,13 +76,13 @@ inline bool SameElement(Ogda_PixelType type, const unsigned char *a, const unsig
 }
 
 inline void CheckSame(const Ogda_BaseDataStack *a, const Ogda_BaseDataStack *b) {
-    Check(a->count == b->count);
+    FUZZ_CHECK(a->count == b->count);
     for (int32_t l = 0; l < a->count; ++l) {
         const Ogda_BaseData *x = a->layers[l], *y = b->layers[l];
-        Check(x->numrows == y->numrows && x->numcolumns == y->numcolumns && x->datatype == y->datatype);
+        FUZZ_CHECK(x->numrows == y->numrows && x->numcolumns == y->numcolumns && x->datatype == y->datatype);
         for (int32_t r = 0; r < x->numrows; ++r)
             for (int32_t c = 0; c < x->numcolumns; ++c)
-                Check(SameElement(x->datatype, orvik::gda::ElementAt(x, r, c), orvik::gda::ElementAt(y, r, c)));
+                FUZZ_CHECK(SameElement(x->datatype, orvik::gda::ElementAt(x, r, c), orvik::gda::ElementAt(y, r, c)));
     }
 }
 
@@ -111,20 +108,20 @@ inline int RunOne(const uint8_t *data, size_t size) {
     CheckOutcome(s != nullptr, err);
     if (s) {
         const Ogda_BaseData *first = s->layers[0];
-        Check(s->count >= 1 && first->datatype == datatype && first->objecttype == objecttype);
-        Check(objecttype != Ogda_Scalar || (first->numrows == 1 && first->numcolumns == 1));
-        Check(objecttype != Ogda_Table || first->numcolumns == 1);
+        FUZZ_CHECK(s->count >= 1 && first->datatype == datatype && first->objecttype == objecttype);
+        FUZZ_CHECK(objecttype != Ogda_Scalar || (first->numrows == 1 && first->numcolumns == 1));
+        FUZZ_CHECK(objecttype != Ogda_Table || first->numcolumns == 1);
         const bool written = ogda_BaseDataStackWriteAscii(s, output.c_str(), &err) == OMSC_TRUE;
-        Check(written || datatype == OGDA_STRING); // only strings may not read back
+        FUZZ_CHECK(written || datatype == OGDA_STRING); // only strings may not read back
         CheckOutcome(written, err);
         if (written) {
             Ogda_BaseDataStack *t = ogda_CreateBaseDataStackFromAscii(
                 objecttype, datatype, first->numrows, first->numcolumns, s->count, output.c_str(), &err);
-            Check(t != nullptr);
+            FUZZ_CHECK(t != nullptr);
             CheckOutcome(true, err);
             CheckSame(s, t);
-            Check(ogda_BaseDataStackSetZero(t, &err) == t);
-            Check(ogda_BaseDataStackReadAscii(t, output.c_str(), &err) == t);
+            FUZZ_CHECK(ogda_BaseDataStackSetZero(t, &err) == t);
+            FUZZ_CHECK(ogda_BaseDataStackReadAscii(t, output.c_str(), &err) == t);
             CheckOutcome(true, err);
             CheckSame(s, t);
             ogda_BaseDataStackDelete(t, nullptr);
@@ -135,7 +132,7 @@ inline int RunOne(const uint8_t *data, size_t size) {
     Ogda_BaseDataStack *e = ogda_BaseDataStackCreate((data[4] & 3) + 1, objecttype == Ogda_Scalar ? 1 : (data[2] & 3) + 1,
                                                      objecttype <= Ogda_Table ? 1 : (data[3] & 3) + 1, datatype,
                                                      objecttype, &err);
-    Check(e != nullptr);
+    FUZZ_CHECK(e != nullptr);
     CheckOutcome(ogda_BaseDataStackReadAscii(e, input.c_str(), &err) == e, err);
     ogda_BaseDataStackDelete(e, nullptr);
     std::remove(Narrow(input).c_str());

@@ -1,4 +1,4 @@
-// Checks shared by the library-list fuzz target and its replay test: arbitrary bytes as a
+// The body of the library-list fuzz target, shared with the replay test: arbitrary bytes as a
 // "*.dlk" list file in a folder that also holds one library file; the search must either fail
 // with a report or list names that are non-empty, free of line ends, absolute and in order
 // (the library file first).
@@ -16,7 +16,9 @@
 #include <orvik/odll.h>
 #include <orvik/ofio.h>
 
-namespace odll_fuzz {
+#include "fuzz/check.hpp"
+
+namespace odll_list_fuzz {
 
 inline const std::string &Folder() {
     // Never destroyed, so that the clean-up at exit can still read it.
@@ -33,7 +35,7 @@ inline const std::string &Folder() {
     return *folder;
 }
 
-inline int ListFileTarget(const uint8_t *data, size_t size) {
+inline int RunOne(const uint8_t *data, std::size_t size) {
     const std::string folder = Folder();
     if (folder.empty()) return 0;
     const std::string list = folder + "/list.dlk";
@@ -45,28 +47,26 @@ inline int ListFileTarget(const uint8_t *data, size_t size) {
     std::wstring wfolder(folder.begin(), folder.end());
     Oerr_ErrorReport *err = nullptr;
     ostr_StringList *search = ofio_SearchListCreateFromText(wfolder.c_str(), &err);
-    if (!search) std::abort();
+    FUZZ_CHECK(search != nullptr);
     ostr_StringList *libs = odll_SearchListGenerateAndIdentifyFiles(search, &err);
     ostr_StringListDelete(search, nullptr);
     if (!libs) {
-        if (!err) std::abort(); // a failure always carries a report
+        FUZZ_CHECK(err != nullptr); // a failure always carries a report
         oerr_DeleteErrorReportEx(&err);
         return 0;
     }
-    if (err) std::abort();
-    if (libs->count < 1 || std::wstring(libs->strings[0]) != wfolder + L"/a.dll") std::abort();
+    FUZZ_CHECK(err == nullptr);
+    FUZZ_CHECK(libs->count >= 1 && std::wstring(libs->strings[0]) == wfolder + L"/a.dll");
     for (long i = 0; i < libs->count; ++i) {
         const wchar_t *s = libs->strings[i];
-        if (!s || !*s) std::abort();
+        FUZZ_CHECK(s && *s);
         std::wstring name(s);
-        if (name.find(L'\n') != std::wstring::npos) std::abort();
-        if (name[0] != L'/' && name[0] != L'\\' && !(name.size() > 1 && name[1] == L':'))
-            std::abort();
-        for (long j = 0; j < i; ++j)
-            if (name == libs->strings[j]) std::abort(); // repeats are left out
+        FUZZ_CHECK(name.find(L'\n') == std::wstring::npos);
+        FUZZ_CHECK(name[0] == L'/' || name[0] == L'\\' || (name.size() > 1 && name[1] == L':'));
+        for (long j = 0; j < i; ++j) FUZZ_CHECK(name != libs->strings[j]); // repeats are left out
     }
     ostr_StringListDelete(libs, nullptr);
     return 0;
 }
 
-} // namespace odll_fuzz
+} // namespace odll_list_fuzz

@@ -18,11 +18,9 @@
 #include <orvik/ostr.h>
 #include <orvik/otxt.h>
 
-namespace strings_fuzz {
+#include "fuzz/check.hpp"
 
-inline void Check(bool condition) {
-    if (!condition) std::abort();
-}
+namespace strings_fuzz {
 
 // Frees a heap block when it goes.
 template <class T> struct Owned {
@@ -36,7 +34,7 @@ template <class T> struct Owned {
 
 // The result and the report agree; returns the result.
 template <class T> T *Checked(T *result, Oerr_ErrorReport *&err) {
-    Check((result != nullptr) == (err == nullptr));
+    FUZZ_CHECK((result != nullptr) == (err == nullptr));
     oerr_DeleteErrorReportEx(&err);
     return result;
 }
@@ -49,7 +47,7 @@ inline std::wstring Wide(const std::string &bytes) {
     if (w.p) {
         // Whatever decodes encodes back to the same bytes.
         Owned<char> again(Checked(otxt_Text_Unicode2Ascii(w.p, &err), err));
-        Check(again.p && bytes == again.p);
+        FUZZ_CHECK(again.p && bytes == again.p);
         return w.p;
     }
     std::wstring out;
@@ -62,7 +60,7 @@ inline void FileNameParts(const wchar_t *name) {
     Oerr_ErrorReport *err = nullptr;
     for (auto part : {ostr_FileNameLocalPart, ostr_FileNameDirPart, ostr_FileNameExtension, ostr_FileNameLayerPart}) {
         Owned<wchar_t> r(Checked(part(name, &err), err));
-        Check(r.p != nullptr);
+        FUZZ_CHECK(r.p != nullptr);
     }
 }
 
@@ -71,31 +69,31 @@ inline void NodePaths(const wchar_t *a, const wchar_t *b) {
     Owned<wchar_t> path(Checked(ofnp_NodePathGet(a, OFNP_PART_PATH, &err), err));
     Owned<wchar_t> parent(Checked(ofnp_NodePathGet(a, OFNP_PART_PARENT, &err), err));
     Owned<wchar_t> name(Checked(ofnp_NodePathGet(a, OFNP_PART_NAME, &err), err));
-    Check(!ofnp_NodePathGet(a, static_cast<Ofnp_NodePathPart>(7), &err) && err);
+    FUZZ_CHECK(!ofnp_NodePathGet(a, static_cast<Ofnp_NodePathPart>(7), &err) && err);
     oerr_DeleteErrorReportEx(&err);
     ostr_StringList *names = ofnp_NodePathParse(a, &err);
-    Check((names != nullptr) == (err == nullptr) && (names != nullptr) == (path.p != nullptr));
+    FUZZ_CHECK((names != nullptr) == (err == nullptr) && (names != nullptr) == (path.p != nullptr));
     oerr_DeleteErrorReportEx(&err);
     if (names) {
         // The canonical form is a fixed point and rebuilds from its names.
         Owned<wchar_t> rebuilt(Checked(ofnp_NodePathFromNames(names, &err), err));
-        Check(rebuilt.p && std::wcscmp(rebuilt.p, path.p) == 0);
+        FUZZ_CHECK(rebuilt.p && std::wcscmp(rebuilt.p, path.p) == 0);
         Owned<wchar_t> again(Checked(ofnp_NodePathGet(path.p, OFNP_PART_PATH, &err), err));
-        Check(again.p && std::wcscmp(again.p, path.p) == 0);
-        Check(ofnp_NodePathIsRoot(a) == (names->count == 0));
+        FUZZ_CHECK(again.p && std::wcscmp(again.p, path.p) == 0);
+        FUZZ_CHECK(ofnp_NodePathIsRoot(a) == (names->count == 0));
         ostr_StringListDelete(names, nullptr);
     }
     Owned<wchar_t> joined(Checked(ofnp_NodePathJoin(a, b, &err), err));
     wchar_t *file = nullptr, *node = nullptr;
     const bool split = ofnp_FileNodePathSplit(a, &file, &node, &err) == OMSC_TRUE;
-    Check(split == (err == nullptr) && split == (file != nullptr && node != nullptr));
+    FUZZ_CHECK(split == (err == nullptr) && split == (file != nullptr && node != nullptr));
     oerr_DeleteErrorReportEx(&err);
     if (split) {
         Owned<wchar_t> made(Checked(ofnp_FileNodePathMake(file, node, &err), err));
-        Check(made.p != nullptr);
+        FUZZ_CHECK(made.p != nullptr);
         wchar_t *file2 = nullptr, *node2 = nullptr;
-        Check(ofnp_FileNodePathSplit(made.p, &file2, &node2, &err) == OMSC_TRUE && !err);
-        Check(std::wcscmp(file, file2) == 0 && std::wcscmp(node, node2) == 0);
+        FUZZ_CHECK(ofnp_FileNodePathSplit(made.p, &file2, &node2, &err) == OMSC_TRUE && !err);
+        FUZZ_CHECK(std::wcscmp(file, file2) == 0 && std::wcscmp(node, node2) == 0);
         omsc_HeapFree(file2);
         omsc_HeapFree(node2);
     }
@@ -118,24 +116,24 @@ inline int RunOne(const uint8_t *data, size_t size) {
     Oerr_ErrorReport *err = nullptr;
 
     Owned<wchar_t> evaluated(Checked(ostr_StringEvaluate(a.c_str(), &err), err));
-    if (evaluated.p && a.find(L'$') == std::wstring::npos) Check(a == evaluated.p);
+    if (evaluated.p && a.find(L'$') == std::wstring::npos) FUZZ_CHECK(a == evaluated.p);
 
     const bool plain = a.find_first_of(L"*?") == std::wstring::npos;
-    Check(!plain || ostr_WildcardMatch(a.c_str(), a.c_str()));
-    Check(!plain || ostr_WildcardMatchLoose(a.c_str(), a.c_str()));
-    Check(ostr_WildcardMatch(L"*", a.c_str()));
+    FUZZ_CHECK(!plain || ostr_WildcardMatch(a.c_str(), a.c_str()));
+    FUZZ_CHECK(!plain || ostr_WildcardMatchLoose(a.c_str(), a.c_str()));
+    FUZZ_CHECK(ostr_WildcardMatch(L"*", a.c_str()));
     (void)ostr_WildcardMatch(a.c_str(), b.c_str());
-    if (ostr_WildcardMatch(a.c_str(), b.c_str())) Check(ostr_WildcardMatchLoose(a.c_str(), b.c_str()));
-    Check(ostr_Eqic(a.c_str(), a.c_str()));
-    Check(ostr_Eqic(a.c_str(), b.c_str()) == ostr_Eqic(b.c_str(), a.c_str()));
+    if (ostr_WildcardMatch(a.c_str(), b.c_str())) FUZZ_CHECK(ostr_WildcardMatchLoose(a.c_str(), b.c_str()));
+    FUZZ_CHECK(ostr_Eqic(a.c_str(), a.c_str()));
+    FUZZ_CHECK(ostr_Eqic(a.c_str(), b.c_str()) == ostr_Eqic(b.c_str(), a.c_str()));
 
     for (Omsc_Boolean dbl : {OMSC_FALSE, OMSC_TRUE}) {
         Owned<wchar_t> quoted(Checked(ostr_QuoteString(a.c_str(), dbl, &err), err));
-        Check((quoted.p == nullptr) == a.empty());
-        if (quoted.p) Check(std::wcslen(quoted.p) >= a.size() + 2);
+        FUZZ_CHECK((quoted.p == nullptr) == a.empty());
+        if (quoted.p) FUZZ_CHECK(std::wcslen(quoted.p) >= a.size() + 2);
     }
     Owned<wchar_t> copy(Checked(ostr_StringQuotedCopy(a.c_str(), &err), err));
-    Check(copy.p != nullptr);
+    FUZZ_CHECK(copy.p != nullptr);
 
     FileNameParts(a.c_str());
     NodePaths(a.c_str(), b.c_str());

@@ -1,5 +1,11 @@
 /* Exercises the C interface from strict C11: at least one function of every module. */
+#define _POSIX_C_SOURCE 200809L /* mkdtemp, setenv */
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
 
@@ -8,9 +14,14 @@
 #include <orvik/ofio.h>
 #include <orvik/ofnp.h>
 #include <orvik/ogda.h>
+#include <orvik/ohfa.h>
 #include <orvik/ohst.h>
+#include <orvik/oint.h>
+#include <orvik/olex.h>
 #include <orvik/omif.h>
 #include <orvik/omsc.h>
+#include <orvik/opmg.h>
+#include <orvik/oprf.h>
 #include <orvik/opxm.h>
 #include <orvik/ostr.h>
 #include <orvik/othr.h>
@@ -24,6 +35,123 @@ static int failures = 0;
             ++failures;                                                                        \
         }                                                                                      \
     } while (0)
+
+static char scratch[64];
+
+/* <scratch>/<leaf>, narrow and wide. */
+static const char *Narrow(const char *leaf) {
+    static char path[128];
+    snprintf(path, sizeof path, "%s/%s", scratch, leaf);
+    return path;
+}
+
+static const wchar_t *Wide(const char *leaf) {
+    static wchar_t path[128];
+    swprintf(path, sizeof path / sizeof path[0], L"%s/%s", scratch, leaf);
+    return path;
+}
+
+static int WriteText(const char *leaf, const char *text) {
+    FILE *f = fopen(Narrow(leaf), "w");
+    if (!f) return 0;
+    fputs(text, f);
+    return fclose(f) == 0;
+}
+
+/* What the definition parser handed over. */
+typedef struct {
+    int clauses;
+    int categoryBegins;
+    int numberParameters;
+    double defaultNumber;
+} Clauses;
+
+static long CountClause(void *clientData, const Olex_Clause *clause, Oerr_ErrorReport **err) {
+    Clauses *seen = clientData;
+    (void)err;
+    ++seen->clauses;
+    if (clause->kind == OLEX_CATEGORY_BEGIN && wcscmp(clause->text, L"view") == 0) ++seen->categoryBegins;
+    if (clause->kind == OLEX_PARAMETER && clause->type == 1 && wcscmp(clause->text, L"zoom") == 0)
+        ++seen->numberParameters;
+    if (clause->kind == OLEX_DEFAULT_NUMBER) seen->defaultNumber = clause->numbers[0];
+    return 0;
+}
+
+static long StopAtFirst(void *clientData, const Olex_Clause *clause, Oerr_ErrorReport **err) {
+    (void)clientData;
+    (void)clause;
+    *err = oerr_CreateErrorReport(L"StopAtFirst", 1, 2, NULL, L"stop");
+    return -1;
+}
+
+static const char kDefinitions[] = "view { zoom : OPMG_NUMBER default 1.5; }\n";
+
+/* Definition text parsed from C, clause by clause and into a category list. */
+static void Definitions(void) {
+    Oerr_ErrorReport *err = NULL;
+    Clauses seen = {0, 0, 0, 0.0};
+    CHECK(olex_Parse(L"view.pdf", kDefinitions, strlen(kDefinitions), CountClause, &seen, &err) == 0);
+    CHECK(err == NULL && seen.categoryBegins == 1 && seen.numberParameters == 1);
+    CHECK(seen.defaultNumber == 1.5 && seen.clauses >= 4);
+    CHECK(olex_Parse(L"view.pdf", kDefinitions, strlen(kDefinitions), StopAtFirst, NULL, &err) == -1);
+    int stopped = 0; /* the clause function's report is kept in the chain */
+    for (const Oerr_ErrorReport *r = err; r; r = r->next) stopped |= r->message && wcscmp(r->message, L"stop") == 0;
+    CHECK(err != NULL && stopped);
+    oerr_DeleteErrorReportEx(&err);
+
+    Opmg_Category *list = NULL;
+    CHECK(opmg_ParseText(L"view.pdf", kDefinitions, strlen(kDefinitions), &list, &err) == 0 && err == NULL);
+    const Opmg_Parameter *zoom = opmg_CategoryListFindParameterInCategory(list, L"view", L"zoom", &err);
+    CHECK(zoom != NULL && zoom->type == OPMG_NUMBER && zoom->value.number == 1.5);
+    opmg_FreeCategoryList(list);
+}
+
+/* The preference database started from a definition folder, reached through opmg_ and
+ * through the default implementation's own methods. */
+static void Preferences(void) {
+    Oerr_ErrorReport *err = NULL;
+    setenv("GIO_PDF_PATH", Narrow("pdf"), 1);
+    setenv("GIO_PREFERENCES_PATH", Narrow("user"), 1);
+    CHECK(WriteText("pdf/view.pdf", kDefinitions));
+    CHECK(opmg_Init(&err) == 0 && err == NULL);
+    CHECK(opmg_GetGlobalPreferenceHandle() == oprf_DefaultData()); /* installed by start-up */
+    CHECK(opmg_GetNumberPreference(L"view", L"zoom", &err) == 1.5 && err == NULL);
+    CHECK(opmg_PutNumberPreference(L"view", L"zoom", 2.25, &err) == 0 && err == NULL);
+    Opmg_Preference value;
+    memset(&value, 0, sizeof value);
+    CHECK(oprf_DefaultPreferenceGet(oprf_DefaultData(), L"view", L"zoom", &value, &err) == 0);
+    CHECK(err == NULL && value.type == OPMG_NUMBER && value.number == 2.25);
+    CHECK(oprf_DefaultPreferenceGet(oprf_DefaultData(), L"view", L"none", &value, &err) == -1);
+    CHECK(err != NULL);
+    oerr_DeleteErrorReportEx(&err);
+    CHECK(opmg_Close(&err) == 0);
+    oerr_DeleteErrorReportEx(&err);
+    remove(Narrow("pdf/view.pdf"));
+}
+
+/* The toolkit's start-up flag and an HFA file created and recognised from C. */
+static void HfaFiles(void) {
+    Oerr_ErrorReport *err = NULL;
+    CHECK(oint_GetInit() == OMSC_FALSE);
+    CHECK(ohfa_IsHFAFile(Wide("new.hfa"), &err) == 0);
+    CHECK(err != NULL); /* the package is not ready yet */
+    oerr_DeleteErrorReportEx(&err);
+
+    CHECK(oint_InitToolkit(&err) == 0 && err == NULL);
+    CHECK(oint_GetInit() == OMSC_TRUE);
+    CHECK(ohfa_Init(&err) == 0 && err == NULL);
+    Ohfa_File *file = ohfa_FileCreate(Wide("new.hfa"), 0, &err);
+    CHECK(file != NULL && err == NULL);
+    if (file) CHECK(ohfa_FileClose(file, &err) == 0 && err == NULL);
+    CHECK(ohfa_IsHFAFile(Wide("new.hfa"), &err) > 0 && err == NULL);
+    CHECK(WriteText("plain.txt", "not an HFA file\n"));
+    CHECK(ohfa_IsHFAFile(Wide("plain.txt"), &err) == 0 && err == NULL);
+    CHECK(ohfa_IsHFAFile(Wide("missing.hfa"), &err) == 0 && err == NULL);
+    oint_DeInit(&err);
+    CHECK(oint_GetInit() == OMSC_FALSE);
+    remove(Narrow("new.hfa"));
+    remove(Narrow("plain.txt"));
+}
 
 int main(void) {
     Oerr_ErrorReport *err;
@@ -115,6 +243,17 @@ int main(void) {
 
     Omsc_Boolean yes = OMSC_TRUE;
     CHECK(sizeof yes == 4);
+
+    const char *tmp = getenv("TMPDIR");
+    snprintf(scratch, sizeof scratch, "%s/orvik-c-XXXXXX", tmp && strlen(tmp) < 40 ? tmp : "/tmp");
+    CHECK(mkdtemp(scratch) != NULL);
+    CHECK(mkdir(Narrow("pdf"), 0700) == 0);
+    Definitions();
+    Preferences();
+    HfaFiles();
+    rmdir(Narrow("pdf"));
+    CHECK(rmdir(scratch) == 0); /* every file made above was removed */
+
     if (failures == 0) printf("C interface: all checks passed\n");
     return failures == 0 ? 0 : 1;
 }

@@ -1,27 +1,10 @@
 // Replays the saved inputs of the dictionary fuzz target as ordinary tests: every seed must
 // pass the target's own checks (accepted text round-trips, refused text is reported).
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-
 #include "fuzz/mif_dictionary_target.hpp"
+#include "tests/fuzz_replay.hpp"
 
 TEST(FuzzReplay, DictionarySeedsPassTheTargetsChecks) {
-    const std::filesystem::path dir = std::filesystem::path(ORVIK_SOURCE_DIR) / "fuzz/corpus/mif_dictionary";
-    int files = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(dir)) {
-        std::ifstream in(entry.path(), std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        SCOPED_TRACE(entry.path().filename().string());
-        EXPECT_EQ(orvik_fuzz::Replay(mif_dictionary_fuzz::RunOne,
-                                     reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()),
-                  "");
-        ++files;
-    }
-    EXPECT_GE(files, 8);
+    EXPECT_GE(ReplayCorpus("mif_dictionary", mif_dictionary_fuzz::RunOne), 8);
 }
 
 // A failing check must become a test failure naming the check, not a crash of the binary.

@@ -1,35 +1,12 @@
-// Replays the saved inputs of the two preference fuzz targets as ordinary tests: every seed
-// must pass the target's own checks.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-
-#include "fuzz/prefs_targets.hpp"
-
-namespace {
-
-int Replay(const char *corpus, int (*target)(const uint8_t *, size_t)) {
-    const std::filesystem::path dir = std::filesystem::path(ORVIK_SOURCE_DIR) / "fuzz/corpus" / corpus;
-    int files = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(dir)) {
-        std::ifstream in(entry.path(), std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        SCOPED_TRACE(entry.path().filename().string());
-        EXPECT_EQ(target(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()), 0);
-        ++files;
-    }
-    return files;
-}
-
-} // namespace
+// Replays the seeds of the two preference fuzz targets through the targets' own checks.
+#include "fuzz/prefs_definitions_target.hpp"
+#include "fuzz/prefs_file_target.hpp"
+#include "tests/fuzz_replay.hpp"
 
 TEST(FuzzReplay, DefinitionSeedsPassTheTargetsChecks) {
-    EXPECT_GE(Replay("prefs_definitions", prefs_fuzz::PrefsDefinitionsTarget), 10);
+    EXPECT_GE(ReplayCorpus("prefs_definitions", prefs_definitions_fuzz::RunOne), 10);
 }
 
 TEST(FuzzReplay, PreferenceSeedsPassTheTargetsChecks) {
-    EXPECT_GE(Replay("prefs_file", prefs_fuzz::PrefsFileTarget), 8);
+    EXPECT_GE(ReplayCorpus("prefs_file", prefs_file_fuzz::RunOne), 8);
 }
