@@ -31,10 +31,29 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
-for t in "${targets[@]}"; do
-    echo "== fuzz_$t for ${seconds}s"
-    mkdir -p "$work/$t" "$build/fuzz/artifacts"
+# Targets run side by side, one per core, each for the full time; their logs are printed
+# in order once all have finished.
+run_one() {
+    local t=$1
+    mkdir -p "$work/$t"
     cp -r "fuzz/corpus/$t/." "$work/$t/"
     "$build/fuzz/fuzz_$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-        -print_final_stats=1 -artifact_prefix="$build/fuzz/artifacts/$t-" "$work/$t"
+        -print_final_stats=1 -artifact_prefix="$build/fuzz/artifacts/$t-" "$work/$t" \
+        > "$work/$t.log" 2>&1
+}
+mkdir -p "$build/fuzz/artifacts"
+jobs_max=$(nproc)
+declare -A pid_of=()
+for t in "${targets[@]}"; do
+    while [ "$(jobs -rp | wc -l)" -ge "$jobs_max" ]; do wait -n || true; done
+    echo "== fuzz_$t for ${seconds}s"
+    run_one "$t" &
+    pid_of[$t]=$!
 done
+status=0
+for t in "${targets[@]}"; do
+    if wait "${pid_of[$t]}"; then result=ok; else result=FAILED; status=1; fi
+    echo "== fuzz_$t: $result"
+    tail -n 25 "$work/$t.log"
+done
+exit $status
