@@ -14,6 +14,7 @@
 
 #include <orvik/oerr.h>
 #include <orvik/opmg.h>
+#include <orvik/oplg.h>
 #include <orvik/oprf.h>
 
 #include "fio/fio_test_util.hpp"
@@ -105,15 +106,7 @@ inline void ExpectReport(Oerr_ErrorReport *&err, const wchar_t *function,
 // Installs the default implementation again (tests may have replaced it).
 inline void InstallDefault() {
     Oerr_ErrorReport *err = nullptr;
-    opmg_PreferenceImplementationMethodsSet(
-        OPMG_DATA, oprf_DefaultData(), OPMG_DATABASE_INITIALIZE,
-        reinterpret_cast<void *>(oprf_DefaultDatabaseInitialize), OPMG_DATABASE_TERMINATE,
-        reinterpret_cast<void *>(oprf_DefaultDatabaseTerminate), OPMG_DATABASE_FLUSH,
-        reinterpret_cast<void *>(oprf_DefaultDatabaseFlush), OPMG_PREFERENCE_ADD_CB,
-        reinterpret_cast<void *>(oprf_DefaultPreferenceAddCB), OPMG_PREFERENCE_REM_CB,
-        reinterpret_cast<void *>(oprf_DefaultPreferenceRemCB), OPMG_PREFERENCE_GET,
-        reinterpret_cast<void *>(oprf_DefaultPreferenceGet), OPMG_PREFERENCE_PUT,
-        reinterpret_cast<void *>(oprf_DefaultPreferencePut), 0, &err);
+    ASSERT_EQ(oplg_PreferenceImplementationSet(&err), 0) << ChainText(err);
     ASSERT_EQ(err, nullptr) << ChainText(err);
 }
 
