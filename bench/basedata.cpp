@@ -21,7 +21,8 @@ constexpr int32_t kSide = 4096;
 Ogda_BaseData *Raster(Ogda_PixelType type, int32_t side = kSide) {
     Ogda_BaseData *bytes = ogda_BaseDataCreate(side, side, OGDA_U8, Ogda_Raster, nullptr, nullptr);
     auto *p = static_cast<unsigned char *>(bytes->data);
-    for (int64_t i = 0; i < int64_t{side} * side; ++i) p[i] = static_cast<unsigned char>(i * 7 % 61);
+    for (int64_t i = 0; i < int64_t{side} * side; ++i)
+        p[i] = static_cast<unsigned char>(i * 7 % 61);
     Ogda_BaseData *o = ogda_BaseDataCreate(side, side, type, Ogda_Raster, nullptr, nullptr);
     ogda_BaseDataCopy(bytes, o, nullptr);
     ogda_BaseDataDelete(bytes, nullptr);
@@ -48,7 +49,8 @@ void Copy(benchmark::State &state, Ogda_PixelType from, Ogda_PixelType to) {
         benchmark::DoNotOptimize(ogda_BaseDataCopy(src, dst, nullptr));
         benchmark::ClobberMemory();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * dst->numelements * dst->numbytes);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * dst->numelements *
+                            dst->numbytes);
     ogda_BaseDataDelete(src, nullptr);
     ogda_BaseDataDelete(dst, nullptr);
 }
@@ -56,8 +58,12 @@ void Copy(benchmark::State &state, Ogda_PixelType from, Ogda_PixelType to) {
 constexpr int64_t kPixels = int64_t{kSide} * kSide;
 constexpr int64_t kSmall = 512;
 BENCHMARK(Memcpy)
-    ->Arg(kPixels)->Arg(kPixels * 4)->Arg(kPixels * 8)
-    ->Arg(kSmall * kSmall)->Arg(kSmall * kSmall * 4)->Arg(kSmall * kSmall * 8)
+    ->Arg(kPixels)
+    ->Arg(kPixels * 4)
+    ->Arg(kPixels * 8)
+    ->Arg(kSmall *kSmall)
+    ->Arg(kSmall *kSmall * 4)
+    ->Arg(kSmall *kSmall * 8)
     ->UseRealTime();
 BENCHMARK_CAPTURE(Copy, f32_to_f32, OGDA_F32, OGDA_F32)->Arg(kSide)->Arg(kSmall)->UseRealTime();
 BENCHMARK_CAPTURE(Copy, u8_to_f32, OGDA_U8, OGDA_F32)->Arg(kSide)->Arg(kSmall)->UseRealTime();
@@ -88,7 +94,8 @@ int64_t FileBytes(const std::wstring &name) {
 void AsciiWrite(benchmark::State &state) {
     Ogda_BaseDataStack *s = F64Stack();
     const std::wstring name = AsciiPath();
-    for (auto _ : state) benchmark::DoNotOptimize(ogda_BaseDataStackWriteAscii(s, name.c_str(), nullptr));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ogda_BaseDataStackWriteAscii(s, name.c_str(), nullptr));
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * FileBytes(name));
     ogda_BaseDataStackDelete(s, nullptr);
     std::remove(std::string(name.begin(), name.end()).c_str());
@@ -101,7 +108,8 @@ void AsciiRead(benchmark::State &state) {
     for (auto _ : state) {
         // range(0): 1 when the row count is given, 0 when it is counted from the file.
         const int32_t rows = state.range(0) ? 1000 : 0;
-        Ogda_BaseDataStack *r = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_F64, rows, 0, 1, name.c_str(), nullptr);
+        Ogda_BaseDataStack *r = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_F64, rows, 0, 1,
+                                                                  name.c_str(), nullptr);
         benchmark::DoNotOptimize(r);
         ogda_BaseDataStackDelete(r, nullptr);
     }

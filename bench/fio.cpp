@@ -20,12 +20,12 @@
 
 namespace {
 
-constexpr size_t kBlock = 1 << 20;          // sequential block
+constexpr size_t kBlock = 1 << 20;            // sequential block
 constexpr size_t kSequentialTotal = 64 << 20; // bytes per sequential pass
-constexpr int64_t kScatterFile = 64 << 20;  // file of the scattered pattern
-constexpr int kScatterCount = 100000;       // records written, then read
-constexpr size_t kRecord = 128;             // record size of the scattered pattern
-constexpr size_t kSmall = 64;               // small sequential write
+constexpr int64_t kScatterFile = 64 << 20;    // file of the scattered pattern
+constexpr int kScatterCount = 100000;         // records written, then read
+constexpr size_t kRecord = 128;               // record size of the scattered pattern
+constexpr size_t kSmall = 64;                 // small sequential write
 constexpr size_t kSmallTotal = 16 << 20;
 
 std::string TempPath(const char *leaf) {
@@ -290,11 +290,17 @@ BENCHMARK(SequentialWriteLayer)->Unit(benchmark::kMillisecond);
 BENCHMARK(SequentialReadRaw)->Unit(benchmark::kMillisecond);
 BENCHMARK(SequentialReadLayer)->Unit(benchmark::kMillisecond);
 BENCHMARK(ScatteredRaw)->Unit(benchmark::kMillisecond);
-BENCHMARK(ScatteredLayer)->Arg(0)->Arg(4096)->Arg(orvik::fio::kDefaultBufferSize)
+BENCHMARK(ScatteredLayer)
+    ->Arg(0)
+    ->Arg(4096)
+    ->Arg(orvik::fio::kDefaultBufferSize)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(ScatteredStdio)->Unit(benchmark::kMillisecond);
 BENCHMARK(SmallWritesRaw)->Unit(benchmark::kMillisecond);
-BENCHMARK(SmallWritesLayer)->Arg(0)->Arg(4096)->Arg(orvik::fio::kDefaultBufferSize)
+BENCHMARK(SmallWritesLayer)
+    ->Arg(0)
+    ->Arg(4096)
+    ->Arg(orvik::fio::kDefaultBufferSize)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(SmallWritesStdio)->Unit(benchmark::kMillisecond);
 BENCHMARK(CharactersLayer)->Unit(benchmark::kMillisecond);

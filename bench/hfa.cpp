@@ -108,10 +108,10 @@ void BM_OpenClose200Designs(benchmark::State &state) {
     for (int d = 0; d < kDesigns; ++d) {
         const std::wstring design = L"Record_" + std::to_wstring(d);
         Omif_Design *x = omif_DesignCreateX(
-            design.c_str(), nullptr, OMIF_ITEM_DOUBLE, L"minimum", 1, OMIF_DIRECT,
-            OMIF_ITEM_DOUBLE, L"maximum", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"mean", 1,
-            OMIF_DIRECT, OMIF_ITEM_LONG, L"count", 4, OMIF_DIRECT, OMIF_ITEM_CHAR, L"label", 32,
-            OMIF_DIRECT, OMIF_ITEM_ULONG, L"offsets", 0, OMIF_COUNTED_POINTER, OMIF_ITEM_END);
+            design.c_str(), nullptr, OMIF_ITEM_DOUBLE, L"minimum", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE,
+            L"maximum", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"mean", 1, OMIF_DIRECT, OMIF_ITEM_LONG,
+            L"count", 4, OMIF_DIRECT, OMIF_ITEM_CHAR, L"label", 32, OMIF_DIRECT, OMIF_ITEM_ULONG,
+            L"offsets", 0, OMIF_COUNTED_POINTER, OMIF_ITEM_END);
         ohfa_FileDictionaryAddDesign(f, x, nullptr);
         omif_DesignDestroy(x, nullptr);
     }

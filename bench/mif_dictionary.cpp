@@ -24,11 +24,12 @@ Omif_Dictionary *BuildDictionary() {
         const std::wstring name = L"Eimg_LayerStatistics_" + std::to_wstring(i);
         Omif_Design *x = omif_DesignCreateX(
             name.c_str(), nullptr, OMIF_ITEM_LONG, L"numrows", 1, OMIF_DIRECT, OMIF_ITEM_LONG,
-            L"numcolumns", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"histogram", 256, OMIF_COUNTED_POINTER,
-            OMIF_ITEM_ENUM, L"quality", 1, OMIF_DIRECT, levels, OMIF_ITEM_CHAR, L"description", 64,
-            OMIF_DIRECT, OMIF_ITEM_TIME, L"modified", 1, OMIF_DIRECT, OMIF_ITEM_FLOAT, L"scale", 3,
-            OMIF_DIRECT, previous ? OMIF_ITEM_OBJECT : OMIF_ITEM_END, L"parent", 1,
-            OMIF_PLAIN_POINTER, previous, OMIF_ITEM_END);
+            L"numcolumns", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"histogram", 256,
+            OMIF_COUNTED_POINTER, OMIF_ITEM_ENUM, L"quality", 1, OMIF_DIRECT, levels,
+            OMIF_ITEM_CHAR, L"description", 64, OMIF_DIRECT, OMIF_ITEM_TIME, L"modified", 1,
+            OMIF_DIRECT, OMIF_ITEM_FLOAT, L"scale", 3, OMIF_DIRECT,
+            previous ? OMIF_ITEM_OBJECT : OMIF_ITEM_END, L"parent", 1, OMIF_PLAIN_POINTER, previous,
+            OMIF_ITEM_END);
         previous = omif_DictionaryAddDesign(d, x, nullptr);
         omif_DesignDestroy(x, nullptr);
     }
@@ -107,7 +108,8 @@ BENCHMARK(BM_DecodeFromWideString)->Unit(benchmark::kMillisecond);
 
 std::vector<std::wstring> LookupNames() {
     std::vector<std::wstring> names;
-    for (int i = 0; i < kDesigns; i += 7) names.push_back(L"Eimg_LayerStatistics_" + std::to_wstring(i));
+    for (int i = 0; i < kDesigns; i += 7)
+        names.push_back(L"Eimg_LayerStatistics_" + std::to_wstring(i));
     names.push_back(L"Not_In_The_Dictionary");
     return names;
 }

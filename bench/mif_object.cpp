@@ -51,8 +51,10 @@ struct Fixture {
         omif_ConvertToMIF(nullptr, record, design, &buffer, 0, &err);
         for (auto _ : state) {
             buffer.cursor = 0;
-            if (toFile) omif_ConvertToMIF(nullptr, record, design, &buffer, 0, &err);
-            else omif_ConvertToHost(nullptr, &buffer, design, record, &err);
+            if (toFile)
+                omif_ConvertToMIF(nullptr, record, design, &buffer, 0, &err);
+            else
+                omif_ConvertToHost(nullptr, &buffer, design, record, &err);
             if (err) {
                 state.SkipWithError("conversion failed");
                 oerr_DeleteErrorReportEx(&err);
@@ -70,11 +72,13 @@ template <class T> struct Counted {
 };
 
 void DoubleArray(benchmark::State &state, bool toFile) {
-    static const Omif_ItemDescription kItems[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_DOUBLE, L"values"), OMIF_TABLE_END};
+    static const Omif_ItemDescription kItems[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_DOUBLE, L"values"),
+                                                  OMIF_TABLE_END};
     Omif_Design *design = Create(L"Doubles", kItems);
     auto *rec = static_cast<Counted<double> *>(omif_ObjectAllocate(design, nullptr));
     rec->count = kElements;
-    rec->data = static_cast<double *>(omsc_HeapMalloc(kElements * static_cast<int32_t>(sizeof(double))));
+    rec->data =
+        static_cast<double *>(omsc_HeapMalloc(kElements * static_cast<int32_t>(sizeof(double))));
     for (int32_t i = 0; i < kElements; ++i) rec->data[i] = i * 0.5;
     Fixture f(design, rec);
     f.Run(state, toFile, int64_t{kElements} * 8);
@@ -99,15 +103,19 @@ void BM_BaseDataF32ToFile(benchmark::State &state) { BaseDataF32(state, true); }
 void BM_BaseDataF32ToHost(benchmark::State &state) { BaseDataF32(state, false); }
 
 void Packed(benchmark::State &state, bool toFile) {
-    static const Omif_ItemDescription k1[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_U1, L"v"), OMIF_TABLE_END};
-    static const Omif_ItemDescription k2[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_U2, L"v"), OMIF_TABLE_END};
-    static const Omif_ItemDescription k4[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_U4, L"v"), OMIF_TABLE_END};
+    static const Omif_ItemDescription k1[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_U1, L"v"),
+                                              OMIF_TABLE_END};
+    static const Omif_ItemDescription k2[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_U2, L"v"),
+                                              OMIF_TABLE_END};
+    static const Omif_ItemDescription k4[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_U4, L"v"),
+                                              OMIF_TABLE_END};
     const int bits = static_cast<int>(state.range(0));
     Omif_Design *design = Create(L"Packed", bits == 1 ? k1 : bits == 2 ? k2 : k4);
     auto *rec = static_cast<Counted<unsigned char> *>(omif_ObjectAllocate(design, nullptr));
     rec->count = kElements;
     rec->data = static_cast<unsigned char *>(omsc_HeapMalloc(kElements));
-    for (int32_t i = 0; i < kElements; ++i) rec->data[i] = static_cast<unsigned char>((i * 7) & ((1 << bits) - 1));
+    for (int32_t i = 0; i < kElements; ++i)
+        rec->data[i] = static_cast<unsigned char>((i * 7) & ((1 << bits) - 1));
     Fixture f(design, rec);
     f.Run(state, toFile, kElements); // host bytes
 }
@@ -116,7 +124,10 @@ void BM_PackedToHost(benchmark::State &state) { Packed(state, false); }
 
 } // namespace
 
-BENCHMARK(BM_Memcpy)->Arg(int64_t{kElements} * 8)->Arg(int64_t{kSide} * kSide * 4)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Memcpy)
+    ->Arg(int64_t{kElements} * 8)
+    ->Arg(int64_t{kSide} * kSide * 4)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DoubleArrayToFile)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DoubleArrayToHost)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BaseDataF32ToFile)->Unit(benchmark::kMillisecond);

@@ -25,13 +25,16 @@ const std::string &DefinitionFolder() {
             for (int p = 0; p < kParameters; ++p) {
                 switch (p % 4) {
                 case 0:
-                    out << "  number" << p << " : OPMG_NUMBER min 0 max 1000 default " << p << ";\n";
+                    out << "  number" << p << " : OPMG_NUMBER min 0 max 1000 default " << p
+                        << ";\n";
                     break;
                 case 1:
-                    out << "  text" << p << " : OPMG_STRING maxlength 64 default \"value " << p << "\";\n";
+                    out << "  text" << p << " : OPMG_STRING maxlength 64 default \"value " << p
+                        << "\";\n";
                     break;
                 case 2:
-                    out << "  choice" << p << " : OPMG_STRING enums {one, two, three} default \"two\";\n";
+                    out << "  choice" << p
+                        << " : OPMG_STRING enums {one, two, three} default \"two\";\n";
                     break;
                 default:
                     out << "  colour" << p << " : OPMG_COLOR default pc 1,2,3 unix 4,5,6;\n";
@@ -67,7 +70,8 @@ void BM_GetNumberPreference(benchmark::State &state) {
     for (auto _ : state) {
         sum += opmg_GetNumberPreference(L"category57", L"number48", &err);
     }
-    if (err || sum != 48.0 * static_cast<double>(state.iterations())) state.SkipWithError("wrong value");
+    if (err || sum != 48.0 * static_cast<double>(state.iterations()))
+        state.SkipWithError("wrong value");
     opmg_Close(&err);
 }
 BENCHMARK(BM_GetNumberPreference);

@@ -43,8 +43,8 @@ void Statistics(benchmark::State &state, Ogda_PixelType type, bool callerBins) {
         if (!callerBins) osta_HistogramDelete(h);
         benchmark::DoNotOptimize(s);
     }
-    state.counters["Mpixel/s"] = benchmark::Counter(double(kSide) * kSide * state.iterations() / 1e6,
-                                                    benchmark::Counter::kIsRate);
+    state.counters["Mpixel/s"] = benchmark::Counter(
+        double(kSide) * kSide * state.iterations() / 1e6, benchmark::Counter::kIsRate);
     osta_HistogramDelete(given);
     odsc_BinFunctionDelete(f);
     ogda_BaseDataDelete(d, nullptr);
@@ -61,8 +61,8 @@ void Covariance(benchmark::State &state) {
         benchmark::DoNotOptimize(c);
         osta_CovarianceDelete(c, nullptr);
     }
-    state.counters["Mpixel/s"] = benchmark::Counter(double(kSide) * kSide * state.iterations() / 1e6,
-                                                    benchmark::Counter::kIsRate);
+    state.counters["Mpixel/s"] = benchmark::Counter(
+        double(kSide) * kSide * state.iterations() / 1e6, benchmark::Counter::kIsRate);
     ogda_BaseDataStackDelete(stack, nullptr);
 }
 

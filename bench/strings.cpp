@@ -110,9 +110,8 @@ void BM_SortRatio(benchmark::State &state) {
         listTime += t1 - t0;
         stdTime += t2 - t1;
     }
-    state.counters["list_over_std"] =
-        std::chrono::duration<double>(listTime).count() /
-        std::chrono::duration<double>(stdTime).count();
+    state.counters["list_over_std"] = std::chrono::duration<double>(listTime).count() /
+                                      std::chrono::duration<double>(stdTime).count();
     ostr_StringListDelete(list, nullptr);
 }
 BENCHMARK(BM_SortRatio)->Unit(benchmark::kMillisecond);

@@ -74,8 +74,12 @@ template <class B> auto *Usable(B *b) {
 }
 template <class B> B *Next(B *b) { return reinterpret_cast<B *>(Usable(b) + SizeOf(b)); }
 // Free blocks keep their header and links addressable; the rest is poisoned.
-template <class B> void PoisonFree(B *b) { ARENA_POISON(Usable(b) + kMinBlock, SizeOf(b) - kMinBlock); }
-template <class B> B *Prev(B *b) { return reinterpret_cast<B *>(Usable(b) - 2 * BigArena::kHeaderSize - b->prevSize); }
+template <class B> void PoisonFree(B *b) {
+    ARENA_POISON(Usable(b) + kMinBlock, SizeOf(b) - kMinBlock);
+}
+template <class B> B *Prev(B *b) {
+    return reinterpret_cast<B *>(Usable(b) - 2 * BigArena::kHeaderSize - b->prevSize);
+}
 } // namespace
 
 BigArena *BigArena::Create(std::size_t regionBytes) noexcept {
@@ -150,7 +154,8 @@ void BigArena::RemoveFree(Block *b) noexcept {
 // is what lets a request for the whole of an empty arena succeed).
 BigArena::Block *BigArena::TakeFit(std::size_t size) noexcept {
     std::size_t target = size;
-    if (size >= (std::size_t{1} << kFlShift)) target += (std::size_t{1} << (Log2(size) - kSlLog2)) - 1;
+    if (size >= (std::size_t{1} << kFlShift))
+        target += (std::size_t{1} << (Log2(size) - kSlLog2)) - 1;
     unsigned fl, sl;
     Mapping(target, fl, sl);
     if (fl < kFlCount) {

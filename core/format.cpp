@@ -45,8 +45,9 @@ void Pad(std::wstring &out, std::wstring_view body, const Spec &spec) {
 }
 
 // Formats one numeric conversion through snprintf with the same flags, width and precision.
-template <class T> void AppendNumber(std::wstring &out, const Spec &spec, const char *lengthText,
-                                     char conversion, T value) {
+template <class T>
+void AppendNumber(std::wstring &out, const Spec &spec, const char *lengthText, char conversion,
+                  T value) {
     std::string fmt(1, '%');
     fmt.append(spec.flags);
     if (spec.leftAlign) fmt += '-';
@@ -73,36 +74,52 @@ void AppendInteger(std::wstring &out, const Spec &spec, char conv, va_list *ap) 
     const bool isSigned = conv == 'd' || conv == 'i';
     switch (spec.length) {
     case Length::l:
-        if (isSigned) AppendNumber(out, spec, "l", conv, va_arg(*ap, long));
-        else AppendNumber(out, spec, "l", conv, va_arg(*ap, unsigned long));
+        if (isSigned)
+            AppendNumber(out, spec, "l", conv, va_arg(*ap, long));
+        else
+            AppendNumber(out, spec, "l", conv, va_arg(*ap, unsigned long));
         break;
     case Length::ll:
-        if (isSigned) AppendNumber(out, spec, "ll", conv, va_arg(*ap, long long));
-        else AppendNumber(out, spec, "ll", conv, va_arg(*ap, unsigned long long));
+        if (isSigned)
+            AppendNumber(out, spec, "ll", conv, va_arg(*ap, long long));
+        else
+            AppendNumber(out, spec, "ll", conv, va_arg(*ap, unsigned long long));
         break;
     case Length::j:
-        if (isSigned) AppendNumber(out, spec, "j", conv, va_arg(*ap, intmax_t));
-        else AppendNumber(out, spec, "j", conv, va_arg(*ap, uintmax_t));
+        if (isSigned)
+            AppendNumber(out, spec, "j", conv, va_arg(*ap, intmax_t));
+        else
+            AppendNumber(out, spec, "j", conv, va_arg(*ap, uintmax_t));
         break;
     case Length::z:
-        if (isSigned) AppendNumber(out, spec, "z", conv, va_arg(*ap, ptrdiff_t));
-        else AppendNumber(out, spec, "z", conv, va_arg(*ap, size_t));
+        if (isSigned)
+            AppendNumber(out, spec, "z", conv, va_arg(*ap, ptrdiff_t));
+        else
+            AppendNumber(out, spec, "z", conv, va_arg(*ap, size_t));
         break;
     case Length::t:
-        if (isSigned) AppendNumber(out, spec, "t", conv, va_arg(*ap, ptrdiff_t));
-        else AppendNumber(out, spec, "t", conv, va_arg(*ap, size_t));
+        if (isSigned)
+            AppendNumber(out, spec, "t", conv, va_arg(*ap, ptrdiff_t));
+        else
+            AppendNumber(out, spec, "t", conv, va_arg(*ap, size_t));
         break;
     case Length::hh:
-        if (isSigned) AppendNumber(out, spec, "hh", conv, va_arg(*ap, int));
-        else AppendNumber(out, spec, "hh", conv, va_arg(*ap, unsigned int));
+        if (isSigned)
+            AppendNumber(out, spec, "hh", conv, va_arg(*ap, int));
+        else
+            AppendNumber(out, spec, "hh", conv, va_arg(*ap, unsigned int));
         break;
     case Length::h:
-        if (isSigned) AppendNumber(out, spec, "h", conv, va_arg(*ap, int));
-        else AppendNumber(out, spec, "h", conv, va_arg(*ap, unsigned int));
+        if (isSigned)
+            AppendNumber(out, spec, "h", conv, va_arg(*ap, int));
+        else
+            AppendNumber(out, spec, "h", conv, va_arg(*ap, unsigned int));
         break;
     default:
-        if (isSigned) AppendNumber(out, spec, "", conv, va_arg(*ap, int));
-        else AppendNumber(out, spec, "", conv, va_arg(*ap, unsigned int));
+        if (isSigned)
+            AppendNumber(out, spec, "", conv, va_arg(*ap, int));
+        else
+            AppendNumber(out, spec, "", conv, va_arg(*ap, unsigned int));
         break;
     }
 }
@@ -154,10 +171,12 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap, std
         }
         Spec spec;
         for (;; ++p) {
-            if (*p == L'-') spec.leftAlign = true;
+            if (*p == L'-')
+                spec.leftAlign = true;
             else if (*p == L'+' || *p == L' ' || *p == L'#' || *p == L'0')
                 spec.flags.push_back(static_cast<char>(*p));
-            else break;
+            else
+                break;
         }
         if (*p == L'*') {
             const int width = va_arg(*ap, int);
@@ -195,12 +214,23 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap, std
             spec.length = Length::l;
             if (*++p == L'l') spec.length = Length::ll, ++p;
             break;
-        case L'L': spec.length = Length::L, ++p; break;
-        case L'q': spec.length = Length::ll, ++p; break;
-        case L'j': spec.length = Length::j, ++p; break;
-        case L'z': spec.length = Length::z, ++p; break;
-        case L't': spec.length = Length::t, ++p; break;
-        default: break;
+        case L'L':
+            spec.length = Length::L, ++p;
+            break;
+        case L'q':
+            spec.length = Length::ll, ++p;
+            break;
+        case L'j':
+            spec.length = Length::j, ++p;
+            break;
+        case L'z':
+            spec.length = Length::z, ++p;
+            break;
+        case L't':
+            spec.length = Length::t, ++p;
+            break;
+        default:
+            break;
         }
         const wchar_t conv = *p;
         if (conv == 0) { // cut conversion at the end: keep its text
@@ -209,10 +239,22 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap, std
         }
         ++p;
         switch (conv) {
-        case L'd': case L'i': case L'u': case L'o': case L'x': case L'X':
+        case L'd':
+        case L'i':
+        case L'u':
+        case L'o':
+        case L'x':
+        case L'X':
             AppendInteger(out, spec, static_cast<char>(conv), ap);
             break;
-        case L'e': case L'E': case L'f': case L'F': case L'g': case L'G': case L'a': case L'A':
+        case L'e':
+        case L'E':
+        case L'f':
+        case L'F':
+        case L'g':
+        case L'G':
+        case L'a':
+        case L'A':
             if (spec.length == Length::L)
                 AppendNumber(out, spec, "L", static_cast<char>(conv), va_arg(*ap, long double));
             else
@@ -222,17 +264,22 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap, std
             AppendNumber(out, spec, "", 'p', va_arg(*ap, void *));
             break;
         case L's':
-            if (spec.length == Length::h) AppendNarrowString(out, spec, va_arg(*ap, const char *));
-            else AppendWideString(out, spec, va_arg(*ap, const wchar_t *));
+            if (spec.length == Length::h)
+                AppendNarrowString(out, spec, va_arg(*ap, const char *));
+            else
+                AppendWideString(out, spec, va_arg(*ap, const wchar_t *));
             break;
         case L'S':
-            if (spec.length == Length::l) AppendWideString(out, spec, va_arg(*ap, const wchar_t *));
-            else AppendNarrowString(out, spec, va_arg(*ap, const char *));
+            if (spec.length == Length::l)
+                AppendWideString(out, spec, va_arg(*ap, const wchar_t *));
+            else
+                AppendNarrowString(out, spec, va_arg(*ap, const char *));
             break;
         case L'c': {
-            const wchar_t c = spec.length == Length::h
-                                  ? static_cast<wchar_t>(static_cast<unsigned char>(va_arg(*ap, int)))
-                                  : static_cast<wchar_t>(va_arg(*ap, wint_t));
+            const wchar_t c =
+                spec.length == Length::h
+                    ? static_cast<wchar_t>(static_cast<unsigned char>(va_arg(*ap, int)))
+                    : static_cast<wchar_t>(va_arg(*ap, wint_t));
             Pad(out, std::wstring_view(&c, 1), spec);
             break;
         }
@@ -255,7 +302,8 @@ void AppendFormatV(std::wstring &out, const wchar_t *format, va_list args, std::
     va_list ap;
     va_copy(ap, args);
     try {
-        AppendFormatImpl(out, format, &ap, limit > SIZE_MAX - out.size() ? SIZE_MAX : out.size() + limit);
+        AppendFormatImpl(out, format, &ap,
+                         limit > SIZE_MAX - out.size() ? SIZE_MAX : out.size() + limit);
     } catch (...) {
         va_end(ap);
         throw;
@@ -289,7 +337,8 @@ ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t 
         // Into a buffer, what cannot fit is never built.
         orvik::text::AppendFormatV(text, format, args, dest ? destCount : SIZE_MAX);
         if (!dest) {
-            if (text.size() >= static_cast<std::size_t>(INT32_MAX) / sizeof(wchar_t)) return nullptr;
+            if (text.size() >= static_cast<std::size_t>(INT32_MAX) / sizeof(wchar_t))
+                return nullptr;
             auto *block = static_cast<wchar_t *>(
                 omsc_HeapMalloc(static_cast<int32_t>((text.size() + 1) * sizeof(wchar_t))));
             if (block) std::wmemcpy(block, text.data(), text.size());
@@ -304,7 +353,8 @@ ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t 
     }
 }
 
-ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...)
+    ORVIK_NOEXCEPT {
     va_list args;
     va_start(args, format);
     wchar_t *r = ostr_Vsprintf(dest, destCount, format, args);

@@ -15,7 +15,7 @@ std::recursive_mutex &HandlerMutex() {
 }
 
 Oerr_ErrorHandler *gHandlers = nullptr;
-int gWalkDepth = 0; // nested walks by the thread holding the lock
+int gWalkDepth = 0;                    // nested walks by the thread holding the lock
 Oerr_ErrorHandler *gRemoved = nullptr; // removed during a walk, chained through `previous`
 
 bool IsListed(const Oerr_ErrorHandler *handle) {
@@ -57,8 +57,10 @@ ORVIK_API void oerr_ErrorHandlerRemove(Oerr_ErrorHandler *handle) ORVIK_NOEXCEPT
     if (!handle) return;
     std::lock_guard<std::recursive_mutex> lock(HandlerMutex());
     if (!IsListed(handle)) return;
-    if (handle->previous) handle->previous->next = handle->next;
-    else gHandlers = handle->next;
+    if (handle->previous)
+        handle->previous->next = handle->next;
+    else
+        gHandlers = handle->next;
     if (handle->next) handle->next->previous = handle->previous;
     if (gWalkDepth == 0) {
         omsc_HeapFree(handle);

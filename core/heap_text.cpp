@@ -12,7 +12,8 @@ namespace {
 
 template <class C> C *Dup(std::basic_string_view<C> text) {
     if (text.size() >= static_cast<std::size_t>(INT32_MAX) / sizeof(C)) return nullptr;
-    auto *p = static_cast<C *>(omsc_HeapMalloc(static_cast<int32_t>((text.size() + 1) * sizeof(C))));
+    auto *p =
+        static_cast<C *>(omsc_HeapMalloc(static_cast<int32_t>((text.size() + 1) * sizeof(C))));
     if (p && !text.empty()) std::memcpy(p, text.data(), text.size() * sizeof(C));
     return p;
 }

@@ -94,10 +94,17 @@ ORVIK_API void omsc_MemSwab(void *buffer, long count, long size) ORVIK_NOEXCEPT 
     long total;
     if (__builtin_mul_overflow(count, size, &total)) return;
     switch (size) {
-    case 2: SwapEach(p, count, Swap16); return;
-    case 4: SwapEach(p, count, Swap32); return;
-    case 8: SwapEach(p, count, Swap64); return;
-    default: break;
+    case 2:
+        SwapEach(p, count, Swap16);
+        return;
+    case 4:
+        SwapEach(p, count, Swap32);
+        return;
+    case 8:
+        SwapEach(p, count, Swap64);
+        return;
+    default:
+        break;
     }
     for (long start = 0; start < total; start += size) {
         for (long j = 0; j < size / 2; ++j) {
@@ -111,7 +118,8 @@ ORVIK_API void omsc_MemSwab(void *buffer, long count, long size) ORVIK_NOEXCEPT 
 // Returns 0 on success, 1 on failure (after printing the report). A negative unit count is
 // treated as a bad argument.
 ORVIK_API long omsc_MemRepack(void *dest, long destUnitBits, long destPackageBits, const void *src,
-                              long srcUnitBits, long srcPackageBits, long unitCount) ORVIK_NOEXCEPT {
+                              long srcUnitBits, long srcPackageBits, long unitCount)
+    ORVIK_NOEXCEPT {
     if (unitCount == 0) return 0;
     if (!dest || !src || unitCount < 0 || srcUnitBits > srcPackageBits ||
         destUnitBits > destPackageBits) {

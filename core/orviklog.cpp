@@ -77,10 +77,10 @@ void UnthrownException::Log(long code, const char *message) {
 
 void UnthrownException::Log(long code, Exception &cause) {
     const char *what = cause.get_What();
-    const std::string text = what ? std::string(what)
-                                   : (cause.GetFunctionName() ? cause.GetFunctionName()
-                                                              : "Unknown function") +
-                                         std::string(" failed");
+    const std::string text =
+        what ? std::string(what)
+             : (cause.GetFunctionName() ? cause.GetFunctionName() : "Unknown function") +
+                   std::string(" failed");
     SetCode(code);
     SetMessage(text.c_str());
 }

@@ -79,7 +79,8 @@ void DefaultListener(const OerrErrorReport &carrier, Oerr_ErrorReportingMode mod
 
 extern "C" {
 
-ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT {
+ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode)
+    ORVIK_NOEXCEPT {
     try {
         const std::string bytes = orvik::text::WideToUtf8Lossy(RenderChain(report, mode));
         std::fwrite(bytes.data(), 1, bytes.size(), stderr);
@@ -89,7 +90,8 @@ ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorRe
     }
 }
 
-ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT {
+ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode)
+    ORVIK_NOEXCEPT {
     try {
         OerrDispatcher::Instance().Dispatch(OerrErrorReport(report), mode);
     } catch (...) {
@@ -108,7 +110,8 @@ ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...) ORVIK_NOEX
     return 0;
 }
 
-ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData) ORVIK_NOEXCEPT {
+ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData)
+    ORVIK_NOEXCEPT {
     AltFunction &alt = Alt();
     othr_MutexLock(&alt.mutex);
     alt.function = function;
@@ -117,12 +120,14 @@ ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *cl
     othr_MutexUnlock(&alt.mutex);
     try {
         // Each call connects the listener again; the handle is dropped at once.
-        OerrDispatcher::Instance().Connect(OerrDispatcher::ReportSignal::slot_type(DefaultListener));
+        OerrDispatcher::Instance().Connect(
+            OerrDispatcher::ReportSignal::slot_type(DefaultListener));
     } catch (...) {
     }
 }
 
-ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData) ORVIK_NOEXCEPT {
+ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData)
+    ORVIK_NOEXCEPT {
     AltFunction &alt = Alt();
     othr_MutexLock(&alt.mutex);
     if (function) *function = alt.function;

@@ -47,9 +47,10 @@ ORVIK_API Oerr_ErrorReport **oerr_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return err;
 }
 
-ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, long number,
-                                                    long kind, Oerr_ErrorReport *previous,
-                                                    const wchar_t *format, va_list args) ORVIK_NOEXCEPT {
+ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, long number, long kind,
+                                                    Oerr_ErrorReport *previous,
+                                                    const wchar_t *format, va_list args)
+    ORVIK_NOEXCEPT {
     auto *r = static_cast<Oerr_ErrorReport *>(omsc_HeapMalloc(sizeof(Oerr_ErrorReport)));
     if (!r) {
         // Silent by design; the chain that would have been taken over is released here so
@@ -92,7 +93,8 @@ ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report) ORVIK_NOEXC
     *report = nullptr;
 }
 
-ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT {
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report)
+    ORVIK_NOEXCEPT {
     return CopyChain<Oerr_ErrorReport>(report, DupWide);
 }
 

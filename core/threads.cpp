@@ -113,9 +113,13 @@ bool KeyIsLive(Othr_Key key) {
 
 extern "C" {
 
-ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) ORVIK_NOEXCEPT { LockWord(std::atomic_ref<void *>(mutex->impl)); }
+ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) ORVIK_NOEXCEPT {
+    LockWord(std::atomic_ref<void *>(mutex->impl));
+}
 
-ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) ORVIK_NOEXCEPT { UnlockWord(std::atomic_ref<void *>(mutex->impl)); }
+ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) ORVIK_NOEXCEPT {
+    UnlockWord(std::atomic_ref<void *>(mutex->impl));
+}
 
 // Nothing is held outside the record; destroying only returns it to the free state.
 ORVIK_API void othr_MutexDestroy(Othr_Mutex *mutex) ORVIK_NOEXCEPT {

@@ -15,7 +15,6 @@ namespace orvik::dsc {
 
 namespace {
 
-
 bool IsLimitsTable(const Ogda_BaseData *t, int64_t expected) {
     return t && t->datatype == OGDA_F64 && t->objecttype == Ogda_Table && t->data &&
            t->numcolumns == 1 && t->numelements == expected && expected >= 1;
@@ -39,9 +38,12 @@ bool IsValidBinFunction(const Odsc_BinFunction *f) {
                f->minLimit < f->maxLimit && std::isfinite(f->maxLimit - f->minLimit);
     case ODSC_BIN_LOGARITHMIC:
         return f->minLimit > 0 && std::isfinite(f->maxLimit) && f->minLimit < f->maxLimit;
-    case ODSC_BIN_EXPLICIT: return IsLimitsTable(f->binLimits, int64_t{f->numBins} + 1);
-    case ODSC_BIN_UNIQUE: return IsLimitsTable(f->binLimits, f->numBins);
-    default: return false;
+    case ODSC_BIN_EXPLICIT:
+        return IsLimitsTable(f->binLimits, int64_t{f->numBins} + 1);
+    case ODSC_BIN_UNIQUE:
+        return IsLimitsTable(f->binLimits, f->numBins);
+    default:
+        return false;
     }
 }
 
@@ -53,7 +55,8 @@ int32_t ValueToBin(const Odsc_BinFunction *f, double value) {
         const double b = std::floor(value) - f->minLimit;
         return b <= 0 ? 0 : b >= last ? last : static_cast<int32_t>(b);
     }
-    case ODSC_BIN_LINEAR: return LinearBin(value, f->minLimit, f->numBins, LinearScale(f));
+    case ODSC_BIN_LINEAR:
+        return LinearBin(value, f->minLimit, f->numBins, LinearScale(f));
     case ODSC_BIN_LOGARITHMIC: {
         // Non-positive values have no logarithm; they lie below minLimit > 0, so bin 0.
         if (value <= f->minLimit) return 0;
@@ -69,9 +72,10 @@ int32_t ValueToBin(const Odsc_BinFunction *f, double value) {
         const double *values = Limits(f);
         const double *hit = std::lower_bound(values, values + f->numBins, value);
         return hit != values + f->numBins && *hit == value ? static_cast<int32_t>(hit - values)
-                                                          : -1;
+                                                           : -1;
     }
-    default: return -1;
+    default:
+        return -1;
     }
 }
 
@@ -86,8 +90,8 @@ constexpr const wchar_t *kCreate = L"odsc_BinFunctionCreate";
 // The limits as a new f64 table, checked to ascend strictly.
 Ogda_BaseData *CopyLimits(const Ogda_BaseData *limits, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
-    Ogda_BaseData *copy = ogda_BaseDataCreate(limits->numelements, 1, OGDA_F64, Ogda_Table,
-                                              nullptr, &inner);
+    Ogda_BaseData *copy =
+        ogda_BaseDataCreate(limits->numelements, 1, OGDA_F64, Ogda_Table, nullptr, &inner);
     if (copy && !ogda_BaseDataCopy(limits, copy, &inner)) {
         ogda_BaseDataDelete(copy, nullptr);
         copy = nullptr;
@@ -100,8 +104,8 @@ Ogda_BaseData *CopyLimits(const Ogda_BaseData *limits, Oerr_ErrorReport **err) {
     for (int32_t i = 0; i < copy->numelements; ++i) {
         if (!std::isfinite(v[i]) || (i > 0 && !(v[i] > v[i - 1]))) {
             SetError(err, kCreate, 7, nullptr,
-                     L"Bin limit %ld (%g) is not finite or not above the one before it",
-                     long{i}, v[i]);
+                     L"Bin limit %ld (%g) is not finite or not above the one before it", long{i},
+                     v[i]);
             ogda_BaseDataDelete(copy, nullptr);
             return nullptr;
         }
@@ -205,14 +209,14 @@ ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction) ORVIK_NOEXC
     omsc_HeapFree(binFunction);
 }
 
-ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value) ORVIK_NOEXCEPT {
+ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value)
+    ORVIK_NOEXCEPT {
     return IsValidBinFunction(binFunction) ? ValueToBin(binFunction, value) : -1;
 }
 
 ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *f, int32_t bin,
                                                  double *low, double *high) ORVIK_NOEXCEPT {
-    if (!IsValidBinFunction(f) || bin < 0 || bin >= f->numBins || !low || !high)
-        return OMSC_FALSE;
+    if (!IsValidBinFunction(f) || bin < 0 || bin >= f->numBins || !low || !high) return OMSC_FALSE;
     switch (f->type) {
     case ODSC_BIN_DIRECT:
         *low = f->minLimit + bin - 0.5;
@@ -235,19 +239,26 @@ ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *f, int3
         *low = Limits(f)[bin];
         *high = Limits(f)[bin + 1];
         break;
-    default: *low = *high = Limits(f)[bin]; break;
+    default:
+        *low = *high = Limits(f)[bin];
+        break;
     }
     return OMSC_TRUE;
 }
 
 ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *f, int32_t bin) ORVIK_NOEXCEPT {
     double low, high;
-    if (!odsc_BinFunctionBinLimits(f, bin, &low, &high)) return std::numeric_limits<double>::quiet_NaN();
+    if (!odsc_BinFunctionBinLimits(f, bin, &low, &high))
+        return std::numeric_limits<double>::quiet_NaN();
     switch (f->type) {
-    case ODSC_BIN_DIRECT: return f->minLimit + bin;
-    case ODSC_BIN_LOGARITHMIC: return std::sqrt(low) * std::sqrt(high);
-    case ODSC_BIN_UNIQUE: return low;
-    default: return low + (high - low) / 2;
+    case ODSC_BIN_DIRECT:
+        return f->minLimit + bin;
+    case ODSC_BIN_LOGARITHMIC:
+        return std::sqrt(low) * std::sqrt(high);
+    case ODSC_BIN_UNIQUE:
+        return low;
+    default:
+        return low + (high - low) / 2;
     }
 }
 
@@ -257,10 +268,14 @@ ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction
 
 ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type) ORVIK_NOEXCEPT {
     switch (type) {
-    case ODSC_COLUMN_INTEGER: return OGDA_S32;
-    case ODSC_COLUMN_REAL: return OGDA_F64;
-    case ODSC_COLUMN_STRING: return OGDA_STRING;
-    default: return OGDA_PIXEL_INVALID;
+    case ODSC_COLUMN_INTEGER:
+        return OGDA_S32;
+    case ODSC_COLUMN_REAL:
+        return OGDA_F64;
+    case ODSC_COLUMN_STRING:
+        return OGDA_STRING;
+    default:
+        return OGDA_PIXEL_INVALID;
     }
 }
 

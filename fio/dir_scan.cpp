@@ -19,7 +19,8 @@ ostr_StringList *ToStringList(const std::vector<std::wstring> &names, Oerr_Error
     Oerr_ErrorReport *inner = nullptr;
     // Sized up front: the list's own growth is a fixed step, so appending long lists one by
     // one would copy the array over and over.
-    const long n = names.size() > static_cast<size_t>(INT32_MAX) ? -1 : static_cast<long>(names.size());
+    const long n =
+        names.size() > static_cast<size_t>(INT32_MAX) ? -1 : static_cast<long>(names.size());
     if (n < 0) {
         core::SetOutOfMemory(err, fn, nullptr);
         return nullptr;
@@ -35,8 +36,10 @@ ostr_StringList *ToStringList(const std::vector<std::wstring> &names, Oerr_Error
             list = nullptr;
         }
     }
-    if (!list) core::SetOutOfMemory(err, fn, inner);
-    else oerr_DeleteErrorReportEx(&inner);
+    if (!list)
+        core::SetOutOfMemory(err, fn, inner);
+    else
+        oerr_DeleteErrorReportEx(&inner);
     return list;
 }
 
@@ -79,8 +82,7 @@ bool ScanFolder(const std::wstring &directory, const wchar_t *pattern,
 
 } // namespace orvik::fio
 
-extern "C" ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory,
-                                                   const wchar_t *pattern,
+extern "C" ORVIK_API ostr_StringList *ofio_DirScan(const wchar_t *directory, const wchar_t *pattern,
                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_DirScan";
     if (err) *err = nullptr;

@@ -118,7 +118,8 @@ ORVIK_API Omsc_Boolean ofio_FileExists(const wchar_t *name, Oerr_ErrorReport **e
     });
 }
 
-ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ofio_IsDirectory(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, L"ofio_IsDirectory", OMSC_FALSE, [&] {
         os::EntryType type;
@@ -141,13 +142,13 @@ ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err) ORVIK
     });
 }
 
-ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileMove";
     if (err) *err = nullptr;
     return Guarded<int>(err, fn, -1, [&] {
         std::string source, target;
-        if (!CheckedSystemPath(from, source, err, fn) ||
-            !CheckedSystemPath(to, target, err, fn)) {
+        if (!CheckedSystemPath(from, source, err, fn) || !CheckedSystemPath(to, target, err, fn)) {
             return -1;
         }
         std::wstring wfrom(from), wto(to);
@@ -159,8 +160,7 @@ ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorRe
                 return CopyAndRemove(source, target, wfrom, wto, err, fn) ? 0 : -1;
             }
         }
-        ReportSystemError(err, fn, code, L"Cannot move", &wfrom,
-                          L" to \"" + wto + L"\"");
+        ReportSystemError(err, fn, code, L"Cannot move", &wfrom, L" to \"" + wto + L"\"");
         return -1;
     });
 }

@@ -32,11 +32,13 @@ void *MapStream(Ofio_File *file, int64_t *size, bool renew, Oerr_ErrorReport **e
 
 extern "C" {
 
-ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return MapStream(file, size, false, err, L"ofio_FileMap");
 }
 
-ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return MapStream(file, size, true, err, L"ofio_FileRemap");
 }
 

@@ -58,9 +58,15 @@ Code FileTooLargeCode() { return EFBIG; }
 Code Open(const std::string &path, const OpenRequest &request, Handle &out) {
     int flags = O_CLOEXEC;
     switch (request.access) {
-    case Access::ReadOnly: flags |= O_RDONLY; break;
-    case Access::WriteOnly: flags |= O_WRONLY; break;
-    case Access::ReadWrite: flags |= O_RDWR; break;
+    case Access::ReadOnly:
+        flags |= O_RDONLY;
+        break;
+    case Access::WriteOnly:
+        flags |= O_WRONLY;
+        break;
+    case Access::ReadWrite:
+        flags |= O_RDWR;
+        break;
     }
     if (request.create) flags |= O_CREAT;
     if (request.truncate) flags |= O_TRUNC;
@@ -133,7 +139,7 @@ Code TypeOf(const std::string &path, EntryType &type) {
         }
         return errno;
     }
-    type = S_ISREG(st.st_mode) ? EntryType::File
+    type = S_ISREG(st.st_mode)   ? EntryType::File
            : S_ISDIR(st.st_mode) ? EntryType::Directory
                                  : EntryType::Other;
     return 0;
@@ -151,12 +157,8 @@ Code Remove(const std::string &path) { return ::unlink(path.c_str()) == 0 ? 0 : 
 Code Rename(const std::string &from, const std::string &to) {
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
-Code MakeDirectory(const std::string &path) {
-    return ::mkdir(path.c_str(), 0777) == 0 ? 0 : errno;
-}
-Code RemoveDirectory(const std::string &path) {
-    return ::rmdir(path.c_str()) == 0 ? 0 : errno;
-}
+Code MakeDirectory(const std::string &path) { return ::mkdir(path.c_str(), 0777) == 0 ? 0 : errno; }
+Code RemoveDirectory(const std::string &path) { return ::rmdir(path.c_str()) == 0 ? 0 : errno; }
 
 Code ListDirectory(const std::string &path, std::vector<std::string> &names) {
     // Owned so that the directory is closed even when an append throws.
@@ -199,9 +201,7 @@ Code Map(Handle handle, std::size_t size, bool writable, void *&address) {
     return 0;
 }
 
-Code Unmap(void *address, std::size_t size) {
-    return ::munmap(address, size) == 0 ? 0 : errno;
-}
+Code Unmap(void *address, std::size_t size) { return ::munmap(address, size) == 0 ? 0 : errno; }
 
 std::size_t PageSize() {
     long n = ::sysconf(_SC_PAGESIZE);

@@ -7,15 +7,15 @@
 namespace orvik::fio {
 
 void ReportSystemError(Oerr_ErrorReport **err, const wchar_t *function, os::Code code,
-                       const wchar_t *action, const std::wstring *name,
-                       const std::wstring &detail, Oerr_ErrorReport *previous) {
+                       const wchar_t *action, const std::wstring *name, const std::wstring &detail,
+                       Oerr_ErrorReport *previous) {
     std::string reason = os::SystemReason(code);
     if (name) {
         core::SetError(err, function, kSystemFailure, previous, L"%s \"%s\"%s: %S", action,
                        name->c_str(), detail.c_str(), reason.c_str());
     } else {
-        core::SetError(err, function, kSystemFailure, previous, L"%s%s: %S", action,
-                       detail.c_str(), reason.c_str());
+        core::SetError(err, function, kSystemFailure, previous, L"%s%s: %S", action, detail.c_str(),
+                       reason.c_str());
     }
 }
 

@@ -12,13 +12,13 @@ namespace orvik::fio {
 
 // Report numbers of the file layer, shared by all its functions.
 enum ReportNumber : long {
-    kBadArgument = 1,      // null handle, missing name, invalid mode or pattern
-    kSystemFailure = 2,    // the system refused; the message gives its reason
-    kUnexpectedEnd = 3,    // a read reached the end of the file first
-    kWrongAccess = 4,      // reading a write-only stream, writing a read-only one
+    kBadArgument = 1,   // null handle, missing name, invalid mode or pattern
+    kSystemFailure = 2, // the system refused; the message gives its reason
+    kUnexpectedEnd = 3, // a read reached the end of the file first
+    kWrongAccess = 4,   // reading a write-only stream, writing a read-only one
     kOutOfMemory = OERR_NUMBER_OUT_OF_MEMORY,
-    kBadText = 6,          // text that cannot be converted (UTF-8 <-> wide)
-    kNotFound = 7,         // a search found nothing
+    kBadText = 6,  // text that cannot be converted (UTF-8 <-> wide)
+    kNotFound = 7, // a search found nothing
 };
 
 // Stores a kind-2 report "<action> "<name>"<detail>: <system reason>" (or

@@ -61,8 +61,7 @@ bool IsAbsolute(const std::wstring &name) {
 }
 
 // Whether `name` exists as something other than a folder. Missing is false without report.
-bool IsFoundFile(const std::wstring &name, bool &found, Oerr_ErrorReport **err,
-                 const wchar_t *fn) {
+bool IsFoundFile(const std::wstring &name, bool &found, Oerr_ErrorReport **err, const wchar_t *fn) {
     std::string path;
     if (!CheckedSystemPath(name.c_str(), path, err, fn)) return false;
     os::EntryType type = os::EntryType::Missing;
@@ -102,8 +101,7 @@ ORVIK_API ostr_StringList *ofio_SearchListCreateFromEnv(const wchar_t *variable,
         std::wstring value;
         switch (orvik::text::LookupEnvironment(variable, value)) {
         case orvik::text::EnvLookup::Unset:
-            SetError(err, fn, kNotFound, nullptr, L"Environment variable %s is not set",
-                     variable);
+            SetError(err, fn, kNotFound, nullptr, L"Environment variable %s is not set", variable);
             return nullptr;
         case orvik::text::EnvLookup::Unconvertible:
             SetError(err, fn, kBadText, nullptr,
@@ -153,8 +151,8 @@ ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *
 }
 
 ORVIK_API ostr_StringList *ofio_SearchListFilesFind(const ostr_StringList *searchList,
-                                                    const wchar_t *pattern,
-                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                    const wchar_t *pattern, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_SearchListFilesFind";
     if (err) *err = nullptr;
     return Guarded<ostr_StringList *>(err, fn, nullptr, [&]() -> ostr_StringList * {

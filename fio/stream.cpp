@@ -77,8 +77,7 @@ std::wstring Detail(const wchar_t *format, long long a, long long b, long long c
 
 } // namespace
 
-Stream::Stream(os::Handle handle, const OpenMode &mode, std::wstring name,
-               std::size_t bufferSize)
+Stream::Stream(os::Handle handle, const OpenMode &mode, std::wstring name, std::size_t bufferSize)
     : m_handle(handle), m_mode(mode), m_name(std::move(name)), m_bufferSize(bufferSize) {}
 
 Stream::~Stream() {
@@ -172,7 +171,8 @@ bool Stream::Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn)
         return false;
     }
     if (m_writeLength > 0) {
-        size = std::max<std::int64_t>(size, m_writeStart + static_cast<std::int64_t>(m_writeLength));
+        size =
+            std::max<std::int64_t>(size, m_writeStart + static_cast<std::int64_t>(m_writeLength));
     }
     return true;
 }
@@ -180,8 +180,12 @@ bool Stream::Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn)
 bool Stream::Seek(std::int64_t offset, int whence, Oerr_ErrorReport **err, const wchar_t *fn) {
     std::int64_t base;
     switch (whence) {
-    case OFIO_SEEK_SET: base = 0; break;
-    case OFIO_SEEK_CUR: base = m_pos; break;
+    case OFIO_SEEK_SET:
+        base = 0;
+        break;
+    case OFIO_SEEK_CUR:
+        base = m_pos;
+        break;
     case OFIO_SEEK_END:
         if (!Size(base, err, fn)) return false;
         break;
@@ -201,8 +205,8 @@ bool Stream::Seek(std::int64_t offset, int whence, Oerr_ErrorReport **err, const
     return true;
 }
 
-bool Stream::SystemRead(std::int64_t position, char *buffer, std::size_t count,
-                        std::size_t &done, Oerr_ErrorReport **err, const wchar_t *fn) {
+bool Stream::SystemRead(std::int64_t position, char *buffer, std::size_t count, std::size_t &done,
+                        Oerr_ErrorReport **err, const wchar_t *fn) {
     os::Code code = os::ReadAt(m_handle, buffer, count, position, done);
     if (code == 0) return true;
     ReportSystemError(err, fn, code, L"Cannot read file", &m_name,
@@ -303,8 +307,7 @@ bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
     return false;
 }
 
-bool Stream::ReadNext(void *buffer, std::size_t count, Oerr_ErrorReport **err,
-                      const wchar_t *fn) {
+bool Stream::ReadNext(void *buffer, std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!ReadExact(m_pos, buffer, count, err, fn)) return false;
     m_pos += static_cast<std::int64_t>(count);
     return true;

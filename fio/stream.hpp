@@ -52,13 +52,13 @@ class Stream {
     std::int64_t Position() const { return m_pos; }
 
     // Exactly `count` bytes at `position`, else a report (short read included).
-    bool ReadExact(std::int64_t position, void *buffer, std::size_t count,
-                   Oerr_ErrorReport **err, const wchar_t *fn);
+    bool ReadExact(std::int64_t position, void *buffer, std::size_t count, Oerr_ErrorReport **err,
+                   const wchar_t *fn);
     // Up to `count` bytes; `done` < count only at the end of the file.
     bool ReadSome(std::int64_t position, void *buffer, std::size_t count, std::size_t &done,
                   Oerr_ErrorReport **err, const wchar_t *fn);
-    bool Write(std::int64_t position, const void *buffer, std::size_t count,
-               Oerr_ErrorReport **err, const wchar_t *fn);
+    bool Write(std::int64_t position, const void *buffer, std::size_t count, Oerr_ErrorReport **err,
+               const wchar_t *fn);
     // Sequential forms at the stream position (the end in append mode); they advance it.
     bool ReadNext(void *buffer, std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn);
     bool WriteNext(const void *buffer, std::size_t count, Oerr_ErrorReport **err,

@@ -85,8 +85,8 @@ Ofio_File *OpenStream(const wchar_t *name, const wchar_t *mode, std::size_t buff
 
 extern "C" {
 
-ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode,
-                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<Ofio_File *>(err, L"ofio_FileOpen", nullptr, [&] {
         return OpenStream(name, mode, kDefaultBufferSize, err, L"ofio_FileOpen");
@@ -107,14 +107,14 @@ ORVIK_API Ofio_File *ofio_NullDeviceOpen(Oerr_ErrorReport **err) ORVIK_NOEXCEPT 
 ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!file) return 0;
-    int result = Guarded<int>(err, L"ofio_FileClose", -1, [&] {
-        return file->Close(err, L"ofio_FileClose") ? 0 : -1;
-    });
+    int result = Guarded<int>(err, L"ofio_FileClose", -1,
+                              [&] { return file->Close(err, L"ofio_FileClose") ? 0 : -1; });
     DeleteStream(file);
     return result;
 }
 
-ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<int>(err, L"ofio_Seek", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_Seek")) return -1;
@@ -128,16 +128,16 @@ ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXC
     return file->Position();
 }
 
-ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, L"ofio_ReadSeq", -1, [&] {
         if (!CheckHandle(file, err, L"ofio_ReadSeq") ||
             !CheckCount(count, buffer, err, L"ofio_ReadSeq")) {
             return -1L;
         }
-        return file->ReadNext(buffer, static_cast<std::size_t>(count), err, L"ofio_ReadSeq")
-                   ? count
-                   : -1L;
+        return file->ReadNext(buffer, static_cast<std::size_t>(count), err, L"ofio_ReadSeq") ? count
+                                                                                             : -1L;
     });
 }
 
@@ -147,14 +147,13 @@ ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buff
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
         if (!CheckDirectArgs(file, position, count, buffer, err, fn)) return -1L;
-        return file->ReadExact(position, buffer, static_cast<std::size_t>(count), err, fn)
-                   ? count
-                   : -1L;
+        return file->ReadExact(position, buffer, static_cast<std::size_t>(count), err, fn) ? count
+                                                                                           : -1L;
     });
 }
 
-static long WriteSequential(Ofio_File *file, const void *buffer, long count,
-                            Oerr_ErrorReport **err, const wchar_t *fn) {
+static long WriteSequential(Ofio_File *file, const void *buffer, long count, Oerr_ErrorReport **err,
+                            const wchar_t *fn) {
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
         if (!CheckHandle(file, err, fn) || !CheckCount(count, buffer, err, fn)) return -1L;
@@ -201,7 +200,8 @@ ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **e
     });
 }
 
-ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_FileSizeGetByName";
     if (err) *err = nullptr;
     return Guarded<int64_t>(err, fn, -1, [&]() -> int64_t {

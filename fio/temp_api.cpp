@@ -22,8 +22,7 @@ bool OptionalPart(const wchar_t *part, std::string &out, Oerr_ErrorReport **err,
     out.clear();
     if (!part || !*part) return true;
     if (!ToSystemPath(part, out) || out.find('/') != std::string::npos) {
-        SetError(err, fn, kBadArgument, nullptr, L"Invalid part \"%s\" of a temporary name",
-                 part);
+        SetError(err, fn, kBadArgument, nullptr, L"Invalid part \"%s\" of a temporary name", part);
         return false;
     }
     return true;
@@ -67,7 +66,8 @@ ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
 }
 
 ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *prefix,
-                                       const wchar_t *suffix, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                       const wchar_t *suffix, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"ofio_TempFileCreate";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, fn, nullptr, [&]() -> wchar_t * {

@@ -88,8 +88,8 @@ ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err) ORVIK_N
     return ofio_Fgetc(static_cast<Ofio_File *>(context), err);
 }
 
-ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
-                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, L"ofio_Fgets", nullptr, [&]() -> wchar_t * {
         if (!CheckHandle(file, err, L"ofio_Fgets")) return nullptr;
@@ -131,8 +131,7 @@ int FormattedWrite(void *context, const wchar_t *format, long *count, va_list ar
         std::string bytes;
         if (!orvik::text::WideToUtf8(text, bytes).ok) {
             SetError(&report, fn, kBadText, nullptr,
-                     L"Text for file \"%s\" cannot be converted to UTF-8",
-                     file->Name().c_str());
+                     L"Text for file \"%s\" cannot be converted to UTF-8", file->Name().c_str());
             return -1;
         }
         if (text.size() > static_cast<std::size_t>(INT_MAX)) {
@@ -151,7 +150,8 @@ int FormattedWrite(void *context, const wchar_t *format, long *count, va_list ar
 
 extern "C" {
 
-ORVIK_API int ofio_VFprintf(void *context, const wchar_t *format, long *count, va_list args) ORVIK_NOEXCEPT {
+ORVIK_API int ofio_VFprintf(void *context, const wchar_t *format, long *count, va_list args)
+    ORVIK_NOEXCEPT {
     return FormattedWrite(context, format, count, args, L"ofio_VFprintf");
 }
 

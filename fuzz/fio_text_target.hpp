@@ -110,8 +110,10 @@ inline int RunOne(const uint8_t *data, size_t size) {
     oerr_DeleteErrorReportEx(&err);
     if (wide) {
         setenv("ORVIK_FZ_LIST", bytes.c_str(), 1);
-        const std::vector<std::wstring> direct = Folders(ofio_SearchListCreateFromText(wide, &err), err);
-        const std::vector<std::wstring> viaEnv = Folders(ofio_SearchListCreateFromEnv(L"ORVIK_FZ_LIST", &err), err);
+        const std::vector<std::wstring> direct =
+            Folders(ofio_SearchListCreateFromText(wide, &err), err);
+        const std::vector<std::wstring> viaEnv =
+            Folders(ofio_SearchListCreateFromEnv(L"ORVIK_FZ_LIST", &err), err);
         FUZZ_CHECK(direct == viaEnv);
         omsc_HeapFree(wide);
     }

@@ -60,14 +60,17 @@ inline std::string NarrowText(Bytes &in) {
     std::string s;
     for (wchar_t c : WideText(in)) {
         const auto v = static_cast<uint32_t>(c);
-        if (v < 0x80) s += static_cast<char>(v);
-        else if (v < 0x800) s += {static_cast<char>(0xC0 | v >> 6), static_cast<char>(0x80 | (v & 0x3F))};
+        if (v < 0x80)
+            s += static_cast<char>(v);
+        else if (v < 0x800)
+            s += {static_cast<char>(0xC0 | v >> 6), static_cast<char>(0x80 | (v & 0x3F))};
         else if (v < 0x10000)
             s += {static_cast<char>(0xE0 | v >> 12), static_cast<char>(0x80 | ((v >> 6) & 0x3F)),
                   static_cast<char>(0x80 | (v & 0x3F))};
         else
-            s += {static_cast<char>(0xF0 | v >> 18), static_cast<char>(0x80 | ((v >> 12) & 0x3F)),
-                  static_cast<char>(0x80 | ((v >> 6) & 0x3F)), static_cast<char>(0x80 | (v & 0x3F))};
+            s +=
+                {static_cast<char>(0xF0 | v >> 18), static_cast<char>(0x80 | ((v >> 12) & 0x3F)),
+                 static_cast<char>(0x80 | ((v >> 6) & 0x3F)), static_cast<char>(0x80 | (v & 0x3F))};
     }
     return s;
 }
@@ -81,7 +84,8 @@ template <class... A> std::wstring CFormat(const std::wstring &format, A... args
     return out;
 }
 
-template <class... A> void Compare(const std::wstring &ours, const std::wstring &theirs, size_t cut, A... args) {
+template <class... A>
+void Compare(const std::wstring &ours, const std::wstring &theirs, size_t cut, A... args) {
     const std::wstring expected = CFormat(theirs, args...);
     wchar_t *all = ostr_Sprintf(nullptr, 0, ours.c_str(), args...);
     FUZZ_CHECK(all != nullptr);
@@ -128,22 +132,39 @@ inline int RunOne(const uint8_t *data, size_t size) {
             f.Add(std::wstring(1, conv));
         };
         auto run = [&](auto value) {
-            if (widthKind >= 2 && precisionKind >= 2) Compare(f.ours, f.theirs, cut, starWidth, starPrecision, value);
-            else if (widthKind >= 2) Compare(f.ours, f.theirs, cut, starWidth, value);
-            else if (precisionKind >= 2) Compare(f.ours, f.theirs, cut, starPrecision, value);
-            else Compare(f.ours, f.theirs, cut, value);
+            if (widthKind >= 2 && precisionKind >= 2)
+                Compare(f.ours, f.theirs, cut, starWidth, starPrecision, value);
+            else if (widthKind >= 2)
+                Compare(f.ours, f.theirs, cut, starWidth, value);
+            else if (precisionKind >= 2)
+                Compare(f.ours, f.theirs, cut, starPrecision, value);
+            else
+                Compare(f.ours, f.theirs, cut, value);
         };
         const bool stringOrChar = kind >= 8;
         if ((flags & 0x08) && (kind <= 1 || stringOrChar)) continue; // '#'
-        if ((flags & 0x10) && stringOrChar) continue;                 // '0'
+        if ((flags & 0x10) && stringOrChar) continue;                // '0'
         switch (kind) {
-        case 0: numeric(L"", L"di"[in.Next() & 1]), run(in.Value<int>()); break;
-        case 1: numeric(L"ll", L'd'), run(in.Value<long long>()); break;
-        case 2: numeric(L"", L"uoxX"[in.Next() & 3]), run(in.Value<unsigned>()); break;
-        case 3: numeric(L"l", L"uoxX"[in.Next() & 3]), run(in.Value<unsigned long>()); break;
-        case 4: numeric(L"hh", L'd'), run(static_cast<int>(in.Value<signed char>())); break;
-        case 5: numeric(L"h", L'x'), run(static_cast<int>(in.Value<short>())); break;
-        case 6: case 7: {
+        case 0:
+            numeric(L"", L"di"[in.Next() & 1]), run(in.Value<int>());
+            break;
+        case 1:
+            numeric(L"ll", L'd'), run(in.Value<long long>());
+            break;
+        case 2:
+            numeric(L"", L"uoxX"[in.Next() & 3]), run(in.Value<unsigned>());
+            break;
+        case 3:
+            numeric(L"l", L"uoxX"[in.Next() & 3]), run(in.Value<unsigned long>());
+            break;
+        case 4:
+            numeric(L"hh", L'd'), run(static_cast<int>(in.Value<signed char>()));
+            break;
+        case 5:
+            numeric(L"h", L'x'), run(static_cast<int>(in.Value<short>()));
+            break;
+        case 6:
+        case 7: {
             numeric(L"", L"eEfFgGaA"[in.Next() & 7]);
             double v = in.Value<double>();
             if (std::isfinite(v) && std::fabs(v) > 1e30) v = 1e30; // keep "%f" short
@@ -174,7 +195,8 @@ inline int RunOne(const uint8_t *data, size_t size) {
             const int huge[] = {INT_MAX, INT_MIN, 1000000000, -1000000000};
             const int w = huge[in.Next() & 3], p = huge[in.Next() & 3];
             wchar_t small[16];
-            FUZZ_CHECK(ostr_Sprintf(small, 16, L"%*.*d|%*s|%.*S", w, p, 1, w, L"x", p, "ab") == small);
+            FUZZ_CHECK(ostr_Sprintf(small, 16, L"%*.*d|%*s|%.*S", w, p, 1, w, L"x", p, "ab") ==
+                       small);
             wchar_t *all = ostr_Sprintf(nullptr, 0, L"[%*d]", w, 7);
             FUZZ_CHECK(all != nullptr && std::wcslen(all) == 100002);
             omsc_HeapFree(all);

@@ -33,7 +33,8 @@ inline void CheckOutcome(bool ok, Oerr_ErrorReport *&err) {
 
 inline std::wstring TempName(const char *leaf) {
     const char *dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    const std::string name = std::string(dir) + "/orvik_fuzz_gda_" + std::to_string(getpid()) + "_" + leaf;
+    const std::string name =
+        std::string(dir) + "/orvik_fuzz_gda_" + std::to_string(getpid()) + "_" + leaf;
     return std::wstring(name.begin(), name.end());
 }
 
@@ -50,14 +51,16 @@ inline double ThroughText(double v) {
 
 inline bool SameElement(Ogda_PixelType type, const unsigned char *a, const unsigned char *b) {
     switch (type) {
-    case OGDA_F32: case OGDA_C64: {
+    case OGDA_F32:
+    case OGDA_C64: {
         float x[2] = {}, y[2] = {};
         const size_t n = type == OGDA_F32 ? 4 : 8;
         std::memcpy(x, a, n);
         std::memcpy(y, b, n);
         return SameReal(x[0], y[0]) && SameReal(x[1], y[1]);
     }
-    case OGDA_F64: case OGDA_C128: {
+    case OGDA_F64:
+    case OGDA_C128: {
         double x[2] = {}, y[2] = {};
         const size_t n = type == OGDA_F64 ? 8 : 16;
         std::memcpy(x, a, n);
@@ -79,10 +82,12 @@ inline void CheckSame(const Ogda_BaseDataStack *a, const Ogda_BaseDataStack *b) 
     FUZZ_CHECK(a->count == b->count);
     for (int32_t l = 0; l < a->count; ++l) {
         const Ogda_BaseData *x = a->layers[l], *y = b->layers[l];
-        FUZZ_CHECK(x->numrows == y->numrows && x->numcolumns == y->numcolumns && x->datatype == y->datatype);
+        FUZZ_CHECK(x->numrows == y->numrows && x->numcolumns == y->numcolumns &&
+                   x->datatype == y->datatype);
         for (int32_t r = 0; r < x->numrows; ++r)
             for (int32_t c = 0; c < x->numcolumns; ++c)
-                FUZZ_CHECK(SameElement(x->datatype, orvik::gda::ElementAt(x, r, c), orvik::gda::ElementAt(y, r, c)));
+                FUZZ_CHECK(SameElement(x->datatype, orvik::gda::ElementAt(x, r, c),
+                                       orvik::gda::ElementAt(y, r, c)));
     }
 }
 
@@ -95,7 +100,8 @@ inline int RunOne(const uint8_t *data, size_t size) {
     if (size < 6) return 0;
     const auto objecttype = static_cast<Ogda_ObjectType>(data[0] % OGDA_OBJECT_TYPE_COUNT);
     const auto datatype = static_cast<Ogda_PixelType>(data[1] % OGDA_PIXEL_TYPE_COUNT);
-    const int32_t nrows = SizeArgument(data[2], data[5] & 1), ncolumns = SizeArgument(data[3], data[5] & 2),
+    const int32_t nrows = SizeArgument(data[2], data[5] & 1),
+                  ncolumns = SizeArgument(data[3], data[5] & 2),
                   nlayers = SizeArgument(data[4], data[5] & 4);
     const std::wstring input = TempName("in"), output = TempName("out");
     {
@@ -103,8 +109,8 @@ inline int RunOne(const uint8_t *data, size_t size) {
         out.write(reinterpret_cast<const char *>(data + 6), static_cast<std::streamsize>(size - 6));
     }
     Oerr_ErrorReport *err = nullptr;
-    Ogda_BaseDataStack *s =
-        ogda_CreateBaseDataStackFromAscii(objecttype, datatype, nrows, ncolumns, nlayers, input.c_str(), &err);
+    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(objecttype, datatype, nrows, ncolumns,
+                                                              nlayers, input.c_str(), &err);
     CheckOutcome(s != nullptr, err);
     if (s) {
         const Ogda_BaseData *first = s->layers[0];
@@ -116,7 +122,8 @@ inline int RunOne(const uint8_t *data, size_t size) {
         CheckOutcome(written, err);
         if (written) {
             Ogda_BaseDataStack *t = ogda_CreateBaseDataStackFromAscii(
-                objecttype, datatype, first->numrows, first->numcolumns, s->count, output.c_str(), &err);
+                objecttype, datatype, first->numrows, first->numcolumns, s->count, output.c_str(),
+                &err);
             FUZZ_CHECK(t != nullptr);
             CheckOutcome(true, err);
             CheckSame(s, t);
@@ -129,9 +136,9 @@ inline int RunOne(const uint8_t *data, size_t size) {
         ogda_BaseDataStackDelete(s, nullptr);
     }
     // The same text read into a small existing stack of the chosen types.
-    Ogda_BaseDataStack *e = ogda_BaseDataStackCreate((data[4] & 3) + 1, objecttype == Ogda_Scalar ? 1 : (data[2] & 3) + 1,
-                                                     objecttype <= Ogda_Table ? 1 : (data[3] & 3) + 1, datatype,
-                                                     objecttype, &err);
+    Ogda_BaseDataStack *e = ogda_BaseDataStackCreate(
+        (data[4] & 3) + 1, objecttype == Ogda_Scalar ? 1 : (data[2] & 3) + 1,
+        objecttype <= Ogda_Table ? 1 : (data[3] & 3) + 1, datatype, objecttype, &err);
     FUZZ_CHECK(e != nullptr);
     CheckOutcome(ogda_BaseDataStackReadAscii(e, input.c_str(), &err) == e, err);
     ogda_BaseDataStackDelete(e, nullptr);

@@ -17,8 +17,8 @@ namespace mif_object_fuzz {
 
 inline const wchar_t *const kEnumNames[] = {L"a", L"b", L"c", nullptr};
 
-inline const Omif_ItemDescription kPoint[] = {
-    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"x", 1), OMIF_FIELD(OMIF_ITEM_SHORT, L"y", 1), OMIF_TABLE_END};
+inline const Omif_ItemDescription kPoint[] = {OMIF_FIELD(OMIF_ITEM_DOUBLE, L"x", 1),
+                                              OMIF_FIELD(OMIF_ITEM_SHORT, L"y", 1), OMIF_TABLE_END};
 
 inline const Omif_ItemDescription kInline[] = {
     OMIF_FIELD_COUNTED(OMIF_ITEM_SHORT, L"shorts"),
@@ -36,11 +36,13 @@ inline const Omif_ItemDescription kScalars[] = {
     OMIF_FIELD(OMIF_ITEM_U2, L"u2", 5),     OMIF_FIELD(OMIF_ITEM_U4, L"u4", 3),
     OMIF_FIELD(OMIF_ITEM_U1, L"none", 0),   OMIF_TABLE_END};
 
-inline const Omif_ItemDescription kIndirect[] = {
-    OMIF_FIELD_PTR(OMIF_ITEM_DOUBLE, L"pd", 3),    OMIF_FIELD_COUNTED(OMIF_ITEM_S32, L"ci"),
-    OMIF_FIELD_COUNTED(OMIF_ITEM_CHAR, L"text"),   OMIF_FIELD_COUNTED(OMIF_ITEM_U2, L"packed"),
-    OMIF_FIELD_COUNTED(OMIF_ITEM_ENUM, L"enums"),  OMIF_FIELD_COUNTED(OMIF_ITEM_DCOMPLEX, L"cplx"),
-    OMIF_TABLE_END};
+inline const Omif_ItemDescription kIndirect[] = {OMIF_FIELD_PTR(OMIF_ITEM_DOUBLE, L"pd", 3),
+                                                 OMIF_FIELD_COUNTED(OMIF_ITEM_S32, L"ci"),
+                                                 OMIF_FIELD_COUNTED(OMIF_ITEM_CHAR, L"text"),
+                                                 OMIF_FIELD_COUNTED(OMIF_ITEM_U2, L"packed"),
+                                                 OMIF_FIELD_COUNTED(OMIF_ITEM_ENUM, L"enums"),
+                                                 OMIF_FIELD_COUNTED(OMIF_ITEM_DCOMPLEX, L"cplx"),
+                                                 OMIF_TABLE_END};
 
 inline const Omif_ItemDescription kObjects[] = {
     OMIF_FIELD_OBJECT(L"p", 1, L"Point"),
@@ -52,9 +54,11 @@ inline const Omif_ItemDescription kObjects[] = {
     OMIF_FIELD_OBJECT_COUNTED(L"indirect", L"Indirect"),
     OMIF_TABLE_END};
 
-inline const Omif_DesignTable kDesigns[] = {
-    {L"Point", kPoint},       {L"Scalars", kScalars}, {L"Indirect", kIndirect},
-    {L"Objects", kObjects},   {nullptr, nullptr}};
+inline const Omif_DesignTable kDesigns[] = {{L"Point", kPoint},
+                                            {L"Scalars", kScalars},
+                                            {L"Indirect", kIndirect},
+                                            {L"Objects", kObjects},
+                                            {nullptr, nullptr}};
 
 inline const Omif_Design *DesignOf(unsigned selector) {
     static Omif_BuiltinDesigns set = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);

@@ -49,7 +49,8 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
     Oerr_ErrorReport *err = nullptr;
     if (opmg_ParseText(L"fuzz.pdf", text, size, &list, &err) != 0) {
         FUZZ_CHECK(err != nullptr && list == nullptr);
-        FUZZ_CHECK(err->message && std::wcscmp(err->message, L"OPMG: Error return from olex_Parse!") == 0);
+        FUZZ_CHECK(err->message &&
+                   std::wcscmp(err->message, L"OPMG: Error return from olex_Parse!") == 0);
         FUZZ_CHECK(err->next != nullptr); // the position report
         oerr_DeleteErrorReportEx(&err);
         return 0;

@@ -51,14 +51,16 @@ inline std::wstring Wide(const std::string &bytes) {
         return w.p;
     }
     std::wstring out;
-    for (unsigned char c : bytes) out.push_back(c == 0xED ? static_cast<wchar_t>(0xD800) : static_cast<wchar_t>(c));
+    for (unsigned char c : bytes)
+        out.push_back(c == 0xED ? static_cast<wchar_t>(0xD800) : static_cast<wchar_t>(c));
     Owned<char> narrow(Checked(otxt_Text_Unicode2Ascii(out.c_str(), &err), err));
     return out;
 }
 
 inline void FileNameParts(const wchar_t *name) {
     Oerr_ErrorReport *err = nullptr;
-    for (auto part : {ostr_FileNameLocalPart, ostr_FileNameDirPart, ostr_FileNameExtension, ostr_FileNameLayerPart}) {
+    for (auto part : {ostr_FileNameLocalPart, ostr_FileNameDirPart, ostr_FileNameExtension,
+                      ostr_FileNameLayerPart}) {
         Owned<wchar_t> r(Checked(part(name, &err), err));
         FUZZ_CHECK(r.p != nullptr);
     }
@@ -112,7 +114,9 @@ inline int RunOne(const uint8_t *data, size_t size) {
     const std::string all(reinterpret_cast<const char *>(data), size);
     const size_t nul = all.find('\0');
     const std::wstring a = Wide(all.substr(0, nul));
-    const std::wstring b = Wide(nul == std::string::npos ? std::string() : all.substr(nul + 1, all.find('\0', nul + 1) - nul - 1));
+    const std::wstring b =
+        Wide(nul == std::string::npos ? std::string()
+                                      : all.substr(nul + 1, all.find('\0', nul + 1) - nul - 1));
     Oerr_ErrorReport *err = nullptr;
 
     Owned<wchar_t> evaluated(Checked(ostr_StringEvaluate(a.c_str(), &err), err));
@@ -123,7 +127,8 @@ inline int RunOne(const uint8_t *data, size_t size) {
     FUZZ_CHECK(!plain || ostr_WildcardMatchLoose(a.c_str(), a.c_str()));
     FUZZ_CHECK(ostr_WildcardMatch(L"*", a.c_str()));
     (void)ostr_WildcardMatch(a.c_str(), b.c_str());
-    if (ostr_WildcardMatch(a.c_str(), b.c_str())) FUZZ_CHECK(ostr_WildcardMatchLoose(a.c_str(), b.c_str()));
+    if (ostr_WildcardMatch(a.c_str(), b.c_str()))
+        FUZZ_CHECK(ostr_WildcardMatchLoose(a.c_str(), b.c_str()));
     FUZZ_CHECK(ostr_Eqic(a.c_str(), a.c_str()));
     FUZZ_CHECK(ostr_Eqic(a.c_str(), b.c_str()) == ostr_Eqic(b.c_str(), a.c_str()));
 

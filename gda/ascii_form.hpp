@@ -15,7 +15,8 @@ namespace orvik::gda {
 
 // Finds the next value in [p, end): sets *first and *last and returns true, or false when only
 // blanks remain. A "(" group ends after its ")" (or at the end of the text).
-template <class Char> bool NextAsciiValue(const Char *p, const Char *end, const Char **first, const Char **last) {
+template <class Char>
+bool NextAsciiValue(const Char *p, const Char *end, const Char **first, const Char **last) {
     auto blank = [](Char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
     while (p < end && blank(*p)) ++p;
     if (p == end) return false;

@@ -48,7 +48,8 @@ class LineBuffer {
     ~LineBuffer() { omsc_HeapFree(m_data); }
     bool Resize(int64_t count) {
         if (count > INT32_MAX / static_cast<int64_t>(sizeof(wchar_t))) return false;
-        auto *p = static_cast<wchar_t *>(omsc_HeapRealloc(m_data, static_cast<int32_t>(count * sizeof(wchar_t))));
+        auto *p = static_cast<wchar_t *>(
+            omsc_HeapRealloc(m_data, static_cast<int32_t>(count * sizeof(wchar_t))));
         if (!p) return false;
         m_data = p;
         m_count = static_cast<long>(count);
@@ -86,7 +87,8 @@ void ScanFile(Ofio_File *file, bool countLines, int64_t *lines, int64_t *firstLi
     if (first < 0) first = column;
     *lines = n;
     *firstLineBytes = first;
-    if (ofio_Seek(file, 0, OFIO_SEEK_SET, &inner) != 0) throw Failed{kSeek, L"ofio_Seek failed", inner};
+    if (ofio_Seek(file, 0, OFIO_SEEK_SET, &inner) != 0)
+        throw Failed{kSeek, L"ofio_Seek failed", inner};
 }
 
 int64_t Utf8Bytes(const wchar_t *text, size_t count) {
@@ -154,10 +156,12 @@ int64_t CountValues(const std::wstring &line) {
     return n;
 }
 
-bool StoreValue(const Ogda_BaseData *layer, int32_t r, int32_t c, const wchar_t *first, const wchar_t *last) {
+bool StoreValue(const Ogda_BaseData *layer, int32_t r, int32_t c, const wchar_t *first,
+                const wchar_t *last) {
     unsigned char *e = ElementAt(layer, r, c);
     if (layer->datatype == OGDA_STRING) {
-        wchar_t *text = orvik::core::HeapDup(std::wstring_view(first, static_cast<size_t>(last - first)));
+        wchar_t *text =
+            orvik::core::HeapDup(std::wstring_view(first, static_cast<size_t>(last - first)));
         if (!text) throw std::bad_alloc();
         wchar_t *old;
         std::memcpy(&old, e, sizeof old);
@@ -176,20 +180,23 @@ bool StoreValue(const Ogda_BaseData *layer, int32_t r, int32_t c, const wchar_t 
 }
 
 // Row r from one text line: for each column, one value per layer; nothing may follow.
-void ParseRow(const std::wstring &line, const Ogda_BaseDataStack *stack, int32_t r, int32_t columns) {
+void ParseRow(const std::wstring &line, const Ogda_BaseDataStack *stack, int32_t r,
+              int32_t columns) {
     const wchar_t *p = line.data(), *end = p + line.size(), *first, *last;
     for (int32_t c = 0; c < columns; ++c) {
         for (int32_t l = 0; l < stack->count; ++l) {
-            if (!NextAsciiValue(p, end, &first, &last) || !StoreValue(stack->layers[l], r, c, first, last))
+            if (!NextAsciiValue(p, end, &first, &last) ||
+                !StoreValue(stack->layers[l], r, c, first, last))
                 throw Failed{kRecord, L"Error reading ASCII record", nullptr};
             p = last;
         }
     }
-    if (NextAsciiValue(p, end, &first, &last)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+    if (NextAsciiValue(p, end, &first, &last))
+        throw Failed{kRecord, L"Error reading ASCII record", nullptr};
 }
 
-void ReadRows(LineReader &reader, std::wstring &line, const Ogda_BaseDataStack *stack, int32_t firstRow,
-              int32_t rows, int32_t columns) {
+void ReadRows(LineReader &reader, std::wstring &line, const Ogda_BaseDataStack *stack,
+              int32_t firstRow, int32_t rows, int32_t columns) {
     for (int32_t r = firstRow; r < rows; ++r) {
         if (!reader.Next(line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
         ParseRow(line, stack, r, columns);
@@ -223,9 +230,10 @@ Ofio_File *OpenForReading(const wchar_t *fileName) {
 
 extern "C" {
 
-ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
-    Ogda_ObjectType objecttype, Ogda_PixelType datatype, int32_t nrows, int32_t ncolumns,
-    int32_t nlayers, const wchar_t *fileName, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseDataStack *
+ogda_CreateBaseDataStackFromAscii(Ogda_ObjectType objecttype, Ogda_PixelType datatype,
+                                  int32_t nrows, int32_t ncolumns, int32_t nlayers,
+                                  const wchar_t *fileName, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_CreateBaseDataStackFromAscii";
     if (err) *err = nullptr;
     Ogda_BaseDataStack *stack = nullptr;
@@ -238,7 +246,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
             int64_t lines = 0, firstBytes = 0;
             ScanFile(file, nrows < 1, &lines, &firstBytes);
             LineReader reader(file);
-            if (!reader.buffer().Resize(firstBytes + 2)) throw Failed{kNoMemory, L"No Memory", nullptr};
+            if (!reader.buffer().Resize(firstBytes + 2))
+                throw Failed{kNoMemory, L"No Memory", nullptr};
             std::wstring line;
             if (!reader.Next(line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
             const int64_t values = CountValues(line);
@@ -249,16 +258,19 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
             if (objecttype == Ogda_Scalar || objecttype == Ogda_Table) ncolumns = 1;
             if (objecttype == Ogda_Scalar && nrows < 1) nrows = 1;
             if (ncolumns < 1) {
-                if (values % nlayers != 0) throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
+                if (values % nlayers != 0)
+                    throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
                 ncolumns = static_cast<int32_t>(values / nlayers);
             } else if (nlayers < 1) {
-                if (values % ncolumns != 0) throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
+                if (values % ncolumns != 0)
+                    throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
                 nlayers = static_cast<int32_t>(values / ncolumns);
             } else if (values != int64_t{ncolumns} * nlayers) {
                 throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
             }
             if (nrows < 1) {
-                if (lines > INT32_MAX) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+                if (lines > INT32_MAX)
+                    throw Failed{kRecord, L"Error reading ASCII record", nullptr};
                 nrows = static_cast<int32_t>(lines);
             }
             // Every value takes at least one character and one blank or line end, so a shape
@@ -269,7 +281,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
                 int64_t{nrows} * ncolumns * nlayers > fillable)
                 throw Failed{kRecord, L"Error reading ASCII record", nullptr};
             Oerr_ErrorReport *inner = nullptr;
-            stack = ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
+            stack =
+                ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
             if (!stack) throw Failed{kCreate, L"ogda_BaseDataStackCreate failed", inner};
             ParseRow(line, stack, 0, ncolumns);
             ReadRows(reader, line, stack, 1, nrows, ncolumns);
@@ -295,8 +308,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackReadAscii(Ogda_BaseDataStack *st
             const int32_t rows = stack->layers[0]->numrows, columns = stack->layers[0]->numcolumns;
             for (int32_t l = 0; l < stack->count; ++l) {
                 const Ogda_BaseData *layer = stack->layers[l];
-                if (!layer || !layer->data || !IsPixelType(layer->datatype) || layer->numrows < rows ||
-                    layer->numcolumns < columns)
+                if (!layer || !layer->data || !IsPixelType(layer->datatype) ||
+                    layer->numrows < rows || layer->numcolumns < columns)
                     throw Failed{kArgs, L"Args", nullptr};
             }
             Ofio_File *file = OpenForReading(fileName);

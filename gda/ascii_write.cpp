@@ -65,8 +65,8 @@ void AppendValue(std::string &out, const Ogda_BaseData *layer, int32_t r, int32_
 extern "C" {
 
 ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *stack,
-                                                    const wchar_t *fileName,
-                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                    const wchar_t *fileName, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackWriteAscii";
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, fn, OMSC_FALSE, [&]() -> Omsc_Boolean {
@@ -87,7 +87,8 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
         int32_t badRow, badColumn, badLayer;
         if (FindUnwritable(stack, rows, columns, &badRow, &badColumn, &badLayer)) {
             SetError(err, fn, 4, nullptr,
-                     L"String at row %d, column %d, layer %d would not read back (null, empty, blanks, leading \"(\" or not UTF-8)",
+                     L"String at row %d, column %d, layer %d would not read back (null, empty, "
+                     L"blanks, leading \"(\" or not UTF-8)",
                      badRow, badColumn, badLayer);
             return OMSC_FALSE;
         }
@@ -101,7 +102,8 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
         buffer.reserve(kFlushBytes + 4096);
         auto flush = [&] {
             if (buffer.empty()) return true;
-            const bool ok = ofio_WriteSeq(file, buffer.data(), static_cast<long>(buffer.size()), &inner) >= 0;
+            const bool ok =
+                ofio_WriteSeq(file, buffer.data(), static_cast<long>(buffer.size()), &inner) >= 0;
             buffer.clear();
             return ok;
         };

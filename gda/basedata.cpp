@@ -136,7 +136,8 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReCreate(Ogda_BaseData *object, int32_t nr
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataReDerive(const Ogda_BaseData *source, Ogda_BaseData *view,
                                                int32_t rOffset, int32_t cOffset, int32_t nRows,
-                                               int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               int32_t nColumns, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataReDerive";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, view, [&]() -> Ogda_BaseData * {
@@ -197,10 +198,12 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataDerived(const Ogda_BaseData *source, int32
     return v;
 }
 
-ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object || object->derivedFlag) return;
-    if (object->datatype == OGDA_STRING && object->data) FreeStrings(object->data, object->numelements);
+    if (object->datatype == OGDA_STRING && object->data)
+        FreeStrings(object->data, object->numelements);
     omsc_HeapFree(object->data);
     object->data = nullptr;
     object->dataStart = nullptr;

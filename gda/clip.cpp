@@ -20,8 +20,10 @@ template <class T> void ClampAll(Ogda_BaseData *o, T lo, T hi) {
         T *p = reinterpret_cast<T *>(LineAt(o, l));
         for (int32_t e = 0; e < length; ++e) {
             // NaN compares false both ways and is kept.
-            if (p[e] < lo) p[e] = lo;
-            else if (p[e] > hi) p[e] = hi;
+            if (p[e] < lo)
+                p[e] = lo;
+            else if (p[e] > hi)
+                p[e] = hi;
         }
     }
 }
@@ -55,23 +57,43 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataClip(Ogda_BaseData *object, double minimum
         }
         bool ok = true;
         switch (object->datatype) {
-        case OGDA_U1: ok = ClipInteger<OGDA_U1>(object, minimum, maximum); break;
-        case OGDA_U2: ok = ClipInteger<OGDA_U2>(object, minimum, maximum); break;
-        case OGDA_U4: ok = ClipInteger<OGDA_U4>(object, minimum, maximum); break;
-        case OGDA_U8: ok = ClipInteger<OGDA_U8>(object, minimum, maximum); break;
-        case OGDA_S8: ok = ClipInteger<OGDA_S8>(object, minimum, maximum); break;
-        case OGDA_U16: ok = ClipInteger<OGDA_U16>(object, minimum, maximum); break;
-        case OGDA_S16: ok = ClipInteger<OGDA_S16>(object, minimum, maximum); break;
-        case OGDA_U32: ok = ClipInteger<OGDA_U32>(object, minimum, maximum); break;
-        case OGDA_S32: ok = ClipInteger<OGDA_S32>(object, minimum, maximum); break;
+        case OGDA_U1:
+            ok = ClipInteger<OGDA_U1>(object, minimum, maximum);
+            break;
+        case OGDA_U2:
+            ok = ClipInteger<OGDA_U2>(object, minimum, maximum);
+            break;
+        case OGDA_U4:
+            ok = ClipInteger<OGDA_U4>(object, minimum, maximum);
+            break;
+        case OGDA_U8:
+            ok = ClipInteger<OGDA_U8>(object, minimum, maximum);
+            break;
+        case OGDA_S8:
+            ok = ClipInteger<OGDA_S8>(object, minimum, maximum);
+            break;
+        case OGDA_U16:
+            ok = ClipInteger<OGDA_U16>(object, minimum, maximum);
+            break;
+        case OGDA_S16:
+            ok = ClipInteger<OGDA_S16>(object, minimum, maximum);
+            break;
+        case OGDA_U32:
+            ok = ClipInteger<OGDA_U32>(object, minimum, maximum);
+            break;
+        case OGDA_S32:
+            ok = ClipInteger<OGDA_S32>(object, minimum, maximum);
+            break;
         case OGDA_F32:
         case OGDA_C64:
             // A complex element is two floats; each part is clamped on its own.
             if (object->datatype == OGDA_C64) {
                 Ogda_BaseData parts = *object;
                 parts.numbytes = 4;
-                if (parts.objecttype == Ogda_Matrix) parts.numrows *= 2;
-                else parts.numcolumns *= 2;
+                if (parts.objecttype == Ogda_Matrix)
+                    parts.numrows *= 2;
+                else
+                    parts.numcolumns *= 2;
                 ClampAll<float>(&parts, DoubleToFloat(minimum), DoubleToFloat(maximum));
             } else {
                 ClampAll<float>(object, DoubleToFloat(minimum), DoubleToFloat(maximum));
@@ -82,8 +104,10 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataClip(Ogda_BaseData *object, double minimum
             if (object->datatype == OGDA_C128) {
                 Ogda_BaseData parts = *object;
                 parts.numbytes = 8;
-                if (parts.objecttype == Ogda_Matrix) parts.numrows *= 2;
-                else parts.numcolumns *= 2;
+                if (parts.objecttype == Ogda_Matrix)
+                    parts.numrows *= 2;
+                else
+                    parts.numcolumns *= 2;
                 ClampAll<double>(&parts, minimum, maximum);
             } else {
                 ClampAll<double>(object, minimum, maximum);

@@ -17,7 +17,8 @@
 namespace orvik::gda {
 namespace {
 
-template <int S, int D, bool Round> void ConvertPixels(const void *source, void *destination, int32_t count) {
+template <int S, int D, bool Round>
+void ConvertPixels(const void *source, void *destination, int32_t count) {
     using ST = typename Pixel<S>::type;
     using DT = typename Pixel<D>::type;
     if (count <= 0) return;
@@ -38,7 +39,8 @@ struct Table {
 #if defined(__SSE2__)
 // f64 to u8, the commonest display conversion: max/min keep the NaN rule (NaN -> 0) and the
 // compiler's generic select sequence for it is several times longer.
-template <> void ConvertPixels<OGDA_F64, OGDA_U8, false>(const void *source, void *destination, int32_t count) {
+template <>
+void ConvertPixels<OGDA_F64, OGDA_U8, false>(const void *source, void *destination, int32_t count) {
     const double *in = static_cast<const double *>(source);
     auto *out = static_cast<uint8_t *>(destination);
     const __m128d lo = _mm_setzero_pd(), hi = _mm_set1_pd(255.0);

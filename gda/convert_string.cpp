@@ -35,7 +35,8 @@ template <int S> void NumericToString(const void *source, void *destination, int
     const auto *in = static_cast<const unsigned char *>(source);
     for (int32_t i = 0; i < count; ++i) {
         char text[kPixelTextMax];
-        const char *end = FormatNumericPixel(static_cast<Ogda_PixelType>(S), in + int64_t{i} * nb, text);
+        const char *end =
+            FormatNumericPixel(static_cast<Ogda_PixelType>(S), in + int64_t{i} * nb, text);
         wchar_t wide[kPixelTextMax];
         size_t n = 0;
         for (const char *p = text; p < end; ++p) wide[n++] = static_cast<wchar_t>(*p);
@@ -44,7 +45,8 @@ template <int S> void NumericToString(const void *source, void *destination, int
 }
 
 // Text that is not a number (or longer than any number) gives 0.
-template <int D, bool Round> void StringToNumeric(const void *source, void *destination, int32_t count) {
+template <int D, bool Round>
+void StringToNumeric(const void *source, void *destination, int32_t count) {
     const int32_t nb = BytesPerPixel(static_cast<Ogda_PixelType>(D));
     auto *out = static_cast<unsigned char *>(destination);
     for (int32_t i = 0; i < count; ++i) {
@@ -56,12 +58,15 @@ template <int D, bool Round> void StringToNumeric(const void *source, void *dest
         if (ok) {
             while (*text == L' ' || *text == L'\t') ++text;
             for (; *text && ok; ++text) {
-                if (n == sizeof narrow || static_cast<unsigned long>(*text) > 0x7f) ok = false;
-                else narrow[n++] = static_cast<char>(*text);
+                if (n == sizeof narrow || static_cast<unsigned long>(*text) > 0x7f)
+                    ok = false;
+                else
+                    narrow[n++] = static_cast<char>(*text);
             }
             while (n > 0 && (narrow[n - 1] == ' ' || narrow[n - 1] == '\t')) --n;
         }
-        if (!ok || !ParseNumericPixel(static_cast<Ogda_PixelType>(D), narrow, narrow + n, element, Round))
+        if (!ok ||
+            !ParseNumericPixel(static_cast<Ogda_PixelType>(D), narrow, narrow + n, element, Round))
             std::memset(element, 0, static_cast<size_t>(nb));
     }
 }

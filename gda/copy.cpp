@@ -14,8 +14,8 @@ using namespace orvik::gda;
 
 extern "C" {
 
-ORVIK_API Ogda_BaseData *ogda_BaseDataCopy(const Ogda_BaseData *source,
-                                           Ogda_BaseData *destination, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseData *ogda_BaseDataCopy(const Ogda_BaseData *source, Ogda_BaseData *destination,
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataCopy";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {

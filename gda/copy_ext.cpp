@@ -67,10 +67,10 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopyExt(const Ogda_BaseData *source, int32
         const Opxm_ConvertRow *table =
             round ? omsc_AddressOf_opxm_ConvertRound() : omsc_AddressOf_opxm_Convert();
         const bool matrix = source->objecttype == Ogda_Matrix;
-        ConvertLines(table[source->datatype][dst->datatype],
-                     ElementAt(source, srcRow, srcColumn), source->lineBytes, source->numbytes,
-                     ElementAt(dst, dstRow, dstColumn), dst->lineBytes, dst->numbytes,
-                     matrix ? nColumns : nRows, matrix ? nRows : nColumns);
+        ConvertLines(table[source->datatype][dst->datatype], ElementAt(source, srcRow, srcColumn),
+                     source->lineBytes, source->numbytes, ElementAt(dst, dstRow, dstColumn),
+                     dst->lineBytes, dst->numbytes, matrix ? nColumns : nRows,
+                     matrix ? nRows : nColumns);
         dst->tag = source->tag;
         return dst;
     });

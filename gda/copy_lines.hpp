@@ -13,7 +13,8 @@ inline void ConvertLines(Opxm_ConvertFunction convert, const unsigned char *src,
                          int32_t srcBytes, unsigned char *dst, int64_t dstStep, int32_t dstBytes,
                          int32_t lines, int32_t length) {
     if (lines <= 0 || length <= 0) return;
-    if (lines == 1 || (srcStep == int64_t{length} * srcBytes && dstStep == int64_t{length} * dstBytes)) {
+    if (lines == 1 ||
+        (srcStep == int64_t{length} * srcBytes && dstStep == int64_t{length} * dstBytes)) {
         convert(src, dst, lines * length);
         return;
     }

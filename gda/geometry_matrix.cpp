@@ -33,8 +33,9 @@ extern "C" ORVIK_API Ogda_BaseData *ofga_MatrixCreate(int32_t nrows, int32_t nco
     return m;
 }
 
-extern "C" ORVIK_API Ogda_BaseData *
-ofga_MatrixCopy(const Ogda_BaseData *source, Ogda_BaseData *destination, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API Ogda_BaseData *ofga_MatrixCopy(const Ogda_BaseData *source,
+                                                    Ogda_BaseData *destination,
+                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ofga_MatrixCopy";
     if (err) {
         *err = nullptr;
@@ -64,7 +65,8 @@ ofga_MatrixCopy(const Ogda_BaseData *source, Ogda_BaseData *destination, Oerr_Er
     return out;
 }
 
-extern "C" ORVIK_API void ofga_MatrixDelete(Ogda_BaseData *matrix, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API void ofga_MatrixDelete(Ogda_BaseData *matrix, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) {
         *err = nullptr;
     }

@@ -37,8 +37,12 @@ inline int64_t LayerStride(int32_t numbytes, Ogda_ObjectType objecttype, int64_t
 inline bool IsMatrix(const Ogda_BaseData *o) { return o->objecttype == Ogda_Matrix; }
 
 // Lines and elements per line in memory order.
-inline int32_t LineCount(const Ogda_BaseData *o) { return IsMatrix(o) ? o->numcolumns : o->numrows; }
-inline int32_t LineLength(const Ogda_BaseData *o) { return IsMatrix(o) ? o->numrows : o->numcolumns; }
+inline int32_t LineCount(const Ogda_BaseData *o) {
+    return IsMatrix(o) ? o->numcolumns : o->numrows;
+}
+inline int32_t LineLength(const Ogda_BaseData *o) {
+    return IsMatrix(o) ? o->numrows : o->numcolumns;
+}
 
 inline unsigned char *LineAt(const Ogda_BaseData *o, int64_t line) {
     return static_cast<unsigned char *>(o->dataStart) + line * o->lineBytes;

@@ -17,9 +17,7 @@ template <class T> T ReadAs(const unsigned char *p) {
     return value;
 }
 
-template <class T> void WriteAs(unsigned char *p, T value) {
-    std::memcpy(p, &value, sizeof value);
-}
+template <class T> void WriteAs(unsigned char *p, T value) { std::memcpy(p, &value, sizeof value); }
 
 } // namespace
 

@@ -11,9 +11,7 @@ namespace orvik::gda {
 
 namespace {
 
-bool IsFinite(double v) {
-    return std::isfinite(v);
-}
+bool IsFinite(double v) { return std::isfinite(v); }
 bool IsFinite(const std::complex<double> &v) {
     return std::isfinite(v.real()) && std::isfinite(v.imag());
 }
@@ -102,7 +100,8 @@ using orvik::core::SetError;
 
 extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixLUDecomposition(Ogda_BaseData *matrix,
                                                                int32_t *pivots, int32_t *sign,
-                                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                               Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ogda_MatrixLUDecomposition";
     if (err) {
         *err = nullptr;

@@ -90,8 +90,9 @@ extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixDivide(const Ogda_BaseData *a,
     });
 }
 
-extern "C" ORVIK_API Ogda_BaseData *
-ogda_MatrixInvert(const Ogda_BaseData *matrix, Ogda_BaseData *inverse, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixInvert(const Ogda_BaseData *matrix,
+                                                      Ogda_BaseData *inverse,
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ogda_MatrixInvert";
     if (err) {
         *err = nullptr;

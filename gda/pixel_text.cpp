@@ -66,14 +66,22 @@ char *FormatNumericPixel(Ogda_PixelType type, const void *e, char *out) {
     case OGDA_U1:
     case OGDA_U2:
     case OGDA_U4:
-    case OGDA_U8: return std::to_chars(out, end, Load<uint8_t>(e)).ptr;
-    case OGDA_S8: return std::to_chars(out, end, Load<int8_t>(e)).ptr;
-    case OGDA_U16: return std::to_chars(out, end, Load<uint16_t>(e)).ptr;
-    case OGDA_S16: return std::to_chars(out, end, Load<int16_t>(e)).ptr;
-    case OGDA_U32: return std::to_chars(out, end, Load<uint32_t>(e)).ptr;
-    case OGDA_S32: return std::to_chars(out, end, Load<int32_t>(e)).ptr;
-    case OGDA_F32: return FormatReal(Load<float>(e), out, end);
-    case OGDA_F64: return FormatReal(Load<double>(e), out, end);
+    case OGDA_U8:
+        return std::to_chars(out, end, Load<uint8_t>(e)).ptr;
+    case OGDA_S8:
+        return std::to_chars(out, end, Load<int8_t>(e)).ptr;
+    case OGDA_U16:
+        return std::to_chars(out, end, Load<uint16_t>(e)).ptr;
+    case OGDA_S16:
+        return std::to_chars(out, end, Load<int16_t>(e)).ptr;
+    case OGDA_U32:
+        return std::to_chars(out, end, Load<uint32_t>(e)).ptr;
+    case OGDA_S32:
+        return std::to_chars(out, end, Load<int32_t>(e)).ptr;
+    case OGDA_F32:
+        return FormatReal(Load<float>(e), out, end);
+    case OGDA_F64:
+        return FormatReal(Load<double>(e), out, end);
     case OGDA_C64: {
         auto c = Load<Complex64>(e);
         return FormatComplex(c.re, c.im, out, end);
@@ -82,7 +90,8 @@ char *FormatNumericPixel(Ogda_PixelType type, const void *e, char *out) {
         auto c = Load<Complex128>(e);
         return FormatComplex(c.re, c.im, out, end);
     }
-    default: return out;
+    default:
+        return out;
     }
 }
 
@@ -119,18 +128,41 @@ bool ParseNumericPixel(Ogda_PixelType type, const char *first, const char *last,
     const char *p = ParseReal(first, last, v);
     if (!p || p != last) return false;
     switch (type) {
-    case OGDA_U1: StoreReal<OGDA_U1>(v, e, round); break;
-    case OGDA_U2: StoreReal<OGDA_U2>(v, e, round); break;
-    case OGDA_U4: StoreReal<OGDA_U4>(v, e, round); break;
-    case OGDA_U8: StoreReal<OGDA_U8>(v, e, round); break;
-    case OGDA_S8: StoreReal<OGDA_S8>(v, e, round); break;
-    case OGDA_U16: StoreReal<OGDA_U16>(v, e, round); break;
-    case OGDA_S16: StoreReal<OGDA_S16>(v, e, round); break;
-    case OGDA_U32: StoreReal<OGDA_U32>(v, e, round); break;
-    case OGDA_S32: StoreReal<OGDA_S32>(v, e, round); break;
-    case OGDA_F32: StoreReal<OGDA_F32>(v, e, round); break;
-    case OGDA_F64: StoreReal<OGDA_F64>(v, e, round); break;
-    default: return false;
+    case OGDA_U1:
+        StoreReal<OGDA_U1>(v, e, round);
+        break;
+    case OGDA_U2:
+        StoreReal<OGDA_U2>(v, e, round);
+        break;
+    case OGDA_U4:
+        StoreReal<OGDA_U4>(v, e, round);
+        break;
+    case OGDA_U8:
+        StoreReal<OGDA_U8>(v, e, round);
+        break;
+    case OGDA_S8:
+        StoreReal<OGDA_S8>(v, e, round);
+        break;
+    case OGDA_U16:
+        StoreReal<OGDA_U16>(v, e, round);
+        break;
+    case OGDA_S16:
+        StoreReal<OGDA_S16>(v, e, round);
+        break;
+    case OGDA_U32:
+        StoreReal<OGDA_U32>(v, e, round);
+        break;
+    case OGDA_S32:
+        StoreReal<OGDA_S32>(v, e, round);
+        break;
+    case OGDA_F32:
+        StoreReal<OGDA_F32>(v, e, round);
+        break;
+    case OGDA_F64:
+        StoreReal<OGDA_F64>(v, e, round);
+        break;
+    default:
+        return false;
     }
     return true;
 }

@@ -21,15 +21,42 @@ struct Complex128 {
 };
 
 template <int T> struct Pixel;
-template <> struct Pixel<OGDA_U1> { using type = uint8_t; static constexpr int64_t lo = 0, hi = 1; };
-template <> struct Pixel<OGDA_U2> { using type = uint8_t; static constexpr int64_t lo = 0, hi = 3; };
-template <> struct Pixel<OGDA_U4> { using type = uint8_t; static constexpr int64_t lo = 0, hi = 15; };
-template <> struct Pixel<OGDA_U8> { using type = uint8_t; static constexpr int64_t lo = 0, hi = 255; };
-template <> struct Pixel<OGDA_S8> { using type = int8_t; static constexpr int64_t lo = -128, hi = 127; };
-template <> struct Pixel<OGDA_U16> { using type = uint16_t; static constexpr int64_t lo = 0, hi = 65535; };
-template <> struct Pixel<OGDA_S16> { using type = int16_t; static constexpr int64_t lo = -32768, hi = 32767; };
-template <> struct Pixel<OGDA_U32> { using type = uint32_t; static constexpr int64_t lo = 0, hi = 4294967295LL; };
-template <> struct Pixel<OGDA_S32> { using type = int32_t; static constexpr int64_t lo = INT32_MIN, hi = INT32_MAX; };
+template <> struct Pixel<OGDA_U1> {
+    using type = uint8_t;
+    static constexpr int64_t lo = 0, hi = 1;
+};
+template <> struct Pixel<OGDA_U2> {
+    using type = uint8_t;
+    static constexpr int64_t lo = 0, hi = 3;
+};
+template <> struct Pixel<OGDA_U4> {
+    using type = uint8_t;
+    static constexpr int64_t lo = 0, hi = 15;
+};
+template <> struct Pixel<OGDA_U8> {
+    using type = uint8_t;
+    static constexpr int64_t lo = 0, hi = 255;
+};
+template <> struct Pixel<OGDA_S8> {
+    using type = int8_t;
+    static constexpr int64_t lo = -128, hi = 127;
+};
+template <> struct Pixel<OGDA_U16> {
+    using type = uint16_t;
+    static constexpr int64_t lo = 0, hi = 65535;
+};
+template <> struct Pixel<OGDA_S16> {
+    using type = int16_t;
+    static constexpr int64_t lo = -32768, hi = 32767;
+};
+template <> struct Pixel<OGDA_U32> {
+    using type = uint32_t;
+    static constexpr int64_t lo = 0, hi = 4294967295LL;
+};
+template <> struct Pixel<OGDA_S32> {
+    using type = int32_t;
+    static constexpr int64_t lo = INT32_MIN, hi = INT32_MAX;
+};
 template <> struct Pixel<OGDA_F32> { using type = float; };
 template <> struct Pixel<OGDA_F64> { using type = double; };
 template <> struct Pixel<OGDA_C64> { using type = Complex64; };
@@ -100,7 +127,8 @@ template <int D, bool Round, class S> inline typename Pixel<D>::type RealTo(S v)
 
 // Any numeric pixel to any numeric pixel type: complex to real keeps the real part, real to
 // complex sets the imaginary part to 0.
-template <int S, int D, bool Round> inline typename Pixel<D>::type ConvertValue(typename Pixel<S>::type v) {
+template <int S, int D, bool Round>
+inline typename Pixel<D>::type ConvertValue(typename Pixel<S>::type v) {
     if constexpr (IsComplexType(D)) {
         using Part = decltype(typename Pixel<D>::type{}.re);
         constexpr int partType = std::is_same_v<Part, float> ? OGDA_F32 : OGDA_F64;

@@ -26,14 +26,30 @@ void PrintElement(Ogda_PixelType type, const unsigned char *e) {
     case OGDA_U1:
     case OGDA_U2:
     case OGDA_U4:
-    case OGDA_U8: std::printf("%d ", Load<uint8_t>(e)); break;
-    case OGDA_S8: std::printf("%d ", Load<int8_t>(e)); break;
-    case OGDA_U16: std::printf("%d ", Load<uint16_t>(e)); break;
-    case OGDA_S16: std::printf("%d ", Load<int16_t>(e)); break;
-    case OGDA_U32: std::printf("%u ", Load<uint32_t>(e)); break;
-    case OGDA_S32: std::printf("%d ", Load<int32_t>(e)); break;
-    case OGDA_F32: std::printf("%e ", static_cast<double>(Load<float>(e))); break;
-    case OGDA_F64: std::printf("%e ", Load<double>(e)); break;
+    case OGDA_U8:
+        std::printf("%d ", Load<uint8_t>(e));
+        break;
+    case OGDA_S8:
+        std::printf("%d ", Load<int8_t>(e));
+        break;
+    case OGDA_U16:
+        std::printf("%d ", Load<uint16_t>(e));
+        break;
+    case OGDA_S16:
+        std::printf("%d ", Load<int16_t>(e));
+        break;
+    case OGDA_U32:
+        std::printf("%u ", Load<uint32_t>(e));
+        break;
+    case OGDA_S32:
+        std::printf("%d ", Load<int32_t>(e));
+        break;
+    case OGDA_F32:
+        std::printf("%e ", static_cast<double>(Load<float>(e)));
+        break;
+    case OGDA_F64:
+        std::printf("%e ", Load<double>(e));
+        break;
     case OGDA_C64: {
         auto c = Load<Complex64>(e);
         std::printf("(%e, %e) ", static_cast<double>(c.re), static_cast<double>(c.im));
@@ -49,7 +65,8 @@ void PrintElement(Ogda_PixelType type, const unsigned char *e) {
         std::printf("%s ", s ? orvik::text::WideToUtf8Lossy(s).c_str() : "(null)");
         break;
     }
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -57,7 +74,8 @@ void PrintElement(Ogda_PixelType type, const unsigned char *e) {
 
 extern "C" {
 
-ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object) {
         SetError(err, L"ogda_BaseDataPrint", 1, nullptr, L"Null BaseData");

@@ -17,10 +17,14 @@ namespace {
 // order does not change (a table is one run of elements).
 bool KeepsMemoryOrder(const Ogda_BaseData *o, int32_t nRows, int32_t nColumns) {
     switch (o->objecttype) {
-    case Ogda_Table: return true;
-    case Ogda_Raster: return nColumns == o->numcolumns;
-    case Ogda_Matrix: return nRows == o->numrows;
-    default: return false;
+    case Ogda_Table:
+        return true;
+    case Ogda_Raster:
+        return nColumns == o->numcolumns;
+    case Ogda_Matrix:
+        return nRows == o->numrows;
+    default:
+        return false;
     }
 }
 
@@ -29,7 +33,8 @@ bool KeepsMemoryOrder(const Ogda_BaseData *o, int32_t nRows, int32_t nColumns) {
 extern "C" {
 
 ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t nRows,
-                                                 int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                 int32_t nColumns, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataReallocate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
@@ -95,8 +100,8 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t 
         object->numrows = nRows;
         object->numcolumns = nColumns;
         object->numelements = nRows * nColumns;
-        object->lineBytes =
-            static_cast<int32_t>(LineBytesOf(object->numbytes, object->objecttype, nRows, nColumns));
+        object->lineBytes = static_cast<int32_t>(
+            LineBytesOf(object->numbytes, object->objecttype, nRows, nColumns));
         return object;
     });
 }

@@ -108,8 +108,8 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
     });
 }
 
-ORVIK_API Ogda_BaseData *ogda_BaseDataSet(Ogda_BaseData *object, const void *values,
-                                          int32_t region, int32_t index, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseData *ogda_BaseDataSet(Ogda_BaseData *object, const void *values, int32_t region,
+                                          int32_t index, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return ogda_BaseDataSetBoth(object, values, region, index, 1, err);
 }
 

@@ -60,7 +60,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nr
         }
         for (int32_t i = 0; i < count; ++i) {
             Oerr_ErrorReport *inner = nullptr;
-            s->layers[i] = ogda_BaseDataCreate(nrows, ncolumns, datatype, objecttype, nullptr, &inner);
+            s->layers[i] =
+                ogda_BaseDataCreate(nrows, ncolumns, datatype, objecttype, nullptr, &inner);
             if (!s->layers[i]) {
                 ogda_BaseDataStackDelete(s, nullptr);
                 SetError(err, fn, 2, inner, L"ogda_BaseDataCreate failed");
@@ -89,7 +90,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackPtrCreate(int32_t count,
     return s;
 }
 
-ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *stack) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *stack)
+    ORVIK_NOEXCEPT {
     if (!stack || stack->count < 1 || !stack->layers || !stack->layers[0]) return OMSC_FALSE;
     if (stack->count == 1) return OMSC_TRUE;
     const Ogda_BaseData *first = stack->layers[0];
@@ -102,7 +104,8 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *
             l->lineBytes != first->lineBytes || l->numrows != first->numrows ||
             l->numcolumns != first->numcolumns ||
             reinterpret_cast<intptr_t>(l->dataStart) -
-                    reinterpret_cast<intptr_t>(stack->layers[i - 1]->dataStart) != step)
+                    reinterpret_cast<intptr_t>(stack->layers[i - 1]->dataStart) !=
+                step)
             return OMSC_FALSE;
     }
     return OMSC_TRUE;
@@ -144,7 +147,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCopy(const Ogda_BaseDataStack *s
     });
 }
 
-ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!stack) return;
     void *block = stack->ownsBlock && stack->count > 0 && stack->layers && stack->layers[0]
@@ -176,7 +180,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack
         }
         for (int32_t i = 0; i < src->count; ++i) {
             Oerr_ErrorReport *inner = nullptr;
-            out->layers[i] = ogda_BaseDataDerived(src->layers[i], rOffset, cOffset, nRows, nColumns, &inner);
+            out->layers[i] =
+                ogda_BaseDataDerived(src->layers[i], rOffset, cOffset, nRows, nColumns, &inner);
             if (!out->layers[i]) {
                 ogda_BaseDataStackDelete(out, nullptr);
                 SetError(err, fn, 2, inner, L"ogda_BaseDataDerived failed");
@@ -188,7 +193,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack
 }
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerivedFromDataLayer(const Ogda_BaseData *layer,
-                                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                                     Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackDerivedFromDataLayer";
     if (err) *err = nullptr;
     if (!layer) {
@@ -210,7 +216,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerivedFromDataLayer(const Ogda_
     return out;
 }
 
-ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackPrint";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {
@@ -229,8 +236,8 @@ ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_Err
 }
 
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetScalar(Ogda_BaseDataStack *stack,
-                                                          const void *value,
-                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                          const void *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackSetScalar";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {

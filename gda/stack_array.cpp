@@ -10,7 +10,8 @@ namespace {
 
 Ogda_BaseDataStackArray *NewArray(int32_t count) {
     if (count < 0 || int64_t{count} * int64_t{sizeof(void *)} > INT32_MAX) return nullptr;
-    auto *a = static_cast<Ogda_BaseDataStackArray *>(omsc_HeapMalloc(sizeof(Ogda_BaseDataStackArray)));
+    auto *a =
+        static_cast<Ogda_BaseDataStackArray *>(omsc_HeapMalloc(sizeof(Ogda_BaseDataStackArray)));
     if (!a) return nullptr;
     if (count > 0) {
         a->stacks = static_cast<Ogda_BaseDataStack **>(
@@ -30,9 +31,10 @@ bool Usable(const Ogda_BaseDataStackArray *a) { return a && (a->count == 0 || a-
 
 extern "C" {
 
-ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCreate(
-    int32_t count, int32_t nlayers, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
-    Ogda_ObjectType objecttype, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseDataStackArray *
+ogda_BaseDataStackArrayCreate(int32_t count, int32_t nlayers, int32_t nrows, int32_t ncolumns,
+                              Ogda_PixelType datatype, Ogda_ObjectType objecttype,
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArrayCreate";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
@@ -47,7 +49,8 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCreate(
         }
         for (int32_t i = 0; i < count; ++i) {
             Oerr_ErrorReport *inner = nullptr;
-            a->stacks[i] = ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
+            a->stacks[i] =
+                ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
             if (!a->stacks[i]) {
                 ogda_BaseDataStackArrayDelete(a, nullptr);
                 SetError(err, fn, 2, inner, L"ogda_BaseDataStackCreate failed");
@@ -60,7 +63,8 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCreate(
 
 ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDataStackArray *src,
                                                                Ogda_BaseDataStackArray *dst,
-                                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                               Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArrayCopy";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
@@ -94,20 +98,22 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDa
     });
 }
 
-ORVIK_API void ogda_BaseDataStackArrayDelete(Ogda_BaseDataStackArray *array,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void ogda_BaseDataStackArrayDelete(Ogda_BaseDataStackArray *array, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!array) return;
     if (!array->stacksShared && array->stacks) {
-        for (int32_t i = 0; i < array->count; ++i) ogda_BaseDataStackDelete(array->stacks[i], nullptr);
+        for (int32_t i = 0; i < array->count; ++i)
+            ogda_BaseDataStackDelete(array->stacks[i], nullptr);
     }
     omsc_HeapFree(array->stacks);
     omsc_HeapFree(array);
 }
 
-ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayDerived(
-    const Ogda_BaseDataStackArray *src, int32_t rOffset, int32_t cOffset, int32_t nRows,
-    int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseDataStackArray *
+ogda_BaseDataStackArrayDerived(const Ogda_BaseDataStackArray *src, int32_t rOffset, int32_t cOffset,
+                               int32_t nRows, int32_t nColumns, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArrayDerived";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
@@ -122,7 +128,8 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayDerived(
         }
         for (int32_t i = 0; i < src->count; ++i) {
             Oerr_ErrorReport *inner = nullptr;
-            out->stacks[i] = ogda_BaseDataStackDerived(src->stacks[i], rOffset, cOffset, nRows, nColumns, &inner);
+            out->stacks[i] = ogda_BaseDataStackDerived(src->stacks[i], rOffset, cOffset, nRows,
+                                                       nColumns, &inner);
             if (!out->stacks[i]) {
                 ogda_BaseDataStackArrayDelete(out, nullptr);
                 SetError(err, fn, 2, inner, L"ogda_BaseDataStackDerived failed");
@@ -133,8 +140,10 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayDerived(
     });
 }
 
-ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArraySetScalar(
-    Ogda_BaseDataStackArray *array, const void *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArraySetScalar(Ogda_BaseDataStackArray *array,
+                                                                    const void *value,
+                                                                    Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackArraySetScalar";
     if (err) *err = nullptr;
     if (!Usable(array)) {

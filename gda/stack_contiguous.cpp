@@ -17,7 +17,8 @@ namespace {
 // The stride of one layer, or -1 for arguments that describe no valid contiguous stack.
 int64_t StrideOf(int32_t count, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
                  Ogda_ObjectType objecttype) {
-    if (count < 1 || nrows < 1 || ncolumns < 1 || !IsPixelType(datatype) || !IsObjectType(objecttype))
+    if (count < 1 || nrows < 1 || ncolumns < 1 || !IsPixelType(datatype) ||
+        !IsObjectType(objecttype))
         return -1;
     const int64_t stride = LayerStride(BytesPerPixel(datatype), objecttype, nrows, ncolumns);
     if (stride * count > INT32_MAX || int64_t{nrows} * ncolumns > INT32_MAX) return -1;
@@ -41,8 +42,7 @@ ORVIK_API int32_t ogda_BaseDataStackDataSize(int32_t count, int32_t nrows, int32
 }
 
 ORVIK_API int32_t ogda_BaseDataStackMaxElements(int32_t bytes, int32_t count,
-                                                Ogda_PixelType datatype,
-                                                Ogda_ObjectType objecttype,
+                                                Ogda_PixelType datatype, Ogda_ObjectType objecttype,
                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (bytes < 0 || count < 1 || !IsPixelType(datatype) || !IsObjectType(objecttype)) {
@@ -52,9 +52,10 @@ ORVIK_API int32_t ogda_BaseDataStackMaxElements(int32_t bytes, int32_t count,
     return (bytes / count / 8 * 8) / BytesPerPixel(datatype);
 }
 
-ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreateContiguous(
-    int32_t count, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
-    Ogda_ObjectType objecttype, void *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Ogda_BaseDataStack *
+ogda_BaseDataStackCreateContiguous(int32_t count, int32_t nrows, int32_t ncolumns,
+                                   Ogda_PixelType datatype, Ogda_ObjectType objecttype, void *block,
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const fn = L"ogda_BaseDataStackCreateContiguous";
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
@@ -80,8 +81,9 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreateContiguous(
         s->ownsBlock = ownBlock ? 1 : 0;
         for (int32_t i = 0; i < count; ++i) {
             Oerr_ErrorReport *inner = nullptr;
-            s->layers[i] = ogda_BaseDataCreate(nrows, ncolumns, datatype, objecttype,
-                                               static_cast<unsigned char *>(block) + i * stride, &inner);
+            s->layers[i] =
+                ogda_BaseDataCreate(nrows, ncolumns, datatype, objecttype,
+                                    static_cast<unsigned char *>(block) + i * stride, &inner);
             if (!s->layers[i]) {
                 // Layer 0 carries the block address that the delete frees.
                 if (i == 0 && ownBlock) omsc_HeapFree(block);

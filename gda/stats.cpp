@@ -35,7 +35,8 @@ extern "C" {
 
 // Counts beyond the object's shape are cut to it, so a bad count never reads past the block.
 ORVIK_API void ogda_BaseDataStats(const Ogda_BaseData *object, int32_t countPerLine,
-                                  int32_t lineCount, double *minimum, double *maximum) ORVIK_NOEXCEPT {
+                                  int32_t lineCount, double *minimum, double *maximum)
+    ORVIK_NOEXCEPT {
     if (!object || !object->dataStart || !minimum || !maximum || object->numelements < 1 ||
         !IsPixelType(object->datatype))
         return;
@@ -52,14 +53,30 @@ ORVIK_API void ogda_BaseDataStats(const Ogda_BaseData *object, int32_t countPerL
     case OGDA_U1:
     case OGDA_U2:
     case OGDA_U4:
-    case OGDA_U8: ScanLines<uint8_t>(object, count, lines, minimum, maximum); break;
-    case OGDA_S8: ScanLines<int8_t>(object, count, lines, minimum, maximum); break;
-    case OGDA_U16: ScanLines<uint16_t>(object, count, lines, minimum, maximum); break;
-    case OGDA_S16: ScanLines<int16_t>(object, count, lines, minimum, maximum); break;
-    case OGDA_U32: ScanLines<uint32_t>(object, count, lines, minimum, maximum); break;
-    case OGDA_S32: ScanLines<int32_t>(object, count, lines, minimum, maximum); break;
-    case OGDA_F32: ScanLines<float>(object, count, lines, minimum, maximum); break;
-    default: ScanLines<double>(object, count, lines, minimum, maximum); break;
+    case OGDA_U8:
+        ScanLines<uint8_t>(object, count, lines, minimum, maximum);
+        break;
+    case OGDA_S8:
+        ScanLines<int8_t>(object, count, lines, minimum, maximum);
+        break;
+    case OGDA_U16:
+        ScanLines<uint16_t>(object, count, lines, minimum, maximum);
+        break;
+    case OGDA_S16:
+        ScanLines<int16_t>(object, count, lines, minimum, maximum);
+        break;
+    case OGDA_U32:
+        ScanLines<uint32_t>(object, count, lines, minimum, maximum);
+        break;
+    case OGDA_S32:
+        ScanLines<int32_t>(object, count, lines, minimum, maximum);
+        break;
+    case OGDA_F32:
+        ScanLines<float>(object, count, lines, minimum, maximum);
+        break;
+    default:
+        ScanLines<double>(object, count, lines, minimum, maximum);
+        break;
     }
 }
 

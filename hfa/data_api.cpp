@@ -69,8 +69,8 @@ bool WriteBytes(Ohfa_File *file, long position, long size, const void *buffer,
 extern "C" {
 
 ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif_Design *design,
-                                      long size, const void *hostBuffer,
-                                      Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                      long size, const void *hostBuffer, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileHostDataWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -93,7 +93,8 @@ ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif
 }
 
 ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_Design *design,
-                                     long size, void *hostBuffer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     long size, void *hostBuffer, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileHostDataRead";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -117,8 +118,8 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
     });
 }
 
-ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size,
-                                     const void *buffer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size, const void *buffer,
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileMIFDataWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -31,8 +31,8 @@ bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_Error
     return true;
 }
 
-bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry,
-                Oerr_ErrorReport **err, const wchar_t *fn) {
+bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oerr_ErrorReport **err,
+                const wchar_t *fn) {
     unsigned char bytes[kEntrySize];
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
         WriteAt(file, position, bytes, kEntrySize, err, fn))
@@ -182,11 +182,13 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
     }
     case 3: {
         if (batch && s.record.child != 0) {
-            SetError(err, fn, 27, nullptr, L"Cannot write additional offspring to a node in batch mode");
+            SetError(err, fn, 27, nullptr,
+                     L"Cannot write additional offspring to a node in batch mode");
             return -1;
         }
         if (s.record.child != 0) {
-            if (SeekEntry(file, 5, nullptr, err, fn) < 0 || SeekEntry(file, 3, nullptr, err, fn) < 0)
+            if (SeekEntry(file, 5, nullptr, err, fn) < 0 ||
+                SeekEntry(file, 3, nullptr, err, fn) < 0)
                 return -1;
             Ohfa_Entry pred = s.record;
             uint32_t position = 0;
@@ -209,16 +211,18 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         return 0;
     }
     default:
-        SetError(err, fn, 28, nullptr, batch ? L"Invalid write position for batch write mode"
-                                             : L"Invalid write position %ld",
+        SetError(err, fn, 28, nullptr,
+                 batch ? L"Invalid write position for batch write mode"
+                       : L"Invalid write position %ld",
                  where);
         return -1;
     }
 }
 
 // Every record and data block of the subtree below `first` (a first child), bounded.
-bool CollectSubtree(Ohfa_File *file, uint32_t first, std::vector<std::pair<uint32_t, Ohfa_Entry>> &out,
-                    Oerr_ErrorReport **err, const wchar_t *fn) {
+bool CollectSubtree(Ohfa_File *file, uint32_t first,
+                    std::vector<std::pair<uint32_t, Ohfa_Entry>> &out, Oerr_ErrorReport **err,
+                    const wchar_t *fn) {
     std::vector<uint32_t> todo;
     if (first) todo.push_back(first);
     const int64_t bound = file->fileEnd / kEntrySize + 1;
@@ -274,8 +278,10 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
     const long found = SeekEntry(file, 8, toPath, err, fn);
     if (found <= 0) {
         restore();
-        if (found == 0) SetError(err, fn, 41, nullptr, L"%s|Node not found", toPath);
-        else SetError(err, fn, 40, *err, L"Invalid 'move to' path");
+        if (found == 0)
+            SetError(err, fn, 41, nullptr, L"%s|Node not found", toPath);
+        else
+            SetError(err, fn, 40, *err, L"Invalid 'move to' path");
         return -1;
     }
     const uint32_t target = s.position;
@@ -292,9 +298,10 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
     const std::wstring wideName = orvik::text::Utf8ToWideLossy(name);
     if (SeekEntry(file, 10, wideName.c_str(), err, fn) != 0) {
         restore();
-        SetError(err, fn, 42, nullptr, L"%s|Node already exists for file %s",
-                 ((std::wstring(toPath) == L"/" ? L"" : std::wstring(toPath)) + L"/" + wideName).c_str(),
-                 file->name.c_str());
+        SetError(
+            err, fn, 42, nullptr, L"%s|Node already exists for file %s",
+            ((std::wstring(toPath) == L"/" ? L"" : std::wstring(toPath)) + L"/" + wideName).c_str(),
+            file->name.c_str());
         return -1;
     }
     if (!Unlink(file, rec, err, fn)) {
@@ -380,7 +387,8 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 extern "C" {
 
-ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryMove";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -409,7 +417,6 @@ ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK
         return -1;
     });
 }
-
 
 ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
                               Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
@@ -440,17 +447,20 @@ ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_
     });
 }
 
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return file && file->entry.valid && file->entry.record.next ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return file && file->entry.valid && file->entry.record.prev ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return file && file->entry.valid && file->entry.record.child ? OMSC_TRUE : OMSC_FALSE;
 }
@@ -462,7 +472,8 @@ ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err
     return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
         if (!CheckEntryFile(file, kFn, err)) return nullptr;
         std::wstring path;
-        for (const std::string &n : file->entry.path) path += L"/" + orvik::text::Utf8ToWideLossy(n);
+        for (const std::string &n : file->entry.path)
+            path += L"/" + orvik::text::Utf8ToWideLossy(n);
         if (path.empty()) path = L"/";
         auto *out = static_cast<wchar_t *>(
             omsc_HeapMalloc(static_cast<int32_t>((path.size() + 1) * sizeof(wchar_t))));
@@ -475,7 +486,8 @@ ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err
     });
 }
 
-ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryCurrentGet";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -41,7 +41,8 @@ bool HaveCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 extern "C" {
 
-ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPositionGet";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -99,7 +100,8 @@ ORVIK_API void ohfa_EntryPositionFree(Ohfa_EntryPosition *position) ORVIK_NOEXCE
     omsc_HeapFree(position);
 }
 
-ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryGetCurrentPosition";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -120,8 +122,8 @@ ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
     });
 }
 
-ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
-                              Ohfa_Entry *entry, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name, Ohfa_Entry *entry,
+                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPeek";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -169,8 +171,10 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
                 r = SeekEntry(file, 1, nullptr, err, kFn);
                 if (r != 0 || file->entry.path.size() <= depth + 1) break;
                 r = SeekEntry(file, 6, nullptr, err, kFn);
-                if (r > 0) r = 0;
-                else break;
+                if (r > 0)
+                    r = 0;
+                else
+                    break;
             }
         }
         if (r > 0) SetError(err, kFn, 3, nullptr, L"The entry tree below %s does not end", start);

@@ -51,7 +51,8 @@ class Seeker {
     long Last(Cursor &c);
     long First(Cursor &c);
     // Walks siblings with `step` from the current one (included when `self`) until `match`.
-    template <class Match> long WalkSiblings(Cursor &c, bool self, long (Seeker::*step)(Cursor &), Match match);
+    template <class Match>
+    long WalkSiblings(Cursor &c, bool self, long (Seeker::*step)(Cursor &), Match match);
     long Descendant(Cursor &c, const std::string &name);
     long AtPosition(Cursor &c, uint32_t position);
     long Path(Cursor &c, const wchar_t *path);
@@ -67,7 +68,8 @@ std::string Seeker::ParentName(const Cursor &c) {
     Ohfa_Entry parent{};
     Oerr_ErrorReport *e = nullptr;
     std::string name = "?";
-    if (c.record.parent && ReadEntry(m_file, c.record.parent, parent, &e, m_fn)) name = NameOf(parent);
+    if (c.record.parent && ReadEntry(m_file, c.record.parent, parent, &e, m_fn))
+        name = NameOf(parent);
     oerr_DeleteErrorReportEx(&e);
     return name;
 }
@@ -240,13 +242,20 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
     auto byType = [&](const Ohfa_Entry &e) { return TypeOf(e) == wanted; };
     long r;
     switch (method) {
-    case 0: return Root(c);
-    case 1: return Next(c);
-    case 2: return Prev(c);
-    case 3: return Last(c);
-    case 4: return First(c);
-    case 5: return Child(c);
-    case 6: return Parent(c);
+    case 0:
+        return Root(c);
+    case 1:
+        return Next(c);
+    case 2:
+        return Prev(c);
+    case 3:
+        return Last(c);
+    case 4:
+        return First(c);
+    case 5:
+        return Child(c);
+    case 6:
+        return Parent(c);
     case 7:
     case 16:
         if (c.record.parent == 0) return Fail(9, L"Current entry has no parent");
@@ -265,9 +274,12 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
         if ((r = Child(c)) <= 0) return r;
         return method == 10 ? WalkSiblings(c, true, &Seeker::Next, byName)
                             : WalkSiblings(c, true, &Seeker::Next, byType);
-    case 11: return Descendant(c, wanted);
-    case 12: return WalkSiblings(c, false, &Seeker::Next, byName);
-    case 15: return WalkSiblings(c, false, &Seeker::Next, byType);
+    case 11:
+        return Descendant(c, wanted);
+    case 12:
+        return WalkSiblings(c, false, &Seeker::Next, byName);
+    case 15:
+        return WalkSiblings(c, false, &Seeker::Next, byType);
     case 13: {
         EntryState &s = m_file->entry;
         const std::string key = std::to_string(c.record.parent) + "/" + wanted;
@@ -291,7 +303,8 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
     case 17: {
         uint32_t position = m_file->batchStartNode;
         if (name && !ParsePosition(name, position)) return Fail(12, L"Couldn't set current entry");
-        if (position == 0 || AtPosition(c, position) < 0) return Fail(12, L"Couldn't set current entry");
+        if (position == 0 || AtPosition(c, position) < 0)
+            return Fail(12, L"Couldn't set current entry");
         return 1;
     }
     case 18: {
@@ -303,7 +316,8 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
             return Fail(13, L"ohfa_FileHostDataRead failed");
         return 1;
     }
-    default: return Fail(14, L"Invalid seek method");
+    default:
+        return Fail(14, L"Invalid seek method");
     }
 }
 
@@ -311,12 +325,28 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
 // none is only a warning.
 bool CheckName(long method, const wchar_t *name, Oerr_ErrorReport **err, const wchar_t *fn) {
     switch (method) {
-    case 0: case 1: case 2: case 3: case 4: case 5: case 6: case 9:
+    case 0:
+    case 1:
+    case 2:
+    case 3:
+    case 4:
+    case 5:
+    case 6:
+    case 9:
         if (name) Warn(fn, 15, L"Name parameter '%s' will be ignored", name);
         return true;
-    case 7: case 8: case 10: case 11: case 12: case 13: case 14: case 15: case 16:
+    case 7:
+    case 8:
+    case 10:
+    case 11:
+    case 12:
+    case 13:
+    case 14:
+    case 15:
+    case 16:
         if (!name) {
-            SetError(err, fn, 16, nullptr, L"Name parameter must not be null for requested seek type");
+            SetError(err, fn, 16, nullptr,
+                     L"Name parameter must not be null for requested seek type");
             return false;
         }
         [[fallthrough]];
@@ -334,8 +364,16 @@ bool CheckName(long method, const wchar_t *name, Oerr_ErrorReport **err, const w
 // Seek methods batch mode allows: forward moves and returns to known places only.
 bool AllowedInBatch(long method) {
     switch (method) {
-    case 0: case 1: case 3: case 5: case 6: case 8: case 17: return true;
-    default: return false;
+    case 0:
+    case 1:
+    case 3:
+    case 5:
+    case 6:
+    case 8:
+    case 17:
+        return true;
+    default:
+        return false;
     }
 }
 

@@ -41,30 +41,30 @@ constexpr int kLocalUnknown = -2;
 } // namespace orvik::hfa
 
 struct Ohfa_File_ {
-    Ofio_File *stream = nullptr;         // owned; closed at the last close
-    uint32_t headerPtr = 0;              // where the Ohfa_File record lies
-    Ohfa_FileHeader header{};            // host copy; freeList is the logical head
+    Ofio_File *stream = nullptr;           // owned; closed at the last close
+    uint32_t headerPtr = 0;                // where the Ohfa_File record lies
+    Ohfa_FileHeader header{};              // host copy; freeList is the logical head
     Omif_Dictionary *dictionary = nullptr; // owned
     bool dictionaryModified = false;
-    uint32_t dictionaryPos = 0;          // where the stored text lies (0: none)
-    uint32_t dictionaryLength = 0;       // its length in bytes
-    orvik::hfa::FreeList freeList;       // the free-list cache
-    uint32_t cacheArg = 0;               // the caller's, kept unchanged
-    std::wstring name;                   // as opened, "\" turned into "/"
+    uint32_t dictionaryPos = 0;    // where the stored text lies (0: none)
+    uint32_t dictionaryLength = 0; // its length in bytes
+    orvik::hfa::FreeList freeList; // the free-list cache
+    uint32_t cacheArg = 0;         // the caller's, kept unchanged
+    std::wstring name;             // as opened, "\" turned into "/"
     bool readOnly = false;
-    int64_t sizeAtOpen = 0;              // measured when opened
-    int64_t fileEnd = 0;                 // current length: where the file grows
+    int64_t sizeAtOpen = 0;                          // measured when opened
+    int64_t fileEnd = 0;                             // current length: where the file grows
     int localFileSystem = orvik::hfa::kLocalUnknown; // -2 unknown, else 0 / 1
     bool mapped = false;
     int64_t mapSize = 0;
-    int caching = 1;                     // block caching switch (option 4)
-    uint32_t optionFlags = 0;            // kFlagBatch, kFlagNotFlushedOnWrite
+    int caching = 1;          // block caching switch (option 4)
+    uint32_t optionFlags = 0; // kFlagBatch, kFlagNotFlushedOnWrite
     uint32_t batchStartNode = 0;
     uint32_t flushGuard = orvik::hfa::kGuardIdle;
-    Othr_ThreadId thread = 0;            // the opener
-    orvik::hfa::EntryState entry;        // the current entry, path stack, entry table
-    bool changed = false;                // written since the last change notice
-    long references = 0;                 // kept by the open-file list
+    Othr_ThreadId thread = 0;     // the opener
+    orvik::hfa::EntryState entry; // the current entry, path stack, entry table
+    bool changed = false;         // written since the last change notice
+    long references = 0;          // kept by the open-file list
 };
 
 namespace orvik::hfa {

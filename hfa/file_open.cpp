@@ -54,8 +54,8 @@ bool IsReadOnlyMode(const wchar_t *mode) {
 
 // A new record around an open stream: measured, initialised by the disk-header step and
 // listed. On failure the record is freed (the stream is the caller's to close).
-Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cacheArg,
-                      bool readOnly, DiskHeaderStep step, Oerr_ErrorReport **err) {
+Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cacheArg, bool readOnly,
+                      DiskHeaderStep step, Oerr_ErrorReport **err) {
     static const wchar_t *const kInit = L"InitializeOHFAFile";
     if (!CheckReady(kInit, true, err)) return nullptr;
     Ohfa_File *file = new (std::nothrow) Ohfa_File_;
@@ -117,8 +117,8 @@ void ApplyOpenOptions(Ohfa_File *file, const std::vector<Option> &options, const
     if (options.empty()) return;
     Oerr_ErrorReport *e = nullptr;
     if (ApplyOptions(file, options, &e, fn)) return;
-    Oerr_ErrorReport *w = oerr_CreateErrorReport(fn, 20, OERR_KIND_WARNING, e,
-                                                 L"Could not set options on file");
+    Oerr_ErrorReport *w =
+        oerr_CreateErrorReport(fn, 20, OERR_KIND_WARNING, e, L"Could not set options on file");
     PrintAndDelete(w);
 }
 
@@ -241,7 +241,8 @@ class ErrnoKeeper {
 extern "C" {
 
 ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t *mode,
-                                              uint32_t cacheArg, Oerr_ErrorReport **errIn, ...) ORVIK_NOEXCEPT {
+                                              uint32_t cacheArg, Oerr_ErrorReport **errIn, ...)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileOpenWithOptions";
     ErrnoKeeper keepErrno;
     ErrSlot slot(errIn);
@@ -294,9 +295,9 @@ ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
     });
 }
 
-ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList,
-                                             const wchar_t *name, const wchar_t *mode,
-                                             uint32_t cacheArg, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList, const wchar_t *name,
+                                             const wchar_t *mode, uint32_t cacheArg,
+                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_SearchListFileOpen";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -386,7 +387,8 @@ ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) O
     });
 }
 
-ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileIsOpen";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

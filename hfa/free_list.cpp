@@ -164,8 +164,8 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
     }
 
     // Nothing fits: grow at the end of the file, starting at a free block that reaches it.
-    const bool tail = !blocks.empty() &&
-                      int64_t{blocks.back().position} + blocks.back().size == file->fileEnd;
+    const bool tail =
+        !blocks.empty() && int64_t{blocks.back().position} + blocks.back().size == file->fileEnd;
     const int64_t start = tail ? blocks.back().position : file->fileEnd;
     const int64_t freeAtStart = tail ? blocks.back().size : 0;
     // A tail block larger than the request but too small to split: this formula is the
@@ -217,9 +217,8 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
     }
     if (!EnsureLoaded(file, true, err, fn)) return false;
     std::vector<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
-    const auto at = std::upper_bound(
-        blocks.begin(), blocks.end(), position,
-        [](uint32_t p, const FreeBlock &b) { return p < b.position; });
+    const auto at = std::upper_bound(blocks.begin(), blocks.end(), position,
+                                     [](uint32_t p, const FreeBlock &b) { return p < b.position; });
     const std::size_t i = static_cast<std::size_t>(at - blocks.begin());
     FreeBlock *prev = i > 0 ? &blocks[i - 1] : nullptr;
     FreeBlock *next = i < blocks.size() ? &blocks[i] : nullptr;
@@ -298,8 +297,11 @@ int CheckFreeList(Ohfa_File_ *file) {
     } else {
         Oerr_ErrorReport *e = nullptr;
         const WalkEnd end = WalkDiskList(
-            file, [&](uint32_t p, uint32_t, uint32_t s) { blocks.push_back({p, s, true}); }, &e,
-            L"CheckFreeList");
+            file,
+            [&](uint32_t p, uint32_t, uint32_t s) {
+                blocks.push_back({p, s, true});
+            },
+            &e, L"CheckFreeList");
         oerr_DeleteErrorReportEx(&e);
         if (end != WalkEnd::Complete) ++problems;
     }
@@ -308,8 +310,7 @@ int CheckFreeList(Ohfa_File_ *file) {
         if (b.size < kNodeSize || int64_t{b.position} + b.size > file->fileEnd ||
             CoversFixedRecord(file, b.position, b.size))
             ++problems;
-        if (i > 0 && int64_t{blocks[i - 1].position} + blocks[i - 1].size >= b.position)
-            ++problems;
+        if (i > 0 && int64_t{blocks[i - 1].position} + blocks[i - 1].size >= b.position) ++problems;
     }
     return problems;
 }

@@ -28,8 +28,8 @@ namespace orvik::hfa {
 
 struct FreeBlock {
     uint32_t position;
-    uint32_t size;   // bytes, node included (>= 8)
-    bool onDisk;     // the node at `position` already holds (next, size) as cached
+    uint32_t size; // bytes, node included (>= 8)
+    bool onDisk;   // the node at `position` already holds (next, size) as cached
 };
 
 class FreeList {
@@ -53,7 +53,7 @@ class FreeList {
     friend struct FreeListAccess;
     std::vector<FreeBlock> m_blocks; // increasing position, never touching
     bool m_loaded = false;
-    bool m_dirty = false;            // the cache differs from the list on disk
+    bool m_dirty = false; // the cache differs from the list on disk
     uint32_t m_diskHead = 0;
 };
 

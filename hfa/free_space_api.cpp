@@ -10,7 +10,8 @@ using namespace orvik::hfa;
 
 extern "C" {
 
-ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_NextFreePos";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -60,13 +60,11 @@ class DictionarySource final : public mif::TextSource {
 Othr_Mutex g_rootMutex = OTHR_MUTEX_INITIALIZER;
 Ohfa_Entry g_rootTemplate = {0, 0, 0, 0, 0, 0, "root", "root", 0.0};
 
-bool WriteRootEntry(Ohfa_File *file, uint32_t position, Oerr_ErrorReport **err,
-                    const wchar_t *fn) {
+bool WriteRootEntry(Ohfa_File *file, uint32_t position, Oerr_ErrorReport **err, const wchar_t *fn) {
     unsigned char bytes[kEntrySize];
     othr_MutexLock(&g_rootMutex);
-    g_rootTemplate.modTime = std::chrono::duration<double>(
-                                 std::chrono::system_clock::now().time_since_epoch())
-                                 .count();
+    g_rootTemplate.modTime =
+        std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
     const bool converted =
         RecordToBytes(kEntryDesign, &g_rootTemplate, bytes, kEntrySize, position, err, fn);
     othr_MutexUnlock(&g_rootMutex);

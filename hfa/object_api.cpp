@@ -24,8 +24,9 @@ double Now() {
 
 // Leaves the guard after an operation; a failed write-back fails an operation that
 // succeeded and is printed after one that failed.
-template <class R> R Finish(GuardScope &guard, R result, bool ok, Oerr_ErrorReport **err,
-                            const wchar_t *fn, R failure) {
+template <class R>
+R Finish(GuardScope &guard, R result, bool ok, Oerr_ErrorReport **err, const wchar_t *fn,
+         R failure) {
     Oerr_ErrorReport *late = nullptr;
     const bool released = guard.Leave(&late);
     if (!ok) {
@@ -47,8 +48,8 @@ uint32_t DataPosition(Ohfa_File *file, long writePosition, int64_t size, bool ke
     if (writePosition == 0 && current.data != 0 && current.dataSize > 0) {
         Oerr_ErrorReport *freeErr = nullptr;
         if (!GiveSpace(file, current.data, current.dataSize, &freeErr, L"ohfa_FreeSpace")) {
-            Oerr_ErrorReport *wrapped = oerr_CreateErrorReport(
-                nullptr, 0, OERR_KIND_PLAIN, freeErr, L"The old data block stays unused");
+            Oerr_ErrorReport *wrapped = oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, freeErr,
+                                                               L"The old data block stays unused");
             PrintAndDelete(wrapped);
         }
     }
@@ -61,9 +62,9 @@ uint32_t DataPosition(Ohfa_File *file, long writePosition, int64_t size, bool ke
 // The common body of the two writers: seek, write the entry, place and write the data
 // (through `writeData`), then point the entry at it.
 template <class WriteData>
-bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
-                 const wchar_t *type, long writePosition, int64_t size, bool rawRule,
-                 WriteData &&writeData, Oerr_ErrorReport **err, const wchar_t *fn) {
+bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, const wchar_t *type,
+                 long writePosition, int64_t size, bool rawRule, WriteData &&writeData,
+                 Oerr_ErrorReport **err, const wchar_t *fn) {
     if (nodePath) {
         const long found = SeekEntry(file, 8, nodePath, err, fn);
         if (found <= 0) {
@@ -123,7 +124,8 @@ extern "C" {
 
 ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
                                 const wchar_t *typeName, long writePosition, const void *object,
-                                const Omif_Design *design, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                const Omif_Design *design, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectWrite";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -140,16 +142,16 @@ ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const 
         if (!ok) SetError(err, kFn, 3, *err, L"omif_ObjectSize failed");
         // The file stays self-describing: the design goes into its dictionary.
         ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr;
-        ok = ok && WriteObject(file, nodePath, name, typeName ? typeName : design->name,
-                               writePosition, size, false,
-                               [&](uint32_t at) {
-                                   if (ohfa_FileHostDataWrite(file, at, design, size, object,
-                                                              err) == size)
-                                       return true;
-                                   SetError(err, kFn, 4, *err, L"ohfa_FileHostDataWrite failed");
-                                   return false;
-                               },
-                               err, kFn);
+        ok = ok && WriteObject(
+                       file, nodePath, name, typeName ? typeName : design->name, writePosition,
+                       size, false,
+                       [&](uint32_t at) {
+                           if (ohfa_FileHostDataWrite(file, at, design, size, object, err) == size)
+                               return true;
+                           SetError(err, kFn, 4, *err, L"ohfa_FileHostDataWrite failed");
+                           return false;
+                       },
+                       err, kFn);
         return Finish<long>(guard, 0, ok, err, kFn, -1);
     });
 }
@@ -168,22 +170,21 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
         }
         GuardScope guard(file);
         file->flushGuard = kGuardPending;
-        const bool ok = WriteObject(file, nodePath, name, typeName, writePosition, count, true,
-                                    [&](uint32_t at) {
-                                        if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) ==
-                                            count)
-                                            return true;
-                                        SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataWrite failed");
-                                        return false;
-                                    },
-                                    err, kFn);
+        const bool ok = WriteObject(
+            file, nodePath, name, typeName, writePosition, count, true,
+            [&](uint32_t at) {
+                if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) == count) return true;
+                SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataWrite failed");
+                return false;
+            },
+            err, kFn);
         return Finish<long>(guard, 0, ok, err, kFn, -1);
     });
 }
 
-ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
-                                void *object, const Omif_Design *design,
-                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod, void *object,
+                                const Omif_Design *design, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectRead";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -217,9 +218,8 @@ ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, l
     });
 }
 
-ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name,
-                                             long seekMethod, long *count,
-                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                             long *count, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDataReadIfPresent";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

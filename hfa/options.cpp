@@ -155,7 +155,8 @@ bool ApplyOptions(Ohfa_File *file, const std::vector<Option> &options, Oerr_Erro
 
 using namespace orvik::hfa;
 
-extern "C" ORVIK_API long ohfa_FileChange(Ohfa_File *file, Oerr_ErrorReport **errIn, ...) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API long ohfa_FileChange(Ohfa_File *file, Oerr_ErrorReport **errIn, ...)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileChange";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -106,7 +106,8 @@ ORVIK_API void ohfa_PackageDisable(Omsc_Boolean disabled) ORVIK_NOEXCEPT {
     orvik::hfa::g_disabled.store(disabled != OMSC_FALSE, std::memory_order_relaxed);
 }
 
-ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback) ORVIK_NOEXCEPT {
+ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback)
+    ORVIK_NOEXCEPT {
     return orvik::hfa::g_changed.exchange(callback, std::memory_order_acq_rel);
 }
 

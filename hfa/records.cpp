@@ -28,8 +28,8 @@ bool RecordToBytes(const wchar_t *designName, const void *host, unsigned char *b
     return true;
 }
 
-bool RecordFromBytes(const wchar_t *designName, const unsigned char *bytes, long size,
-                     void *host, Oerr_ErrorReport **err, const wchar_t *fn) {
+bool RecordFromBytes(const wchar_t *designName, const unsigned char *bytes, long size, void *host,
+                     Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = FixedDesign(designName, err);
     if (!design) {
         SetError(err, fn, 2, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
@@ -103,9 +103,8 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
 bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_ErrorReport **err,
             const wchar_t *fn) {
     if (position < 0 || count < 0 || position > file->fileEnd - count) {
-        SetError(err, fn, 8, nullptr,
-                 L"%ld bytes at %lld lie beyond the end (%lld) of file %s", count,
-                 static_cast<long long>(position), static_cast<long long>(file->fileEnd),
+        SetError(err, fn, 8, nullptr, L"%ld bytes at %lld lie beyond the end (%lld) of file %s",
+                 count, static_cast<long long>(position), static_cast<long long>(file->fileEnd),
                  file->name.c_str());
         return false;
     }

@@ -14,6 +14,7 @@ long EncodeDictionary(const Omif_Dictionary *dictionary, TextSink &sink, Oerr_Er
 // Reads one dictionary text. With `into` the designs are added to that dictionary (and
 // removed again on failure); otherwise a new dictionary is returned. Null with a report
 // under "omif_DictionaryDecode" on failure.
-Omif_Dictionary *DecodeDictionary(TextSource &source, Omif_Dictionary *into, Oerr_ErrorReport **err);
+Omif_Dictionary *DecodeDictionary(TextSource &source, Omif_Dictionary *into,
+                                  Oerr_ErrorReport **err);
 
 } // namespace orvik::mif

@@ -70,7 +70,8 @@ class Decoder {
             }
         }
         LayoutGroup layout;
-        for (Omif_Design *d = mark ? mark->next : dictionary->designs; d; d = d->next) layout.Add(d);
+        for (Omif_Design *d = mark ? mark->next : dictionary->designs; d; d = d->next)
+            layout.Add(d);
         if (!layout.Run(m_err)) return Wrap(kDictionaryStep, 3, L"SetSizes failed");
         return true;
     }
@@ -124,8 +125,9 @@ class Decoder {
             if (c < 0) return false;
             if (c == ',') return true;
             if (!IsNameCharacter(static_cast<uint32_t>(c))) {
-                SetError(m_err, kNameStep, 1, nullptr, L"Non-printable character %c (0x%02lx) for name",
-                         static_cast<wint_t>(c), static_cast<long>(c));
+                SetError(m_err, kNameStep, 1, nullptr,
+                         L"Non-printable character %c (0x%02lx) for name", static_cast<wint_t>(c),
+                         static_cast<long>(c));
                 return false;
             }
             if (m_name.size() == kMaxNameLength) {
@@ -153,8 +155,9 @@ class Decoder {
     // A design whose first character `c` has been read; null after a report.
     Omif_Design *Design(int c, int depth) {
         if (c != '{') {
-            SetError(m_err, kDesignStep, 1, nullptr, L"Character %c (0x%02lx) does not start a design",
-                     static_cast<wint_t>(c), static_cast<long>(c));
+            SetError(m_err, kDesignStep, 1, nullptr,
+                     L"Character %c (0x%02lx) does not start a design", static_cast<wint_t>(c),
+                     static_cast<long>(c));
             return nullptr;
         }
         if (depth > OMIF_MAX_NESTING) {
@@ -275,7 +278,8 @@ class Decoder {
 
 } // namespace
 
-Omif_Dictionary *DecodeDictionary(TextSource &source, Omif_Dictionary *into, Oerr_ErrorReport **err) {
+Omif_Dictionary *DecodeDictionary(TextSource &source, Omif_Dictionary *into,
+                                  Oerr_ErrorReport **err) {
     Omif_Dictionary *dictionary = into ? into : NewDictionary();
     if (!dictionary) {
         SetOutOfMemory(err, kDictionaryStep);

@@ -12,7 +12,8 @@ using orvik::mif::CopyStatus;
 
 namespace {
 
-template <class R> R *CopyFailed(CopyStatus status, const wchar_t *function, Oerr_ErrorReport **err) {
+template <class R>
+R *CopyFailed(CopyStatus status, const wchar_t *function, Oerr_ErrorReport **err) {
     if (status == CopyStatus::kBadText) {
         SetError(err, function, 1, nullptr, L"A name of the design cannot be converted");
     } else {
@@ -42,7 +43,8 @@ ORVIK_API void omif_DesignDestroyA(Omif_DesignA *design, Oerr_ErrorReport **err)
     orvik::mif::DestroyDesign(design);
 }
 
-ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignCopy";
     if (!design) {
@@ -54,7 +56,8 @@ ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorRepo
     return copy ? copy : CopyFailed<Omif_Design>(status, kName, err);
 }
 
-ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignA2U";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
@@ -82,7 +85,8 @@ ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorRepo
     });
 }
 
-ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignU2A";
     if (!design) {

@@ -69,7 +69,8 @@ class Builder {
     bool FillItem(Omif_Item *item, const Omif_ItemDescription &d, const wchar_t *designName,
                   int32_t position, int depth) {
         if (!d.name) {
-            Fail(2, L"Item %ld of design %s has no name", static_cast<long>(position + 1), designName);
+            Fail(2, L"Item %ld of design %s has no name", static_cast<long>(position + 1),
+                 designName);
             return false;
         }
         if (!TypeInfo(d.type)) {
@@ -101,11 +102,13 @@ class Builder {
         if (d.enumNames)
             while (n <= INT16_MAX && d.enumNames[n]) ++n;
         if (n > INT16_MAX) {
-            Fail(2, L"Item %s of design %s has more than 32767 enumeration names", d.name, designName);
+            Fail(2, L"Item %s of design %s has more than 32767 enumeration names", d.name,
+                 designName);
             return false;
         }
         if (n == 0) return true;
-        item->enumNames = static_cast<wchar_t **>(omsc_HeapMalloc(n * static_cast<int32_t>(sizeof(wchar_t *))));
+        item->enumNames =
+            static_cast<wchar_t **>(omsc_HeapMalloc(n * static_cast<int32_t>(sizeof(wchar_t *))));
         if (!item->enumNames) return NoMemory() != nullptr;
         item->enumCount = static_cast<int16_t>(n);
         for (int32_t i = 0; i < n; ++i) {
@@ -117,7 +120,8 @@ class Builder {
 
     bool FillReference(Omif_Item *item, const Omif_ItemDescription &d, const wchar_t *designName) {
         const Omif_Design *element = d.design;
-        if (!element && d.designName && m_dictionary) element = FindDesign(m_dictionary, d.designName);
+        if (!element && d.designName && m_dictionary)
+            element = FindDesign(m_dictionary, d.designName);
         if (!element) {
             Fail(2, L"Item %s of design %s: element design %s not found", d.name, designName,
                  NameOf(d.designName));
@@ -160,9 +164,9 @@ class Builder {
 
 } // namespace
 
-Omif_Design *BuildDesign(const wchar_t *name, const Omif_ItemDescription *items,
-                         int32_t itemCount, const Omif_Dictionary *dictionary,
-                         const wchar_t *function, Oerr_ErrorReport **err) {
+Omif_Design *BuildDesign(const wchar_t *name, const Omif_ItemDescription *items, int32_t itemCount,
+                         const Omif_Dictionary *dictionary, const wchar_t *function,
+                         Oerr_ErrorReport **err) {
     Omif_Design *design = Builder(dictionary, function, err).Build(name, items, itemCount, 0);
     if (!design) return nullptr;
     bool laidOut;
@@ -232,7 +236,8 @@ ORVIK_API Omif_Design *omif_DesignCreate(const wchar_t *name, const Omif_ItemDes
     static const wchar_t *const kName = L"omif_DesignCreate";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
         if (itemCount < 0) {
-            SetError(err, kName, 1, nullptr, L"Negative item count %ld", static_cast<long>(itemCount));
+            SetError(err, kName, 1, nullptr, L"Negative item count %ld",
+                     static_cast<long>(itemCount));
             return nullptr;
         }
         return BuildDesign(name, items, itemCount, dictionary, kName, err);
@@ -256,7 +261,8 @@ ORVIK_API Omif_Design *omif_DesignCreateVAPtr(const wchar_t *name, Oerr_ErrorRep
     return CreateFromArguments(name, args, L"omif_DesignCreateVAPtr", err);
 }
 
-ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT {
+ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     va_list args;
     va_start(args, err);

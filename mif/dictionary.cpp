@@ -208,12 +208,14 @@ ORVIK_API Omif_Dictionary *omif_DictionaryCreate(Oerr_ErrorReport **err) ORVIK_N
     return d;
 }
 
-ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     FreeDictionary(dictionary);
 }
 
-ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!dictionary) return;
     FreeDictionary(*dictionary);
@@ -221,13 +223,14 @@ ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorRep
 }
 
 ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
-                                                const Omif_Design *design,
-                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionaryAddDesign";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
         if (!dictionary || !design) {
-            SetError(err, kName, 1, nullptr, dictionary ? L"NULL design" : L"NULL dictionary pointer");
+            SetError(err, kName, 1, nullptr,
+                     dictionary ? L"NULL design" : L"NULL dictionary pointer");
             return nullptr;
         }
         return AddDesignCopy(dictionary, design, kName, err);
@@ -235,13 +238,14 @@ ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
 }
 
 ORVIK_API Omif_Design *omif_AddDesignToDictionary(Omif_Dictionary *dictionary,
-                                                  const Omif_Design *design,
-                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                  const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return omif_DictionaryAddDesign(dictionary, design, err);
 }
 
 ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictionary,
-                                                   const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                   const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionarySearchByName";
     if (!name) {
@@ -255,8 +259,8 @@ ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictio
     return FindDesign(dictionary, name);
 }
 
-ORVIK_API Omif_Design *omif_FindDesignByName(const Omif_Dictionary *dictionary,
-                                             const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Omif_Design *omif_FindDesignByName(const Omif_Dictionary *dictionary, const wchar_t *name,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     return omif_DictionarySearchByName(dictionary, name, err);
 }
 

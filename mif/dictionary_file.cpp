@@ -67,7 +67,8 @@ Omif_Dictionary *Decode(Ofio_ReaderFunc reader, void *context, Omif_Dictionary *
                         const wchar_t *function, Oerr_ErrorReport **err) {
     ReaderSource source(reader, context);
     Omif_Dictionary *dictionary = orvik::mif::DecodeDictionary(source, into, err);
-    if (!dictionary) SetError(err, function, 2, err ? *err : nullptr, L"omif_DictionaryDecode failed");
+    if (!dictionary)
+        SetError(err, function, 2, err ? *err : nullptr, L"omif_DictionaryDecode failed");
     return dictionary;
 }
 

@@ -11,7 +11,8 @@ constexpr std::array<std::uint64_t, 256> MakeUnpack1Table() {
     std::array<std::uint64_t, 256> t{};
     for (unsigned v = 0; v < 256; ++v) {
         std::uint64_t word = 0;
-        for (unsigned i = 0; i < 8; ++i) word |= static_cast<std::uint64_t>((v >> i) & 1u) << (8 * i);
+        for (unsigned i = 0; i < 8; ++i)
+            word |= static_cast<std::uint64_t>((v >> i) & 1u) << (8 * i);
         t[v] = word;
     }
     return t;
@@ -40,7 +41,8 @@ void EnumsToFile(const std::uint32_t *host, std::size_t count, unsigned char *fi
 
 void EnumsToHost(const unsigned char *file, std::size_t count, std::uint32_t *host) {
     for (std::size_t i = 0; i < count; ++i)
-        host[i] = static_cast<std::uint32_t>(file[2 * i]) | (static_cast<std::uint32_t>(file[2 * i + 1]) << 8);
+        host[i] = static_cast<std::uint32_t>(file[2 * i]) |
+                  (static_cast<std::uint32_t>(file[2 * i + 1]) << 8);
 }
 
 void PackUnits(const unsigned char *host, std::size_t count, int bits, unsigned char *file) {

@@ -36,7 +36,8 @@ inline void ScalarsToFile(const void *host, std::size_t scalars, void *file) {
     } else {
         auto *d = static_cast<unsigned char *>(file);
         const auto *s = static_cast<const unsigned char *>(host);
-        for (std::size_t i = 0; i < scalars; ++i) detail::ReverseCopy<Width>(d + i * Width, s + i * Width);
+        for (std::size_t i = 0; i < scalars; ++i)
+            detail::ReverseCopy<Width>(d + i * Width, s + i * Width);
     }
 }
 

@@ -86,7 +86,8 @@ class Encoder {
             if (!Name(item->design->name, kItemStep)) return false;
             break;
         case OMIF_ITEM_INLINE_OBJECT:
-            if (!item->design) return Fail(kItemStep, 5, L"Item %s has no element design", item->name);
+            if (!item->design)
+                return Fail(kItemStep, 5, L"Item %s has no element design", item->name);
             if (!Design(item->design, depth + 1)) {
                 SetError(m_err, kItemStep, 6, Inner(), L"omif_EncodeDesign fail");
                 return false;
@@ -127,7 +128,8 @@ class Encoder {
         return true;
     }
 
-    template <class... Args> bool Fail(const wchar_t *step, long number, const wchar_t *format, Args... args) {
+    template <class... Args>
+    bool Fail(const wchar_t *step, long number, const wchar_t *format, Args... args) {
         SetError(m_err, step, number, nullptr, format, args...);
         return false;
     }

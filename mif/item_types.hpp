@@ -9,11 +9,11 @@
 namespace orvik::mif {
 
 struct ItemTypeInfo {
-    char letter;         // letter in the text form
-    int32_t hostSize;    // host bytes per element; 0 for objects (their design decides)
-    int32_t hostAlign;   // host alignment of an element; 0 for objects
-    int32_t fileSize;    // file bytes per element; 0 for packed, object and base-data items
-    int32_t perByte;     // packed items: elements per file byte (8, 4, 2); otherwise 0
+    char letter;       // letter in the text form
+    int32_t hostSize;  // host bytes per element; 0 for objects (their design decides)
+    int32_t hostAlign; // host alignment of an element; 0 for objects
+    int32_t fileSize;  // file bytes per element; 0 for packed, object and base-data items
+    int32_t perByte;   // packed items: elements per file byte (8, 4, 2); otherwise 0
 };
 
 // Null for codes outside 1..19.

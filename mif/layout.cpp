@@ -35,8 +35,8 @@ bool LayoutGroup::Run(Oerr_ErrorReport **err) {
     return true;
 }
 
-bool LayoutGroup::ElementOf(Omif_Item *item, const Omif_Design *owner, int depth,
-                            int32_t &size, int32_t &align, Oerr_ErrorReport **err) {
+bool LayoutGroup::ElementOf(Omif_Item *item, const Omif_Design *owner, int depth, int32_t &size,
+                            int32_t &align, Oerr_ErrorReport **err) {
     Omif_Design *element = item->design;
     if (!element) {
         core::SetError(err, kStep, 2, nullptr, L"Item %s of design %s has no element design",
@@ -81,8 +81,7 @@ bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err)
         const ItemTypeInfo *info = TypeInfo(item->type);
         if (!info) {
             core::SetError(err, kStep, 4, nullptr, L"Item %s of design %s has unknown type %ld",
-                           NameOf(item->name), NameOf(design->name),
-                           static_cast<long>(item->type));
+                           NameOf(item->name), NameOf(design->name), static_cast<long>(item->type));
             return false;
         }
         if (item->count < 0) {
@@ -109,7 +108,9 @@ bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err)
             align = elementAlign;
         }
         offset = AlignUp(offset, align);
-        if (previous) previous->padding = static_cast<int32_t>(offset - previous->offset - previous->hostSize);
+        if (previous)
+            previous->padding =
+                static_cast<int32_t>(offset - previous->offset - previous->hostSize);
         if (offset + size > INT32_MAX) {
             core::SetError(err, kStep, 6, nullptr,
                            L"Design %s is larger than 2147483647 bytes on this host (item %s)",
@@ -124,11 +125,13 @@ bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err)
     }
     const int64_t total = AlignUp(offset, recordAlign);
     if (total > INT32_MAX) {
-        core::SetError(err, kStep, 6, nullptr, L"Design %s is larger than 2147483647 bytes on this host",
+        core::SetError(err, kStep, 6, nullptr,
+                       L"Design %s is larger than 2147483647 bytes on this host",
                        NameOf(design->name));
         return false;
     }
-    if (previous) previous->padding = static_cast<int32_t>(total - previous->offset - previous->hostSize);
+    if (previous)
+        previous->padding = static_cast<int32_t>(total - previous->offset - previous->hostSize);
     design->hostSize = static_cast<int32_t>(total);
     design->alignment = recordAlign;
     if (tracked != m_state.end()) tracked->second = State::kDone;

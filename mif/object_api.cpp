@@ -40,7 +40,8 @@ long ToHost(const wchar_t *fn, Ofio_File *stream, Omif_Buffer *buffer, const Omi
 extern "C" {
 
 ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Omif_Design *design,
-                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ConvertToMIF";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, 0, [&]() -> long {
@@ -54,7 +55,8 @@ ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Om
         }
         ByteSink sink(buffer ? nullptr : stream, buffer, baseOffset);
         int64_t bytes = 0;
-        if (!RecordToFile(sink, design, static_cast<const unsigned char *>(object), bytes, 0, err)) {
+        if (!RecordToFile(sink, design, static_cast<const unsigned char *>(object), bytes, 0,
+                          err)) {
             SetError(err, kFn, 3, err ? *err : nullptr, L"omif_ObjectToMIF failed");
         } else if (!buffer && g_immediateFlush.load(std::memory_order_relaxed) &&
                    ofio_Flush(stream, err) != 0) {
@@ -69,15 +71,21 @@ ORVIK_API long omif_ConvertToHost(Ofio_File *stream, Omif_Buffer *buffer, const 
     return ToHost(L"omif_ConvertToHost", stream, buffer, design, object, true, err);
 }
 
-ORVIK_API long omif_ConvertToHostX(Ofio_File *stream, Omif_Buffer *buffer, const Omif_Design *design,
-                                   void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_ConvertToHostX(Ofio_File *stream, Omif_Buffer *buffer,
+                                   const Omif_Design *design, void *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return ToHost(L"omif_ConvertToHostX", stream, buffer, design, object, false, err);
 }
 
-ORVIK_API void omif_StreamImmediateFlushEnable(void) ORVIK_NOEXCEPT { g_immediateFlush.store(true); }
-ORVIK_API void omif_StreamImmediateFlushDisable(void) ORVIK_NOEXCEPT { g_immediateFlush.store(false); }
+ORVIK_API void omif_StreamImmediateFlushEnable(void) ORVIK_NOEXCEPT {
+    g_immediateFlush.store(true);
+}
+ORVIK_API void omif_StreamImmediateFlushDisable(void) ORVIK_NOEXCEPT {
+    g_immediateFlush.store(false);
+}
 
-ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!design || design->hostSize <= 0) return nullptr;
     void *object = omsc_HeapMalloc(design->hostSize);
@@ -93,7 +101,8 @@ ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err
     return object;
 }
 
-ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design,
+                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_ObjectSize";
     if (err) *err = nullptr;
     if (!design) {
@@ -101,11 +110,13 @@ ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design, Oe
         return -1;
     }
     int64_t size = 0;
-    if (!RecordFileSize(design, static_cast<const unsigned char *>(object), size, 0, err)) return -1;
+    if (!RecordFileSize(design, static_cast<const unsigned char *>(object), size, 0, err))
+        return -1;
     return static_cast<long>(size);
 }
 
-ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object) return 0;
     if (!design) {
@@ -116,7 +127,8 @@ ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oer
     return 0;
 }
 
-ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (omif_ObjectItemsFree(object, design, err) != 0) {
         SetError(err, L"omif_ObjectFree", 1, err ? *err : nullptr, L"omif_ObjectItemsFree failed");
         return -1;
@@ -125,7 +137,8 @@ ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_Err
     return 0;
 }
 
-ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (omif_ObjectFree(object, design, err) == 0) return 0;
     SetError(err, L"omif_FreeObject", 1, err ? *err : nullptr, L"omif_FreeObject failed");
     return -1;
@@ -190,7 +203,8 @@ ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *d
         if (!item) return nullptr;
         auto *dst = static_cast<unsigned char *>(destination);
         std::memset(dst, 0, static_cast<std::size_t>(item->hostSize));
-        if (!CopyItemValue(item, dst, static_cast<const unsigned char *>(object) + item->offset, 0, err)) {
+        if (!CopyItemValue(item, dst, static_cast<const unsigned char *>(object) + item->offset, 0,
+                           err)) {
             SetError(err, kFn, 2, err ? *err : nullptr, L"ObjectItemCopy fail");
             return nullptr;
         }

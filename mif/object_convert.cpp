@@ -40,33 +40,51 @@ struct StepNames {
 
 StepNames Step(int32_t type) {
     switch (type) {
-    case OMIF_ITEM_ENUM: return {L"omif_MIFtoEnum", L"omif_EnumToMIF"};
-    case OMIF_ITEM_U1: return {L"omif_MIFtoU1", L"omif_U1ToMIF"};
-    case OMIF_ITEM_U2: return {L"omif_MIFtoU2", L"omif_U2ToMIF"};
-    case OMIF_ITEM_U4: return {L"omif_MIFtoU4", L"omif_U4ToMIF"};
+    case OMIF_ITEM_ENUM:
+        return {L"omif_MIFtoEnum", L"omif_EnumToMIF"};
+    case OMIF_ITEM_U1:
+        return {L"omif_MIFtoU1", L"omif_U1ToMIF"};
+    case OMIF_ITEM_U2:
+        return {L"omif_MIFtoU2", L"omif_U2ToMIF"};
+    case OMIF_ITEM_U4:
+        return {L"omif_MIFtoU4", L"omif_U4ToMIF"};
     case OMIF_ITEM_UCHAR:
-    case OMIF_ITEM_CHAR: return {L"omif_MIFtoChar", L"omif_CharToMIF"};
+    case OMIF_ITEM_CHAR:
+        return {L"omif_MIFtoChar", L"omif_CharToMIF"};
     case OMIF_ITEM_USHORT:
-    case OMIF_ITEM_SHORT: return {L"omif_MIFtoShort", L"omif_ShortToMIF"};
-    case OMIF_ITEM_ULONG: return {L"omif_MIFtoULong", L"omif_ULongToMIF"};
-    case OMIF_ITEM_LONG: return {L"omif_MIFtoLong", L"omif_LongToMIF"};
-    case OMIF_ITEM_S32: return {L"omif_MIFtoS32", L"omif_S32ToMIF"};
-    case OMIF_ITEM_FLOAT: return {L"omif_MIFtoFloat", L"omif_FloatToMIF"};
+    case OMIF_ITEM_SHORT:
+        return {L"omif_MIFtoShort", L"omif_ShortToMIF"};
+    case OMIF_ITEM_ULONG:
+        return {L"omif_MIFtoULong", L"omif_ULongToMIF"};
+    case OMIF_ITEM_LONG:
+        return {L"omif_MIFtoLong", L"omif_LongToMIF"};
+    case OMIF_ITEM_S32:
+        return {L"omif_MIFtoS32", L"omif_S32ToMIF"};
+    case OMIF_ITEM_FLOAT:
+        return {L"omif_MIFtoFloat", L"omif_FloatToMIF"};
     case OMIF_ITEM_DOUBLE:
-    case OMIF_ITEM_TIME: return {L"omif_MIFtoDouble", L"omif_DoubleToMIF"};
-    case OMIF_ITEM_COMPLEX: return {L"omif_MIFtoComplex", L"omif_ComplexToMIF"};
-    case OMIF_ITEM_DCOMPLEX: return {L"omif_MIFtoDComplex", L"omif_DComplexToMIF"};
-    case OMIF_ITEM_BASEDATA: return {kBaseToHost, kBaseToFile};
-    default: return {kToHost, kToFile};
+    case OMIF_ITEM_TIME:
+        return {L"omif_MIFtoDouble", L"omif_DoubleToMIF"};
+    case OMIF_ITEM_COMPLEX:
+        return {L"omif_MIFtoComplex", L"omif_ComplexToMIF"};
+    case OMIF_ITEM_DCOMPLEX:
+        return {L"omif_MIFtoDComplex", L"omif_DComplexToMIF"};
+    case OMIF_ITEM_BASEDATA:
+        return {kBaseToHost, kBaseToFile};
+    default:
+        return {kToHost, kToFile};
     }
 }
 
 // Width of the scalars an element is made of (complex elements are two scalars).
 std::size_t ScalarWidth(int32_t type) {
     switch (type) {
-    case OMIF_ITEM_COMPLEX: return 4;
-    case OMIF_ITEM_DCOMPLEX: return 8;
-    default: return static_cast<std::size_t>(TypeInfo(type)->fileSize);
+    case OMIF_ITEM_COMPLEX:
+        return 4;
+    case OMIF_ITEM_DCOMPLEX:
+        return 8;
+    default:
+        return static_cast<std::size_t>(TypeInfo(type)->fileSize);
     }
 }
 
@@ -123,8 +141,9 @@ bool ElementsIn(ByteSource &source, int32_t type, unsigned char *host, std::size
         const std::size_t per = kChunkBytes * static_cast<std::size_t>(info.perByte);
         for (std::size_t done = 0; done < count;) {
             const std::size_t m = std::min(per, count - done);
-            const unsigned char *p =
-                source.Borrow(static_cast<std::size_t>(PackedBytes(static_cast<int64_t>(m), info.perByte)), fn, err);
+            const unsigned char *p = source.Borrow(
+                static_cast<std::size_t>(PackedBytes(static_cast<int64_t>(m), info.perByte)), fn,
+                err);
             if (!p) return false;
             UnpackUnits(p, m, bits, host + done);
             done += m;
@@ -145,10 +164,14 @@ bool ElementsIn(ByteSource &source, int32_t type, unsigned char *host, std::size
     const std::size_t width = ScalarWidth(type);
     const std::size_t scalars = count * (static_cast<std::size_t>(info.fileSize) / width);
     switch (width) {
-    case 1: return ScalarsIn<1>(source, host, scalars, fn, err);
-    case 2: return ScalarsIn<2>(source, host, scalars, fn, err);
-    case 4: return ScalarsIn<4>(source, host, scalars, fn, err);
-    default: return ScalarsIn<8>(source, host, scalars, fn, err);
+    case 1:
+        return ScalarsIn<1>(source, host, scalars, fn, err);
+    case 2:
+        return ScalarsIn<2>(source, host, scalars, fn, err);
+    case 4:
+        return ScalarsIn<4>(source, host, scalars, fn, err);
+    default:
+        return ScalarsIn<8>(source, host, scalars, fn, err);
     }
 }
 
@@ -164,7 +187,8 @@ bool ElementsOut(ByteSink &sink, int32_t type, const unsigned char *host, std::s
         const std::size_t per = kChunkBytes * static_cast<std::size_t>(info.perByte);
         for (std::size_t done = 0; done < count;) {
             const std::size_t m = std::min(per, count - done);
-            const auto n = static_cast<std::size_t>(PackedBytes(static_cast<int64_t>(m), info.perByte));
+            const auto n =
+                static_cast<std::size_t>(PackedBytes(static_cast<int64_t>(m), info.perByte));
             unsigned char *p = sink.Reserve(n, fn, err);
             if (!p) return false;
             PackUnits(host + done, m, bits, p);
@@ -188,10 +212,14 @@ bool ElementsOut(ByteSink &sink, int32_t type, const unsigned char *host, std::s
     const std::size_t width = ScalarWidth(type);
     const std::size_t scalars = count * (static_cast<std::size_t>(info.fileSize) / width);
     switch (width) {
-    case 1: return ScalarsOut<1>(sink, host, scalars, fn, err);
-    case 2: return ScalarsOut<2>(sink, host, scalars, fn, err);
-    case 4: return ScalarsOut<4>(sink, host, scalars, fn, err);
-    default: return ScalarsOut<8>(sink, host, scalars, fn, err);
+    case 1:
+        return ScalarsOut<1>(sink, host, scalars, fn, err);
+    case 2:
+        return ScalarsOut<2>(sink, host, scalars, fn, err);
+    case 4:
+        return ScalarsOut<4>(sink, host, scalars, fn, err);
+    default:
+        return ScalarsOut<8>(sink, host, scalars, fn, err);
     }
 }
 
@@ -298,17 +326,21 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
         return false;
     }
     const int64_t hostBytes = SatMul(SatMul(rows, columns), PixelBytes(pixelType));
-    const int64_t lineBytes = static_cast<int64_t>(PixelBytes(pixelType)) * (layout == Ogda_Matrix ? rows : columns);
+    const int64_t lineBytes =
+        static_cast<int64_t>(PixelBytes(pixelType)) * (layout == Ogda_Matrix ? rows : columns);
     // A line must fit as well: with the other dimension 0 the block is empty, but lineBytes is
     // still a 32-bit field.
-    if (hostBytes > std::numeric_limits<int32_t>::max() || lineBytes > std::numeric_limits<int32_t>::max()) {
+    if (hostBytes > std::numeric_limits<int32_t>::max() ||
+        lineBytes > std::numeric_limits<int32_t>::max()) {
         SetError(err, kBaseToHost, kTooLarge, nullptr, L"BaseData of %ld x %ld pixels is too large",
                  static_cast<long>(rows), static_cast<long>(columns));
         return false;
     }
     const int64_t remaining = source.Remaining(kBaseToHost, err);
     if (remaining < 0) return false;
-    if (BaseDataFileBytes(rows, columns, pixelType, layout) - static_cast<int64_t>(kBaseHeaderBytes) > remaining) {
+    if (BaseDataFileBytes(rows, columns, pixelType, layout) -
+            static_cast<int64_t>(kBaseHeaderBytes) >
+        remaining) {
         SetError(err, kBaseToHost, kShortInput, nullptr,
                  L"BaseData of %ld x %ld pixels needs more bytes than remain (%ld)",
                  static_cast<long>(rows), static_cast<long>(columns), static_cast<long>(remaining));
@@ -348,31 +380,36 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
     const int64_t perLine = PlainFileBytes(*TypeInfo(itemType), l.length);
     for (int64_t i = 0; i < l.lines; ++i) {
         unsigned char *line = l.length ? start + i * bd->lineBytes : nullptr;
-        if (!ElementsIn(source, itemType, line, static_cast<std::size_t>(l.length), kBaseToHost, err))
+        if (!ElementsIn(source, itemType, line, static_cast<std::size_t>(l.length), kBaseToHost,
+                        err))
             return false;
         bytes += perLine;
     }
     return true;
 }
 
-bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes, Oerr_ErrorReport **err) {
+bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes,
+                    Oerr_ErrorReport **err) {
     const int32_t itemType = PixelItemType(bd->datatype);
     if (!itemType) {
-        SetError(err, kBaseToFile, kUnstorablePixelType, nullptr, L"BaseData of pixel type %ld cannot be stored",
-                 static_cast<long>(bd->datatype));
+        SetError(err, kBaseToFile, kUnstorablePixelType, nullptr,
+                 L"BaseData of pixel type %ld cannot be stored", static_cast<long>(bd->datatype));
         return false;
     }
     if (bd->objecttype < Ogda_Scalar || bd->objecttype > Ogda_Raster) {
         SetError(err, kBaseToFile, kUnstorableLayout, nullptr,
-                 L"BaseData of object type %ld cannot be stored", static_cast<long>(bd->objecttype));
+                 L"BaseData of object type %ld cannot be stored",
+                 static_cast<long>(bd->objecttype));
         return false;
     }
     if (bd->numrows < 0 || bd->numcolumns < 0) {
-        SetError(err, kBaseToFile, kBadHostDimensions, nullptr, L"Bad BaseData dimensions %ld x %ld",
-                 static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
+        SetError(err, kBaseToFile, kBadHostDimensions, nullptr,
+                 L"Bad BaseData dimensions %ld x %ld", static_cast<long>(bd->numrows),
+                 static_cast<long>(bd->numcolumns));
         return false;
     }
-    const BaseLines l = PlanLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType, bd->lineBytes);
+    const BaseLines l =
+        PlanLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType, bd->lineBytes);
     if (l.lines > 0 && l.length > 0 && !bd->dataStart) {
         SetError(err, kBaseToFile, kNoData, nullptr, L"BaseData of %ld x %ld pixels has no data",
                  static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
@@ -391,7 +428,8 @@ bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes, Oer
     const int64_t perLine = PlainFileBytes(*TypeInfo(itemType), l.length);
     for (int64_t i = 0; i < l.lines; ++i) {
         const unsigned char *line = l.length ? start + i * bd->lineBytes : nullptr;
-        if (!ElementsOut(sink, itemType, line, static_cast<std::size_t>(l.length), kBaseToFile, err))
+        if (!ElementsOut(sink, itemType, line, static_cast<std::size_t>(l.length), kBaseToFile,
+                         err))
             return false;
         bytes += perLine;
     }
@@ -488,8 +526,8 @@ bool ConversionSwapsBytes() { return kSwap; }
 
 int32_t PixelItemType(int32_t pixelType) {
     static constexpr int32_t kTypes[13] = {
-        OMIF_ITEM_U1,    OMIF_ITEM_U2,    OMIF_ITEM_U4,    OMIF_ITEM_UCHAR,   OMIF_ITEM_CHAR,
-        OMIF_ITEM_USHORT, OMIF_ITEM_SHORT, OMIF_ITEM_ULONG, OMIF_ITEM_LONG,    OMIF_ITEM_FLOAT,
+        OMIF_ITEM_U1,     OMIF_ITEM_U2,      OMIF_ITEM_U4,      OMIF_ITEM_UCHAR, OMIF_ITEM_CHAR,
+        OMIF_ITEM_USHORT, OMIF_ITEM_SHORT,   OMIF_ITEM_ULONG,   OMIF_ITEM_LONG,  OMIF_ITEM_FLOAT,
         OMIF_ITEM_DOUBLE, OMIF_ITEM_COMPLEX, OMIF_ITEM_DCOMPLEX};
     return pixelType >= 0 && pixelType < 13 ? kTypes[pixelType] : 0;
 }
@@ -551,7 +589,8 @@ bool RecordToHost(ByteSource &source, const Omif_Design *design, unsigned char *
                 }
             }
         } else {
-            if (!ElementsIn(source, item->type, elements, static_cast<std::size_t>(count), step.toHost, err)) {
+            if (!ElementsIn(source, item->type, elements, static_cast<std::size_t>(count),
+                            step.toHost, err)) {
                 SetError(err, kToHost, 1, err ? *err : nullptr, L"%s failed", step.toHost);
                 return false;
             }
@@ -598,14 +637,16 @@ bool RecordToFile(ByteSink &sink, const Omif_Design *design, const unsigned char
             }
         } else if (item->type == OMIF_ITEM_BASEDATA) {
             for (int64_t i = 0; i < count; ++i) {
-                const auto *bd = reinterpret_cast<const Ogda_BaseData *>(elements + i * item->elementSize);
+                const auto *bd =
+                    reinterpret_cast<const Ogda_BaseData *>(elements + i * item->elementSize);
                 if (!BaseDataToFile(sink, bd, bytes, err)) {
                     SetError(err, kToFile, 1, err ? *err : nullptr, L"omif_BaseDataToMIF failed");
                     return false;
                 }
             }
         } else {
-            if (!ElementsOut(sink, item->type, elements, static_cast<std::size_t>(count), step.toFile, err)) {
+            if (!ElementsOut(sink, item->type, elements, static_cast<std::size_t>(count),
+                             step.toFile, err)) {
                 SetError(err, kToFile, 1, err ? *err : nullptr, L"%s failed", step.toFile);
                 return false;
             }
@@ -638,7 +679,8 @@ bool RecordFileSize(const Omif_Design *design, const unsigned char *record, int6
                 continue;
             }
             for (int64_t i = 0; i < count; ++i)
-                if (!RecordFileSize(item->design, elements + i * item->elementSize, size, depth + 1, err))
+                if (!RecordFileSize(item->design, elements + i * item->elementSize, size, depth + 1,
+                                    err))
                     return false;
         } else if (item->type == OMIF_ITEM_BASEDATA) {
             for (int64_t i = 0; i < count; ++i) {
@@ -646,13 +688,15 @@ bool RecordFileSize(const Omif_Design *design, const unsigned char *record, int6
                     size = SatAdd(size, SatMul(count, kBaseHeaderBytes));
                     break;
                 }
-                const auto *bd = reinterpret_cast<const Ogda_BaseData *>(elements + i * item->elementSize);
+                const auto *bd =
+                    reinterpret_cast<const Ogda_BaseData *>(elements + i * item->elementSize);
                 if (!PixelItemType(bd->datatype) || bd->numrows < 0 || bd->numcolumns < 0) {
                     SetError(err, kFn, 2, nullptr, L"BaseData of pixel type %ld cannot be stored",
                              static_cast<long>(bd->datatype));
                     return false;
                 }
-                size = SatAdd(size, BaseDataFileBytes(bd->numrows, bd->numcolumns, bd->datatype, bd->objecttype));
+                size = SatAdd(size, BaseDataFileBytes(bd->numrows, bd->numcolumns, bd->datatype,
+                                                      bd->objecttype));
             }
         } else {
             size = SatAdd(size, PlainFileBytes(*info, count));

@@ -45,7 +45,8 @@ bool CopyBaseData(Ogda_BaseData *dst, const Ogda_BaseData *src, Oerr_ErrorReport
                  static_cast<long>(src->numrows), static_cast<long>(src->numcolumns));
         return false;
     }
-    auto *block = static_cast<unsigned char *>(omsc_HeapMalloc(static_cast<int32_t>(lines * lineBytes)));
+    auto *block =
+        static_cast<unsigned char *>(omsc_HeapMalloc(static_cast<int32_t>(lines * lineBytes)));
     if (!block) return NoMemory(err);
     dst->data = dst->dataStart = block;
     dst->lineBytes = static_cast<int32_t>(lineBytes);
@@ -70,8 +71,8 @@ bool CopyBaseData(Ogda_BaseData *dst, const Ogda_BaseData *src, Oerr_ErrorReport
     return true;
 }
 
-bool CopyElements(const Omif_Item *item, unsigned char *dst, const unsigned char *src, int64_t count,
-                  int depth, Oerr_ErrorReport **err) {
+bool CopyElements(const Omif_Item *item, unsigned char *dst, const unsigned char *src,
+                  int64_t count, int depth, Oerr_ErrorReport **err) {
     if (IsObjectType(item->type)) {
         for (int64_t i = 0; i < count; ++i)
             if (!CopyRecordItems(item->design, dst + i * item->elementSize,
@@ -80,7 +81,8 @@ bool CopyElements(const Omif_Item *item, unsigned char *dst, const unsigned char
     } else if (item->type == OMIF_ITEM_BASEDATA) {
         for (int64_t i = 0; i < count; ++i)
             if (!CopyBaseData(reinterpret_cast<Ogda_BaseData *>(dst + i * item->elementSize),
-                              reinterpret_cast<const Ogda_BaseData *>(src + i * item->elementSize), err))
+                              reinterpret_cast<const Ogda_BaseData *>(src + i * item->elementSize),
+                              err))
                 return false;
     } else if (count > 0) {
         std::memcpy(dst, src, static_cast<std::size_t>(count * item->elementSize));
@@ -140,15 +142,19 @@ bool CopyItemValue(const Omif_Item *item, unsigned char *dst, const unsigned cha
         count = from ? item->count : 0;
     }
     if (count == 0 || item->elementSize <= 0) {
-        if (item->pointerKind == OMIF_POINTER_COUNTED) StoreCounted(dst, {0, nullptr});
-        else StorePointer(dst, nullptr);
+        if (item->pointerKind == OMIF_POINTER_COUNTED)
+            StoreCounted(dst, {0, nullptr});
+        else
+            StorePointer(dst, nullptr);
         return true;
     }
     if (count * item->elementSize > std::numeric_limits<int32_t>::max()) return NoMemory(err);
     void *block = omsc_HeapMalloc(static_cast<int32_t>(count * item->elementSize));
     if (!block) return NoMemory(err);
-    if (item->pointerKind == OMIF_POINTER_COUNTED) StoreCounted(dst, {static_cast<int32_t>(count), block});
-    else StorePointer(dst, block);
+    if (item->pointerKind == OMIF_POINTER_COUNTED)
+        StoreCounted(dst, {static_cast<int32_t>(count), block});
+    else
+        StorePointer(dst, block);
     return CopyElements(item, static_cast<unsigned char *>(block), from, count, depth, err);
 }
 
@@ -156,7 +162,8 @@ bool CopyRecordItems(const Omif_Design *design, unsigned char *dst, const unsign
                      int depth, Oerr_ErrorReport **err) {
     for (const Omif_Item *item = design->items; item; item = item->next) {
         if (!CopyItemValue(item, dst + item->offset, src + item->offset, depth, err)) {
-            SetError(err, L"omif_ObjectItemsCopy", 1, err ? *err : nullptr, L"ObjectItemCopy failure");
+            SetError(err, L"omif_ObjectItemsCopy", 1, err ? *err : nullptr,
+                     L"ObjectItemCopy failure");
             return false;
         }
     }

@@ -208,7 +208,8 @@ class ValuePrinter {
 
 extern "C" {
 
-ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_FprintfDesign";
     return Guarded<long>(err, kName, -1, [&]() -> long {
@@ -238,7 +239,8 @@ ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *diction
 }
 
 ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item *item,
-                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_FprintfItem";
     return Guarded<long>(err, kName, -1, [&]() -> long {
@@ -247,7 +249,11 @@ ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item 
             return -1;
         }
         orvik::mif::ValuePrinter(file, maxValues)
-            .Item(static_cast<const unsigned char *>(object), item, indent < 0 ? 0 : indent > 256 ? 256 : indent, 0);
+            .Item(static_cast<const unsigned char *>(object), item,
+                  indent < 0     ? 0
+                  : indent > 256 ? 256
+                                 : indent,
+                  0);
         return 0;
     });
 }

@@ -55,13 +55,17 @@ std::string BlockText(const Omif_PTR &block) {
 
 extern "C" {
 
-ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_standard, name, err);
-    if (!design) SetError(err, L"omif_StandardDesignFetch", 1, err ? *err : nullptr, L"omif_BuiltinDesignFetch failed");
+    if (!design)
+        SetError(err, L"omif_StandardDesignFetch", 1, err ? *err : nullptr,
+                 L"omif_BuiltinDesignFetch failed");
     return design;
 }
 
-ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text,
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_OmifStringFromString";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
@@ -87,7 +91,8 @@ ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text, 
     });
 }
 
-ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_OmifStringToString";
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
@@ -129,7 +134,8 @@ ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String
     return 0;
 }
 
-ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_PTRCopyContents";
     if (err) *err = nullptr;
     if (!dst || !src) {
@@ -174,7 +180,8 @@ ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src) ORVIK_NOEX
 ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b) ORVIK_NOEXCEPT {
     if (!a || !b) return a == b ? OMSC_TRUE : OMSC_FALSE;
     if (a->count != b->count || !a->data != !b->data) return OMSC_FALSE;
-    if (a->count > 0 && a->data && std::memcmp(a->data, b->data, static_cast<std::size_t>(a->count)) != 0)
+    if (a->count > 0 && a->data &&
+        std::memcmp(a->data, b->data, static_cast<std::size_t>(a->count)) != 0)
         return OMSC_FALSE;
     return OMSC_TRUE;
 }
@@ -208,16 +215,19 @@ ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object) ORVIK_NOEXCEPT
     omif_PTRFreeContents(&object->data);
 }
 
-ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src) ORVIK_NOEXCEPT {
+ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src)
+    ORVIK_NOEXCEPT {
     if (!dst || !src) return;
     omif_PTRTransferContents(&dst->typeName, &src->typeName);
     omif_PTRTransferContents(&dst->dictionary, &src->dictionary);
     omif_PTRTransferContents(&dst->data, &src->data);
 }
 
-ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b)
+    ORVIK_NOEXCEPT {
     if (!a || !b) return a == b ? OMSC_TRUE : OMSC_FALSE;
-    return omif_PTRIsSame(&a->typeName, &b->typeName) && omif_PTRIsSame(&a->dictionary, &b->dictionary) &&
+    return omif_PTRIsSame(&a->typeName, &b->typeName) &&
+                   omif_PTRIsSame(&a->dictionary, &b->dictionary) &&
                    omif_PTRIsSame(&a->data, &b->data)
                ? OMSC_TRUE
                : OMSC_FALSE;
@@ -229,7 +239,8 @@ ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object) ORVIK_NOEXCEPT {
 }
 
 ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Design *design,
-                                              Omif_PTR *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                              Omif_PTR *block, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertToMIF";
     if (err) *err = nullptr;
     if (!object || !design || !block) {
@@ -260,7 +271,8 @@ ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Des
 }
 
 ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omif_Design *design,
-                                                void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                void *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertFromMIF";
     if (err) *err = nullptr;
     if (!block || !design || !object || block->count < 0 || (block->count > 0 && !block->data)) {
@@ -283,7 +295,8 @@ ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omi
 }
 
 ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Omif_Design *design,
-                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertToMIFObject";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
@@ -298,7 +311,8 @@ ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Om
             return -1L;
         };
         std::string name;
-        if (!orvik::text::WideToUtf8(design->name, name).ok) return fail(2, L"Design name cannot be converted");
+        if (!orvik::text::WideToUtf8(design->name, name).ok)
+            return fail(2, L"Design name cannot be converted");
         void *block = nullptr;
         if (!TerminatedBlock(name, result.typeName.count, block)) return fail(3, L"No memory");
         result.typeName.data = static_cast<unsigned char *>(block);
@@ -340,7 +354,8 @@ ORVIK_API long omif_MIFableObjectConvertFromMIFObject(const Omif_MIFObject *src,
             return -1;
         }
         const long read = omif_MIFableObjectConvertFromMIF(&src->data, design, object, err);
-        if (read < 0) SetError(err, kFn, 3, err ? *err : nullptr, L"omif_MIFableObjectConvertFromMIF failed");
+        if (read < 0)
+            SetError(err, kFn, 3, err ? *err : nullptr, L"omif_MIFableObjectConvertFromMIF failed");
         return read;
     });
 }

@@ -35,8 +35,8 @@ class StringSink final : public TextSink {
 // from elsewhere (a file) supplies characters through Refill.
 class TextSource {
   public:
-    static constexpr int kEnd = -1;     // no more text
-    static constexpr int kFailed = -2;  // the reader failed; TakeFailure() has its report
+    static constexpr int kEnd = -1;    // no more text
+    static constexpr int kFailed = -2; // the reader failed; TakeFailure() has its report
 
     TextSource(const char *begin, const char *end) : m_next(begin), m_end(end) {}
     virtual ~TextSource() { oerr_DeleteErrorReportEx(&m_failure); }

@@ -21,8 +21,8 @@ struct ValueHolder {
     ~ValueHolder() { ClearValue(value); }
 };
 
-bool Fetch(const wchar_t *fn, const wchar_t *category, const wchar_t *name,
-           Opmg_Preference &value, Oerr_ErrorReport **err) {
+bool Fetch(const wchar_t *fn, const wchar_t *category, const wchar_t *name, Opmg_Preference &value,
+           Oerr_ErrorReport **err) {
     Methods methods;
     if (!CurrentMethods(methods) || !methods.get) {
         SetError(err, fn, kMissingMethod, nullptr, L"Missing prefGet");
@@ -146,16 +146,16 @@ ORVIK_API long opmg_GetColorPreference(const wchar_t *category, const wchar_t *n
 }
 
 ORVIK_API long opmg_PutStringPreference(const wchar_t *category, const wchar_t *name,
-                                        const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                        const wchar_t *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutStringPreference";
     if (err) *err = nullptr;
-    return Guarded<long>(err, fn, -1, [&] {
-        return Store(fn, category, name, TextValue(OPMG_STRING, value), err);
-    });
+    return Guarded<long>(
+        err, fn, -1, [&] { return Store(fn, category, name, TextValue(OPMG_STRING, value), err); });
 }
 
-ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *name,
-                                        double value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *name, double value,
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutNumberPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -167,7 +167,8 @@ ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *
 }
 
 ORVIK_API long opmg_PutBooleanPreference(const wchar_t *category, const wchar_t *name,
-                                         Omsc_Boolean value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                         Omsc_Boolean value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutBooleanPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&] {
@@ -180,13 +181,13 @@ ORVIK_API long opmg_PutEnumPreference(const wchar_t *category, const wchar_t *na
                                       const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutEnumPreference";
     if (err) *err = nullptr;
-    return Guarded<long>(err, fn, -1, [&] {
-        return Store(fn, category, name, TextValue(OPMG_ENUM, value), err);
-    });
+    return Guarded<long>(
+        err, fn, -1, [&] { return Store(fn, category, name, TextValue(OPMG_ENUM, value), err); });
 }
 
 ORVIK_API long opmg_PutColorPreference(const wchar_t *category, const wchar_t *name,
-                                       const Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                       const Opmg_Color *color, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutColorPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -216,7 +217,8 @@ ORVIK_API Opmg_Preference *opmg_GetPreference(const wchar_t *category, const wch
 }
 
 ORVIK_API long opmg_PutPreference(const wchar_t *category, const wchar_t *name,
-                                  const Opmg_Preference *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                  const Opmg_Preference *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PutPreference";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -234,8 +236,8 @@ ORVIK_API void opmg_PreferenceFree(Opmg_Preference *value) ORVIK_NOEXCEPT {
     omsc_HeapFree(value);
 }
 
-ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value,
-                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_PreferenceDup";
     if (err) *err = nullptr;
     return Guarded<Opmg_Preference *>(err, fn, nullptr, [&]() -> Opmg_Preference * {
@@ -253,8 +255,8 @@ ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value,
     });
 }
 
-ORVIK_API long opmg_ParameterValueCopy(Opmg_Preference *destination,
-                                       const Opmg_Preference *source, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long opmg_ParameterValueCopy(Opmg_Preference *destination, const Opmg_Preference *source,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_ParameterValueCopy";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

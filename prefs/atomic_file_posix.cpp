@@ -24,8 +24,8 @@ std::atomic<WriteFaultHook> gFault{nullptr};
 constexpr mode_t kFileMode = 0644;
 
 bool Fail(Oerr_ErrorReport **err, const wchar_t *action, const std::wstring &path, int code) {
-    orvik::core::SetError(err, L"WriteFileAtomically", kFileFailed, nullptr, L"%s %s: %S",
-                          action, path.c_str(), std::strerror(code));
+    orvik::core::SetError(err, L"WriteFileAtomically", kFileFailed, nullptr, L"%s %s: %S", action,
+                          path.c_str(), std::strerror(code));
     return false;
 }
 
@@ -56,7 +56,8 @@ bool WriteFileAtomically(const std::wstring &path, const std::string &bytes,
         return false;
     }
     const std::size_t slash = target.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : (slash == 0 ? "/" : target.substr(0, slash));
+    const std::string folder =
+        slash == std::string::npos ? "." : (slash == 0 ? "/" : target.substr(0, slash));
     const std::string leaf = slash == std::string::npos ? target : target.substr(slash + 1);
     std::string temp = folder + "/." + leaf + ".XXXXXX";
     const int fd = ::mkstemp(temp.data());

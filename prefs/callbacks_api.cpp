@@ -18,7 +18,8 @@ long ThroughMethods(const wchar_t *fn, bool add, const wchar_t *category, const 
     const Opmg_CallbackMethod method =
         CurrentMethods(methods) ? (add ? methods.addCallback : methods.removeCallback) : nullptr;
     if (!method) {
-        SetError(err, fn, kMissingMethod, nullptr, add ? L"Missing prefAddCB" : L"Missing prefRemCB");
+        SetError(err, fn, kMissingMethod, nullptr,
+                 add ? L"Missing prefAddCB" : L"Missing prefRemCB");
         return -1;
     }
     Oerr_ErrorReport *inner = nullptr;
@@ -114,7 +115,8 @@ ORVIK_API long opmg_GetCallbackList(const wchar_t *category, const wchar_t *name
         auto it = m.database.callbacks.find(Key(category, name));
         if (it == m.database.callbacks.end()) return 0;
         const long n = static_cast<long>(it->second.size());
-        for (long i = 0; i < n && i < capacity; ++i) entries[i] = it->second[static_cast<std::size_t>(i)];
+        for (long i = 0; i < n && i < capacity; ++i)
+            entries[i] = it->second[static_cast<std::size_t>(i)];
         return n;
     });
 }

@@ -40,8 +40,7 @@ ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err) ORVIK_NOEX
     });
 }
 
-ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list,
-                                                 const wchar_t *pattern,
+ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list, const wchar_t *pattern,
                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_FilterCategoryList";
     if (err) *err = nullptr;
@@ -81,7 +80,8 @@ ORVIK_API long opmg_CopyCategory(Opmg_Category **list, const wchar_t *from, cons
     });
 }
 
-ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name)
+    ORVIK_NOEXCEPT {
     if (!list) return OMSC_FALSE;
     for (Opmg_Category **at = list; *at; at = &(*at)->next) {
         if (name && (*at)->name && std::wcscmp((*at)->name, name) == 0) {
@@ -94,7 +94,8 @@ ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *
     return OMSC_FALSE;
 }
 
-ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name) ORVIK_NOEXCEPT {
+ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name)
+    ORVIK_NOEXCEPT {
     return FindCategory(list, name);
 }
 
@@ -108,15 +109,16 @@ ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list) ORVIK_NOEXCEPT
     return const_cast<Opmg_Category *>(list);
 }
 
-ORVIK_API Opmg_Parameter *opmg_CategoryListFindParameterInCategory(const Opmg_Category *list,
-                                                                   const wchar_t *category,
-                                                                   const wchar_t *name,
-                                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Opmg_Parameter *
+opmg_CategoryListFindParameterInCategory(const Opmg_Category *list, const wchar_t *category,
+                                         const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_CategoryListFindParameterInCategory";
     if (err) *err = nullptr;
     Opmg_Parameter *p = FindParameter(FindCategory(list, category), name);
     if (!p) {
-        SetError(err, fn, kNotFound, nullptr, L"CategoryListFindParameterInCategory failed for %s.%s",
+        SetError(err, fn, kNotFound, nullptr,
+                 L"CategoryListFindParameterInCategory failed for %s.%s",
                  category ? category : L"<Null>", name ? name : L"<Null>");
     }
     return p;

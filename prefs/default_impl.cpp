@@ -41,7 +41,8 @@ extern "C" {
 
 ORVIK_API void *oprf_DefaultData(void) ORVIK_NOEXCEPT { return &TheModule().database; }
 
-ORVIK_API long oprf_DefaultDatabaseInitialize(void * /*data*/, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oprf_DefaultDatabaseInitialize(void * /*data*/, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultDatabaseInitialize";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -67,7 +68,8 @@ ORVIK_API long oprf_DefaultDatabaseInitialize(void * /*data*/, Oerr_ErrorReport 
     });
 }
 
-ORVIK_API long oprf_DefaultDatabaseTerminate(void * /*data*/, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oprf_DefaultDatabaseTerminate(void * /*data*/, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     orvik::core::SetHeapSizePreferenceLookup(nullptr);
     Module &m = TheModule();
@@ -84,7 +86,8 @@ ORVIK_API long oprf_DefaultDatabaseFlush(void * /*data*/, Oerr_ErrorReport **err
 
 ORVIK_API long oprf_DefaultPreferenceAddCB(void * /*data*/, const wchar_t *category,
                                            const wchar_t *name, Opmg_CallbackFunc function,
-                                           void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                           void *clientData, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultPreferenceAddCB";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {
@@ -105,7 +108,8 @@ ORVIK_API long oprf_DefaultPreferenceAddCB(void * /*data*/, const wchar_t *categ
 
 ORVIK_API long oprf_DefaultPreferenceRemCB(void * /*data*/, const wchar_t *category,
                                            const wchar_t *name, Opmg_CallbackFunc function,
-                                           void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                           void *clientData, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"oprf_DefaultPreferenceRemCB";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

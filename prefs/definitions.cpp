@@ -129,17 +129,28 @@ class Builder {
         const bool isString = p->declaredType == OPMG_STRING;
         const bool isNumber = p->declaredType == OPMG_NUMBER;
         switch (c.kind) {
-        case OLEX_READONLY: p->attributes |= OPMG_ATTR_READONLY; break;
-        case OLEX_NOCHECK: p->attributes |= OPMG_ATTR_NOCHECK; break;
-        case OLEX_NEWFILE: p->attributes |= OPMG_ATTR_NEWFILE; break;
-        case OLEX_FILENAME: p->attributes |= OPMG_ATTR_FILENAME; break;
-        case OLEX_DIRECTORY: p->attributes |= OPMG_ATTR_DIRECTORY; break;
+        case OLEX_READONLY:
+            p->attributes |= OPMG_ATTR_READONLY;
+            break;
+        case OLEX_NOCHECK:
+            p->attributes |= OPMG_ATTR_NOCHECK;
+            break;
+        case OLEX_NEWFILE:
+            p->attributes |= OPMG_ATTR_NEWFILE;
+            break;
+        case OLEX_FILENAME:
+            p->attributes |= OPMG_ATTR_FILENAME;
+            break;
+        case OLEX_DIRECTORY:
+            p->attributes |= OPMG_ATTR_DIRECTORY;
+            break;
         case OLEX_ENVEXPAND:
             if (Fits(isString, c, L"Expand flag ignored on non-OPMG_STRING type parameter, %s"))
                 p->attributes |= OPMG_ATTR_ENVEXPAND;
             break;
         case OLEX_MULTILINE:
-            if (Fits(isString, c, L"multiline attribute ignored on non-OPMG_STRING type parameter, %s"))
+            if (Fits(isString, c,
+                     L"multiline attribute ignored on non-OPMG_STRING type parameter, %s"))
                 p->attributes |= OPMG_ATTR_MULTILINE;
             break;
         case OLEX_BOOLEAN:
@@ -154,20 +165,23 @@ class Builder {
                          p->name);
                 return -1;
             }
-            if (Fits(isString, c, L"Maximum length ignored on non-OPMG_STRING type parameter, %s")) {
+            if (Fits(isString, c,
+                     L"Maximum length ignored on non-OPMG_STRING type parameter, %s")) {
                 p->attributes |= OPMG_ATTR_MAXLENGTH;
                 p->maxLength = static_cast<int32_t>(n);
             }
             break;
         }
         case OLEX_MINIMUM:
-            if (Fits(isNumber, c, L"Minimum value restriction ignored on non-OPMG_NUMBER type parameter, %s")) {
+            if (Fits(isNumber, c,
+                     L"Minimum value restriction ignored on non-OPMG_NUMBER type parameter, %s")) {
                 p->attributes |= OPMG_ATTR_MINIMUM;
                 p->minimum = c.numbers[0];
             }
             break;
         case OLEX_MAXIMUM:
-            if (Fits(isNumber, c, L"Maximum value restriction ignored on non-OPMG_NUMBER type parameter, %s")) {
+            if (Fits(isNumber, c,
+                     L"Maximum value restriction ignored on non-OPMG_NUMBER type parameter, %s")) {
                 p->attributes |= OPMG_ATTR_MAXIMUM;
                 p->maximum = c.numbers[0];
             }
@@ -184,8 +198,12 @@ class Builder {
             p->typedefName = name;
             break;
         }
-        case OLEX_HIDEON: Replace(p->hideOn, List(c)); break;
-        case OLEX_SHOWON: Replace(p->showOn, List(c)); break;
+        case OLEX_HIDEON:
+            Replace(p->hideOn, List(c));
+            break;
+        case OLEX_SHOWON:
+            Replace(p->showOn, List(c));
+            break;
         case OLEX_DEFAULT_STRING:
         case OLEX_DEFAULT_EXPANDED:
             return StringDefault(c, err);
@@ -289,7 +307,8 @@ ORVIK_API long opmg_ParseText(const wchar_t *fileName, const char *text, size_t 
     });
 }
 
-ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<long>(err, kParse, -1, [&]() -> long {
         if (!list || !fileName) {
@@ -336,8 +355,7 @@ ORVIK_API Opmg_Category *opmg_LoadPDFs(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
             for (int32_t f = 0; f < files->count; ++f) {
                 if (opmg_Parse(files->strings[f], &result.list, &inner) != 0) {
                     // One broken file must not take every other preference with it.
-                    Warn(fn, kParseFailed, inner, L"Definition file %s skipped",
-                         files->strings[f]);
+                    Warn(fn, kParseFailed, inner, L"Definition file %s skipped", files->strings[f]);
                     inner = nullptr;
                 }
             }

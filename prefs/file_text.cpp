@@ -24,7 +24,8 @@ bool ReadWholeFile(const wchar_t *fileName, std::string &bytes, Oerr_ErrorReport
         orvik::core::SetError(err, fn, kFileFailed, nullptr, L"%s is too large", fileName);
     } else {
         bytes.resize(static_cast<std::size_t>(size));
-        if (size == 0 || ofio_ReadSeq(file, bytes.data(), static_cast<long>(size), &inner) == size) {
+        if (size == 0 ||
+            ofio_ReadSeq(file, bytes.data(), static_cast<long>(size), &inner) == size) {
             ok = true;
         } else {
             orvik::core::SetError(err, fn, kFileFailed, inner, L"Cannot read %s", fileName);

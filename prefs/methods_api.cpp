@@ -46,14 +46,30 @@ long SetMethods(long firstKey, va_list &args) {
         }
         given |= 1u << key;
         switch (key) {
-        case OPMG_DATA: fresh.data = value; break;
-        case OPMG_DATABASE_INITIALIZE: fresh.initialize = reinterpret_cast<Opmg_DatabaseFunc>(value); break;
-        case OPMG_DATABASE_TERMINATE: fresh.terminate = reinterpret_cast<Opmg_DatabaseFunc>(value); break;
-        case OPMG_DATABASE_FLUSH: fresh.flush = reinterpret_cast<Opmg_DatabaseFunc>(value); break;
-        case OPMG_PREFERENCE_ADD_CB: fresh.addCallback = reinterpret_cast<Opmg_CallbackMethod>(value); break;
-        case OPMG_PREFERENCE_REM_CB: fresh.removeCallback = reinterpret_cast<Opmg_CallbackMethod>(value); break;
-        case OPMG_PREFERENCE_GET: fresh.get = reinterpret_cast<Opmg_GetMethod>(value); break;
-        case OPMG_PREFERENCE_PUT: fresh.put = reinterpret_cast<Opmg_PutMethod>(value); break;
+        case OPMG_DATA:
+            fresh.data = value;
+            break;
+        case OPMG_DATABASE_INITIALIZE:
+            fresh.initialize = reinterpret_cast<Opmg_DatabaseFunc>(value);
+            break;
+        case OPMG_DATABASE_TERMINATE:
+            fresh.terminate = reinterpret_cast<Opmg_DatabaseFunc>(value);
+            break;
+        case OPMG_DATABASE_FLUSH:
+            fresh.flush = reinterpret_cast<Opmg_DatabaseFunc>(value);
+            break;
+        case OPMG_PREFERENCE_ADD_CB:
+            fresh.addCallback = reinterpret_cast<Opmg_CallbackMethod>(value);
+            break;
+        case OPMG_PREFERENCE_REM_CB:
+            fresh.removeCallback = reinterpret_cast<Opmg_CallbackMethod>(value);
+            break;
+        case OPMG_PREFERENCE_GET:
+            fresh.get = reinterpret_cast<Opmg_GetMethod>(value);
+            break;
+        case OPMG_PREFERENCE_PUT:
+            fresh.put = reinterpret_cast<Opmg_PutMethod>(value);
+            break;
         }
     }
     Oerr_ErrorReport **err = va_arg(args, Oerr_ErrorReport **);
@@ -101,7 +117,8 @@ long SetMethods(long firstKey, va_list &args) {
 
 extern "C" {
 
-ORVIK_API long opmg_PreferenceImplementationMethodsSetVaPtr(long key, va_list *args) ORVIK_NOEXCEPT {
+ORVIK_API long opmg_PreferenceImplementationMethodsSetVaPtr(long key, va_list *args)
+    ORVIK_NOEXCEPT {
     return SetMethods(key, *args);
 }
 
@@ -165,7 +182,8 @@ ORVIK_API long opmg_Close(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     });
 }
 
-ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     const wchar_t *fn = L"opmg_InitPreferenceFileName";
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, -1, [&]() -> long {

@@ -26,8 +26,7 @@ constexpr long kBadArgument = 3;
 constexpr std::size_t kMaxText = 1u << 30;
 } // namespace
 
-bool ParseContext::Emit(Olex_ClauseKind kind, int line, int column, const wchar_t *text,
-                        int type) {
+bool ParseContext::Emit(Olex_ClauseKind kind, int line, int column, const wchar_t *text, int type) {
     Olex_Clause clause{};
     clause.kind = kind;
     clause.type = type;
@@ -42,8 +41,8 @@ bool ParseContext::Emit(Olex_ClauseKind kind, int line, int column, const wchar_
     clause.column = column;
     Oerr_ErrorReport *inner = nullptr;
     if (function(clientData, &clause, &inner) == 0 && !inner) return true;
-    SetError(err, L"olex_Parse", kClauseFailed, inner, L"%s:%d:%d: clause refused", fileName,
-             line, column);
+    SetError(err, L"olex_Parse", kClauseFailed, inner, L"%s:%d:%d: clause refused", fileName, line,
+             column);
     clauseFailed = reported = true;
     return false;
 }
@@ -53,8 +52,8 @@ void ParseContext::Report(int line, int column, const std::string &message) {
     reported = true;
     const std::wstring wide = orvik::text::Utf8ToWideLossy(message);
     if (*progress) {
-        SetError(err, L"olex_Parse", kSyntax, nullptr, L"%s:%d:%d: %s (%s)", fileName, line,
-                 column, wide.c_str(), progress);
+        SetError(err, L"olex_Parse", kSyntax, nullptr, L"%s:%d:%d: %s (%s)", fileName, line, column,
+                 wide.c_str(), progress);
     } else {
         SetError(err, L"olex_Parse", kSyntax, nullptr, L"%s:%d:%d: %s", fileName, line, column,
                  wide.c_str());
@@ -93,7 +92,10 @@ extern "C" ORVIK_API long olex_Parse(const wchar_t *fileName, const char *text, 
                 }
             }
             ctx.Report(line, column, "NUL byte in text");
-            if (err) *err = local; else oerr_DeleteErrorReportEx(&local);
+            if (err)
+                *err = local;
+            else
+                oerr_DeleteErrorReportEx(&local);
             return -1;
         }
         yyscan_t scanner = nullptr;
@@ -113,7 +115,10 @@ extern "C" ORVIK_API long olex_Parse(const wchar_t *fileName, const char *text, 
         }
         if (rc == 0) return 0;
         if (!ctx.reported) ctx.Report(0, 0, rc == 2 ? "memory exhausted" : "syntax error");
-        if (err) *err = local; else oerr_DeleteErrorReportEx(&local);
+        if (err)
+            *err = local;
+        else
+            oerr_DeleteErrorReportEx(&local);
         return -1;
     });
 }

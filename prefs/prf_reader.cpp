@@ -26,8 +26,7 @@ const wchar_t *const kPrfParse = L"opmg_PrfParse";
 
 // Converts an entry to the parameter's type. Text stands for a number or colour when it
 // reads as one (registry keys keep those as text); false when it does not fit.
-bool Convert(const PrfEntry &e, const Opmg_Parameter &p, Opmg_Preference &v,
-             std::wstring &text) {
+bool Convert(const PrfEntry &e, const Opmg_Parameter &p, Opmg_Preference &v, std::wstring &text) {
     v = Opmg_Preference{};
     v.type = p.type;
     switch (p.type) {

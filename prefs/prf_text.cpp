@@ -15,8 +15,8 @@ namespace orvik::prefs {
 namespace {
 
 bool NameChar(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || c == '-';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-';
 }
 
 bool Blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }
@@ -188,8 +188,7 @@ class Reader {
 } // namespace
 
 bool ScanPreferenceText(const wchar_t *fileName, const char *text, std::size_t length,
-                        const std::function<bool(const PrfEntry &)> &take,
-                        Oerr_ErrorReport **err) {
+                        const std::function<bool(const PrfEntry &)> &take, Oerr_ErrorReport **err) {
     Reader reader(fileName, std::string_view(text ? text : "", text ? length : 0), err);
     return reader.Run(take);
 }

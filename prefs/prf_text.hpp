@@ -34,7 +34,6 @@ struct PrfEntry {
 // the column) at the first malformed entry. A false from `take` stops the scan; its report is
 // then in *err.
 bool ScanPreferenceText(const wchar_t *fileName, const char *text, std::size_t length,
-                        const std::function<bool(const PrfEntry &)> &take,
-                        Oerr_ErrorReport **err);
+                        const std::function<bool(const PrfEntry &)> &take, Oerr_ErrorReport **err);
 
 } // namespace orvik::prefs

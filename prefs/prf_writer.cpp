@@ -59,8 +59,8 @@ bool WriteV8Preference(const Opmg_Category *list, const std::wstring &path,
     const bool ok = WriteFileAtomically(path, bytes, &inner);
     othr_ThreadUnsafeCodeExit();
     if (!ok) {
-        orvik::core::SetError(err, L"WriteV8Preference", kFileFailed, inner,
-                              L"Cannot write %s", path.c_str());
+        orvik::core::SetError(err, L"WriteV8Preference", kFileFailed, inner, L"Cannot write %s",
+                              path.c_str());
     }
     return ok;
 }

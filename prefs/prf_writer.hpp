@@ -23,7 +23,6 @@ namespace orvik::prefs {
 std::wstring PreferenceText(const Opmg_Category *list, const std::wstring &fileName);
 
 // Writes PreferenceText to `path` atomically, inside the thread-unsafe section.
-bool WriteV8Preference(const Opmg_Category *list, const std::wstring &path,
-                       Oerr_ErrorReport **err);
+bool WriteV8Preference(const Opmg_Category *list, const std::wstring &path, Oerr_ErrorReport **err);
 
 } // namespace orvik::prefs

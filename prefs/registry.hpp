@@ -15,7 +15,8 @@
 namespace orvik::prefs {
 
 struct RegistryKey {
-    std::wstring root; // "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE", "HKEY_USERS", "HKEY_CLASSES_ROOT"
+    std::wstring
+        root; // "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE", "HKEY_USERS", "HKEY_CLASSES_ROOT"
     std::wstring path; // below the root, "/"-separated, may be empty
 };
 

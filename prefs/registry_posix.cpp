@@ -25,12 +25,14 @@ const wchar_t *const kRoots[] = {L"HKEY_CURRENT_USER", L"HKEY_LOCAL_MACHINE", L"
 
 std::wstring RegistryFolder() {
     std::wstring folder;
-    if (orvik::text::LookupEnvironment(L"GIO_REGISTRY_PATH", folder) == orvik::text::EnvLookup::Set &&
+    if (orvik::text::LookupEnvironment(L"GIO_REGISTRY_PATH", folder) ==
+            orvik::text::EnvLookup::Set &&
         !folder.empty()) {
         return folder;
     }
     std::wstring home;
-    if (orvik::text::LookupEnvironment(L"HOME", home) != orvik::text::EnvLookup::Set) home = L"/tmp";
+    if (orvik::text::LookupEnvironment(L"HOME", home) != orvik::text::EnvLookup::Set)
+        home = L"/tmp";
     return home + L"/.config/orvik/registry";
 }
 

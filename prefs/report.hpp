@@ -7,10 +7,10 @@
 namespace orvik::prefs {
 
 enum ReportNumber : long {
-    kBadArgument = 1,    // null or empty names, bad counts
-    kMethodFailed = 2,   // an implementation method failed (its report is the previous one)
-    kMissingMethod = 3,  // no implementation, or one without the method
-    kTypeMismatch = 4,   // the declared type differs from the one asked for
+    kBadArgument = 1,   // null or empty names, bad counts
+    kMethodFailed = 2,  // an implementation method failed (its report is the previous one)
+    kMissingMethod = 3, // no implementation, or one without the method
+    kTypeMismatch = 4,  // the declared type differs from the one asked for
     kOutOfMemory = OERR_NUMBER_OUT_OF_MEMORY,
     kNotFound = 6,       // no such category or parameter
     kParseFailed = 7,    // definition or preference text is malformed
@@ -40,8 +40,8 @@ void Warn(const wchar_t *function, long number, Oerr_ErrorReport *previous, cons
 
 // A plain record naming a source position, for the inner record of a warning.
 inline Oerr_ErrorReport *Position(const wchar_t *file, long line, long column) {
-    return oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, nullptr, L"%s:%ld:%ld", file,
-                                  line, column);
+    return oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, nullptr, L"%s:%ld:%ld", file, line,
+                                  column);
 }
 
 } // namespace orvik::prefs

@@ -46,11 +46,11 @@ bool ReadV8PreferenceToRegistry(const std::wstring &file, const RegistryKey &key
             }
             break;
         case PrfEntry::Color:
-            v.text = e.color.count == 4
-                         ? orvik::text::Format(L"%d,%d,%d,%d", e.color.red, e.color.green,
-                                               e.color.blue, e.color.alpha)
-                         : orvik::text::Format(L"%d,%d,%d", e.color.red, e.color.green,
-                                               e.color.blue);
+            v.text =
+                e.color.count == 4
+                    ? orvik::text::Format(L"%d,%d,%d,%d", e.color.red, e.color.green, e.color.blue,
+                                          e.color.alpha)
+                    : orvik::text::Format(L"%d,%d,%d", e.color.red, e.color.green, e.color.blue);
             break;
         }
         values.push_back(std::move(v));
@@ -104,8 +104,7 @@ long SaveToKey(const wchar_t *fn, const std::wstring &element, const Opmg_Catego
 }
 
 long SaveToFolder(const wchar_t *fn, const std::wstring &folder, int index,
-                  const std::wstring &fileName, const Opmg_Category *list,
-                  Oerr_ErrorReport **err) {
+                  const std::wstring &fileName, const Opmg_Category *list, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
     if (ofio_FileExists(folder.c_str(), &inner) == OMSC_TRUE &&
         ofio_IsDirectory(folder.c_str(), &inner) != OMSC_TRUE) {
@@ -155,7 +154,8 @@ long Save(const wchar_t *fn, bool global, Oerr_ErrorReport **err) {
     if (!global) {
         target = 0;
         std::wstring personal;
-        if (orvik::text::LookupEnvironment(L"GIO_PERSONAL", personal) == orvik::text::EnvLookup::Set) {
+        if (orvik::text::LookupEnvironment(L"GIO_PERSONAL", personal) ==
+            orvik::text::EnvLookup::Set) {
             for (wchar_t &c : personal) {
                 if (c == L'\\') c = L'/';
             }

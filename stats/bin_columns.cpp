@@ -9,38 +9,35 @@ namespace orvik::stats {
 
 using orvik::core::SetError;
 
-const BinColumn kHistogramColumn = {
-    L"Histogram",
-    ODSC_COLUMN_REAL,
-    L"Invalid starting bin for histogram:  %d",
-    L"Non-positive number of bins requested from histogram:  %d",
-    L"Could not open histogram column of table",
-    L"Could not create histogram column of table",
-    L"Could not write histogram data to table",
-    L"Could not close histogram column of table",
-    L"Histogram column, '%s', has the wrong data type!"};
+const BinColumn kHistogramColumn = {L"Histogram",
+                                    ODSC_COLUMN_REAL,
+                                    L"Invalid starting bin for histogram:  %d",
+                                    L"Non-positive number of bins requested from histogram:  %d",
+                                    L"Could not open histogram column of table",
+                                    L"Could not create histogram column of table",
+                                    L"Could not write histogram data to table",
+                                    L"Could not close histogram column of table",
+                                    L"Histogram column, '%s', has the wrong data type!"};
 
-const BinColumn kColorColumn = {
-    L"Red",
-    ODSC_COLUMN_REAL,
-    L"Invalid starting bin for color table:  %d",
-    L"Negative number of bins requested from color table:  %d",
-    L"Could not open color table column \"%s\" of table",
-    L"Could not create color table column \"%s\" of table",
-    L"Could not write color table data to table",
-    L"Could not close color table column of table",
-    nullptr};
+const BinColumn kColorColumn = {L"Red",
+                                ODSC_COLUMN_REAL,
+                                L"Invalid starting bin for color table:  %d",
+                                L"Negative number of bins requested from color table:  %d",
+                                L"Could not open color table column \"%s\" of table",
+                                L"Could not create color table column \"%s\" of table",
+                                L"Could not write color table data to table",
+                                L"Could not close color table column of table",
+                                nullptr};
 
-const BinColumn kContrastColumn = {
-    L"Contrast",
-    ODSC_COLUMN_REAL,
-    L"Invalid starting bin for contrast table:  %d",
-    L"Negative number of bins requested from contrast table:  %d",
-    L"Could not open contrast table column \"%s\" of table",
-    L"Could not create contrast table column \"%s\" of table",
-    L"Could not write contrast table data to table",
-    L"Could not close contrast table column of table",
-    nullptr};
+const BinColumn kContrastColumn = {L"Contrast",
+                                   ODSC_COLUMN_REAL,
+                                   L"Invalid starting bin for contrast table:  %d",
+                                   L"Negative number of bins requested from contrast table:  %d",
+                                   L"Could not open contrast table column \"%s\" of table",
+                                   L"Could not create contrast table column \"%s\" of table",
+                                   L"Could not write contrast table data to table",
+                                   L"Could not close contrast table column of table",
+                                   nullptr};
 
 const BinColumn kClassNamesColumn = {
     L"Class_Names",
@@ -77,11 +74,16 @@ int32_t ResolveBinRows(const BinColumn &column, const wchar_t *function, int32_t
 
 const wchar_t *ColorColumnName(int32_t component, bool opacityExists, bool overlayExists) {
     switch (component) {
-    case OSTA_RED: return L"Red";
-    case OSTA_GREEN: return L"Green";
-    case OSTA_BLUE: return L"Blue";
-    case OSTA_OPACITY: return !opacityExists && overlayExists ? L"Overlay" : L"Opacity";
-    default: return nullptr;
+    case OSTA_RED:
+        return L"Red";
+    case OSTA_GREEN:
+        return L"Green";
+    case OSTA_BLUE:
+        return L"Blue";
+    case OSTA_OPACITY:
+        return !opacityExists && overlayExists ? L"Overlay" : L"Opacity";
+    default:
+        return nullptr;
     }
 }
 

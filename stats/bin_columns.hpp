@@ -14,15 +14,15 @@ namespace orvik::stats {
 // Everything that differs between the histogram, colour, contrast and class-name columns. A
 // "%d" takes a long, a "%s" the column name.
 struct BinColumn {
-    const wchar_t *name;          // column name (colour: the red column; see ColorColumnName)
-    Odsc_ColumnType type;         // value type of a column the writer creates
-    const wchar_t *badStart;      // start bin below 0
-    const wchar_t *badCount;      // bin count 0 or below -1
+    const wchar_t *name;     // column name (colour: the red column; see ColorColumnName)
+    Odsc_ColumnType type;    // value type of a column the writer creates
+    const wchar_t *badStart; // start bin below 0
+    const wchar_t *badCount; // bin count 0 or below -1
     const wchar_t *cannotOpen;
     const wchar_t *cannotCreate;
     const wchar_t *cannotWrite;
     const wchar_t *cannotClose;
-    const wchar_t *wrongType;     // existing column of another value type (null: none checked)
+    const wchar_t *wrongType; // existing column of another value type (null: none checked)
 };
 
 extern const BinColumn kHistogramColumn;

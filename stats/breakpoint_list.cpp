@@ -11,8 +11,8 @@
 
 using namespace orvik::stats;
 
-extern "C" ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, int32_t x,
-                                                   int32_t y) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, int32_t x, int32_t y)
+    ORVIK_NOEXCEPT {
     if (!list || !IsValidList(*list)) {
         return -1;
     }
@@ -46,7 +46,8 @@ extern "C" ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, in
     return pos;
 }
 
-extern "C" ORVIK_API int32_t ohst_BreakPointDelete(Ohst_BreakPointList *list, int32_t index) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API int32_t ohst_BreakPointDelete(Ohst_BreakPointList *list, int32_t index)
+    ORVIK_NOEXCEPT {
     if (!list || !IsValidList(*list) || index < 0 || index >= list->count) {
         return -1;
     }

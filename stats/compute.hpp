@@ -46,7 +46,7 @@ struct RealSummary {
     Moments moments;
     std::vector<uint32_t> fine; // kFineBins counts between the minimum and maximum
     bool exactMedian = false;
-    double median = 0;          // when exactMedian: the lower middle value
+    double median = 0; // when exactMedian: the lower middle value
 };
 
 // The two passes for any numeric, non-complex type. `h` (may be null) receives counts by its

@@ -61,7 +61,8 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
         }
         Osta_Histogram *given = histogram ? *histogram : nullptr;
         if (given && !IsValidHistogram(given)) {
-            SetError(err, kFn, 3, nullptr, L"Input histogram not an Osta_Histogram (wrong data type)");
+            SetError(err, kFn, 3, nullptr,
+                     L"Input histogram not an Osta_Histogram (wrong data type)");
             return nullptr;
         }
         const Grid g = MakeGrid(data, skip ? skip->skipFactorX : 1, skip ? skip->skipFactorY : 1);
@@ -76,8 +77,8 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
                 return nullptr;
             }
             if (histogram && !given) {
-                made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1,
-                                    s.minimum, 0, err);
+                made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1, s.minimum,
+                                    0, err);
                 if (!made) return nullptr;
             }
             if (histogram) BinCounts(v, given ? given : made);

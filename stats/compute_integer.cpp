@@ -54,9 +54,15 @@ ValueCounts CountValues(const Ogda_BaseData *d, const Grid &g, const ExcludedSet
     for (int64_t l = 0; l < g.lines; ++l) {
         const unsigned char *p = g.base + l * g.lineBytes;
         switch (d->datatype) {
-        case OGDA_U16: CountWords<uint16_t>(p, g.perLine, g.elemStride, 0, a, b); break;
-        case OGDA_S16: CountWords<int16_t>(p, g.perLine, g.elemStride, -32768, a, b); break;
-        default: CountBytes(p, g.perLine, g.elemStride, v.counts.data()); break;
+        case OGDA_U16:
+            CountWords<uint16_t>(p, g.perLine, g.elemStride, 0, a, b);
+            break;
+        case OGDA_S16:
+            CountWords<int16_t>(p, g.perLine, g.elemStride, -32768, a, b);
+            break;
+        default:
+            CountBytes(p, g.perLine, g.elemStride, v.counts.data());
+            break;
         }
     }
     if (d->datatype == OGDA_S8) {

@@ -35,7 +35,8 @@ struct FineScale {
 // Lines of aligned, contiguous elements with nothing to exclude are read in place; anything
 // else is gathered (and filtered) through a Sampler, which reads bytes.
 template <class T> bool InPlace(const Grid &g, const ExcludedSet &x) {
-    return g.elemStride == 1 && x.Empty() && reinterpret_cast<uintptr_t>(g.base) % alignof(T) == 0 &&
+    return g.elemStride == 1 && x.Empty() &&
+           reinterpret_cast<uintptr_t>(g.base) % alignof(T) == 0 &&
            g.lineBytes % int64_t(alignof(T)) == 0;
 }
 
@@ -89,8 +90,9 @@ void SecondPass(const Grid &g, const ExcludedSet &x, const FineScale &f, uint32_
                 Osta_Histogram *h) {
     const Odsc_BinFunction *bf = h ? h->binFunction : nullptr;
     const bool linear = bf && bf->type == ODSC_BIN_LINEAR;
-    const Counter c{f, fine, bf, h ? static_cast<double *>(h->table->data) : nullptr, linear,
-                    linear ? dsc::LinearScale(bf) : 0};
+    const Counter c{f,      fine,
+                    bf,     h ? static_cast<double *>(h->table->data) : nullptr,
+                    linear, linear ? dsc::LinearScale(bf) : 0};
     if (InPlace<T>(g, x)) {
         for (int64_t l = 0; l < g.lines; ++l) {
             const T *p = reinterpret_cast<const T *>(g.base + l * g.lineBytes);
@@ -119,7 +121,8 @@ void SecondPass(const Grid &g, const ExcludedSet &x, const FineScale &f, uint32_
 template <class T>
 void CollectBin(const Grid &g, const ExcludedSet &x, const FineScale &f, int32_t bin,
                 std::vector<double> &out) {
-    const double low = (f.lo + (bin - 1) / f.scale) / f.h, high = (f.lo + (bin + 2) / f.scale) / f.h;
+    const double low = (f.lo + (bin - 1) / f.scale) / f.h,
+                 high = (f.lo + (bin + 2) / f.scale) / f.h;
     // One comparison, so the branch is taken only near the bin (two would mispredict on every
     // value below the median).
     const double centre = low / 2 + high / 2, reach = high / 2 - low / 2;

@@ -32,9 +32,10 @@ ExcludedSet::ExcludedSet(const Osta_ExcludedValues *excluded) {
     const bool matrix = t->objecttype == Ogda_Matrix;
     for (int32_t r = 0; r < t->numrows; ++r)
         for (int32_t c = 0; c < t->numcolumns; ++c) {
-            const unsigned char *p = static_cast<const unsigned char *>(t->data) +
-                                     (matrix ? int64_t{c} * t->lineBytes + int64_t{r} * t->numbytes
-                                             : int64_t{r} * t->lineBytes + int64_t{c} * t->numbytes);
+            const unsigned char *p =
+                static_cast<const unsigned char *>(t->data) +
+                (matrix ? int64_t{c} * t->lineBytes + int64_t{r} * t->numbytes
+                        : int64_t{r} * t->lineBytes + int64_t{c} * t->numbytes);
             DispatchReal(t->datatype, [&](auto tag) {
                 const double v = static_cast<double>(Load<decltype(tag)>(p));
                 if (v == v) values_.push_back(v);

@@ -55,14 +55,30 @@ template <class F> void DispatchReal(Ogda_PixelType type, F &&f) {
     case OGDA_U1:
     case OGDA_U2:
     case OGDA_U4:
-    case OGDA_U8: f(uint8_t{}); break;
-    case OGDA_S8: f(int8_t{}); break;
-    case OGDA_U16: f(uint16_t{}); break;
-    case OGDA_S16: f(int16_t{}); break;
-    case OGDA_U32: f(uint32_t{}); break;
-    case OGDA_S32: f(int32_t{}); break;
-    case OGDA_F32: f(float{}); break;
-    default: f(double{}); break;
+    case OGDA_U8:
+        f(uint8_t{});
+        break;
+    case OGDA_S8:
+        f(int8_t{});
+        break;
+    case OGDA_U16:
+        f(uint16_t{});
+        break;
+    case OGDA_S16:
+        f(int16_t{});
+        break;
+    case OGDA_U32:
+        f(uint32_t{});
+        break;
+    case OGDA_S32:
+        f(int32_t{});
+        break;
+    case OGDA_F32:
+        f(float{});
+        break;
+    default:
+        f(double{});
+        break;
     }
 }
 

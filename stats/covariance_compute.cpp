@@ -103,9 +103,10 @@ osta_CovarianceCompute(const Ogda_BaseDataStack *layers, const Osta_ExcludedValu
         for (int32_t l = 0; l < layers->count; ++l)
             if (!IsSampleable(layers->layers[l]) ||
                 !SameShape(layers->layers[0], layers->layers[l])) {
-                SetError(err, kFn, 2, nullptr,
-                         L"Layer %ld is not a numeric, non-complex array of the first layer's shape",
-                         long{l});
+                SetError(
+                    err, kFn, 2, nullptr,
+                    L"Layer %ld is not a numeric, non-complex array of the first layer's shape",
+                    long{l});
                 return nullptr;
             }
         if (!AreSkipFactors(skip)) {
@@ -120,8 +121,10 @@ osta_CovarianceCompute(const Ogda_BaseDataStack *layers, const Osta_ExcludedValu
         for (int32_t l = 0; l < k; ++l) {
             const Ogda_BaseData *d = layers->layers[l];
             const bool matrix = d->objecttype == Ogda_Matrix;
-            const int64_t lineStep = matrix ? (skip ? skip->skipFactorX : 1) : (skip ? skip->skipFactorY : 1);
-            const int64_t elemStep = matrix ? (skip ? skip->skipFactorY : 1) : (skip ? skip->skipFactorX : 1);
+            const int64_t lineStep =
+                matrix ? (skip ? skip->skipFactorX : 1) : (skip ? skip->skipFactorY : 1);
+            const int64_t elemStep =
+                matrix ? (skip ? skip->skipFactorY : 1) : (skip ? skip->skipFactorX : 1);
             const int64_t lineCount = matrix ? d->numcolumns : d->numrows;
             const int64_t lineLength = matrix ? d->numrows : d->numcolumns;
             grids[l].base = static_cast<const unsigned char *>(d->dataStart);

@@ -9,7 +9,8 @@ using namespace orvik::stats;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
 
-extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_HistogramCreate";
     if (err) {
         *err = nullptr;
@@ -80,7 +81,8 @@ extern "C" ORVIK_API void ohst_HistogramDelete(Ohst_Histogram *histogram) ORVIK_
     }
 }
 
-extern "C" ORVIK_API uint32_t ohst_GetHistogramMaxCount(const Ohst_Histogram *histogram) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API uint32_t ohst_GetHistogramMaxCount(const Ohst_Histogram *histogram)
+    ORVIK_NOEXCEPT {
     const int64_t bins = HistogramBins(histogram);
     return bins == 0 ? 0 : *std::max_element(histogram->counts, histogram->counts + bins);
 }

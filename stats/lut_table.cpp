@@ -55,7 +55,8 @@ void FillTable(const Ohst_BreakPoint *points, int32_t count, int32_t *table, int
 
 using namespace orvik::stats;
 
-extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_BreakPointsToTable";
     if (err) {
         *err = nullptr;

@@ -8,10 +8,9 @@
 using namespace orvik::stats;
 using orvik::core::SetError;
 
-extern "C" ORVIK_API Ohst_Histogram *ohst_MapHistogramThruLUT(const Ohst_Histogram *histogram,
-                                                              const Ohst_LUT *lut,
-                                                              Ohst_Histogram *destination,
-                                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API Ohst_Histogram *
+ohst_MapHistogramThruLUT(const Ohst_Histogram *histogram, const Ohst_LUT *lut,
+                         Ohst_Histogram *destination, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_MapHistogramThruLUT";
     if (err) {
         *err = nullptr;

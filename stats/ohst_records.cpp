@@ -12,7 +12,8 @@ bool IsValidList(const Ohst_BreakPointList &list) {
 
 bool IsValidLut(const Ohst_LUT *lut) {
     return lut && lut->table && lut->inMax >= 0 && lut->inMax < OHST_MAX_ENTRIES &&
-           lut->outMax >= 0 && IsValidList(Ohst_BreakPointList{lut->nBreakPoints, lut->breakPoints});
+           lut->outMax >= 0 &&
+           IsValidList(Ohst_BreakPointList{lut->nBreakPoints, lut->breakPoints});
 }
 
 int64_t HistogramBins(const Ohst_Histogram *histogram) {

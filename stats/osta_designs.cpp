@@ -10,18 +10,20 @@ using orvik::core::SetError;
 
 namespace {
 
-const Omif_ItemDescription kStatisticsItems[] = {
-    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"minimum", 1), OMIF_FIELD(OMIF_ITEM_DOUBLE, L"maximum", 1),
-    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"mean", 1),    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"median", 1),
-    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"mode", 1),    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"stddev", 1),
-    OMIF_TABLE_END};
-const Omif_ItemDescription kCovarianceItems[] = {
-    OMIF_FIELD(OMIF_ITEM_BASEDATA, L"covariance", 1), OMIF_TABLE_END};
+const Omif_ItemDescription kStatisticsItems[] = {OMIF_FIELD(OMIF_ITEM_DOUBLE, L"minimum", 1),
+                                                 OMIF_FIELD(OMIF_ITEM_DOUBLE, L"maximum", 1),
+                                                 OMIF_FIELD(OMIF_ITEM_DOUBLE, L"mean", 1),
+                                                 OMIF_FIELD(OMIF_ITEM_DOUBLE, L"median", 1),
+                                                 OMIF_FIELD(OMIF_ITEM_DOUBLE, L"mode", 1),
+                                                 OMIF_FIELD(OMIF_ITEM_DOUBLE, L"stddev", 1),
+                                                 OMIF_TABLE_END};
+const Omif_ItemDescription kCovarianceItems[] = {OMIF_FIELD(OMIF_ITEM_BASEDATA, L"covariance", 1),
+                                                 OMIF_TABLE_END};
 const Omif_ItemDescription kExcludedValuesItems[] = {
     OMIF_FIELD_PTR(OMIF_ITEM_BASEDATA, L"valueBD", 1), OMIF_TABLE_END};
-const Omif_ItemDescription kSkipFactorsItems[] = {
-    OMIF_FIELD(OMIF_ITEM_LONG, L"skipFactorX", 1), OMIF_FIELD(OMIF_ITEM_LONG, L"skipFactorY", 1),
-    OMIF_TABLE_END};
+const Omif_ItemDescription kSkipFactorsItems[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"skipFactorX", 1),
+                                                  OMIF_FIELD(OMIF_ITEM_LONG, L"skipFactorY", 1),
+                                                  OMIF_TABLE_END};
 
 const Omif_DesignTable kDesigns[] = {{L"Osta_Statistics", kStatisticsItems},
                                      {L"Osta_Covariance", kCovarianceItems},

@@ -73,13 +73,14 @@ ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFuncti
 }
 
 ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
-                                             Osta_Histogram *destination,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                             Osta_Histogram *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_HistogramCopy";
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
         if (!IsValidHistogram(source)) {
-            SetError(err, kFn, 1, nullptr, L"Input histogram not an Osta_Histogram (wrong data type)");
+            SetError(err, kFn, 1, nullptr,
+                     L"Input histogram not an Osta_Histogram (wrong data type)");
             return nullptr;
         }
         if (source == destination) return destination;
@@ -124,7 +125,8 @@ ORVIK_API Osta_Histogram *osta_HistogramBinFunctionReplace(Osta_Histogram *histo
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
         if (!IsValidHistogram(histogram)) {
-            SetError(err, kFn, 1, nullptr, L"Input histogram not an Osta_Histogram (wrong data type)");
+            SetError(err, kFn, 1, nullptr,
+                     L"Input histogram not an Osta_Histogram (wrong data type)");
             return nullptr;
         }
         Oerr_ErrorReport *inner = nullptr;

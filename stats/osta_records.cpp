@@ -73,12 +73,14 @@ ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err) ORVIK_N
 }
 
 ORVIK_API Osta_Statistics *osta_StatisticsCopy(const Osta_Statistics *source,
-                                               Osta_Statistics *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               Osta_Statistics *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return CopyPlain(source, destination, L"osta_StatisticsCopy", err);
 }
 
-ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) ORVIK_NOEXCEPT { omsc_HeapFree(statistics); }
+ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) ORVIK_NOEXCEPT {
+    omsc_HeapFree(statistics);
+}
 
 // ---- Skip factors --------------------------------------------------------------------
 
@@ -102,11 +104,14 @@ ORVIK_API Osta_SkipFactors *osta_SkipFactorsCopy(const Osta_SkipFactors *source,
     return CopyPlain(source, destination, L"osta_SkipFactorsCopy", err);
 }
 
-ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) ORVIK_NOEXCEPT { omsc_HeapFree(skipFactors); }
+ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) ORVIK_NOEXCEPT {
+    omsc_HeapFree(skipFactors);
+}
 
 // ---- Covariance ----------------------------------------------------------------------
 
-ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceCreate";
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
@@ -132,8 +137,8 @@ ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorRepo
 }
 
 ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
-                                               Osta_Covariance *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               Osta_Covariance *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceCopy";
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
@@ -159,14 +164,16 @@ ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
     });
 }
 
-ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!covariance) return;
     ogda_BaseDataDeleteContents(&covariance->covariance, nullptr);
     std::memset(covariance, 0, sizeof *covariance);
 }
 
-ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     osta_CovarianceDestroy(covariance, err);
     omsc_HeapFree(covariance);
 }

@@ -37,8 +37,7 @@ Ogda_BaseData *NewBinTable(int32_t nBins, Ogda_PixelType type, const wchar_t *fu
 }
 
 Ogda_BaseData *CopyBinTable(const Ogda_BaseData *source, Ogda_BaseData *destination,
-                            Ogda_PixelType type, const wchar_t *function,
-                            Oerr_ErrorReport **err) {
+                            Ogda_PixelType type, const wchar_t *function, Oerr_ErrorReport **err) {
     if (!IsBinTable(source, type) || (destination && !IsBinTable(destination, type))) {
         SetError(err, function, 1, nullptr, L"Bad source or destination table");
         return nullptr;
@@ -72,8 +71,8 @@ Ogda_BaseData *Create(int32_t nBins, Ogda_PixelType type, const wchar_t *functio
                                     [&] { return NewBinTable(nBins, type, function, err); });
 }
 
-Ogda_BaseData *Copy(const Ogda_BaseData *source, Ogda_BaseData *destination,
-                    Ogda_PixelType type, const wchar_t *function, Oerr_ErrorReport **err) {
+Ogda_BaseData *Copy(const Ogda_BaseData *source, Ogda_BaseData *destination, Ogda_PixelType type,
+                    const wchar_t *function, Oerr_ErrorReport **err) {
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, function, nullptr, [&] {
         return CopyBinTable(source, destination, type, function, err);
@@ -92,17 +91,21 @@ bool IsColorStack(const Ogda_BaseDataStack *s) {
 
 extern "C" {
 
-ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return Create(nBins, OGDA_F64, L"osta_ColorTableCreate", err);
 }
 ORVIK_API Osta_ColorTable *osta_ColorTableCopy(const Osta_ColorTable *source,
-                                               Osta_ColorTable *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               Osta_ColorTable *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return Copy(source, destination, OGDA_F64, L"osta_ColorTableCopy", err);
 }
-ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) ORVIK_NOEXCEPT { ogda_BaseDataDelete(table, nullptr); }
+ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) ORVIK_NOEXCEPT {
+    ogda_BaseDataDelete(table, nullptr);
+}
 
-ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return Create(nBins, OGDA_F64, L"osta_ContrastTableCreate", err);
 }
 ORVIK_API Osta_ContrastTable *osta_ContrastTableCopy(const Osta_ContrastTable *source,
@@ -114,15 +117,18 @@ ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table) ORVIK_NOEXCEP
     ogda_BaseDataDelete(table, nullptr);
 }
 
-ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return Create(nBins, OGDA_STRING, L"osta_ClassNamesCreate", err);
 }
 ORVIK_API Osta_ClassNames *osta_ClassNamesCopy(const Osta_ClassNames *source,
-                                               Osta_ClassNames *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               Osta_ClassNames *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return Copy(source, destination, OGDA_STRING, L"osta_ClassNamesCopy", err);
 }
-ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT { ogda_BaseDataDelete(names, nullptr); }
+ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT {
+    ogda_BaseDataDelete(names, nullptr);
+}
 
 ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, int32_t nBins,
                                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT {

@@ -27,7 +27,8 @@ bool CheckRamp(const wchar_t *fn, const Ohst_LUT *lut, int32_t inLow, int32_t in
 } // namespace
 
 extern "C" ORVIK_API int32_t ohst_SetRamp(Ohst_LUT *lut, int32_t inLow, int32_t outLow,
-                                          int32_t inHigh, int32_t outHigh, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                          int32_t inHigh, int32_t outHigh, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (!CheckRamp(L"ohst_SetRamp", lut, inLow, inHigh, err)) {
         return -1;
     }

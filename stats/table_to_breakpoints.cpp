@@ -91,7 +91,8 @@ class Simplifier {
 
 } // namespace
 
-extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"ohst_TableToBreakPoints";
     if (err) {
         *err = nullptr;

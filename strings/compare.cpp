@@ -32,13 +32,17 @@ ORVIK_API Omsc_Boolean ostr_Eqic(const wchar_t *a, const wchar_t *b) ORVIK_NOEXC
 }
 
 // Narrow text is UTF-8; only ASCII letters are folded.
-ORVIK_API Omsc_Boolean ostr_EqicA(const char *a, const char *b) ORVIK_NOEXCEPT { return EqualIgnoringCase(a, b); }
+ORVIK_API Omsc_Boolean ostr_EqicA(const char *a, const char *b) ORVIK_NOEXCEPT {
+    return EqualIgnoringCase(a, b);
+}
 
-ORVIK_API Omsc_Boolean ostr_WildcardMatch(const wchar_t *pattern, const wchar_t *text) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ostr_WildcardMatch(const wchar_t *pattern, const wchar_t *text)
+    ORVIK_NOEXCEPT {
     return Wildcard(pattern, text, false);
 }
 
-ORVIK_API Omsc_Boolean ostr_WildcardMatchLoose(const wchar_t *pattern, const wchar_t *text) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ostr_WildcardMatchLoose(const wchar_t *pattern, const wchar_t *text)
+    ORVIK_NOEXCEPT {
     return Wildcard(pattern, text, true);
 }
 

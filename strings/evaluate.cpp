@@ -46,9 +46,15 @@ bool ExpandEnvironment(std::wstring_view text, std::wstring &out, std::wstring &
         }
         const std::wstring name(text.substr(nameStart, nameEnd - nameStart));
         switch (LookupEnvironment(name, value)) {
-        case EnvLookup::Set: out.append(value); break;
-        case EnvLookup::Unset: out.append(text.substr(dollar, refEnd - dollar)); break;
-        case EnvLookup::Unconvertible: badName = name; return false;
+        case EnvLookup::Set:
+            out.append(value);
+            break;
+        case EnvLookup::Unset:
+            out.append(text.substr(dollar, refEnd - dollar));
+            break;
+        case EnvLookup::Unconvertible:
+            badName = name;
+            return false;
         }
         i = refEnd;
     }

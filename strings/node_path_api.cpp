@@ -21,8 +21,11 @@ constexpr std::wstring_view kNodePathOpen = L"(:";
 bool Parse(const wchar_t *function, const wchar_t *text, Names &names, Oerr_ErrorReport **err) {
     const Syntax s = text ? orvik::fnp::ParseNodePath(text, names) : Syntax::Empty;
     switch (s) {
-    case Syntax::Ok: return true;
-    case Syntax::Empty: SetError(err, function, 1, nullptr, L"Null or empty node path"); break;
+    case Syntax::Ok:
+        return true;
+    case Syntax::Empty:
+        SetError(err, function, 1, nullptr, L"Null or empty node path");
+        break;
     case Syntax::EmptyName:
     case Syntax::Separator:
         SetError(err, function, 2, nullptr, L"Empty name in node path %s", text);
@@ -53,7 +56,8 @@ ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart p
         Names names;
         if (!Parse(kName, nodePath, names, err)) return nullptr;
         switch (part) {
-        case OFNP_PART_PATH: return ToHeap(kName, orvik::fnp::JoinNames(names), err);
+        case OFNP_PART_PATH:
+            return ToHeap(kName, orvik::fnp::JoinNames(names), err);
         case OFNP_PART_PARENT:
             if (names.empty()) {
                 SetError(err, kName, 4, nullptr, L"The root node has no parent");
@@ -71,7 +75,8 @@ ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart p
     });
 }
 
-ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_NodePathParse";
     return Guarded<ostr_StringList *>(err, kName, nullptr, [&]() -> ostr_StringList * {
@@ -92,7 +97,8 @@ ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_Erro
     });
 }
 
-ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ofnp_NodePathFromNames";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
@@ -131,8 +137,7 @@ ORVIK_API wchar_t *ofnp_NodePathJoin(const wchar_t *nodePath, const wchar_t *rel
 ORVIK_API Omsc_Boolean ofnp_NodePathIsRoot(const wchar_t *nodePath) ORVIK_NOEXCEPT {
     try {
         Names names;
-        return nodePath && orvik::fnp::ParseNodePath(nodePath, names) == Syntax::Ok &&
-                       names.empty()
+        return nodePath && orvik::fnp::ParseNodePath(nodePath, names) == Syntax::Ok && names.empty()
                    ? OMSC_TRUE
                    : OMSC_FALSE;
     } catch (...) {
@@ -159,7 +164,8 @@ ORVIK_API wchar_t *ofnp_FileNodePathMake(const wchar_t *fileName, const wchar_t 
 }
 
 ORVIK_API Omsc_Boolean ofnp_FileNodePathSplit(const wchar_t *text, wchar_t **fileName,
-                                              wchar_t **nodePath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                              wchar_t **nodePath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (fileName) *fileName = nullptr;
     if (nodePath) *nodePath = nullptr;

@@ -82,19 +82,23 @@ wchar_t *PathPart(const wchar_t *name, Oerr_ErrorReport **err, const wchar_t *fu
 
 extern "C" {
 
-ORVIK_API wchar_t *ostr_FileNameLocalPart(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_FileNameLocalPart(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return PathPart(name, err, L"ostr_FileNameLocalPart", orvik::text::FileNameLocalPart);
 }
 
-ORVIK_API wchar_t *ostr_FileNameDirPart(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_FileNameDirPart(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return PathPart(name, err, L"ostr_FileNameDirPart", orvik::text::FileNameDirPart);
 }
 
-ORVIK_API wchar_t *ostr_FileNameExtension(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_FileNameExtension(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return PathPart(name, err, L"ostr_FileNameExtension", orvik::text::FileNameExtension);
 }
 
-ORVIK_API wchar_t *ostr_FileNameLayerPart(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_FileNameLayerPart(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return PathPart(name, err, L"ostr_FileNameLayerPart", orvik::text::FileNameLayerPart);
 }
 

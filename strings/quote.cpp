@@ -16,8 +16,8 @@ wchar_t *HeapQuote(std::wstring_view text, wchar_t quote) {
     constexpr std::size_t kMaxUnits = static_cast<std::size_t>(INT32_MAX) / sizeof(wchar_t);
     if (text.size() > (kMaxUnits - 3) / 2) return nullptr;
     const std::size_t units = text.size() * 2 + 3;
-    auto *out = static_cast<wchar_t *>(
-        omsc_HeapMalloc(static_cast<int32_t>(units * sizeof(wchar_t))));
+    auto *out =
+        static_cast<wchar_t *>(omsc_HeapMalloc(static_cast<int32_t>(units * sizeof(wchar_t))));
     if (!out) return nullptr;
     wchar_t *w = out;
     *w++ = quote;
@@ -53,7 +53,8 @@ ORVIK_API wchar_t *ostr_QuoteString(const wchar_t *text, Omsc_Boolean doubleQuot
     });
 }
 
-ORVIK_API wchar_t *ostr_StringQuotedCopy(const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_StringQuotedCopy(const wchar_t *text, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"ostr_StringQuotedCopy";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {

@@ -45,11 +45,11 @@ ostr_StringList *Append(ostr_StringList *list, const wchar_t *string, Oerr_Error
         list->count = 0;
     }
     if (list->count >= list->allocated) {
-        void *grown = list->allocated <= kMaxEntries - kGrowth
-                          ? omsc_HeapRealloc(list->strings, static_cast<int32_t>(
-                                                                (list->allocated + kGrowth) *
-                                                                sizeof(wchar_t *)))
-                          : nullptr;
+        void *grown =
+            list->allocated <= kMaxEntries - kGrowth
+                ? omsc_HeapRealloc(list->strings, static_cast<int32_t>((list->allocated + kGrowth) *
+                                                                       sizeof(wchar_t *)))
+                : nullptr;
         if (!grown) {
             DeliverOrPrint(err, oerr_CreateErrorReport(kName, 5237, OERR_KIND_ERROR, nullptr,
                                                        L"Unable to add string to string list"));
@@ -79,9 +79,8 @@ ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err)
         return nullptr;
     }
     if (n < 1) return list;
-    void *array = n <= kMaxEntries
-                      ? omsc_HeapMalloc(static_cast<int32_t>(n * sizeof(wchar_t *)))
-                      : nullptr;
+    void *array =
+        n <= kMaxEntries ? omsc_HeapMalloc(static_cast<int32_t>(n * sizeof(wchar_t *))) : nullptr;
     if (!array) {
         omsc_HeapFree(list);
         orvik::core::SetError(err, kName, 2, nullptr,
@@ -93,7 +92,9 @@ ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err)
     return list;
 }
 
-ORVIK_API long ostr_StringListCount(const ostr_StringList *list) ORVIK_NOEXCEPT { return list ? list->count : 0; }
+ORVIK_API long ostr_StringListCount(const ostr_StringList *list) ORVIK_NOEXCEPT {
+    return list ? list->count : 0;
+}
 
 ORVIK_API ostr_StringList *ostr_StringListAppend(ostr_StringList *list, const wchar_t *string,
                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
@@ -101,8 +102,7 @@ ORVIK_API ostr_StringList *ostr_StringListAppend(ostr_StringList *list, const wc
     return Append(list, string, err);
 }
 
-ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list,
-                                                     const wchar_t *string,
+ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list, const wchar_t *string,
                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     for (int32_t i = 0; i < UsedCount(list); ++i)
@@ -110,7 +110,8 @@ ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list,
     return Append(list, string, err);
 }
 
-ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string)
+    ORVIK_NOEXCEPT {
     const int32_t n = UsedCount(list);
     for (int32_t i = 0; i < n; ++i) {
         if (!EntriesEqual(list->strings[i], string)) continue;

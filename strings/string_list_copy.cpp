@@ -52,8 +52,8 @@ ostr_StringList *CopyList(const ostr_StringList *source, ostr_StringList *destin
 extern "C" {
 
 ORVIK_API ostr_StringList *ostr_StringListCopy(const ostr_StringList *source,
-                                               ostr_StringList *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               ostr_StringList *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return CopyList(source, destination, err,
                     [](const wchar_t *s) { return orvik::core::HeapDup(s); });
 }

@@ -11,8 +11,8 @@ using orvik::text::UsedCount;
 extern "C" {
 
 ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
-                                                const wchar_t *delimiter,
-                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                const wchar_t *delimiter, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!list) return nullptr;
     const int32_t n = UsedCount(list);
@@ -20,8 +20,8 @@ ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
     constexpr std::size_t kMaxUnits = static_cast<std::size_t>(INT32_MAX) / sizeof(wchar_t);
     // Sum with a ceiling so that an absurd total is refused instead of wrapping around.
     const std::size_t gaps = n > 1 ? static_cast<std::size_t>(n - 1) : 0;
-    std::size_t total = delimLength && gaps > kMaxUnits / delimLength ? kMaxUnits
-                                                                       : delimLength * gaps;
+    std::size_t total =
+        delimLength && gaps > kMaxUnits / delimLength ? kMaxUnits : delimLength * gaps;
     for (int32_t i = 0; i < n && total < kMaxUnits; ++i)
         if (list->strings[i]) total += std::wcslen(list->strings[i]);
     auto *out = total < kMaxUnits ? static_cast<wchar_t *>(omsc_HeapMalloc(
@@ -48,7 +48,8 @@ ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
     return out;
 }
 
-ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return ostr_StringListToDelimString(list, nullptr, err);
 }
 

@@ -23,8 +23,8 @@ To **ConvertEntries(From *const *entries, int32_t count, Convert convert, const 
                     const wchar_t *conversionName, Oerr_ErrorReport **err) {
     if (count <= 0) return nullptr;
     const bool fits = static_cast<std::size_t>(count) <= INT32_MAX / sizeof(To *);
-    auto **out = fits ? static_cast<To **>(omsc_HeapMalloc(static_cast<int32_t>(
-                            static_cast<std::size_t>(count) * sizeof(To *))))
+    auto **out = fits ? static_cast<To **>(omsc_HeapMalloc(
+                            static_cast<int32_t>(static_cast<std::size_t>(count) * sizeof(To *))))
                       : nullptr;
     if (!out) {
         DeliverOrPrint(err, oerr_CreateErrorReport(function, OERR_NUMBER_OUT_OF_MEMORY,
@@ -76,15 +76,15 @@ ListOut *ConvertList(const ListIn *list, Convert convert, const wchar_t *functio
 extern "C" {
 
 // The narrow record deliberately repeats the wide list's capacity (see ostr.h).
-ORVIK_API ostr_StringListA *ostr_StringListU2A(const ostr_StringList *list,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API ostr_StringListA *ostr_StringListU2A(const ostr_StringList *list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return ConvertList<ostr_StringListA>(list, otxt_Text_Unicode2Ascii, L"ostr_StringListU2A",
                                          L"otxt_Text_Unicode2Ascii", true, err);
 }
 
 // A wide list's capacity must describe its array, or appending would overrun it.
-ORVIK_API ostr_StringList *ostr_StringListA2U(const ostr_StringListA *list,
-                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API ostr_StringList *ostr_StringListA2U(const ostr_StringListA *list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return ConvertList<ostr_StringList>(list, otxt_Text_Ascii2Unicode, L"ostr_StringListA2U",
                                         L"otxt_Text_Ascii2Unicode", false, err);
 }

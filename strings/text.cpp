@@ -15,7 +15,8 @@ using orvik::core::SetOutOfMemory;
 
 extern "C" {
 
-ORVIK_API char *otxt_Text_Unicode2Ascii(const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API char *otxt_Text_Unicode2Ascii(const wchar_t *text, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"otxt_Text_Unicode2Ascii";
     return Guarded<char *>(err, kName, nullptr, [&]() -> char * {
@@ -35,7 +36,8 @@ ORVIK_API char *otxt_Text_Unicode2Ascii(const wchar_t *text, Oerr_ErrorReport **
     });
 }
 
-ORVIK_API wchar_t *otxt_Text_Ascii2Unicode(const char *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *otxt_Text_Ascii2Unicode(const char *text, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"otxt_Text_Ascii2Unicode";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {

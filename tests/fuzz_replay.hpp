@@ -16,11 +16,13 @@
 // Calls `visit(file name, bytes)` for every file of fuzz/corpus/<name>/ and returns how many
 // there were.
 template <class Visit> int ForEachSeed(const char *name, Visit visit) {
-    const std::filesystem::path dir = std::filesystem::path(ORVIK_SOURCE_DIR) / "fuzz/corpus" / name;
+    const std::filesystem::path dir =
+        std::filesystem::path(ORVIK_SOURCE_DIR) / "fuzz/corpus" / name;
     int files = 0;
     for (const auto &entry : std::filesystem::directory_iterator(dir)) {
         std::ifstream in(entry.path(), std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        const std::string bytes((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
         const std::string file = entry.path().filename().string();
         SCOPED_TRACE(file);
         visit(file, bytes);
@@ -32,6 +34,8 @@ template <class Visit> int ForEachSeed(const char *name, Visit visit) {
 // Runs the target body on every seed of fuzz/corpus/<name>/; returns how many there were.
 inline int ReplayCorpus(const char *name, orvik_fuzz::Body body) {
     return ForEachSeed(name, [body](const std::string &, const std::string &bytes) {
-        EXPECT_EQ(orvik_fuzz::Replay(body, reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()), "");
+        EXPECT_EQ(
+            orvik_fuzz::Replay(body, reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()),
+            "");
     });
 }

@@ -243,8 +243,8 @@ bool ClassLibraries(const wchar_t *className, bool rebuild, std::vector<std::wst
 
 extern "C" {
 
-ORVIK_API wchar_t *odll_ClassPathNameGet(const wchar_t *className,
-                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *odll_ClassPathNameGet(const wchar_t *className, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, L"odll_ClassPathNameGet", nullptr, [&]() -> wchar_t * {
         if (!className || !*className) {
@@ -266,8 +266,8 @@ ORVIK_API wchar_t *odll_ClassPathNameGet(const wchar_t *className,
     });
 }
 
-ORVIK_API wchar_t *odll_ClassPathGet(const wchar_t *className,
-                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *odll_ClassPathGet(const wchar_t *className, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, L"odll_ClassPathGet", nullptr, [&]() -> wchar_t * {
         Oerr_ErrorReport *inner = nullptr;
@@ -285,8 +285,9 @@ ORVIK_API wchar_t *odll_ClassPathGet(const wchar_t *className,
     });
 }
 
-ORVIK_API ostr_StringList *odll_SearchListGenerateAndIdentifyFiles(
-    const ostr_StringList *searchList, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API ostr_StringList *
+odll_SearchListGenerateAndIdentifyFiles(const ostr_StringList *searchList, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     const wchar_t *fn = L"odll_SearchListGenerateAndIdentifyFiles";
     return Guarded<ostr_StringList *>(err, fn, nullptr, [&]() -> ostr_StringList * {

@@ -72,9 +72,8 @@ const Oint_ToolkitData *DefaultToolkitContextUtil::InitToolkit(bool verbose) {
         oint_DeInit(nullptr);
         data.toolkitStarted = OMSC_FALSE;
         if (!g_notInstalledLogged.exchange(true)) {
-            Oerr_ErrorReport *r = oerr_CreateErrorReport(kInitFn, tk::kNotInstalled,
-                                                         OERR_KIND_ERROR, nullptr, L"%s",
-                                                         kNotInstalled);
+            Oerr_ErrorReport *r = oerr_CreateErrorReport(
+                kInitFn, tk::kNotInstalled, OERR_KIND_ERROR, nullptr, L"%s", kNotInstalled);
             oerr_PrintErrorReport(r, OERR_REPORT_FULL);
             oerr_DeleteErrorReportEx(&r);
         }

@@ -47,13 +47,13 @@ bool DefaultToolkitContextUtil::InitOrvikToolkitPaths(const wchar_t *home, const
     if (err) *err = nullptr;
     return orvik::core::Guarded<bool>(err, L"DefaultToolkitContextUtil::InitOrvikToolkitPaths",
                                       false, [&] {
-        tk::StartupArguments args;
-        if (home) args.home = home;
-        if (archMode) args.archMode = archMode;
-        args.verbose = verbose;
-        if (!tk::SettleStartupVariables(args, err)) return false;
-        return oplg_EnvironmentSet(err) == 0;
-    });
+                                          tk::StartupArguments args;
+                                          if (home) args.home = home;
+                                          if (archMode) args.archMode = archMode;
+                                          args.verbose = verbose;
+                                          if (!tk::SettleStartupVariables(args, err)) return false;
+                                          return oplg_EnvironmentSet(err) == 0;
+                                      });
 }
 
 Omsc_Boolean DefaultToolkitContextUtil::IsDirectoryWriteable(const wchar_t *directory) {

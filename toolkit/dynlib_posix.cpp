@@ -44,8 +44,7 @@ bool LibraryUnload(void *module, std::string &reason) {
 
 std::string LibraryOwnFile() {
     Dl_info info{};
-    if (dladdr(reinterpret_cast<void *>(&LibraryOwnFile), &info) == 0 || !info.dli_fname)
-        return {};
+    if (dladdr(reinterpret_cast<void *>(&LibraryOwnFile), &info) == 0 || !info.dli_fname) return {};
     return info.dli_fname;
 }
 

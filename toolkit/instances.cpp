@@ -55,9 +55,11 @@ bool Release(tk::Instance &in, const wchar_t *fn, Oerr_ErrorReport **err) {
         oerr_DeleteErrorReportEx(&inner);
     }
     if (odll_Close(in.handle, &inner) != 0) {
-        if (ok) SetError(err, fn, tk::kLoadFailed, inner, L"DLL Close failed for %s",
-                         in.library.c_str());
-        else oerr_DeleteErrorReportEx(&inner);
+        if (ok)
+            SetError(err, fn, tk::kLoadFailed, inner, L"DLL Close failed for %s",
+                     in.library.c_str());
+        else
+            oerr_DeleteErrorReportEx(&inner);
         ok = false;
     }
     return ok;
@@ -152,18 +154,20 @@ long Configure(const wchar_t *className, const Odll_Meter *meter, const wchar_t 
             long rc = task ? meter->setTaskName(meter->client, task, &inner) : -1;
             omsc_HeapFree(task);
             if (rc != 0) {
-                if (!failed) SetError(err, fn, tk::kMeterFailed, inner,
-                                      L"Unable to set meter task name!");
-                else oerr_DeleteErrorReportEx(&inner);
+                if (!failed)
+                    SetError(err, fn, tk::kMeterFailed, inner, L"Unable to set meter task name!");
+                else
+                    oerr_DeleteErrorReportEx(&inner);
                 return -1;
             }
         }
         if (in.configure) {
             if (in.configure(in.data, &inner) != 0) {
-                if (!failed) SetError(err, fn, tk::kPluginFailed, inner,
-                                      L"DLL data retrieval failure for %s",
-                                      in.instanceName.c_str());
-                else oerr_DeleteErrorReportEx(&inner);
+                if (!failed)
+                    SetError(err, fn, tk::kPluginFailed, inner,
+                             L"DLL data retrieval failure for %s", in.instanceName.c_str());
+                else
+                    oerr_DeleteErrorReportEx(&inner);
                 failed = true;
             } else {
                 oerr_DeleteErrorReportEx(&inner);
@@ -180,8 +184,8 @@ long Configure(const wchar_t *className, const Odll_Meter *meter, const wchar_t 
 extern "C" {
 
 ORVIK_API void *odll_InstanceOpenByClassName(const wchar_t *className, const wchar_t *instanceName,
-                                             const wchar_t *library,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                             const wchar_t *library, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     const wchar_t *fn = L"odll_InstanceOpenByClassName";
     return Guarded<void *>(err, fn, nullptr, [&]() -> void * {
@@ -228,8 +232,8 @@ ORVIK_API void *odll_InstanceFind(const wchar_t *className, const wchar_t *insta
     });
 }
 
-ORVIK_API Omsc_Boolean odll_InstanceIsOpen(const wchar_t *className,
-                                           const wchar_t *instanceName) ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean odll_InstanceIsOpen(const wchar_t *className, const wchar_t *instanceName)
+    ORVIK_NOEXCEPT {
     try {
         if (Empty(className) || Empty(instanceName)) return OMSC_FALSE;
         tk::PluginState &s = tk::ThePlugins();
@@ -328,15 +332,14 @@ ORVIK_API ostr_StringList *odll_ClassInstancesGet(const wchar_t *className, Omsc
     });
 }
 
-ORVIK_API long odll_ClassInstancesConfig(const wchar_t *className,
-                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long odll_ClassInstancesConfig(const wchar_t *className, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     const wchar_t *fn = L"odll_ClassInstancesConfig";
     return Guarded<long>(err, fn, -1, [&] { return Configure(className, nullptr, fn, err); });
 }
 
-ORVIK_API long odll_ClassInstancesConfigWithMeter(const wchar_t *className,
-                                                  const Odll_Meter *meter,
+ORVIK_API long odll_ClassInstancesConfigWithMeter(const wchar_t *className, const Odll_Meter *meter,
                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     const wchar_t *fn = L"odll_ClassInstancesConfigWithMeter";

@@ -76,8 +76,8 @@ ORVIK_API OdllHandle odll_Open(const wchar_t *name, Oerr_ErrorReport **err) ORVI
     });
 }
 
-ORVIK_API void *odll_Find(OdllHandle handle, const char *symbol,
-                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void *odll_Find(OdllHandle handle, const char *symbol, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<void *>(err, L"odll_Find", nullptr, [&]() -> void * {
         void *p = handle && symbol ? tk::LibrarySymbol(handle->module, symbol) : nullptr;
@@ -88,8 +88,8 @@ ORVIK_API void *odll_Find(OdllHandle handle, const char *symbol,
     });
 }
 
-ORVIK_API void *odll_FindIfPresent(OdllHandle handle, const wchar_t *symbol,
-                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API void *odll_FindIfPresent(OdllHandle handle, const wchar_t *symbol, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     return Guarded<void *>(err, L"odll_FindIfPresent", nullptr, [&]() -> void * {
         if (!handle || !symbol) return nullptr;
@@ -111,8 +111,8 @@ ORVIK_API long odll_Close(OdllHandle handle, Oerr_ErrorReport **err) ORVIK_NOEXC
         long rc = 0;
         std::string reason;
         if (!resident && handle->module && !tk::LibraryUnload(handle->module, reason)) {
-            SetError(err, L"odll_Close", tk::kLoadFailed, nullptr,
-                     L"Could not unload DLL %s:\n%S", handle->fileName, reason.c_str());
+            SetError(err, L"odll_Close", tk::kLoadFailed, nullptr, L"Could not unload DLL %s:\n%S",
+                     handle->fileName, reason.c_str());
             rc = -1;
         }
         omsc_HeapFree(handle->fileName);
@@ -130,9 +130,8 @@ ORVIK_API long odll_OpenResourceLibrary(const wchar_t *moduleName, OdllHandle *h
     if (err) *err = nullptr;
     return Guarded<long>(err, L"odll_OpenResourceLibrary", -1, [&]() -> long {
         if (handle) *handle = nullptr;
-        std::wstring module = moduleName && *moduleName
-                                  ? std::wstring(moduleName)
-                                  : tk::FromUtf8Lossy(tk::LibraryOwnFile());
+        std::wstring module = moduleName && *moduleName ? std::wstring(moduleName)
+                                                        : tk::FromUtf8Lossy(tk::LibraryOwnFile());
         for (wchar_t &c : module)
             if (c == L'\\') c = L'/';
         if (!handle || module.empty()) {

@@ -9,20 +9,20 @@
 namespace orvik::toolkit {
 
 enum ReportNumber : long {
-    kBadArgument = 1,    // null or empty names
-    kLoadFailed = 2,     // the system loader refused a library
-    kNoSymbol = 3,       // an exported symbol is missing
-    kBadPlugin = 4,      // a library without the create and destroy entries
-    kNotFound = 6,       // no such instance or library
-    kSearchList = 7,     // the class search list could not be made
-    kListFailed = 8,     // collecting the libraries of a class failed
-    kPluginFailed = 9,   // a plug-in's create, destroy or configure entry failed
-    kMeterFailed = 10,   // the meter refused its parameters or task name
-    kTooLong = 11,       // a name does not fit its buffer
-    kEnvironment = 12,   // reading or writing the environment failed
-    kNotInstalled = 13,  // start-up found no installation
+    kBadArgument = 1,   // null or empty names
+    kLoadFailed = 2,    // the system loader refused a library
+    kNoSymbol = 3,      // an exported symbol is missing
+    kBadPlugin = 4,     // a library without the create and destroy entries
+    kNotFound = 6,      // no such instance or library
+    kSearchList = 7,    // the class search list could not be made
+    kListFailed = 8,    // collecting the libraries of a class failed
+    kPluginFailed = 9,  // a plug-in's create, destroy or configure entry failed
+    kMeterFailed = 10,  // the meter refused its parameters or task name
+    kTooLong = 11,      // a name does not fit its buffer
+    kEnvironment = 12,  // reading or writing the environment failed
+    kNotInstalled = 13, // start-up found no installation
     // Warnings and messages.
-    kNoLibraries = 20,   // a class without libraries
+    kNoLibraries = 20, // a class without libraries
     kInstanceSkipped = 21,
     kListEmptied = 22,
     kBuilding = 23,

@@ -53,20 +53,27 @@ std::optional<std::wstring> JoinExpanded(const wchar_t *variable,
 
 const std::vector<Entry> &Table() {
     static const std::vector<Entry> *table = new std::vector<Entry>{
-        {L"GIO_HOME", {}, [](const StartupArguments &a) -> std::optional<std::wstring> {
+        {L"GIO_HOME",
+         {},
+         [](const StartupArguments &a) -> std::optional<std::wstring> {
              if (a.home && !a.home->empty()) return a.home;
              std::wstring h = HomeFromExecutable(FromUtf8Lossy(ExecutableFile()));
              if (h.empty()) return std::nullopt;
              return h;
          }},
-        {L"GIO_ARCH", {}, [](const StartupArguments &a) -> std::optional<std::wstring> {
+        {L"GIO_ARCH",
+         {},
+         [](const StartupArguments &a) -> std::optional<std::wstring> {
              return a.arch && !a.arch->empty() ? *a.arch : std::wstring(kDefaultArch);
          }},
-        {L"GIO_ARCH_MODE", {}, [](const StartupArguments &a) -> std::optional<std::wstring> {
+        {L"GIO_ARCH_MODE",
+         {},
+         [](const StartupArguments &a) -> std::optional<std::wstring> {
              if (a.archMode && !a.archMode->empty()) return a.archMode;
              return std::nullopt;
          }},
-        {L"GIO_ARCHM", {},
+        {L"GIO_ARCHM",
+         {},
          [](const StartupArguments &) -> std::optional<std::wstring> {
              return ComposeArchm(GetEnv(L"GIO_ARCH").value_or(kDefaultArch),
                                  GetEnv(L"GIO_ARCH_MODE").value_or(L""));
@@ -81,22 +88,27 @@ const std::vector<Entry> &Table() {
         {L"GIO_PDF_PATH", {L"$GIO_HOME/defaults/$GIO_ARCHM", L"$GIO_HOME/defaults"}, nullptr},
         {L"GIO_DEVICES_PATH", {L"$GIO_HOME/devices"}, nullptr},
         {L"GIO_PREFERENCES_PATH", {L"$GIO_HOME/defaults", L"$GIO_PERSONAL"}, nullptr},
-        {L"GIO_CFG_PATH", {}, [](const StartupArguments &) -> std::optional<std::wstring> {
-             std::optional<std::wstring> head = JoinExpanded(
-                 L"GIO_CFG_PATH",
-                 {L"$GIO_HOME/devices/$GIO_ARCHM", L"$GIO_HOME/etc", L"$GIO_PERSONAL"});
-             std::wstring global = GlobalAppStore() + L"/devices/";
-             if (global.size() > kMaxSinglePathChars) {
-                 Warn(kFn, kExpansionDropped, nullptr,
-                      L"Expansion of %s for %s exceeds %ld characters; left out", global.c_str(),
-                      L"GIO_CFG_PATH", static_cast<long>(kMaxSinglePathChars));
-                 return head;
-             }
-             return head ? *head + L";" + global : global;
-         }},
-        {L"GIO_GLOBAL_DATA", {}, [](const StartupArguments &) -> std::optional<std::wstring> {
-             return GlobalAppStore();
-         }},
+        {L"GIO_CFG_PATH",
+         {},
+         [](const StartupArguments
+                &) -> std::
+                       optional<std::wstring> {
+                           std::optional<std::wstring> head =
+                               JoinExpanded(L"GIO_CFG_PATH", {L"$GIO_HOME/devices/$GIO_ARCHM",
+                                                              L"$GIO_HOME/etc", L"$GIO_PERSONAL"});
+                           std::wstring global = GlobalAppStore() + L"/devices/";
+                           if (global.size() > kMaxSinglePathChars) {
+                               Warn(kFn, kExpansionDropped, nullptr,
+                                    L"Expansion of %s for %s exceeds %ld characters; left out",
+                                    global.c_str(), L"GIO_CFG_PATH",
+                                    static_cast<long>(kMaxSinglePathChars));
+                               return head;
+                           }
+                           return head ? *head + L";" + global : global;
+                       }},
+        {L"GIO_GLOBAL_DATA",
+         {},
+         [](const StartupArguments &) -> std::optional<std::wstring> { return GlobalAppStore(); }},
         {L"GIO_GEOMETRIC_MODELS_PATH",
          {L"$GIO_PERSONAL/GeometricModels", L"$GIO_HOME/usr/lib/$GIO_ARCHM/GeometricModels"},
          nullptr},
@@ -107,18 +119,23 @@ const std::vector<Entry> &Table() {
         {L"GIO_FONT_SERVERS_PATH", {L"$GIO_HOME/usr/lib/$GIO_ARCHM/FontServers"}, nullptr},
         {L"GIO_FILE_FILTERS_PATH", {L"$GIO_HOME/usr/lib/$GIO_ARCHM/FileFilters"}, nullptr},
         {L"ARCHOME", {L"$GIO_HOME/archome/$GIO_ARCHM"}, nullptr},
-        {L"PATH", {},
-         [](const StartupArguments &) -> std::optional<std::wstring> {
-             std::optional<std::wstring> bin = ExpandSinglePath(L"PATH", L"$ARCHOME/bin");
-             std::optional<std::wstring> path = GetEnv(L"PATH");
-             if (!bin) return path;
-             if (!path || path->empty()) return *bin;
-             // Starting twice must not put the folder in front twice.
-             if (path->compare(0, bin->size() + 1, *bin + HostPathSeparator()) == 0 ||
-                 *path == *bin)
-                 return path;
-             return *bin + HostPathSeparator() + *path;
-         },
+        {L"PATH",
+         {},
+         [](const StartupArguments &) -> std::
+                                          optional<std::wstring> {
+                                              std::optional<std::wstring> bin =
+                                                  ExpandSinglePath(L"PATH", L"$ARCHOME/bin");
+                                              std::optional<std::wstring> path = GetEnv(L"PATH");
+                                              if (!bin) return path;
+                                              if (!path || path->empty()) return *bin;
+                                              // Starting twice must not put the folder in front
+                                              // twice.
+                                              if (path->compare(0, bin->size() + 1,
+                                                                *bin + HostPathSeparator()) == 0 ||
+                                                  *path == *bin)
+                                                  return path;
+                                              return *bin + HostPathSeparator() + *path;
+                                          },
          true},
     };
     return *table;

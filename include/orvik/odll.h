@@ -40,8 +40,8 @@ ORVIK_BEGIN_DECLS
 
 /* Creates the data of a new instance in *data (may stay null). Returns 0, or -1 with a
  * report in *err (then destroy is not called). */
-typedef long (*Odll_CreateFunc)(const wchar_t *className, const wchar_t *instanceName,
-                                void **data, Oerr_ErrorReport **err);
+typedef long (*Odll_CreateFunc)(const wchar_t *className, const wchar_t *instanceName, void **data,
+                                Oerr_ErrorReport **err);
 /* Releases what create made. Returns 0, or -1 with a report. */
 typedef long (*Odll_DestroyFunc)(void *data, Oerr_ErrorReport **err);
 /* Configures the instance (reads preferences, probes devices, ...). Returns 0, or -1. */
@@ -56,7 +56,7 @@ typedef const wchar_t *(*Odll_ParameterFunc)(void *data, const wchar_t *name);
 typedef struct _odll_Handle {
     void *module;
     wchar_t *fileName;
-} *OdllHandle;
+} * OdllHandle;
 
 /* ---- Class paths and class lists ----------------------------------------------------- */
 
@@ -65,19 +65,20 @@ typedef struct _odll_Handle {
  * and every other non-letter), then "_PATH". "RasterFormats" -> "GIO_RASTER_FORMATS_PATH",
  * "Font3D" -> "GIO_FONT_3_D_PATH". A new heap string; null for a null or empty class name
  * (report 1). */
-ORVIK_API wchar_t *odll_ClassPathNameGet(const wchar_t *className,
-                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *odll_ClassPathNameGet(const wchar_t *className, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The class's search path text: the variable's value, or "$GIO_HOME/usr/lib/$GIO_ARCHM/<class>"
  * expanded when the variable is unset. A new heap string, or null. */
-ORVIK_API wchar_t *odll_ClassPathGet(const wchar_t *className,
-                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *odll_ClassPathGet(const wchar_t *className, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Every library named by a search list: the "*.dll" files folder by folder, then the names
  * listed in the "*.dlk" files (trimmed, empty lines skipped; a relative name is resolved
  * against the list file's own folder, then "$GIO_HOME/usr/lib/$GIO_ARCHM" and
  * "$GIO_HOME/bin/$GIO_ARCHM", and left out with a warning when none holds it). Repeats are
  * left out. A new list (possibly empty), or null. */
-ORVIK_API ostr_StringList *odll_SearchListGenerateAndIdentifyFiles(
-    const ostr_StringList *searchList, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API ostr_StringList *
+odll_SearchListGenerateAndIdentifyFiles(const ostr_StringList *searchList, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The libraries of a class (a copy owned by the caller). The list is built on first use and
  * kept; `rebuild` builds it again from the class path. An empty list gives the warning
  * "No %s DLLs found!" and is returned. */
@@ -92,15 +93,15 @@ ORVIK_API void odll_ClassDllListsReset(void) ORVIK_NOEXCEPT;
  * table already holds under the same three names. Returns the instance's data (which may
  * legitimately be null: test *err), owned by the instance. */
 ORVIK_API void *odll_InstanceOpenByClassName(const wchar_t *className, const wchar_t *instanceName,
-                                             const wchar_t *library,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                             const wchar_t *library, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The instance `instanceName` of a class: an open one when the table holds it, else the
  * library "<instanceName>.dll" found along the class path is opened. Returns its data. */
 ORVIK_API void *odll_InstanceFind(const wchar_t *className, const wchar_t *instanceName,
                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Whether the table holds an instance of that class and name (any library). */
-ORVIK_API Omsc_Boolean odll_InstanceIsOpen(const wchar_t *className,
-                                           const wchar_t *instanceName) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean odll_InstanceIsOpen(const wchar_t *className, const wchar_t *instanceName)
+    ORVIK_NOEXCEPT;
 /* Closes instance `instanceName` of a class (every library it is open from when `library` is
  * null): calls destroy, unloads the library, removes the entry. Returns 0, or -1 (also when
  * no such instance is open; a failing destroy is reported but the entry is still removed). */
@@ -128,11 +129,10 @@ typedef struct _Odll_Meter {
 /* Calls the configure entry of every open instance of the class (those without one are
  * passed over). Returns the number configured, or -1: "No DLL instances" for a class without
  * open instances, or the first failing configure (the others still run). */
-ORVIK_API long odll_ClassInstancesConfig(const wchar_t *className,
-                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long odll_ClassInstancesConfig(const wchar_t *className, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* As odll_ClassInstancesConfig, telling the meter "Configuring %s..." before each instance. */
-ORVIK_API long odll_ClassInstancesConfigWithMeter(const wchar_t *className,
-                                                  const Odll_Meter *meter,
+ORVIK_API long odll_ClassInstancesConfigWithMeter(const wchar_t *className, const Odll_Meter *meter,
                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* One configuration parameter of an open instance, as a new heap string; null with no
  * report when the instance has no such parameter (or no parameter entry). */
@@ -148,12 +148,12 @@ ORVIK_API wchar_t *odll_InstanceConfigParameterValueFind(const wchar_t *classNam
  * already loaded process image under that name. Release with odll_Close. */
 ORVIK_API OdllHandle odll_Open(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* The address of an exported symbol; report "Cannot locate symbol %s" when absent. */
-ORVIK_API void *odll_Find(OdllHandle handle, const char *symbol,
-                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *odll_Find(OdllHandle handle, const char *symbol, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* As odll_Find with a wide name and no report when the symbol is absent; a name longer than
  * 255 UTF-8 bytes gives "Temp buffer size exceeded". */
-ORVIK_API void *odll_FindIfPresent(OdllHandle handle, const wchar_t *symbol,
-                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *odll_FindIfPresent(OdllHandle handle, const wchar_t *symbol, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Unloads the library and frees the handle; "orasteru.dll" is never unloaded (only its
  * record is freed). A null handle is a no-op. Returns 0, or -1. */
 ORVIK_API long odll_Close(OdllHandle handle, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;

@@ -78,13 +78,15 @@ ORVIK_API void odsc_BinFunctionDelete(Odsc_BinFunction *binFunction) ORVIK_NOEXC
 
 /* Bin of a value (see the kinds above); -1 when the value falls into no bin or the function
  * is null or malformed. */
-ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value) ORVIK_NOEXCEPT;
+ORVIK_API int32_t odsc_BinFunctionValueToBin(const Odsc_BinFunction *binFunction, double value)
+    ORVIK_NOEXCEPT;
 /* The value a bin stands for; NaN for a bin outside 0..numBins-1 or a null function. */
-ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *binFunction, int32_t bin) ORVIK_NOEXCEPT;
+ORVIK_API double odsc_BinFunctionBinToValue(const Odsc_BinFunction *binFunction, int32_t bin)
+    ORVIK_NOEXCEPT;
 /* Lower and upper edge of a bin (DIRECT: v - 0.5 and v + 0.5; UNIQUE: the value twice).
  * Returns OMSC_FALSE for a bin outside 0..numBins-1 or a null function. */
-ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *binFunction,
-                                                 int32_t bin, double *low, double *high) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean odsc_BinFunctionBinLimits(const Odsc_BinFunction *binFunction, int32_t bin,
+                                                 double *low, double *high) ORVIK_NOEXCEPT;
 /* numBins, or 0 for a null or malformed function. */
 ORVIK_API int32_t odsc_BinFunctionGetNumBins(const Odsc_BinFunction *binFunction) ORVIK_NOEXCEPT;
 

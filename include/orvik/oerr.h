@@ -39,22 +39,12 @@ typedef struct _Oerr_ErrorReportA {
 /* A 32-bit integer so that callers in either language may pass a plain 0 or 1; any value
  * other than OERR_REPORT_FULL prints the brief form. */
 typedef int32_t Oerr_ErrorReportingMode;
-enum {
-    OERR_REPORT_FULL = 0,
-    OERR_REPORT_BRIEF = 1
-};
+enum { OERR_REPORT_FULL = 0, OERR_REPORT_BRIEF = 1 };
 
-enum {
-    OERR_KIND_PLAIN = 0,
-    OERR_KIND_WARNING = 1,
-    OERR_KIND_ERROR = 2
-};
+enum { OERR_KIND_PLAIN = 0, OERR_KIND_WARNING = 1, OERR_KIND_ERROR = 2 };
 
 /* Conventional numbers shared across the library. */
-enum {
-    OERR_NUMBER_OUT_OF_MEMORY = 5,
-    OERR_NUMBER_DIVIDED_BY_ZERO = 6
-};
+enum { OERR_NUMBER_OUT_OF_MEMORY = 5, OERR_NUMBER_DIVIDED_BY_ZERO = 6 };
 
 typedef void (*Oerr_AltErrorFunction)(void *clientData, Oerr_ErrorReport *report,
                                       Oerr_ErrorReportingMode mode, Oerr_ErrorReport **outReport);
@@ -79,9 +69,11 @@ ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReport(const wchar_t *function, long
                                                    const wchar_t *format, ...) ORVIK_NOEXCEPT;
 ORVIK_API Oerr_ErrorReport *oerr_CreateErrorReportV(const wchar_t *function, long number, long kind,
                                                     Oerr_ErrorReport *previous,
-                                                    const wchar_t *format, va_list args) ORVIK_NOEXCEPT;
+                                                    const wchar_t *format, va_list args)
+    ORVIK_NOEXCEPT;
 ORVIK_API void oerr_DeleteErrorReportEx(Oerr_ErrorReport **report) ORVIK_NOEXCEPT;
-ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT;
+ORVIK_API Oerr_ErrorReport *oerr_ErrorReportDuplicate(const Oerr_ErrorReport *report)
+    ORVIK_NOEXCEPT;
 
 /* Narrow chains: conversion both ways (null on a failed allocation or conversion) and
  * release. */
@@ -89,12 +81,16 @@ ORVIK_API Oerr_ErrorReport *oerr_ErrorReportA2U(const Oerr_ErrorReportA *report)
 ORVIK_API Oerr_ErrorReportA *oerr_ErrorReportU2A(const Oerr_ErrorReport *report) ORVIK_NOEXCEPT;
 ORVIK_API void oerr_DeleteErrorReportExA(Oerr_ErrorReportA **report) ORVIK_NOEXCEPT;
 
-ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT;
-ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_PrintErrorReport(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode)
+    ORVIK_NOEXCEPT;
+ORVIK_API void oerr_PrintErrorReportNoEML(Oerr_ErrorReport *report, Oerr_ErrorReportingMode mode)
+    ORVIK_NOEXCEPT;
 ORVIK_API long oerr_MessageLog(long kind, const wchar_t *format, ...) ORVIK_NOEXCEPT;
 
-ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData) ORVIK_NOEXCEPT;
-ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData) ORVIK_NOEXCEPT;
+ORVIK_API void oerr_SetAltErrorFunction(Oerr_AltErrorFunction function, void *clientData)
+    ORVIK_NOEXCEPT;
+ORVIK_API void oerr_GetAltErrorFunction(Oerr_AltErrorFunction *function, void **clientData)
+    ORVIK_NOEXCEPT;
 
 ORVIK_API Oerr_ErrorHandler *oerr_ErrorHandlerRegister(Oerr_ErrorHandlerFunction handler,
                                                        void *clientData) ORVIK_NOEXCEPT;

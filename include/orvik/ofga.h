@@ -17,8 +17,8 @@
 ORVIK_BEGIN_DECLS
 
 /* New owning nrows x ncolumns matrix of a numeric pixel type (u1 .. c128), zero-filled. */
-ORVIK_API Ogda_BaseData *ofga_MatrixCreate(int32_t nrows, int32_t ncolumns,
-                                           Ogda_PixelType datatype, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseData *ofga_MatrixCreate(int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Copies source into destination (a new matrix of the source's shape and type when null). A
  * given destination must be a matrix of the same shape; its pixel type may differ (values are
  * converted as ogda_BaseDataCopy does). Returns destination, null on failure. */

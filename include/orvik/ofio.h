@@ -34,11 +34,7 @@ ORVIK_BEGIN_DECLS
 typedef struct Ofio_File_ Ofio_File;
 
 /* Origins for ofio_Seek. */
-enum {
-    OFIO_SEEK_SET = 0,
-    OFIO_SEEK_CUR = 1,
-    OFIO_SEEK_END = 2
-};
+enum { OFIO_SEEK_SET = 0, OFIO_SEEK_CUR = 1, OFIO_SEEK_END = 2 };
 
 /* Character results of ofio_Fgetc and of reader callbacks. */
 enum {
@@ -72,8 +68,8 @@ typedef int (*Ofio_ReaderFunc)(void *context, Oerr_ErrorReport **err);
  * when the file exists). "r" and "rb" open read-only; writes to such a stream are refused.
  * Returns null on failure.
  */
-ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode,
-                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ofio_File *ofio_FileOpen(const wchar_t *name, const wchar_t *mode, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* A stream that discards what is written and reads as empty. Writing to it measures text:
  * the character counter of ofio_Fprintf grows as for a file, and ofio_Tell gives the bytes
@@ -87,7 +83,8 @@ ORVIK_API int ofio_FileClose(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEX
 
 /* Moves the position to offset from `whence` (OFIO_SEEK_SET/CUR/END). A resulting negative
  * position is refused. Returns 0, or -1. */
-ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API int ofio_Seek(Ofio_File *file, int64_t offset, int whence, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Current position, or -1. */
 ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
@@ -97,7 +94,8 @@ ORVIK_API int64_t ofio_Tell(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXC
  * first is a failure (a short read), never zero-filled. Returns count, or -1 with the
  * position unchanged. A count of 0 returns 0.
  */
-ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long ofio_ReadSeq(Ofio_File *file, void *buffer, long count, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Reads exactly `count` bytes at `position` without using or moving the stream position;
  * short reads fail as in ofio_ReadSeq. */
@@ -107,9 +105,9 @@ ORVIK_API long ofio_FileReadDirect(Ofio_File *file, int64_t position, void *buff
 /*
  * Writes `count` bytes at the position (at the end in append mode) and advances it. Small
  * writes may be buffered: a failure of the system to store them (disk full, file-size
- * limit) is then reported by the call that writes the buffer out (a later write or read, ofio_Flush,
- * ofio_FileClose). Returns count, or -1.
- * ofio_FileWriteSequential is the same function under its other name.
+ * limit) is then reported by the call that writes the buffer out (a later write or read,
+ * ofio_Flush, ofio_FileClose). Returns count, or -1. ofio_FileWriteSequential is the same function
+ * under its other name.
  */
 ORVIK_API long ofio_WriteSeq(Ofio_File *file, const void *buffer, long count,
                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
@@ -126,7 +124,8 @@ ORVIK_API int ofio_Flush(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT
 
 /* Size in bytes, including what is still buffered; -1 on failure. */
 ORVIK_API int64_t ofio_FileSizeGetByHandle(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API int64_t ofio_FileSizeGetByName(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Next byte (0 to 255) at the position, OFIO_EOF at the end (no report), OFIO_ERROR on
  * failure. Text is read as bytes: a multi-byte UTF-8 character arrives byte by byte. */
@@ -142,8 +141,8 @@ ORVIK_API int ofio_FileReaderFunc(void *context, Oerr_ErrorReport **err) ORVIK_N
  * character (*err stays null), or on failure (*err set; also for invalid UTF-8). With
  * count 1 nothing is read: buffer (holding "") before the end of the file, null at it.
  */
-ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
-                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /*
  * Formatted writer (Ofio_WriterFunc contract) with an Ofio_File as context: the text is
@@ -153,7 +152,8 @@ ORVIK_API wchar_t *ofio_Fgets(wchar_t *buffer, long count, Ofio_File *file,
  * is never text from a file or a caller: pass such text as an argument of "%s".
  */
 ORVIK_API int ofio_Fprintf(void *file, const wchar_t *format, long *count, ...) ORVIK_NOEXCEPT;
-ORVIK_API int ofio_VFprintf(void *file, const wchar_t *format, long *count, va_list args) ORVIK_NOEXCEPT;
+ORVIK_API int ofio_VFprintf(void *file, const wchar_t *format, long *count, va_list args)
+    ORVIK_NOEXCEPT;
 
 /* Hands over (the caller owns it) the report of the last failed ofio_Fprintf or
  * ofio_VFprintf on this stream, or null when there was none. */
@@ -179,7 +179,8 @@ ORVIK_API void *ofio_FileMap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **
 
 /* Renews the view of a mapped stream so that it covers the file's present length (after the
  * file grew). The address may change; the old view is released once the new one exists. */
-ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *ofio_FileRemap(Ofio_File *file, int64_t *size, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Releases the view; a stream without one is left as it is. Returns 0, or -1. */
 ORVIK_API int ofio_FileUnmap(Ofio_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
@@ -202,7 +203,8 @@ ORVIK_API int ofio_FileRemove(const wchar_t *name, Oerr_ErrorReport **err) ORVIK
 
 /* Renames or moves `from` to `to`, replacing an existing file `to`. Across file systems a
  * file is copied and the original removed. Returns 0, or -1. */
-ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API int ofio_FileMove(const wchar_t *from, const wchar_t *to, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Makes sure the folder exists, creating it and any missing parents. An existing folder is
  * success; an existing entry that is not a folder is a failure. Returns 0, or -1. */
@@ -220,7 +222,8 @@ ORVIK_API wchar_t *ofio_TempDirGet(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
  * in *name.
  */
 ORVIK_API wchar_t *ofio_TempFileCreate(const wchar_t *directory, const wchar_t *prefix,
-                                       const wchar_t *suffix, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                       const wchar_t *suffix, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Ofio_File *ofio_TempFileOpen(const wchar_t *directory, const wchar_t *prefix,
                                        const wchar_t *suffix, wchar_t **name,
                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
@@ -268,8 +271,8 @@ ORVIK_API wchar_t *ofio_Which(const ostr_StringList *searchList, const wchar_t *
  * the caller, empty when nothing matches.
  */
 ORVIK_API ostr_StringList *ofio_SearchListFilesFind(const ostr_StringList *searchList,
-                                                    const wchar_t *pattern,
-                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                    const wchar_t *pattern, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

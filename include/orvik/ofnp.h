@@ -46,10 +46,12 @@ typedef enum Ofnp_NodePathPart_ {
 ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart part,
                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* The names from the root down, in order; the root gives an empty list (count 0). */
-ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API ostr_StringList *ofnp_NodePathParse(const wchar_t *nodePath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The node path of a list of names (from the root down); an empty or null list gives the
  * root. Every entry must be a valid name. */
-ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* `relative` (one name or several separated by "/"; a leading "/" is allowed) below
  * `nodePath`: ofnp_NodePathJoin(L"/Layer_1", L"Statistics") -> "/Layer_1/Statistics". */
 ORVIK_API wchar_t *ofnp_NodePathJoin(const wchar_t *nodePath, const wchar_t *relative,
@@ -64,7 +66,8 @@ ORVIK_API wchar_t *ofnp_FileNodePathMake(const wchar_t *fileName, const wchar_t 
  * the root. Either out-argument may be null when that part is not wanted; on failure both
  * are set to null. */
 ORVIK_API Omsc_Boolean ofnp_FileNodePathSplit(const wchar_t *text, wchar_t **fileName,
-                                              wchar_t **nodePath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                              wchar_t **nodePath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -1,5 +1,6 @@
 /*
- * ogda.h - pixel types, BaseData arrays and stacks, their ASCII text form, and small matrix routines.
+ * ogda.h - pixel types, BaseData arrays and stacks, their ASCII text form, and small matrix
+ * routines.
  */
 #ifndef ORVIK_OGDA_H
 #define ORVIK_OGDA_H
@@ -137,14 +138,15 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReCreate(Ogda_BaseData *object, int32_t nr
  * On failure returns view unchanged. */
 ORVIK_API Ogda_BaseData *ogda_BaseDataReDerive(const Ogda_BaseData *source, Ogda_BaseData *view,
                                                int32_t rOffset, int32_t cOffset, int32_t nRows,
-                                               int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                               int32_t nColumns, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Ogda_BaseData *ogda_BaseDataDerived(const Ogda_BaseData *source, int32_t rOffset,
                                               int32_t cOffset, int32_t nRows, int32_t nColumns,
                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Copies the overlapping extent, converting between pixel types with the truncating
  * conversion table; creates the destination when it is null. */
-ORVIK_API Ogda_BaseData *ogda_BaseDataCopy(const Ogda_BaseData *source,
-                                           Ogda_BaseData *destination, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseData *ogda_BaseDataCopy(const Ogda_BaseData *source, Ogda_BaseData *destination,
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Copies the nRows x nColumns window at (srcRow, srcColumn) of source to (dstRow, dstColumn)
  * of destination, converting with the rounding table when round is true, otherwise the
  * truncating one. A null destination is created nRows x nColumns with the source's pixel and
@@ -167,28 +169,32 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopyExt(const Ogda_BaseData *source, int32
 ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void *values,
                                               int32_t region, int32_t index, int32_t increment,
                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Ogda_BaseData *ogda_BaseDataSet(Ogda_BaseData *object, const void *values,
-                                          int32_t region, int32_t index, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseData *ogda_BaseDataSet(Ogda_BaseData *object, const void *values, int32_t region,
+                                          int32_t index, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Ogda_BaseData *ogda_BaseDataSetScalar(Ogda_BaseData *object, const void *value,
                                                 int32_t region, int32_t index,
                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Frees an owning object's block (and its strings); nothing for a null or derived object. */
-ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void ogda_BaseDataDeleteContents(Ogda_BaseData *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void ogda_BaseDataDelete(Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Gives an owning object a new shape, keeping the overlapping elements. Returns object, null on
  * failure (the object is then unchanged). A null object does nothing and returns null. */
 ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t nRows,
-                                                 int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                 int32_t nColumns, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Clamps every element into [minimum, maximum] in place (see docs/basedata.md). */
 ORVIK_API Ogda_BaseData *ogda_BaseDataClip(Ogda_BaseData *object, double minimum, double maximum,
                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Smallest and largest of lineCount lines of countPerLine elements (types above f64: bytes). */
 ORVIK_API void ogda_BaseDataStats(const Ogda_BaseData *object, int32_t countPerLine,
-                                  int32_t lineCount, double *minimum, double *maximum) ORVIK_NOEXCEPT;
+                                  int32_t lineCount, double *minimum, double *maximum)
+    ORVIK_NOEXCEPT;
 /* Writes the object to standard output. */
-ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Stacks. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nrows,
@@ -197,29 +203,31 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nr
                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Every layer lies in one block (the caller's, or one the stack allocates and frees), each
  * starting 8-byte aligned at block + i * (ogda_BaseDataStackDataSize(1, ...)). */
-ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreateContiguous(
-    int32_t count, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
-    Ogda_ObjectType objecttype, void *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseDataStack *
+ogda_BaseDataStackCreateContiguous(int32_t count, int32_t nrows, int32_t ncolumns,
+                                   Ogda_PixelType datatype, Ogda_ObjectType objecttype, void *block,
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* A stack of count layer pointers that it does not own (layersShared 1), copied from layers
  * when given, null otherwise. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackPtrCreate(int32_t count,
                                                           Ogda_BaseData *const *layers,
                                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *stack) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ogda_BaseDataStackIsContiguous(const Ogda_BaseDataStack *stack)
+    ORVIK_NOEXCEPT;
 /* Bytes of a contiguous stack; 0 on bad arguments or when it would exceed 2^31 - 1. */
 ORVIK_API int32_t ogda_BaseDataStackDataSize(int32_t count, int32_t nrows, int32_t ncolumns,
                                              Ogda_PixelType datatype, Ogda_ObjectType objecttype,
                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Elements per layer that `bytes` can hold for count layers; 0 on bad arguments. */
 ORVIK_API int32_t ogda_BaseDataStackMaxElements(int32_t bytes, int32_t count,
-                                                Ogda_PixelType datatype,
-                                                Ogda_ObjectType objecttype,
+                                                Ogda_PixelType datatype, Ogda_ObjectType objecttype,
                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Copies layer by layer (ogda_BaseDataCopy); a null dst is created with the source's shapes. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCopy(const Ogda_BaseDataStack *src,
                                                      Ogda_BaseDataStack *dst,
                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void ogda_BaseDataStackDelete(Ogda_BaseDataStack *stack, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* A stack of views, the same window of every layer. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack *src,
                                                         int32_t rOffset, int32_t cOffset,
@@ -227,36 +235,43 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack
                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* A one-layer stack whose layer is a view of the whole of `layer`. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerivedFromDataLayer(const Ogda_BaseData *layer,
-                                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                                     Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Sets every element of every layer from one raw pixel of each layer's own type. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetScalar(Ogda_BaseDataStack *stack,
-                                                          const void *value,
-                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                          const void *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Zeroes every element of every layer ("string" elements are freed and become null). */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetZero(Ogda_BaseDataStack *stack,
                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Stack arrays: count stacks of nlayers layers each. */
-ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCreate(
-    int32_t count, int32_t nlayers, int32_t nrows, int32_t ncolumns, Ogda_PixelType datatype,
-    Ogda_ObjectType objecttype, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseDataStackArray *
+ogda_BaseDataStackArrayCreate(int32_t count, int32_t nlayers, int32_t nrows, int32_t ncolumns,
+                              Ogda_PixelType datatype, Ogda_ObjectType objecttype,
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDataStackArray *src,
                                                                Ogda_BaseDataStackArray *dst,
-                                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API void ogda_BaseDataStackArrayDelete(Ogda_BaseDataStackArray *array,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayDerived(
-    const Ogda_BaseDataStackArray *src, int32_t rOffset, int32_t cOffset, int32_t nRows,
-    int32_t nColumns, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArraySetScalar(
-    Ogda_BaseDataStackArray *array, const void *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                               Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API void ogda_BaseDataStackArrayDelete(Ogda_BaseDataStackArray *array, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseDataStackArray *
+ogda_BaseDataStackArrayDerived(const Ogda_BaseDataStackArray *src, int32_t rOffset, int32_t cOffset,
+                               int32_t nRows, int32_t nColumns, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArraySetScalar(Ogda_BaseDataStackArray *array,
+                                                                    const void *value,
+                                                                    Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ASCII text form of a stack: one text line per row; for each column the values of every
  * layer, layer 0 first, separated by one blank. Returns OMSC_TRUE on success. */
 ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *stack,
-                                                    const wchar_t *fileName,
-                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                    const wchar_t *fileName, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Reads the text form into an existing stack of the file's shape; returns stack. */
 ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackReadAscii(Ogda_BaseDataStack *stack,
                                                           const wchar_t *fileName,
@@ -264,10 +279,10 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackReadAscii(Ogda_BaseDataStack *st
 /* Creates a stack from the text form. nrows, ncolumns or nlayers below 1 are derived from the
  * file (rows from the line count; one of columns and layers from the first line's value
  * count). */
-ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
-    Ogda_ObjectType objecttype, Ogda_PixelType datatype, int32_t nrows, int32_t ncolumns,
-    int32_t nlayers, const wchar_t *fileName, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-
+ORVIK_API Ogda_BaseDataStack *
+ogda_CreateBaseDataStackFromAscii(Ogda_ObjectType objecttype, Ogda_PixelType datatype,
+                                  int32_t nrows, int32_t ncolumns, int32_t nlayers,
+                                  const wchar_t *fileName, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Small matrix routines (LU decomposition, division, inversion) ------------------- */
 
@@ -283,7 +298,8 @@ ORVIK_API Ogda_BaseDataStack *ogda_CreateBaseDataStackFromAscii(
  * n entries; *sign (when not null) +1 or -1, the parity of the row exchanges, so that the
  * determinant is *sign times the product of U's diagonal. Returns matrix, null on failure. */
 ORVIK_API Ogda_BaseData *ogda_MatrixLUDecomposition(Ogda_BaseData *matrix, int32_t *pivots,
-                                                    int32_t *sign, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                    int32_t *sign, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Solves a * x = b for x (left division, a \ b). a is n x n; b is n x m, an Ogda_Matrix or an
  * Ogda_Table (one right-hand side), of a's pixel type. x is created like b when null; a given x
  * must have b's shape, object type and a's pixel type, and may be b itself. Returns x. */
@@ -293,7 +309,6 @@ ORVIK_API Ogda_BaseData *ogda_MatrixDivide(const Ogda_BaseData *a, const Ogda_Ba
  * matrix of the same pixel type and may be the matrix itself). Returns inverse. */
 ORVIK_API Ogda_BaseData *ogda_MatrixInvert(const Ogda_BaseData *matrix, Ogda_BaseData *inverse,
                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-
 
 ORVIK_END_DECLS
 

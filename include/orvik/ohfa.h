@@ -64,9 +64,9 @@ typedef struct Ohfa_Entry_ {
     uint32_t child;  /* first child, 0 for none */
     uint32_t data;   /* the data block, 0 for none */
     int32_t dataSize;
-    char name[64];   /* at most 63 characters */
-    char type[32];   /* design name of the data block */
-    double modTime;  /* seconds since 1970-01-01 00:00 UTC */
+    char name[64];  /* at most 63 characters */
+    char type[32];  /* design name of the data block */
+    double modTime; /* seconds since 1970-01-01 00:00 UTC */
 } Ohfa_Entry;
 
 /* Design "Ohfa_FreeListNode": the first 8 bytes of every free block. */
@@ -90,7 +90,8 @@ typedef struct Ohfa_CacheNode_ {
 } Ohfa_CacheNode;
 
 /* One of the six designs by name (owned by the library, created at first use). */
-ORVIK_API const Omif_Design *ohfa_DesignFetch(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API const Omif_Design *ohfa_DesignFetch(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Package ------------------------------------------------------------------------- */
 
@@ -107,7 +108,8 @@ ORVIK_API void ohfa_PackageDisable(Omsc_Boolean disabled) ORVIK_NOEXCEPT;
 typedef void (*Ohfa_FileChangedCallback)(const wchar_t *fileName);
 
 /* Installs the one process-wide callback (null removes it); returns the previous one. */
-ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback) ORVIK_NOEXCEPT;
+ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedCallback callback)
+    ORVIK_NOEXCEPT;
 
 /* ---- Options ---------------------------------------------------------------------------
  * The ...WithOptions functions and ohfa_FileChange take, after `err`, a list of option codes
@@ -116,16 +118,16 @@ ORVIK_API Ohfa_FileChangedCallback ohfa_SetFileChangedCallback(Ohfa_FileChangedC
  * %ld"; scanning goes on with the next word. */
 enum {
     OHFA_OPTION_END = 0,
-    OHFA_OPTION_MAP = 1,                   /* 2 values: 1 maps the file, 0 unmaps; reserved */
-    OHFA_OPTION_NOT_FLUSHED_ON_WRITE = 2,  /* 1 value: 1 keeps flushes from writing the
-                                              dictionary, 0 clears it */
-    OHFA_OPTION_BATCH = 3,                 /* 1 value: 1 enters batch mode, else leaves it */
-    OHFA_OPTION_BLOCK_CACHE = 4,           /* 1 value: 1 block caching on, else off */
-    OHFA_OPTION_RENAME = 5,                /* 1 value: const wchar_t *new name */
-    OHFA_OPTION_RESERVED_6 = 6,            /* 5 values, ignored */
-    OHFA_OPTION_EXCLUSIVE = 7,             /* 1 value: 1 makes create/open refuse a file that
-                                              is already open */
-    OHFA_OPTION_RESERVED_8 = 8             /* 1 value, ignored */
+    OHFA_OPTION_MAP = 1,                  /* 2 values: 1 maps the file, 0 unmaps; reserved */
+    OHFA_OPTION_NOT_FLUSHED_ON_WRITE = 2, /* 1 value: 1 keeps flushes from writing the
+                                             dictionary, 0 clears it */
+    OHFA_OPTION_BATCH = 3,                /* 1 value: 1 enters batch mode, else leaves it */
+    OHFA_OPTION_BLOCK_CACHE = 4,          /* 1 value: 1 block caching on, else off */
+    OHFA_OPTION_RENAME = 5,               /* 1 value: const wchar_t *new name */
+    OHFA_OPTION_RESERVED_6 = 6,           /* 5 values, ignored */
+    OHFA_OPTION_EXCLUSIVE = 7,            /* 1 value: 1 makes create/open refuse a file that
+                                             is already open */
+    OHFA_OPTION_RESERVED_8 = 8            /* 1 value, ignored */
 };
 
 /* ---- Files --------------------------------------------------------------------------- */
@@ -138,8 +140,8 @@ ORVIK_API long ohfa_IsHFAFile(const wchar_t *name, Oerr_ErrorReport **err) ORVIK
 /* Creates (truncating) an HFA file: header tag, header, root entry and dictionary. A create
  * that fails deletes the partial file. An open name gets the open handle with one more
  * reference. `cacheArg` is kept in the record unchanged. Null on failure. */
-ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
-                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t cacheArg,
                                                 Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT;
 
@@ -149,12 +151,13 @@ ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t ca
 ORVIK_API Ohfa_File *ohfa_FileOpen(const wchar_t *name, const wchar_t *mode, uint32_t cacheArg,
                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t *mode,
-                                              uint32_t cacheArg, Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT;
+                                              uint32_t cacheArg, Oerr_ErrorReport **err, ...)
+    ORVIK_NOEXCEPT;
 
 /* Finds `name` along a search list (ofio_Which) and opens it. */
-ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList,
-                                             const wchar_t *name, const wchar_t *mode,
-                                             uint32_t cacheArg, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList, const wchar_t *name,
+                                             const wchar_t *mode, uint32_t cacheArg,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Drops one reference; the last one flushes, closes the stream and frees the handle (also
  * when the flush fails, which is reported). Returns 0, or -1. */
@@ -204,16 +207,18 @@ ORVIK_API long ohfa_DictionaryDelete(Ohfa_File *file, uint32_t position, long le
 /* Writes one host record of `design` (`size` = its file size) at `position`, converted to
  * file form. Returns size, or -1. */
 ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif_Design *design,
-                                      long size, const void *hostBuffer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                      long size, const void *hostBuffer, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Reads `size` bytes at `position` (-1: where the stream stands) and converts them into the
  * host record `hostBuffer` of `design`. Returns size, or -1. */
 ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_Design *design,
-                                     long size, void *hostBuffer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                     long size, void *hostBuffer, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* The same for bytes already in file form (no conversion). */
-ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size,
-                                     const void *buffer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size, const void *buffer,
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, void *buffer,
                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
@@ -225,12 +230,12 @@ enum {
     OHFA_SEEK_ROOT = 0,
     OHFA_SEEK_NEXT = 1,
     OHFA_SEEK_PREV = 2,
-    OHFA_SEEK_LAST = 3,              /* last sibling */
-    OHFA_SEEK_FIRST = 4,             /* first sibling */
-    OHFA_SEEK_CHILD = 5,             /* first child */
+    OHFA_SEEK_LAST = 3,  /* last sibling */
+    OHFA_SEEK_FIRST = 4, /* first sibling */
+    OHFA_SEEK_CHILD = 5, /* first child */
     OHFA_SEEK_PARENT = 6,
-    OHFA_SEEK_SIBLING_NAMED = 7,     /* sibling with that name (needs a parent) */
-    OHFA_SEEK_PATH = 8,              /* node path */
+    OHFA_SEEK_SIBLING_NAMED = 7, /* sibling with that name (needs a parent) */
+    OHFA_SEEK_PATH = 8,          /* node path */
     OHFA_SEEK_LAST_CHILD = 9,
     OHFA_SEEK_CHILD_NAMED = 10,
     OHFA_SEEK_DESCENDANT_NAMED = 11, /* depth first, children before siblings */
@@ -261,34 +266,40 @@ ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_
                                const wchar_t *type, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Links of the current entry, from the host copy (never fail). */
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasNext(const Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasPrev(const Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Node path of the current entry (a new heap string), or null. */
 ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Copies the current entry into *entry (may be null) and returns its file position; 0 on
  * failure. */
-ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* A caller-owned snapshot of the current entry (its position and node path); restored by
  * path, so it survives entries written or deleted around it. */
 typedef struct Ohfa_EntryPosition_ Ohfa_EntryPosition;
-ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *position,
                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API void ohfa_EntryPositionFree(Ohfa_EntryPosition *position) ORVIK_NOEXCEPT;
 
 /* The current entry's file position (0 on failure), and a move to the entry at a position. */
-ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Whether a seek would find an entry (copied into *entry when not null); the current entry
  * stays where it is. */
-ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
-                              Ohfa_Entry *entry, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name, Ohfa_Entry *entry,
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Node paths of every entry below `startNode` (null: the root), in preorder; a new list. */
 ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *startNode,
@@ -298,7 +309,8 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
  * stays the current entry. Refused: a missing node ("%s|Node not found"), the root or a
  * node inside the moved subtree ("Invalid 'move to' path"), a node that already has a child
  * of that name ("%s|Node already exists for file %s"). Returns 0, or -1. */
-ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Deletes the current entry with everything below it; the space of the records and of their
  * data blocks goes back to the free list. Refused while block caching is off. The previous
@@ -322,17 +334,16 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
 /* Seeks by `seekMethod` and `name` and reads the entry's data into `object` (nothing when its
  * size is 0). ohfa_ObjectRead fails with "Object read failure!" when nothing is found;
  * ...IfPresent then returns null without a report. Both return `object` otherwise. */
-ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
-                                void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod, void *object,
+                                const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                          void *object, const Omif_Design *design,
                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* The found entry's data in file form, in a new heap block (its size in *count); null
  * without a report when nothing is found or the entry has no data. */
-ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name,
-                                             long seekMethod, long *count,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                             long *count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Deletes the found entry (ohfa_EntryDelete); nothing found is no error. Returns 0, or -1. */
 ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
@@ -341,12 +352,13 @@ ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seek
 /* ---- Free space ---------------------------------------------------------------------- */
 
 /* Position of a block of `size` bytes, now in use; 0 on failure. */
-ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Returns a block to the free list, merging it with free neighbours. A range that overlaps
  * a free block is refused and nothing changes. Returns 0, or -1. */
-ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size,
-                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Sum of the free blocks' sizes; -1 on failure. */
 ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;

@@ -40,7 +40,7 @@ typedef struct Ohst_BreakPointList_ {
 typedef struct Ohst_LUT_ {
     int32_t nBreakPoints;
     Ohst_BreakPoint *breakPoints; /* nBreakPoints entries, ascending x */
-    int32_t *table; /* inMax + 1 entries, each within 0..outMax */
+    int32_t *table;               /* inMax + 1 entries, each within 0..outMax */
     int32_t inMax;
     int32_t outMax;
 } Ohst_LUT;
@@ -56,11 +56,13 @@ typedef struct Ohst_Histogram_ {
 
 /* New histogram of nBins zero counts over the values 0..nBins-1 (move minValue and maxValue
  * together to cover another range). 1 <= nBins <= OHST_MAX_ENTRIES. */
-ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Copies source into destination (created when null; its counts array is replaced when the
  * range differs). Returns destination; on failure null and destination is left unchanged. */
 ORVIK_API Ohst_Histogram *ohst_HistogramCopy(const Ohst_Histogram *source,
-                                             Ohst_Histogram *destination, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                             Ohst_Histogram *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void ohst_HistogramDelete(Ohst_Histogram *histogram) ORVIK_NOEXCEPT;
 /* Largest count; 0 for a null or malformed histogram. */
 ORVIK_API uint32_t ohst_GetHistogramMaxCount(const Ohst_Histogram *histogram) ORVIK_NOEXCEPT;
@@ -83,7 +85,8 @@ ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err) ORVIK_NOEX
 
 /* Inserts (x, y) keeping the list sorted; an existing point with the same x gets the new y.
  * Returns the point's index, -1 for a malformed list or when the heap is exhausted. */
-ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, int32_t x, int32_t y) ORVIK_NOEXCEPT;
+ORVIK_API int32_t ohst_BreakPointInsert(Ohst_BreakPointList *list, int32_t x, int32_t y)
+    ORVIK_NOEXCEPT;
 /* Removes the point at index. Returns the new count, -1 when index is outside the list. */
 ORVIK_API int32_t ohst_BreakPointDelete(Ohst_BreakPointList *list, int32_t index) ORVIK_NOEXCEPT;
 ORVIK_API void ohst_BreakPointSort(Ohst_BreakPointList *list) ORVIK_NOEXCEPT;
@@ -115,7 +118,8 @@ ORVIK_API int32_t ohst_SetRamp(Ohst_LUT *lut, int32_t inLow, int32_t outLow, int
 /* Replaces the breakpoints by the ramp's two points, after which ohst_BreakPointsToTable writes
  * the table ohst_SetRamp writes (inLow == inHigh gives a step). Returns 2, or -1. */
 ORVIK_API int32_t ohst_RampToBreakPoints(Ohst_LUT *lut, int32_t inLow, int32_t outLow,
-                                         int32_t inHigh, int32_t outHigh, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                         int32_t inHigh, int32_t outHigh, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Histograms and tables ------------------------------------------------------------- */
 

@@ -18,10 +18,10 @@
 ORVIK_BEGIN_DECLS
 
 typedef enum Olex_ClauseKind_ {
-    OLEX_PDF = 0,           /* file heading; text: the title */
-    OLEX_CATEGORY_BEGIN,    /* text: category name */
+    OLEX_PDF = 0,        /* file heading; text: the title */
+    OLEX_CATEGORY_BEGIN, /* text: category name */
     OLEX_CATEGORY_END,
-    OLEX_PARAMETER,         /* text: parameter name; type: 0 string, 1 number, 4 colour */
+    OLEX_PARAMETER, /* text: parameter name; type: 0 string, 1 number, 4 colour */
     OLEX_PARAMETER_END,
     OLEX_READONLY,
     OLEX_NOCHECK,
@@ -31,25 +31,21 @@ typedef enum Olex_ClauseKind_ {
     OLEX_BOOLEAN,
     OLEX_ENVEXPAND,
     OLEX_MULTILINE,
-    OLEX_MAXLENGTH,         /* numbers[0] */
-    OLEX_MINIMUM,           /* numbers[0] */
-    OLEX_MAXIMUM,           /* numbers[0] */
-    OLEX_ENUMS,             /* list */
-    OLEX_TYPEDEF,           /* text */
-    OLEX_HIDEON,            /* list */
-    OLEX_SHOWON,            /* list */
-    OLEX_DEFAULT_STRING,    /* text; platform */
-    OLEX_DEFAULT_EXPANDED,  /* text; platform */
-    OLEX_DEFAULT_NUMBER,    /* numbers[0]; platform */
-    OLEX_DEFAULT_COLOR,     /* numbers[0..count-1], count 3 or 4; platform */
+    OLEX_MAXLENGTH,        /* numbers[0] */
+    OLEX_MINIMUM,          /* numbers[0] */
+    OLEX_MAXIMUM,          /* numbers[0] */
+    OLEX_ENUMS,            /* list */
+    OLEX_TYPEDEF,          /* text */
+    OLEX_HIDEON,           /* list */
+    OLEX_SHOWON,           /* list */
+    OLEX_DEFAULT_STRING,   /* text; platform */
+    OLEX_DEFAULT_EXPANDED, /* text; platform */
+    OLEX_DEFAULT_NUMBER,   /* numbers[0]; platform */
+    OLEX_DEFAULT_COLOR,    /* numbers[0..count-1], count 3 or 4; platform */
     OLEX_CLAUSE_FORCE_32_BITS = 0x7fffffff
 } Olex_ClauseKind;
 
-enum {
-    OLEX_PLATFORM_ANY = 0,
-    OLEX_PLATFORM_PC = 1,
-    OLEX_PLATFORM_UNIX = 2
-};
+enum { OLEX_PLATFORM_ANY = 0, OLEX_PLATFORM_PC = 1, OLEX_PLATFORM_UNIX = 2 };
 
 /* One clause; every pointer is valid during the call only. */
 typedef struct Olex_Clause_ {
@@ -74,7 +70,8 @@ typedef long (*Olex_ClauseFunc)(void *clientData, const Olex_Clause *clause,
  * with a report "<file>:<line>:<column>: <problem>" (taking over the clause function's report
  * when that stopped the parse). */
 ORVIK_API long olex_Parse(const wchar_t *fileName, const char *text, size_t length,
-                          Olex_ClauseFunc function, void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                          Olex_ClauseFunc function, void *clientData, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

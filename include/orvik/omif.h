@@ -47,48 +47,44 @@ ORVIK_BEGIN_DECLS
 
 /* Item type codes; the letter is the one used in the text form. */
 enum {
-    OMIF_ITEM_END = 0,             /* terminates item tables and argument lists */
-    OMIF_ITEM_INLINE_OBJECT = 1,   /* x: object, design given inline (owned) */
-    OMIF_ITEM_OBJECT = 2,          /* o: object, design named in the dictionary */
-    OMIF_ITEM_ENUM = 3,            /* e: enumeration, 32-bit on the host */
-    OMIF_ITEM_U1 = 4,              /* 1: 1-bit unsigned, one byte per element on the host */
-    OMIF_ITEM_U2 = 5,              /* 2: 2-bit unsigned */
-    OMIF_ITEM_U4 = 6,              /* 4: 4-bit unsigned */
-    OMIF_ITEM_UCHAR = 7,           /* C: unsigned 8-bit */
-    OMIF_ITEM_CHAR = 8,            /* c: 8-bit text character */
-    OMIF_ITEM_USHORT = 9,          /* S: unsigned 16-bit */
-    OMIF_ITEM_SHORT = 10,          /* s: signed 16-bit */
-    OMIF_ITEM_ULONG = 11,          /* L: unsigned 32-bit */
-    OMIF_ITEM_LONG = 12,           /* l: signed 32-bit */
-    OMIF_ITEM_FLOAT = 13,          /* f: 32-bit float */
-    OMIF_ITEM_DOUBLE = 14,         /* d: 64-bit double */
-    OMIF_ITEM_COMPLEX = 15,        /* m: two 32-bit floats */
-    OMIF_ITEM_DCOMPLEX = 16,       /* M: two 64-bit doubles */
-    OMIF_ITEM_BASEDATA = 17,       /* b: Ogda_BaseData */
-    OMIF_ITEM_TIME = 18,           /* t: time as a 64-bit double */
-    OMIF_ITEM_S32 = 19             /* i: signed 32-bit */
+    OMIF_ITEM_END = 0,           /* terminates item tables and argument lists */
+    OMIF_ITEM_INLINE_OBJECT = 1, /* x: object, design given inline (owned) */
+    OMIF_ITEM_OBJECT = 2,        /* o: object, design named in the dictionary */
+    OMIF_ITEM_ENUM = 3,          /* e: enumeration, 32-bit on the host */
+    OMIF_ITEM_U1 = 4,            /* 1: 1-bit unsigned, one byte per element on the host */
+    OMIF_ITEM_U2 = 5,            /* 2: 2-bit unsigned */
+    OMIF_ITEM_U4 = 6,            /* 4: 4-bit unsigned */
+    OMIF_ITEM_UCHAR = 7,         /* C: unsigned 8-bit */
+    OMIF_ITEM_CHAR = 8,          /* c: 8-bit text character */
+    OMIF_ITEM_USHORT = 9,        /* S: unsigned 16-bit */
+    OMIF_ITEM_SHORT = 10,        /* s: signed 16-bit */
+    OMIF_ITEM_ULONG = 11,        /* L: unsigned 32-bit */
+    OMIF_ITEM_LONG = 12,         /* l: signed 32-bit */
+    OMIF_ITEM_FLOAT = 13,        /* f: 32-bit float */
+    OMIF_ITEM_DOUBLE = 14,       /* d: 64-bit double */
+    OMIF_ITEM_COMPLEX = 15,      /* m: two 32-bit floats */
+    OMIF_ITEM_DCOMPLEX = 16,     /* M: two 64-bit doubles */
+    OMIF_ITEM_BASEDATA = 17,     /* b: Ogda_BaseData */
+    OMIF_ITEM_TIME = 18,         /* t: time as a 64-bit double */
+    OMIF_ITEM_S32 = 19           /* i: signed 32-bit */
 };
 #define OMIF_ITEM_TYPE_MAX 19
 
 /* Pointer kinds of indirect items. */
 enum {
-    OMIF_POINTER_PLAIN = 0,   /* "*" */
-    OMIF_POINTER_COUNTED = 1  /* "p" */
+    OMIF_POINTER_PLAIN = 0,  /* "*" */
+    OMIF_POINTER_COUNTED = 1 /* "p" */
 };
 
 /* Item forms for the argument lists of omif_DesignCreateX (combine indirect + kind). */
-enum {
-    OMIF_DIRECT = 0,
-    OMIF_PLAIN_POINTER = '*',
-    OMIF_COUNTED_POINTER = 'p'
-};
+enum { OMIF_DIRECT = 0, OMIF_PLAIN_POINTER = '*', OMIF_COUNTED_POINTER = 'p' };
 
 /* The host form of a counted-pointer item: declare the member as
  * OMIF_COUNTED_POINTER_OF(double) values; */
-#define OMIF_COUNTED_POINTER_OF(T) \
-    struct {                       \
-        int32_t count;             \
-        T *data;                   \
+#define OMIF_COUNTED_POINTER_OF(T)                                                                 \
+    struct {                                                                                       \
+        int32_t count;                                                                             \
+        T *data;                                                                                   \
     }
 
 /* Longest chain of nested object designs (inline designs within inline designs, or
@@ -99,27 +95,27 @@ typedef struct Omif_Design_ Omif_Design;
 
 typedef struct Omif_Item_ {
     struct Omif_Item_ *next;
-    int32_t type;           /* OMIF_ITEM_... */
+    int32_t type; /* OMIF_ITEM_... */
     wchar_t *name;
-    int32_t elementSize;    /* host bytes of one element */
-    int32_t hostSize;       /* host bytes of the whole item in the record */
-    int32_t offset;         /* place of the item in the host record */
-    int32_t count;          /* elements (direct, plain pointer); per record for "p" */
-    int16_t enumCount;      /* e: number of names */
-    wchar_t **enumNames;    /* e: names; a name's position is its value */
-    Omif_Design *design;    /* o: referenced design; x: owned inline design */
-    int32_t pointerKind;    /* OMIF_POINTER_COUNTED or OMIF_POINTER_PLAIN */
-    int32_t indirect;       /* 1: elements lie outside the record */
-    int32_t padding;        /* host bytes after the item (to the next item or record end) */
-    int32_t ownsDesign;     /* 1 when `design` belongs to this item (always for x) */
+    int32_t elementSize; /* host bytes of one element */
+    int32_t hostSize;    /* host bytes of the whole item in the record */
+    int32_t offset;      /* place of the item in the host record */
+    int32_t count;       /* elements (direct, plain pointer); per record for "p" */
+    int16_t enumCount;   /* e: number of names */
+    wchar_t **enumNames; /* e: names; a name's position is its value */
+    Omif_Design *design; /* o: referenced design; x: owned inline design */
+    int32_t pointerKind; /* OMIF_POINTER_COUNTED or OMIF_POINTER_PLAIN */
+    int32_t indirect;    /* 1: elements lie outside the record */
+    int32_t padding;     /* host bytes after the item (to the next item or record end) */
+    int32_t ownsDesign;  /* 1 when `design` belongs to this item (always for x) */
 } Omif_Item;
 
 struct Omif_Design_ {
-    struct Omif_Design_ *next;  /* next design of the dictionary */
+    struct Omif_Design_ *next; /* next design of the dictionary */
     wchar_t *name;
-    Omif_Item *items;           /* first item, declaration order */
-    int32_t hostSize;           /* bytes of one host record, a multiple of alignment */
-    int32_t alignment;          /* strictest alignment of its items (1 for no items) */
+    Omif_Item *items;  /* first item, declaration order */
+    int32_t hostSize;  /* bytes of one host record, a multiple of alignment */
+    int32_t alignment; /* strictest alignment of its items (1 for no items) */
 };
 
 /* The narrow twins (UTF-8 strings), same layout otherwise. */
@@ -179,21 +175,24 @@ struct Omif_ItemDescription_ {
     const Omif_Design *design;
 };
 
-#define OMIF_FIELD(type, name, count) {(type), (name), (count), 0, 0, NULL, NULL, NULL, NULL}
-#define OMIF_FIELD_PTR(type, name, count) \
-    {(type), (name), (count), 1, OMIF_POINTER_PLAIN, NULL, NULL, NULL, NULL}
-#define OMIF_FIELD_COUNTED(type, name) \
-    {(type), (name), 0, 1, OMIF_POINTER_COUNTED, NULL, NULL, NULL, NULL}
-#define OMIF_FIELD_ENUM(name, names) {OMIF_ITEM_ENUM, (name), 1, 0, 0, (names), NULL, NULL, NULL}
-#define OMIF_FIELD_OBJECT(name, count, designName) \
-    {OMIF_ITEM_OBJECT, (name), (count), 0, 0, NULL, (designName), NULL, NULL}
-#define OMIF_FIELD_OBJECT_PTR(name, count, designName) \
-    {OMIF_ITEM_OBJECT, (name), (count), 1, OMIF_POINTER_PLAIN, NULL, (designName), NULL, NULL}
-#define OMIF_FIELD_OBJECT_COUNTED(name, designName) \
-    {OMIF_ITEM_OBJECT, (name), 0, 1, OMIF_POINTER_COUNTED, NULL, (designName), NULL, NULL}
-#define OMIF_FIELD_INLINE(name, count, designName, items) \
-    {OMIF_ITEM_INLINE_OBJECT, (name), (count), 0, 0, NULL, (designName), (items), NULL}
-#define OMIF_TABLE_END {OMIF_ITEM_END, NULL, 0, 0, 0, NULL, NULL, NULL, NULL}
+#define OMIF_FIELD(type, name, count)                                                              \
+    { (type), (name), (count), 0, 0, NULL, NULL, NULL, NULL }
+#define OMIF_FIELD_PTR(type, name, count)                                                          \
+    { (type), (name), (count), 1, OMIF_POINTER_PLAIN, NULL, NULL, NULL, NULL }
+#define OMIF_FIELD_COUNTED(type, name)                                                             \
+    { (type), (name), 0, 1, OMIF_POINTER_COUNTED, NULL, NULL, NULL, NULL }
+#define OMIF_FIELD_ENUM(name, names)                                                               \
+    { OMIF_ITEM_ENUM, (name), 1, 0, 0, (names), NULL, NULL, NULL }
+#define OMIF_FIELD_OBJECT(name, count, designName)                                                 \
+    { OMIF_ITEM_OBJECT, (name), (count), 0, 0, NULL, (designName), NULL, NULL }
+#define OMIF_FIELD_OBJECT_PTR(name, count, designName)                                             \
+    { OMIF_ITEM_OBJECT, (name), (count), 1, OMIF_POINTER_PLAIN, NULL, (designName), NULL, NULL }
+#define OMIF_FIELD_OBJECT_COUNTED(name, designName)                                                \
+    { OMIF_ITEM_OBJECT, (name), 0, 1, OMIF_POINTER_COUNTED, NULL, (designName), NULL, NULL }
+#define OMIF_FIELD_INLINE(name, count, designName, items)                                          \
+    { OMIF_ITEM_INLINE_OBJECT, (name), (count), 0, 0, NULL, (designName), (items), NULL }
+#define OMIF_TABLE_END                                                                             \
+    { OMIF_ITEM_END, NULL, 0, 0, 0, NULL, NULL, NULL, NULL }
 
 /* ---- Designs ---------------------------------------------------------------------- */
 
@@ -219,7 +218,8 @@ ORVIK_API Omif_Design *omif_DesignCreateFromTable(const wchar_t *name,
  *   omif_DesignCreateX(L"Point", &err, OMIF_ITEM_DOUBLE, L"x", 1, OMIF_DIRECT,
  *                      OMIF_ITEM_DOUBLE, L"y", 1, OMIF_DIRECT, OMIF_ITEM_END);
  */
-ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *omif_DesignCreateX(const wchar_t *name, Oerr_ErrorReport **err, ...)
+    ORVIK_NOEXCEPT;
 ORVIK_API Omif_Design *omif_DesignCreateVAPtr(const wchar_t *name, Oerr_ErrorReport **err,
                                               va_list *args) ORVIK_NOEXCEPT;
 
@@ -230,35 +230,41 @@ ORVIK_API void omif_DesignDestroyA(Omif_DesignA *design, Oerr_ErrorReport **err)
 
 /* Deep copy: names, enumeration names and inline designs are copied; `o` items of the copy
  * refer to the same designs as the source's (a design the source owns is copied). */
-ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Copy into the other text form. Every design reached through `o` items is converted as
  * well and owned by the result (each once; a reference back to a design being converted
  * points at its converted copy). */
-ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Dictionaries ----------------------------------------------------------------- */
 
 ORVIK_API Omif_Dictionary *omif_DictionaryCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void omif_DictionaryDestroy(Omif_Dictionary *dictionary, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API void omif_DictionaryDelete(Omif_Dictionary **dictionary, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Adds a copy of `design` unless a design of that name is present, then adds the element
  * designs of its object items in the same way; the copy's `o` items refer to the
  * dictionary's designs of those names. Returns the dictionary's design of that name. */
 ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
-                                                const Omif_Design *design,
-                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Omif_Design *omif_AddDesignToDictionary(Omif_Dictionary *dictionary,
-                                                  const Omif_Design *design,
-                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                  const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* The first design of that name, or null (without a report) when there is none. */
 ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictionary,
-                                                   const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API Omif_Design *omif_FindDesignByName(const Omif_Dictionary *dictionary,
-                                             const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                   const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Omif_Design *omif_FindDesignByName(const Omif_Dictionary *dictionary, const wchar_t *name,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Built-in designs ------------------------------------------------------------- */
 
@@ -280,16 +286,16 @@ typedef struct Omif_DesignTable_ {
 typedef struct Omif_BuiltinDesigns_ {
     const Omif_DesignTable *designs; /* ends with {NULL, NULL} */
     struct Omif_BuiltinDesigns_ *base;
-    Omif_Dictionary *dictionary;     /* created at first use; never freed */
+    Omif_Dictionary *dictionary; /* created at first use; never freed */
 } Omif_BuiltinDesigns;
-#define OMIF_BUILTIN_DESIGNS(table, base) {(table), (base), NULL}
+#define OMIF_BUILTIN_DESIGNS(table, base)                                                          \
+    { (table), (base), NULL }
 
 /* The set's dictionary, created on first call. The dictionary stays owned by the set. */
 ORVIK_API const Omif_Dictionary *omif_BuiltinDictionaryGet(Omif_BuiltinDesigns *set,
                                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* A design of the set; null with a report when the set has no design of that name. */
-ORVIK_API const Omif_Design *omif_BuiltinDesignFetch(Omif_BuiltinDesigns *set,
-                                                     const wchar_t *name,
+ORVIK_API const Omif_Design *omif_BuiltinDesignFetch(Omif_BuiltinDesigns *set, const wchar_t *name,
                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Text form -------------------------------------------------------------------- */
@@ -325,13 +331,15 @@ ORVIK_API Omif_Dictionary *omif_DictionaryDecodeFromString(const wchar_t *text,
 
 /* Readable listings of a design (items with their host offsets and sizes) and of every
  * design of a dictionary. Return 0, or -1 with a report. */
-ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *dictionary,
                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Prints the values of one item of the host record `object` (nested objects indented by
  * `indent`), at most `maxValues` values per list (0: 8) before "..." cuts it. */
 ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item *item,
-                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                int32_t indent, int32_t maxValues, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 
@@ -371,7 +379,8 @@ typedef struct Omif_Buffer_ {
  * successful write when immediate flushing is enabled.
  */
 ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Omif_Design *design,
-                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                 Omif_Buffer *buffer, long baseOffset, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /*
  * Reads one record into `object` from `buffer` when it is not null, else from `stream` at
@@ -381,12 +390,11 @@ ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Om
  * needed; what the record holds afterwards (also after a failure) is freed by
  * omif_ObjectFree / omif_ObjectItemsFree.
  */
-ORVIK_API long omif_ConvertToHost(Ofio_File *stream, Omif_Buffer *buffer,
-                                  const Omif_Design *design, void *object,
-                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long omif_ConvertToHost(Ofio_File *stream, Omif_Buffer *buffer, const Omif_Design *design,
+                                  void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long omif_ConvertToHostX(Ofio_File *stream, Omif_Buffer *buffer,
-                                   const Omif_Design *design, void *object,
-                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                   const Omif_Design *design, void *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Process-wide switch (off at start): flush the stream after every successful
  * omif_ConvertToMIF to a stream. */
@@ -395,7 +403,8 @@ ORVIK_API void omif_StreamImmediateFlushDisable(void) ORVIK_NOEXCEPT;
 
 /* A zero-filled record of the design's host size; null without a report when the design is
  * null or its size is not positive. */
-ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* File bytes of the record; with a null object, the size of a record whose indirect items
@@ -406,10 +415,12 @@ ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design,
 /* Frees what the record owns (indirect arrays, nested records' contents, base-data blocks)
  * and leaves those pointers null and counts 0; omif_ObjectFree then frees the record. A null
  * object does nothing. Return 0, or -1 (a null design). */
-ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design,
-                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /*
  * Deep copy of *srcObjectPP into *dstObjectPP (allocated when *dstObjectPP is null; an
@@ -459,22 +470,24 @@ typedef struct Omif_MIFObject_ {
 
 /* The standard designs: "Omif_String_Design", "PTR", "Omif_MIFObject_Design" (owned by the
  * library; created at first use). */
-ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name,
-                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Sets *dst (whose old contents are not freed) from a wide text; null or empty -> 0/null.
  * Return 0, or -1. */
 ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text,
                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* New wide string; null without a report for an empty record. */
-ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Duplicates src into *dst (old contents not freed). Return 0, or -1. */
 ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String *src,
                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Copies src's block into *dst (old contents not freed): both fields zero copies nothing,
  * both set copies count bytes, a mix fails ("Trouble"). Return 0, or -1. */
-ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void omif_PTRFreeContents(Omif_PTR *block) ORVIK_NOEXCEPT;
 /* Frees dst's block, moves src's into it and clears src. */
 ORVIK_API void omif_PTRTransferContents(Omif_PTR *dst, Omif_PTR *src) ORVIK_NOEXCEPT;
@@ -484,21 +497,26 @@ ORVIK_API Omsc_Boolean omif_PTRIsSame(const Omif_PTR *a, const Omif_PTR *b) ORVI
 ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObject *src,
                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API void omif_MIFObjectFreeContents(Omif_MIFObject *object) ORVIK_NOEXCEPT;
-ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src) ORVIK_NOEXCEPT;
-ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b) ORVIK_NOEXCEPT;
+ORVIK_API void omif_MIFObjectTransferContents(Omif_MIFObject *dst, Omif_MIFObject *src)
+    ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean omif_MIFObjectIsSame(const Omif_MIFObject *a, const Omif_MIFObject *b)
+    ORVIK_NOEXCEPT;
 /* Frees the contents and the record itself. */
 ORVIK_API void omif_MIFObjectFree(Omif_MIFObject *object) ORVIK_NOEXCEPT;
 
 /* The file form of a record in a new counted block (*block's old contents not freed), and
  * back (the whole block must be one record). Return the byte count, or -1. */
 ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Design *design,
-                                              Omif_PTR *block, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                              Omif_PTR *block, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omif_Design *design,
-                                                void *object, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                void *object, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The same into and from an Omif_MIFObject; reading requires that the carried name equals
  * the design's name ("Design mismatch"). */
 ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Omif_Design *design,
-                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                    Omif_MIFObject *dst, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API long omif_MIFableObjectConvertFromMIFObject(const Omif_MIFObject *src,
                                                       const Omif_Design *design, void *object,
                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;

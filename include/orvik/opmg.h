@@ -65,19 +65,19 @@ enum {
     OPMG_ATTR_DIRECTORY = 0x010,
     OPMG_ATTR_ENVEXPAND = 0x020, /* the string value is environment-expanded when read */
     OPMG_ATTR_MULTILINE = 0x040,
-    OPMG_ATTR_MINIMUM = 0x080,   /* `minimum` is set */
-    OPMG_ATTR_MAXIMUM = 0x100,   /* `maximum` is set */
-    OPMG_ATTR_MAXLENGTH = 0x200  /* `maxLength` is set */
+    OPMG_ATTR_MINIMUM = 0x080,  /* `minimum` is set */
+    OPMG_ATTR_MAXIMUM = 0x100,  /* `maximum` is set */
+    OPMG_ATTR_MAXLENGTH = 0x200 /* `maxLength` is set */
 };
 
 typedef struct Opmg_Parameter_ {
     struct Opmg_Parameter_ *next;
     wchar_t *name;
-    Opmg_Type type;          /* effective type (a string declared boolean is OPMG_BOOLEAN) */
-    Opmg_Type declaredType;  /* as written: OPMG_STRING, OPMG_NUMBER or OPMG_COLOR */
+    Opmg_Type type;         /* effective type (a string declared boolean is OPMG_BOOLEAN) */
+    Opmg_Type declaredType; /* as written: OPMG_STRING, OPMG_NUMBER or OPMG_COLOR */
     Opmg_Preference value;
     Opmg_Preference defaultValue;
-    uint32_t attributes;     /* OPMG_ATTR_... */
+    uint32_t attributes; /* OPMG_ATTR_... */
     int32_t maxLength;
     double minimum;
     double maximum;
@@ -85,7 +85,7 @@ typedef struct Opmg_Parameter_ {
     ostr_StringList *hideOn; /* conditions for editors; not evaluated by the library */
     ostr_StringList *showOn;
     wchar_t *typedefName;
-    Omsc_Boolean stored;     /* set by a preference file or a put: written on save */
+    Omsc_Boolean stored; /* set by a preference file or a put: written on save */
 } Opmg_Parameter;
 
 /* A category list is a chain of categories; the first category stands for the list. */
@@ -146,7 +146,8 @@ ORVIK_API long opmg_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_Close(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* The preference file's name (default "v8preference"); the getter returns a new string. */
-ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long opmg_InitPreferenceFileName(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API wchar_t *opmg_GetPreferenceFileName(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* When on, every change made by a put is written to standard error as a plain message. */
 ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on) ORVIK_NOEXCEPT;
@@ -156,8 +157,8 @@ ORVIK_API void opmg_InitPreferenceChangeLogging(Omsc_Boolean on) ORVIK_NOEXCEPT;
  * Clauses that do not fit a parameter's type are dropped with a printed warning. Returns 0,
  * or -1 ("OPMG: Error return from olex_Parse!" over a report that gives file, line and
  * column); *list is then unchanged. */
-ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list,
-                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long opmg_Parse(const wchar_t *fileName, Opmg_Category **list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The same for definition text in memory (UTF-8); `fileName` only names it in reports. */
 ORVIK_API long opmg_ParseText(const wchar_t *fileName, const char *text, size_t length,
                               Opmg_Category **list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
@@ -194,28 +195,31 @@ ORVIK_API wchar_t *opmg_GetEnumPreference(const wchar_t *category, const wchar_t
 ORVIK_API long opmg_GetColorPreference(const wchar_t *category, const wchar_t *name,
                                        Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutStringPreference(const wchar_t *category, const wchar_t *name,
-                                        const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *name,
-                                        double value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                        const wchar_t *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long opmg_PutNumberPreference(const wchar_t *category, const wchar_t *name, double value,
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Stores "true" or "false". */
 ORVIK_API long opmg_PutBooleanPreference(const wchar_t *category, const wchar_t *name,
                                          Omsc_Boolean value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutEnumPreference(const wchar_t *category, const wchar_t *name,
                                       const wchar_t *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutColorPreference(const wchar_t *category, const wchar_t *name,
-                                       const Opmg_Color *color, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                       const Opmg_Color *color, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Untyped access. */
 ORVIK_API Opmg_Preference *opmg_GetPreference(const wchar_t *category, const wchar_t *name,
                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long opmg_PutPreference(const wchar_t *category, const wchar_t *name,
-                                  const Opmg_Preference *value, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                  const Opmg_Preference *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void opmg_PreferenceFree(Opmg_Preference *value) ORVIK_NOEXCEPT;
-ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value,
-                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Opmg_Preference *opmg_PreferenceDup(const Opmg_Preference *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Copies `source` into `destination` (whose old text is released). Returns 0, or -1. */
-ORVIK_API long opmg_ParameterValueCopy(Opmg_Preference *destination,
-                                       const Opmg_Preference *source, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long opmg_ParameterValueCopy(Opmg_Preference *destination, const Opmg_Preference *source,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* ---- Callbacks. The first pair goes through the implementation; the older trio acts on the
  * default implementation's list directly (with a warning when another is installed). */
@@ -241,24 +245,25 @@ ORVIK_API long opmg_GetCallbackList(const wchar_t *category, const wchar_t *name
 /* A deep copy of the default database's categories (null and no report when empty). */
 ORVIK_API Opmg_Category *opmg_GetCategoryList(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* A deep copy of the categories whose names match `pattern` (ostr_WildcardMatch). */
-ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list,
-                                                 const wchar_t *pattern,
+ORVIK_API Opmg_Category *opmg_FilterCategoryList(const Opmg_Category *list, const wchar_t *pattern,
                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Appends to *list a copy of its category `from` named `to`. */
 ORVIK_API long opmg_CopyCategory(Opmg_Category **list, const wchar_t *from, const wchar_t *to,
                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Unlinks and frees the category; returns OMSC_FALSE when there is none of that name. */
-ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name) ORVIK_NOEXCEPT;
-ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean opmg_RemoveCategory(Opmg_Category **list, const wchar_t *name)
+    ORVIK_NOEXCEPT;
+ORVIK_API Opmg_Category *opmg_MatchCategory(const Opmg_Category *list, const wchar_t *name)
+    ORVIK_NOEXCEPT;
 /* Frees the whole chain. */
 ORVIK_API void opmg_FreeCategoryList(Opmg_Category *list) ORVIK_NOEXCEPT;
 /* Frees one category record (not those after it). */
 ORVIK_API void opmg_FreeCatList(Opmg_Category *category) ORVIK_NOEXCEPT;
 ORVIK_API Opmg_Category *opmg_ListTail(const Opmg_Category *list) ORVIK_NOEXCEPT;
-ORVIK_API Opmg_Parameter *opmg_CategoryListFindParameterInCategory(const Opmg_Category *list,
-                                                                   const wchar_t *category,
-                                                                   const wchar_t *name,
-                                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Opmg_Parameter *
+opmg_CategoryListFindParameterInCategory(const Opmg_Category *list, const wchar_t *category,
+                                         const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Saving. The user's file goes to the element of GIO_PREFERENCES_PATH that lies under
  * GIO_PERSONAL (else the first element); the global file to the last element. */

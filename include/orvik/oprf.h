@@ -18,18 +18,18 @@ ORVIK_BEGIN_DECLS
 ORVIK_API long oprf_DefaultDatabaseInitialize(void *data, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long oprf_DefaultDatabaseTerminate(void *data, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API long oprf_DefaultDatabaseFlush(void *data, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long oprf_DefaultPreferenceAddCB(void *data, const wchar_t *category,
-                                           const wchar_t *name, Opmg_CallbackFunc function,
-                                           void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long oprf_DefaultPreferenceRemCB(void *data, const wchar_t *category,
-                                           const wchar_t *name, Opmg_CallbackFunc function,
-                                           void *clientData, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long oprf_DefaultPreferenceGet(void *data, const wchar_t *category,
-                                         const wchar_t *name, Opmg_Preference *value,
-                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long oprf_DefaultPreferencePut(void *data, const wchar_t *category,
-                                         const wchar_t *name, const Opmg_Preference *value,
-                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long oprf_DefaultPreferenceAddCB(void *data, const wchar_t *category, const wchar_t *name,
+                                           Opmg_CallbackFunc function, void *clientData,
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long oprf_DefaultPreferenceRemCB(void *data, const wchar_t *category, const wchar_t *name,
+                                           Opmg_CallbackFunc function, void *clientData,
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long oprf_DefaultPreferenceGet(void *data, const wchar_t *category, const wchar_t *name,
+                                         Opmg_Preference *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long oprf_DefaultPreferencePut(void *data, const wchar_t *category, const wchar_t *name,
+                                         const Opmg_Preference *value, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The data pointer that belongs with the methods above. */
 ORVIK_API void *oprf_DefaultData(void) ORVIK_NOEXCEPT;
 

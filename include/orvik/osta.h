@@ -66,12 +66,7 @@ typedef struct Osta_Histogram_ {
 
 /* Colour components, in the order of the descriptor-table columns "Red", "Green", "Blue",
  * "Opacity". */
-enum {
-    OSTA_RED = 0,
-    OSTA_GREEN = 1,
-    OSTA_BLUE = 2,
-    OSTA_OPACITY = 3
-};
+enum { OSTA_RED = 0, OSTA_GREEN = 1, OSTA_BLUE = 2, OSTA_OPACITY = 3 };
 #define OSTA_MAX_COLOR_COMPONENTS 4
 
 /* One colour component: an f64 Ogda_Table, one value in 0..1 per bin. */
@@ -103,18 +98,21 @@ ORVIK_API Omif_Design *osta_SkipFactorsDesignFetch(Oerr_ErrorReport **err) ORVIK
 
 ORVIK_API Osta_Statistics *osta_StatisticsCreate(Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_Statistics *osta_StatisticsCopy(const Osta_Statistics *source,
-                                               Osta_Statistics *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                               Osta_Statistics *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void osta_StatisticsDelete(Osta_Statistics *statistics) ORVIK_NOEXCEPT;
 
 /* An nLayers x nLayers zero f64 matrix, 1 <= nLayers <= OGDA_MATRIX_MAX_ORDER. */
-ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
-                                               Osta_Covariance *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                               Osta_Covariance *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Destroy releases the matrix and leaves the record empty; Delete releases both. */
-ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API void osta_CovarianceDestroy(Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API void osta_CovarianceDelete(Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* `values` (a numeric table of any pixel type, or null for none) is copied as an f64 table. */
 ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCreate(const Ogda_BaseData *values,
@@ -136,11 +134,11 @@ ORVIK_API void osta_SkipFactorsDelete(Osta_SkipFactors *skipFactors) ORVIK_NOEXC
  * function's bin count; an nBins that differs is adjusted, with the warning "Number of bins
  * adjusted to match passed in bin function". With a null bin function the bins are the
  * values 0..nBins-1 (a direct function). */
-ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFunction,
-                                               int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFunction, int32_t nBins,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
-                                             Osta_Histogram *destination,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                             Osta_Histogram *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void osta_HistogramDelete(Osta_Histogram *histogram) ORVIK_NOEXCEPT;
 /* Replaces the bin function by a copy of `binFunction` and resizes the table to its bin
  * count; the counts, which belonged to the old bins, are set to 0. On failure the histogram
@@ -157,10 +155,11 @@ ORVIK_API Osta_Histogram *osta_HistogramTranslate(const Osta_Histogram *source,
                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* nBins zero values (f64; "string" for class names). 1 <= nBins <= ODSC_MAX_BINS. */
-ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ColorTable *osta_ColorTableCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Osta_ColorTable *osta_ColorTableCopy(const Osta_ColorTable *source,
-                                               Osta_ColorTable *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                               Osta_ColorTable *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void osta_ColorTableDelete(Osta_ColorTable *table) ORVIK_NOEXCEPT;
 /* nComponents (1 to OSTA_MAX_COLOR_COMPONENTS) tables of nBins zero values. */
 ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, int32_t nBins,
@@ -169,15 +168,17 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableSt
                                                          Osta_ColorTableStack *destination,
                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API void osta_ColorTableStackDelete(Osta_ColorTableStack *stack) ORVIK_NOEXCEPT;
-ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ContrastTable *osta_ContrastTableCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Osta_ContrastTable *osta_ContrastTableCopy(const Osta_ContrastTable *source,
                                                      Osta_ContrastTable *destination,
                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 ORVIK_API void osta_ContrastTableDelete(Osta_ContrastTable *table) ORVIK_NOEXCEPT;
-ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ClassNames *osta_ClassNamesCreate(int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API Osta_ClassNames *osta_ClassNamesCopy(const Osta_ClassNames *source,
-                                               Osta_ClassNames *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                               Osta_ClassNames *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT;
 
 /* ---- Computation from raster data ---------------------------------------------------- */
@@ -201,18 +202,16 @@ ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT;
  * minimum..maximum); a given one keeps its bin function and has its counts replaced.
  * Fails when no value is left to count.
  */
-ORVIK_API Osta_Statistics *osta_StatisticsCompute(const Ogda_BaseData *data,
-                                                  const Osta_ExcludedValues *excluded,
-                                                  const Osta_SkipFactors *skip,
-                                                  Osta_Statistics *statistics,
-                                                  Osta_Histogram **histogram,
-                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Statistics *
+osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *excluded,
+                       const Osta_SkipFactors *skip, Osta_Statistics *statistics,
+                       Osta_Histogram **histogram, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
  * Covariance matrix of the layers of `layers` (all of one shape, numeric, not complex),
  * sampled by `skip`; an element position is used only when no layer holds an excluded
- * value, NaN or an infinity there. Divides by n - 1. Result in `covariance` (created when null; a given
- * one is resized to the layer count).
+ * value, NaN or an infinity there. Divides by n - 1. Result in `covariance` (created when null; a
+ * given one is resized to the layer count).
  */
 ORVIK_API Osta_Covariance *osta_CovarianceCompute(const Ogda_BaseDataStack *layers,
                                                   const Osta_ExcludedValues *excluded,

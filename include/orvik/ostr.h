@@ -24,7 +24,8 @@ ORVIK_BEGIN_DECLS
  * dest is returned. Null on an allocation failure, a null format or a destCount of 0. */
 ORVIK_API wchar_t *ostr_Vsprintf(wchar_t *dest, size_t destCount, const wchar_t *format,
                                  va_list args) ORVIK_NOEXCEPT;
-ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ostr_Sprintf(wchar_t *dest, size_t destCount, const wchar_t *format, ...)
+    ORVIK_NOEXCEPT;
 
 /* ---- Single strings. Every returned string is a new library-heap block owned by the caller.
  * Functions taking `err` clear it on entry (a null `err` is tolerated: the report is dropped). */
@@ -42,7 +43,8 @@ ORVIK_API wchar_t *ostr_QuoteString(const wchar_t *text, Omsc_Boolean doubleQuot
 
 /* Quoted duplicate: the text in double quotes as ostr_QuoteString makes it, except that an
  * empty text gives the two quote characters. A null text gives null and no report. */
-ORVIK_API wchar_t *ostr_StringQuotedCopy(const wchar_t *text, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ostr_StringQuotedCopy(const wchar_t *text, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* Case-insensitive equality, independent of the C locale (simple one-to-one case folding of
  * the Latin, Greek and Cyrillic letters). Two null texts are equal; null and non-null are
@@ -55,8 +57,10 @@ ORVIK_API Omsc_Boolean ostr_EqicA(const char *a, const char *b) ORVIK_NOEXCEPT;
  * escape character. Worst case time is proportional to pattern length times text length.
  * A null pattern or text never matches. The Loose form compares letters case-insensitively
  * (as ostr_Eqic). */
-ORVIK_API Omsc_Boolean ostr_WildcardMatch(const wchar_t *pattern, const wchar_t *text) ORVIK_NOEXCEPT;
-ORVIK_API Omsc_Boolean ostr_WildcardMatchLoose(const wchar_t *pattern, const wchar_t *text) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ostr_WildcardMatch(const wchar_t *pattern, const wchar_t *text)
+    ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ostr_WildcardMatchLoose(const wchar_t *pattern, const wchar_t *text)
+    ORVIK_NOEXCEPT;
 
 /* Environment expansion: "$NAME" (NAME = letters, digits and "_", not starting with a digit)
  * and "${NAME}" are replaced by the variable's value. The text is scanned once (values are
@@ -79,10 +83,13 @@ ORVIK_API wchar_t *ostr_StringEvaluate(const wchar_t *text, Oerr_ErrorReport **e
  *              layer suffix, suffix included; "*" when the name ends in "/"; the whole
  *              (converted) name when there is no "/" ("c:\d\f.img(:L)" -> "f.img(:L)").
  * Report: 5 "Out of memory". */
-ORVIK_API wchar_t *ostr_FileNameLocalPart(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ostr_FileNameLocalPart(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 ORVIK_API wchar_t *ostr_FileNameDirPart(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API wchar_t *ostr_FileNameExtension(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API wchar_t *ostr_FileNameLayerPart(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ostr_FileNameExtension(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ostr_FileNameLayerPart(const wchar_t *name, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- String lists.
  * A counted, growable array of owned wide strings. Entries at positions count..allocated-1
@@ -118,12 +125,12 @@ ORVIK_API ostr_StringList *ostr_StringListAppend(ostr_StringList *list, const wc
                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* As Append, but only when no entry is equal: the same pointer (so null matches a null
  * entry) or equal text, case-sensitive. */
-ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list,
-                                                     const wchar_t *string,
+ORVIK_API ostr_StringList *ostr_StringListAppendUniq(ostr_StringList *list, const wchar_t *string,
                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 /* Frees the first equal entry (equality as in AppendUniq) and shifts the later ones down.
  * False when the list is null, empty or holds no equal entry. */
-ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean ostr_StringListRemoveItem(ostr_StringList *list, const wchar_t *string)
+    ORVIK_NOEXCEPT;
 /* Keeps the first n entries (n < 0 counts as 0); the array and capacity are kept. */
 ORVIK_API void ostr_StringListTruncate(ostr_StringList *list, long n) ORVIK_NOEXCEPT;
 /* Deep copy into `destination` (created with the source's count when null) and returns it.
@@ -134,8 +141,8 @@ ORVIK_API void ostr_StringListTruncate(ostr_StringList *list, long n) ORVIK_NOEX
  * ostr_StringListCreate", 5 "Out of memory" when an entry could not be copied (the copy
  * still runs to the end; a destination created by the call is deleted). */
 ORVIK_API ostr_StringList *ostr_StringListCopy(const ostr_StringList *source,
-                                               ostr_StringList *destination,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                               ostr_StringList *destination, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* As Copy, each entry duplicated through ostr_StringQuotedCopy; reports carry the same
  * function name "ostr_StringListCopy". */
 ORVIK_API ostr_StringList *ostr_StringListQuotedCopy(const ostr_StringList *source,
@@ -153,9 +160,10 @@ ORVIK_API void ostr_StringListDelete(ostr_StringList *list, Oerr_ErrorReport **e
  * entries count as empty. A null list gives null, an empty list "". Report 8560 "Could not
  * allocate space for string"; a null `err` is tolerated (the report is dropped). */
 ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
-                                                const wchar_t *delimiter,
-                                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+                                                const wchar_t *delimiter, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API wchar_t *ostr_StringListToString(const ostr_StringList *list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Ascending, ordinal by code unit, case-sensitive; null entries first. Ties keep no defined
  * order. */
 ORVIK_API void ostr_StringListSort(ostr_StringList *list) ORVIK_NOEXCEPT;
@@ -166,12 +174,12 @@ ORVIK_API void ostr_StringListSortByNamePart(ostr_StringList *list) ORVIK_NOEXCE
  * "ostr_StringListU2A") 8475 "otxt_Text_Unicode2Ascii failed" with the conversion's report,
  * 5 "Out of memory"; nothing is left allocated on failure. With a null `err` a report is
  * printed (full form) and deleted. */
-ORVIK_API ostr_StringListA *ostr_StringListU2A(const ostr_StringList *list,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API ostr_StringListA *ostr_StringListU2A(const ostr_StringList *list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* The converse (function "ostr_StringListA2U", 8475 "otxt_Text_Ascii2Unicode failed"). The
  * new list's capacity equals its count. */
-ORVIK_API ostr_StringList *ostr_StringListA2U(const ostr_StringListA *list,
-                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API ostr_StringList *ostr_StringListA2U(const ostr_StringListA *list, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Frees a narrow list (its `count` entries, array and record); null allowed. */
 ORVIK_API void ostr_StringListDeleteA(ostr_StringListA *list) ORVIK_NOEXCEPT;
 

@@ -17,7 +17,8 @@ ORVIK_BEGIN_DECLS
 typedef struct Othr_Mutex_ {
     void *impl;
 } Othr_Mutex;
-#define OTHR_MUTEX_INITIALIZER {0}
+#define OTHR_MUTEX_INITIALIZER                                                                     \
+    { 0 }
 
 ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) ORVIK_NOEXCEPT;
 ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) ORVIK_NOEXCEPT;

@@ -28,12 +28,12 @@
 #include <orvik/otxt.h>
 
 static int failures = 0;
-#define CHECK(cond)                                                                            \
-    do {                                                                                       \
-        if (!(cond)) {                                                                         \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);           \
-            ++failures;                                                                        \
-        }                                                                                      \
+#define CHECK(cond)                                                                                \
+    do {                                                                                           \
+        if (!(cond)) {                                                                             \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);               \
+            ++failures;                                                                            \
+        }                                                                                          \
     } while (0)
 
 static char scratch[64];
@@ -70,7 +70,8 @@ static long CountClause(void *clientData, const Olex_Clause *clause, Oerr_ErrorR
     Clauses *seen = clientData;
     (void)err;
     ++seen->clauses;
-    if (clause->kind == OLEX_CATEGORY_BEGIN && wcscmp(clause->text, L"view") == 0) ++seen->categoryBegins;
+    if (clause->kind == OLEX_CATEGORY_BEGIN && wcscmp(clause->text, L"view") == 0)
+        ++seen->categoryBegins;
     if (clause->kind == OLEX_PARAMETER && clause->type == 1 && wcscmp(clause->text, L"zoom") == 0)
         ++seen->numberParameters;
     if (clause->kind == OLEX_DEFAULT_NUMBER) seen->defaultNumber = clause->numbers[0];
@@ -90,18 +91,23 @@ static const char kDefinitions[] = "view { zoom : OPMG_NUMBER default 1.5; }\n";
 static void Definitions(void) {
     Oerr_ErrorReport *err = NULL;
     Clauses seen = {0, 0, 0, 0.0};
-    CHECK(olex_Parse(L"view.pdf", kDefinitions, strlen(kDefinitions), CountClause, &seen, &err) == 0);
+    CHECK(olex_Parse(L"view.pdf", kDefinitions, strlen(kDefinitions), CountClause, &seen, &err) ==
+          0);
     CHECK(err == NULL && seen.categoryBegins == 1 && seen.numberParameters == 1);
     CHECK(seen.defaultNumber == 1.5 && seen.clauses >= 4);
-    CHECK(olex_Parse(L"view.pdf", kDefinitions, strlen(kDefinitions), StopAtFirst, NULL, &err) == -1);
+    CHECK(olex_Parse(L"view.pdf", kDefinitions, strlen(kDefinitions), StopAtFirst, NULL, &err) ==
+          -1);
     int stopped = 0; /* the clause function's report is kept in the chain */
-    for (const Oerr_ErrorReport *r = err; r; r = r->next) stopped |= r->message && wcscmp(r->message, L"stop") == 0;
+    for (const Oerr_ErrorReport *r = err; r; r = r->next)
+        stopped |= r->message && wcscmp(r->message, L"stop") == 0;
     CHECK(err != NULL && stopped);
     oerr_DeleteErrorReportEx(&err);
 
     Opmg_Category *list = NULL;
-    CHECK(opmg_ParseText(L"view.pdf", kDefinitions, strlen(kDefinitions), &list, &err) == 0 && err == NULL);
-    const Opmg_Parameter *zoom = opmg_CategoryListFindParameterInCategory(list, L"view", L"zoom", &err);
+    CHECK(opmg_ParseText(L"view.pdf", kDefinitions, strlen(kDefinitions), &list, &err) == 0 &&
+          err == NULL);
+    const Opmg_Parameter *zoom =
+        opmg_CategoryListFindParameterInCategory(list, L"view", L"zoom", &err);
     CHECK(zoom != NULL && zoom->type == OPMG_NUMBER && zoom->value.number == 1.5);
     opmg_FreeCategoryList(list);
 }
@@ -158,8 +164,8 @@ int main(void) {
     oerr_Init(&err);
     CHECK(err == NULL);
 
-    Oerr_ErrorReport *inner = oerr_CreateErrorReport(L"inner_Func", 3, 2, NULL, L"bad %s %ld",
-                                                     L"value", 42L);
+    Oerr_ErrorReport *inner =
+        oerr_CreateErrorReport(L"inner_Func", 3, 2, NULL, L"bad %s %ld", L"value", 42L);
     Oerr_ErrorReport *outer = oerr_CreateErrorReport(L"outer_Func", 1, 2, inner, NULL);
     CHECK(outer != NULL && outer->next == inner);
     CHECK(wcscmp(inner->message, L"bad value 42") == 0);
@@ -229,9 +235,8 @@ int main(void) {
     CHECK(lut->table[0] == 255 && lut->table[255] == 0);
     ohst_LUTDelete(lut);
 
-    Omif_Design *point = omif_DesignCreateX(L"Point", &err, OMIF_ITEM_DOUBLE, L"x", 1,
-                                            OMIF_DIRECT, OMIF_ITEM_SHORT, L"y", 1, OMIF_DIRECT,
-                                            OMIF_ITEM_END);
+    Omif_Design *point = omif_DesignCreateX(L"Point", &err, OMIF_ITEM_DOUBLE, L"x", 1, OMIF_DIRECT,
+                                            OMIF_ITEM_SHORT, L"y", 1, OMIF_DIRECT, OMIF_ITEM_END);
     CHECK(err == NULL && point != NULL);
     struct {
         double x;

@@ -61,7 +61,9 @@ class DispatchRecorder {
         m_handle->connection.disconnect();
         for (Seen &s : seen) oerr_DeleteErrorReportEx(&s.report);
     }
-    std::string Printed(std::size_t i) const { return PrintNoEML(seen.at(i).report, seen.at(i).mode); }
+    std::string Printed(std::size_t i) const {
+        return PrintNoEML(seen.at(i).report, seen.at(i).mode);
+    }
 
     std::vector<Seen> seen;
 
@@ -162,7 +164,8 @@ TEST(OerrException, GetWhatJoinsEveryMessageHeadFirst) {
     e.Clear();
     *static_cast<Oerr_ErrorReport **>(e) =
         oerr_CreateErrorReport(L"f", 1, 2, nullptr, L"Gr\u00fc\u00dfe \u2603");
-    EXPECT_STREQ(e.get_What(), "Gr\xc3\xbc\xc3\x9f" "e \xe2\x98\x83\n");
+    EXPECT_STREQ(e.get_What(), "Gr\xc3\xbc\xc3\x9f"
+                               "e \xe2\x98\x83\n");
     e.Clear();
     EXPECT_EQ(e.get_What(), nullptr);
 }
@@ -378,14 +381,13 @@ TEST(OerrException, DestructorPrintsAnUnhandledChainOnce) {
     ASSERT_EQ(rec.seen.size(), 2u);
     EXPECT_TRUE(SameChain(rec.seen[0].report, rec.seen[1].report));
     EXPECT_EQ(rec.seen[1].mode, OERR_REPORT_FULL);
-    EXPECT_EQ(rec.Printed(1),
-              " ***ERROR NUMBER 1 IN FUNCTION osta_StatisticsRead***\n"
-              " >>>Cannot read Statistics<<<\n"
-              " ***ERROR NUMBER 2 IN FUNCTION ohfa_FileOpen***\n"
-              " >>>ofio_ReadSeq failed.<<<\n"
-              " ***ERROR NUMBER 4 IN FUNCTION ofio_ReadSeq***\n"
-              " >>>Short read<<<\n"
-              "\n");
+    EXPECT_EQ(rec.Printed(1), " ***ERROR NUMBER 1 IN FUNCTION osta_StatisticsRead***\n"
+                              " >>>Cannot read Statistics<<<\n"
+                              " ***ERROR NUMBER 2 IN FUNCTION ohfa_FileOpen***\n"
+                              " >>>ofio_ReadSeq failed.<<<\n"
+                              " ***ERROR NUMBER 4 IN FUNCTION ofio_ReadSeq***\n"
+                              " >>>Short read<<<\n"
+                              "\n");
 }
 
 TEST(OerrException, LogCodeRecordsAnUnknownExceptionWithoutPrinting) {
@@ -524,8 +526,8 @@ TEST(OerrDispatcher, ConnectionHandlesAndBothSignals) {
 
     std::vector<std::wstring> first, second;
     std::vector<std::string> sources;
-    OerrDispatcher::Connection h1 = d.Connect(OerrDispatcher::MessageSignal::slot_type(
-        [&](const wchar_t *text, char *source) {
+    OerrDispatcher::Connection h1 =
+        d.Connect(OerrDispatcher::MessageSignal::slot_type([&](const wchar_t *text, char *source) {
             first.push_back(text ? text : L"(none)");
             sources.push_back(source ? source : "(none)");
         }));

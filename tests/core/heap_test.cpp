@@ -97,14 +97,14 @@ TEST(Heap, SeamCountsAllocationsAndFailsTheChosenOne) {
     void *keep = omsc_HeapMalloc(64);
     {
         seam::ScopedAllocationFailure fail(2);
-        void *a = omsc_HeapMalloc(10);            // 1
-        EXPECT_EQ(omsc_HeapMalloc(10), nullptr);  // 2: fails
-        void *b = omsc_HeapMalloc(10);            // 3
+        void *a = omsc_HeapMalloc(10);           // 1
+        EXPECT_EQ(omsc_HeapMalloc(10), nullptr); // 2: fails
+        void *b = omsc_HeapMalloc(10);           // 3
         EXPECT_NE(a, nullptr);
         EXPECT_NE(b, nullptr);
-        EXPECT_EQ(omsc_HeapMalloc(0), nullptr);   // not an allocation
-        void *c = omsc_HeapRealloc(nullptr, 8);   // 4
-        c = omsc_HeapRealloc(c, 4);               // shrinking: not counted
+        EXPECT_EQ(omsc_HeapMalloc(0), nullptr); // not an allocation
+        void *c = omsc_HeapRealloc(nullptr, 8); // 4
+        c = omsc_HeapRealloc(c, 4);             // shrinking: not counted
         omsc_HeapFree(a);
         omsc_HeapFree(b);
         omsc_HeapFree(c);
@@ -293,7 +293,8 @@ TEST_F(BigHeap, ThreadSafeModeKeepsBlocksApart) {
             const std::size_t k = rng() % live.size();
             if (!AllBytes(live[k].p, live[k].n, tag)) *ok = false;
             if (op == 1) {
-                auto *q = static_cast<unsigned char *>(omsc_HeapRealloc(live[k].p, static_cast<int32_t>(n)));
+                auto *q = static_cast<unsigned char *>(
+                    omsc_HeapRealloc(live[k].p, static_cast<int32_t>(n)));
                 if (!q) {
                     *ok = false;
                     break;

@@ -71,8 +71,7 @@ TEST(MemSwab, OtherSizesMirrorAroundTheElementCount) {
     EXPECT_EQ(Swab({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 99}, 4, 3),
               (Bytes{4, 2, 3, 7, 5, 6, 10, 8, 9, 1, 11, 12, 99}));
     // Two 5-byte elements: the exchanges (0,1) and (1,0) undo each other.
-    EXPECT_EQ(Swab({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 2, 5),
-              (Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+    EXPECT_EQ(Swab({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 2, 5), (Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
     // Two 6-byte elements: exchanges (s, s+1), (s+1, s), (s+2, s-1); the first element's
     // third exchange would fall before the buffer and is skipped.
     EXPECT_EQ(Swab({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 99}, 2, 6),
@@ -96,8 +95,8 @@ RepackResult Repack(long destUnit, long destPackage, const Bytes &src, long srcU
                     long srcPackage, long count, std::size_t destSize) {
     RepackResult r;
     r.dest.assign(destSize, 0x55);
-    r.status = omsc_MemRepack(r.dest.data(), destUnit, destPackage, src.data(), srcUnit,
-                              srcPackage, count);
+    r.status = omsc_MemRepack(r.dest.data(), destUnit, destPackage, src.data(), srcUnit, srcPackage,
+                              count);
     return r;
 }
 

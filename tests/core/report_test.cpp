@@ -29,8 +29,8 @@ std::string PrintNoEML(Oerr_ErrorReport *r, Oerr_ErrorReportingMode mode) {
 }
 
 TEST(ErrorReport, CreateFillsFieldsAndTakesOverPrevious) {
-    Oerr_ErrorReport *inner = oerr_CreateErrorReport(L"in", 3, 1, nullptr, L"%s=%ld %S", L"x",
-                                                     7L, "narrow\xc3\xa9");
+    Oerr_ErrorReport *inner =
+        oerr_CreateErrorReport(L"in", 3, 1, nullptr, L"%s=%ld %S", L"x", 7L, "narrow\xc3\xa9");
     ASSERT_NE(inner, nullptr);
     EXPECT_STREQ(inner->message, L"x=7 narrow\u00e9");
     EXPECT_EQ(inner->number, 3);
@@ -130,10 +130,9 @@ TEST(ErrorReportPrint, FullFormOfAThreeDeepChain) {
 TEST(ErrorReportPrint, BriefFormPrintsOnlyTheInnermostHeader) {
     Oerr_ErrorReport *r = Chain3();
     // Records with an inner record are skipped entirely, message included.
-    EXPECT_EQ(PrintNoEML(r, OERR_REPORT_BRIEF),
-              " ***ERROR NUMBER 4 IN FUNCTION ofio_ReadSeq***\n"
-              " >>>Short read<<<\n"
-              "\n");
+    EXPECT_EQ(PrintNoEML(r, OERR_REPORT_BRIEF), " ***ERROR NUMBER 4 IN FUNCTION ofio_ReadSeq***\n"
+                                                " >>>Short read<<<\n"
+                                                "\n");
     oerr_DeleteErrorReportEx(&r);
 }
 
@@ -161,15 +160,15 @@ TEST(ErrorReportPrint, NullReportAndMissingTexts) {
     Oerr_ErrorReport *inner = oerr_CreateErrorReport(nullptr, 1, 2, nullptr, nullptr);
     Oerr_ErrorReport *outer = oerr_CreateErrorReport(L"g", 2, 2, inner, nullptr);
     // No message and an inner record without a name: header lines only.
-    EXPECT_EQ(PrintNoEML(outer, OERR_REPORT_FULL),
-              " ***ERROR NUMBER 2 IN FUNCTION g***\n"
-              " ***ERROR NUMBER 1 IN FUNCTION (null)***\n\n");
+    EXPECT_EQ(PrintNoEML(outer, OERR_REPORT_FULL), " ***ERROR NUMBER 2 IN FUNCTION g***\n"
+                                                   " ***ERROR NUMBER 1 IN FUNCTION (null)***\n\n");
     oerr_DeleteErrorReportEx(&outer);
 }
 
 TEST(ErrorReportPrint, NonAsciiTextIsWrittenAsUtf8) {
     Oerr_ErrorReport *r = oerr_CreateErrorReport(L"f", 1, 0, nullptr, L"Gr\u00fc\u00dfe \u2603");
-    EXPECT_EQ(PrintNoEML(r, OERR_REPORT_FULL), " >>>Gr\xc3\xbc\xc3\x9f" "e \xe2\x98\x83<<<\n\n");
+    EXPECT_EQ(PrintNoEML(r, OERR_REPORT_FULL), " >>>Gr\xc3\xbc\xc3\x9f"
+                                               "e \xe2\x98\x83<<<\n\n");
     oerr_DeleteErrorReportEx(&r);
 }
 
@@ -245,7 +244,9 @@ TEST(ErrorReportDispatch, AlternativeFunctionReceivesEveryPrint) {
 }
 
 std::vector<int> gHandlerOrder;
-void HandlerA(int32_t arg, void *data) { gHandlerOrder.push_back(*static_cast<int *>(data) * 100 + arg); }
+void HandlerA(int32_t arg, void *data) {
+    gHandlerOrder.push_back(*static_cast<int *>(data) * 100 + arg);
+}
 
 TEST(ErrorHandlers, NewestFirstAndRemoval) {
     int one = 1, two = 2, three = 3;
@@ -277,8 +278,8 @@ struct SelfEditing {
     std::vector<int> *calls;
     int id;
     Oerr_ErrorHandler *self = nullptr;
-    Oerr_ErrorHandler *victim = nullptr;   // removed by this handler when set
-    Oerr_ErrorHandler *added = nullptr;    // registered by this handler on its first call
+    Oerr_ErrorHandler *victim = nullptr; // removed by this handler when set
+    Oerr_ErrorHandler *added = nullptr;  // registered by this handler on its first call
     bool addOnCall = false;
 };
 void SelfEditingHandler(int32_t, void *data) {
@@ -301,7 +302,7 @@ TEST(ErrorHandlers, AHandlerMayRemoveItselfOrOthersAndRegisterDuringTheWalk) {
     last.victim = last.self;    // the running record itself
     last.addOnCall = true;
     gHandlerOrder.clear();
-    oerr_ErrorOccurred(7); // would deadlock with a plain lock
+    oerr_ErrorOccurred(7);                      // would deadlock with a plain lock
     EXPECT_EQ(calls, (std::vector<int>{3, 1})); // the removed middle one is not called
     EXPECT_TRUE(gHandlerOrder.empty());         // one added during the walk waits for the next
     ASSERT_NE(last.added, nullptr);

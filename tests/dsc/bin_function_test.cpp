@@ -19,7 +19,8 @@ struct BaseDataDeleter {
 using BaseDataPtr = std::unique_ptr<Ogda_BaseData, BaseDataDeleter>;
 
 BaseDataPtr DoubleTable(const std::vector<double> &v) {
-    BaseDataPtr t(ogda_BaseDataCreate(int32_t(v.size()), 1, OGDA_F64, Ogda_Table, nullptr, nullptr));
+    BaseDataPtr t(
+        ogda_BaseDataCreate(int32_t(v.size()), 1, OGDA_F64, Ogda_Table, nullptr, nullptr));
     std::copy(v.begin(), v.end(), static_cast<double *>(t->data));
     return t;
 }

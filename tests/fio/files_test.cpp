@@ -92,7 +92,8 @@ TEST(FioFiles, MaybeMakeDirCreatesParentsAndRefusesFiles) {
     WriteRaw(dir.Narrow("file"), "");
     std::wstring file = dir.Wide("file");
     EXPECT_EQ(ofio_MaybeMakeDir(file.c_str(), &err), -1);
-    ExpectReport(err, L"ofio_MaybeMakeDir", 2, L"Cannot create folder \"" + file + L"\": File exists");
+    ExpectReport(err, L"ofio_MaybeMakeDir", 2,
+                 L"Cannot create folder \"" + file + L"\": File exists");
     std::wstring under = dir.Wide("file/sub/more");
     EXPECT_EQ(ofio_MaybeMakeDir(under.c_str(), &err), -1);
     ExpectReport(err, L"ofio_MaybeMakeDir", 2,
@@ -132,7 +133,8 @@ TEST(FioFiles, TemporaryFilesAreNewAndDistinct) {
     std::wstring missing = folder + L"/none";
     EXPECT_EQ(ofio_TempFileCreate(missing.c_str(), nullptr, nullptr, &err), nullptr);
     ExpectReport(err, L"ofio_TempFileCreate", 2,
-                 L"Cannot create a temporary file in \"" + missing + L"\": No such file or directory");
+                 L"Cannot create a temporary file in \"" + missing +
+                     L"\": No such file or directory");
     EXPECT_EQ(ofio_TempFileCreate(folder.c_str(), L"a/b", nullptr, &err), nullptr);
     ExpectReport(err, L"ofio_TempFileCreate", 1, L"Invalid part \"a/b\" of a temporary name");
 

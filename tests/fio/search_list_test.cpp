@@ -27,8 +27,7 @@ std::vector<std::wstring> Entries(ostr_StringList *list) {
 class FioSearch : public ::testing::Test {
   protected:
     void Touch(const std::string &leaf) {
-        std::filesystem::create_directories(
-            std::filesystem::path(dir.Narrow(leaf)).parent_path());
+        std::filesystem::create_directories(std::filesystem::path(dir.Narrow(leaf)).parent_path());
         WriteRaw(dir.Narrow(leaf), leaf);
     }
     std::wstring W(const std::string &leaf) { return dir.Wide(leaf); }
@@ -46,8 +45,7 @@ TEST_F(FioSearch, DirScanMatchesFilesOnlyInNameOrder) {
     EXPECT_EQ(Entries(ofio_DirScan(W("d/").c_str(), L"?.txt", &err)),
               std::vector<std::wstring>{W("d/c.txt")});
     EXPECT_EQ(Entries(ofio_DirScan(W("d").c_str(), nullptr, &err)).size(), 6u);
-    EXPECT_EQ(Entries(ofio_DirScan(W("d").c_str(), L"*.img", &err)),
-              std::vector<std::wstring>{});
+    EXPECT_EQ(Entries(ofio_DirScan(W("d").c_str(), L"*.img", &err)), std::vector<std::wstring>{});
     EXPECT_EQ(err, nullptr);
     EXPECT_EQ(ofio_DirScan(W("nothere").c_str(), L"*", &err), nullptr);
     ExpectReport(err, L"ofio_DirScan", 2,
@@ -58,10 +56,10 @@ TEST_F(FioSearch, ListsFromTextExpandTrimSplitAndDropRepeats) {
     setenv("OFIO_T_PAIR", "/a;/b", 1);
     setenv("OFIO_T_BEE", "/bee", 1);
     unsetenv("OFIO_T_UNSET");
-    EXPECT_EQ(Entries(ofio_SearchListCreateFromText(
-                  L" $OFIO_T_PAIR ; \\c\\d\\ ;;/a; ${OFIO_T_BEE}/x;$OFIO_T_UNSET/y;/", &err)),
-              (std::vector<std::wstring>{L"/a", L"/b", L"/c/d", L"/bee/x", L"$OFIO_T_UNSET/y",
-                                         L"/"}));
+    EXPECT_EQ(
+        Entries(ofio_SearchListCreateFromText(
+            L" $OFIO_T_PAIR ; \\c\\d\\ ;;/a; ${OFIO_T_BEE}/x;$OFIO_T_UNSET/y;/", &err)),
+        (std::vector<std::wstring>{L"/a", L"/b", L"/c/d", L"/bee/x", L"$OFIO_T_UNSET/y", L"/"}));
     EXPECT_EQ(Entries(ofio_SearchListCreateFromText(L" ; ;", &err)), std::vector<std::wstring>{});
     EXPECT_EQ(Entries(ofio_SearchListCreateFromText(nullptr, &err)), std::vector<std::wstring>{});
     EXPECT_EQ(err, nullptr);
@@ -178,15 +176,18 @@ TEST_F(FioSearch, ExhaustedHeapGivesCleanFailures) {
 // Dropping repeats once compared every folder with every folder kept: 160k folders took 20 s.
 TEST_F(FioSearch, LongListsAreLinear) {
     std::wstring text;
-    for (int i = 0; i < 200000; ++i) text += L"/f" + std::to_wstring(i) + L";/f" + std::to_wstring(i / 2) + L";";
+    for (int i = 0; i < 200000; ++i)
+        text += L"/f" + std::to_wstring(i) + L";/f" + std::to_wstring(i / 2) + L";";
     const auto start = std::chrono::steady_clock::now();
     ostr_StringList *list = ofio_SearchListCreateFromText(text.c_str(), &err);
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ASSERT_NE(list, nullptr);
     EXPECT_EQ(list->count, 200000);
     EXPECT_STREQ(list->strings[199999], L"/f199999");
     ostr_StringListDelete(list, nullptr);
-    EXPECT_LT(seconds, 10.0); // about a second even under sanitizers when linear; minutes when quadratic
+    EXPECT_LT(seconds,
+              10.0); // about a second even under sanitizers when linear; minutes when quadratic
 }
 
 } // namespace

@@ -35,8 +35,7 @@ TEST(FioStream, OpenReportsModeNameAndSystemReason) {
 
     std::wstring folder = dir.Wide("");
     EXPECT_EQ(ofio_FileOpen(folder.c_str(), L"r", &err), nullptr);
-    ExpectReport(err, L"ofio_FileOpen", 2,
-                 L"Cannot open file \"" + folder + L"\": Is a directory");
+    ExpectReport(err, L"ofio_FileOpen", 2, L"Cannot open file \"" + folder + L"\": Is a directory");
 
     WriteRaw(dir.Narrow("exists"), "x");
     std::wstring exists = dir.Wide("exists");
@@ -159,7 +158,8 @@ TEST(FioStream, SeekBeyondEndLeavesAHoleAndNegativeSeekFails) {
     EXPECT_EQ(ofio_WriteSeq(f, "abc", 3, &err), -1);
     ExpectReport(err, L"ofio_WriteSeq", 1,
                  L"3 bytes at offset 9223372036854775805 lie beyond the largest file offset "
-                 L"in file \"" + name + L"\"");
+                 L"in file \"" +
+                     name + L"\"");
     EXPECT_EQ(ofio_Seek(f, 10, OFIO_SEEK_CUR, &err), -1);
     ASSERT_NE(err, nullptr);
     oerr_DeleteErrorReportEx(&err);
@@ -280,9 +280,9 @@ TEST(FioStream, RandomMixedAccessMatchesModel) {
                 int64_t where = op == 2 ? pos : at;
                 bool fits = static_cast<size_t>(where) + n <= model.size();
                 std::vector<unsigned char> got(n);
-                long r = op == 2 ? ofio_ReadSeq(f, got.data(), static_cast<long>(n), &err)
-                                 : ofio_FileReadDirect(f, at, got.data(), static_cast<long>(n),
-                                                       &err);
+                long r = op == 2
+                             ? ofio_ReadSeq(f, got.data(), static_cast<long>(n), &err)
+                             : ofio_FileReadDirect(f, at, got.data(), static_cast<long>(n), &err);
                 if (fits) {
                     ASSERT_EQ(r, static_cast<long>(n)) << "step " << step;
                     ASSERT_EQ(std::memcmp(got.data(), model.data() + where, n), 0)
@@ -419,13 +419,14 @@ TEST(FioStream, WritesBeyondTheFileSizeLimitAreReported) {
         if (!f) return std::string("open failed");
         std::string out;
         for (int i = 0; i < 30; ++i) {
-            if (ofio_WriteSeq(f, "0123456789012345678901234567890123456789012345678", 50,
-                              &err) != 50) {
+            if (ofio_WriteSeq(f, "0123456789012345678901234567890123456789012345678", 50, &err) !=
+                50) {
                 out += "write failed;";
             }
         }
         int r = ofio_FileClose(f, &err);
-        out += std::to_string(r) + "|" + (err ? Narrow(err->function) + ":" + Narrow(err->message) : "");
+        out += std::to_string(r) + "|" +
+               (err ? Narrow(err->function) + ":" + Narrow(err->message) : "");
         oerr_DeleteErrorReportEx(&err);
         return out;
     });

@@ -2,4 +2,6 @@
 #include "fuzz/fio_text_target.hpp"
 #include "tests/fuzz_replay.hpp"
 
-TEST(FioTextFuzzReplay, SeedsPassTheTargetsChecks) { EXPECT_GE(ReplayCorpus("fio_text", fio_text_fuzz::RunOne), 6); }
+TEST(FioTextFuzzReplay, SeedsPassTheTargetsChecks) {
+    EXPECT_GE(ReplayCorpus("fio_text", fio_text_fuzz::RunOne), 6);
+}

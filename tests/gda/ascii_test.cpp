@@ -87,25 +87,55 @@ void FillPattern(Ogda_BaseDataStack *s) {
             auto *e = static_cast<unsigned char *>(o->data) + i * o->numbytes;
             const double k = i + 10 * l;
             switch (o->datatype) {
-            case OGDA_U1: case OGDA_U2: case OGDA_U4: case OGDA_U8:
-                *e = static_cast<uint8_t>(i % 2 ? hi[o->datatype] : std::fmod(k, hi[o->datatype] + 1)); break;
-            case OGDA_S8: *reinterpret_cast<int8_t *>(e) = static_cast<int8_t>(i % 2 ? lo[OGDA_S8] : k); break;
-            case OGDA_U16: *reinterpret_cast<uint16_t *>(e) = static_cast<uint16_t>(i % 2 ? 65535 : k); break;
-            case OGDA_S16: *reinterpret_cast<int16_t *>(e) = static_cast<int16_t>(i % 2 ? -32768 : -k); break;
-            case OGDA_U32: *reinterpret_cast<uint32_t *>(e) = i % 2 ? 4294967295u : static_cast<uint32_t>(k); break;
-            case OGDA_S32: *reinterpret_cast<int32_t *>(e) = i % 2 ? INT32_MIN : static_cast<int32_t>(-k); break;
-            case OGDA_F32: *reinterpret_cast<float *>(e) = static_cast<float>(k / 7.0) * (i % 2 ? -1e30f : 1); break;
-            case OGDA_F64: *reinterpret_cast<double *>(e) = k / 7.0 * (i % 2 ? -1e300 : 1e-300); break;
-            case OGDA_C64: { float v[2] = {static_cast<float>(k / 3), static_cast<float>(-k * 1e20)}; std::memcpy(e, v, 8); break; }
-            case OGDA_C128: { double v[2] = {k / 3, -k / 1e200}; std::memcpy(e, v, 16); break; }
+            case OGDA_U1:
+            case OGDA_U2:
+            case OGDA_U4:
+            case OGDA_U8:
+                *e = static_cast<uint8_t>(i % 2 ? hi[o->datatype]
+                                                : std::fmod(k, hi[o->datatype] + 1));
+                break;
+            case OGDA_S8:
+                *reinterpret_cast<int8_t *>(e) = static_cast<int8_t>(i % 2 ? lo[OGDA_S8] : k);
+                break;
+            case OGDA_U16:
+                *reinterpret_cast<uint16_t *>(e) = static_cast<uint16_t>(i % 2 ? 65535 : k);
+                break;
+            case OGDA_S16:
+                *reinterpret_cast<int16_t *>(e) = static_cast<int16_t>(i % 2 ? -32768 : -k);
+                break;
+            case OGDA_U32:
+                *reinterpret_cast<uint32_t *>(e) = i % 2 ? 4294967295u : static_cast<uint32_t>(k);
+                break;
+            case OGDA_S32:
+                *reinterpret_cast<int32_t *>(e) = i % 2 ? INT32_MIN : static_cast<int32_t>(-k);
+                break;
+            case OGDA_F32:
+                *reinterpret_cast<float *>(e) = static_cast<float>(k / 7.0) * (i % 2 ? -1e30f : 1);
+                break;
+            case OGDA_F64:
+                *reinterpret_cast<double *>(e) = k / 7.0 * (i % 2 ? -1e300 : 1e-300);
+                break;
+            case OGDA_C64: {
+                float v[2] = {static_cast<float>(k / 3), static_cast<float>(-k * 1e20)};
+                std::memcpy(e, v, 8);
+                break;
+            }
+            case OGDA_C128: {
+                double v[2] = {k / 3, -k / 1e200};
+                std::memcpy(e, v, 16);
+                break;
+            }
             case OGDA_STRING: {
-                std::wstring text = L"v" + std::to_wstring(i) + L"_" + std::to_wstring(l) + L"\u00e9";
-                wchar_t *copy = static_cast<wchar_t *>(omsc_HeapMalloc(static_cast<int32_t>((text.size() + 1) * sizeof(wchar_t))));
+                std::wstring text =
+                    L"v" + std::to_wstring(i) + L"_" + std::to_wstring(l) + L"\u00e9";
+                wchar_t *copy = static_cast<wchar_t *>(
+                    omsc_HeapMalloc(static_cast<int32_t>((text.size() + 1) * sizeof(wchar_t))));
                 std::wmemcpy(copy, text.c_str(), text.size() + 1);
                 std::memcpy(e, &copy, sizeof copy);
                 break;
             }
-            default: FAIL() << "no sample values for pixel type " << o->datatype;
+            default:
+                FAIL() << "no sample values for pixel type " << o->datatype;
             }
         }
     }
@@ -136,9 +166,11 @@ void ExpectSameStacks(const Ogda_BaseDataStack *a, const Ogda_BaseDataStack *b) 
             EXPECT_GT(rounded, 0); // the pattern does exercise the 16-digit rounding
         } else if (x->datatype == OGDA_STRING) {
             for (int i = 0; i < x->numelements; ++i)
-                EXPECT_STREQ(static_cast<wchar_t **>(x->data)[i], static_cast<wchar_t **>(y->data)[i]);
+                EXPECT_STREQ(static_cast<wchar_t **>(x->data)[i],
+                             static_cast<wchar_t **>(y->data)[i]);
         } else {
-            EXPECT_EQ(std::memcmp(x->data, y->data, static_cast<size_t>(x->numelements) * x->numbytes), 0)
+            EXPECT_EQ(
+                std::memcmp(x->data, y->data, static_cast<size_t>(x->numelements) * x->numbytes), 0)
                 << "type " << x->datatype << " layer " << l;
         }
     }
@@ -152,11 +184,13 @@ TEST_F(AsciiForm, RoundTripOfEveryPixelType) {
         FillPattern(s);
         ASSERT_EQ(ogda_BaseDataStackWriteAscii(s, name(), err), OMSC_TRUE) << t;
         // Rows from the line count, columns from the first line's 15 values / 3 layers.
-        Ogda_BaseDataStack *r = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, type, 0, 0, 3, name(), err);
+        Ogda_BaseDataStack *r =
+            ogda_CreateBaseDataStackFromAscii(Ogda_Raster, type, 0, 0, 3, name(), err);
         ASSERT_NE(r, nullptr) << t;
         ExpectSameStacks(s, r);
         // Layers from the 15 values / 5 columns.
-        Ogda_BaseDataStack *q = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, type, 4, 5, 0, name(), err);
+        Ogda_BaseDataStack *q =
+            ogda_CreateBaseDataStackFromAscii(Ogda_Raster, type, 4, 5, 0, name(), err);
         ASSERT_NE(q, nullptr) << t;
         EXPECT_EQ(q->count, 3);
         // Into an existing stack.
@@ -170,7 +204,8 @@ TEST_F(AsciiForm, RoundTripOfEveryPixelType) {
 TEST_F(AsciiForm, TablesTakeOneColumnAndCrLfIsAccepted) {
     ReportHolder err;
     WriteText("1 -2\r\n3 4\r\n5 6");
-    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S8, 0, 7, 0, name(), err);
+    Ogda_BaseDataStack *s =
+        ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S8, 0, 7, 0, name(), err);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(s->count, 2);
     EXPECT_EQ(s->layers[1]->numrows, 3);
@@ -183,7 +218,9 @@ TEST_F(AsciiForm, TablesTakeOneColumnAndCrLfIsAccepted) {
 TEST_F(AsciiForm, MalformedFiles) {
     ReportHolder err;
     const wchar_t *fn = L"ogda_CreateBaseDataStackFromAscii";
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_U8, 0, 0, 1, L"/nonexistent/x.txt", err), nullptr);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_U8, 0, 0, 1,
+                                                L"/nonexistent/x.txt", err),
+              nullptr);
     ExpectReport(err.get(), fn, 2, L"Error opening file");
     EXPECT_NE(err.get()->next, nullptr); // the file layer's reason
 
@@ -208,17 +245,20 @@ TEST_F(AsciiForm, MalformedFiles) {
     };
     for (const Case &c : cases) {
         WriteText(c.text);
-        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_S16, c.rows, c.columns, c.layers, name(), err),
+        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_S16, c.rows, c.columns,
+                                                    c.layers, name(), err),
                   nullptr)
             << c.text;
         ExpectReport(err.get(), fn, c.number, c.message);
     }
     // A string stack that fails half way leaves nothing behind (leak check).
     WriteText("a b\nc\n");
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err), nullptr);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err),
+              nullptr);
     ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
 
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, static_cast<Ogda_PixelType>(14), 0, 0, 1, name(), err),
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, static_cast<Ogda_PixelType>(14), 0, 0,
+                                                1, name(), err),
               nullptr);
     ExpectReport(err.get(), fn, 1, L"Args");
     // Every allocation failing in turn: a report each time, until the read succeeds.
@@ -226,7 +266,8 @@ TEST_F(AsciiForm, MalformedFiles) {
     long total;
     {
         orvik::core::testing::ScopedAllocationFailure count(1000000);
-        ogda_BaseDataStackDelete(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err), err);
+        ogda_BaseDataStackDelete(
+            ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err), err);
         total = orvik::core::testing::AllocationsCounted();
     }
     EXPECT_GT(total, 8);
@@ -276,27 +317,33 @@ TEST_F(AsciiForm, DerivedShapesAreBoundedByTheText) {
     text += "\n" + std::string(20000, '\n');
     WriteText(text);
     // All derived: one layer of one column, so 200000 values on a line is a mismatch.
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_F64, 0, 0, 0, name(), err), nullptr);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_F64, 0, 0, 0, name(), err),
+              nullptr);
     ExpectReport(err.get(), fn, 8, L"ASCII file column count mismatch");
     // Layers from the first line, rows from the line count: 200000 x 20001 values.
     {
         orvik::core::testing::ScopedAllocationFailure count(1000000);
-        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_F64, 0, 1, 0, name(), err), nullptr);
+        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_F64, 0, 1, 0, name(), err),
+                  nullptr);
         EXPECT_LT(orvik::core::testing::AllocationsCounted(), 40); // refused before the layers
     }
     ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Matrix, OGDA_U8, 0, 1, 0, name(), err), nullptr);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Matrix, OGDA_U8, 0, 1, 0, name(), err),
+              nullptr);
     ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
     // A row count given by the caller is held to the same bound.
     WriteText("1\n");
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_F64, INT32_MAX, 1, 1, name(), err), nullptr);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_F64, INT32_MAX, 1, 1, name(), err),
+              nullptr);
     ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
     WriteText("1 2\n");
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Matrix, OGDA_U8, 1000000, 2, 1, name(), err), nullptr);
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Matrix, OGDA_U8, 1000000, 2, 1, name(), err),
+              nullptr);
     ExpectReport(err.get(), fn, 7, L"Error reading ASCII record");
     // The tightest text that fills a shape still reads: one character and one separator each.
     WriteText("1 2\n3 4");
-    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_U8, 2, 2, 1, name(), err);
+    Ogda_BaseDataStack *s =
+        ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_U8, 2, 2, 1, name(), err);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(static_cast<uint8_t *>(s->layers[0]->data)[3], 4);
     ogda_BaseDataStackDelete(s, err);
@@ -305,10 +352,13 @@ TEST_F(AsciiForm, DerivedShapesAreBoundedByTheText) {
 TEST_F(AsciiForm, AllDerivedTableShapeIsOneLayer) {
     ReportHolder err;
     WriteText("1 2 3\n4 5 6\n");
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, 0, 0, 0, name(), err), nullptr);
-    ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 8, L"ASCII file column count mismatch");
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, 0, 0, 0, name(), err),
+              nullptr);
+    ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 8,
+                 L"ASCII file column count mismatch");
     WriteText("1\n4\n");
-    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, 0, 0, 0, name(), err);
+    Ogda_BaseDataStack *s =
+        ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, 0, 0, 0, name(), err);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(s->count, 1);
     EXPECT_EQ(s->layers[0]->numrows, 2);
@@ -332,11 +382,14 @@ TEST_F(AsciiForm, NulBytesAreRefusedWithTheirLine) {
     };
     for (const Case &c : cases) {
         WriteText(c.text);
-        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, c.rows, c.columns, c.layers, name(), err),
+        EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Table, OGDA_S32, c.rows, c.columns,
+                                                    c.layers, name(), err),
                   nullptr);
-        ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 7, L"Error reading ASCII record");
+        ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 7,
+                     L"Error reading ASCII record");
         ASSERT_NE(err.get()->next, nullptr);
-        EXPECT_EQ(std::wstring(err.get()->next->message), L"NUL character in line " + std::to_wstring(c.line));
+        EXPECT_EQ(std::wstring(err.get()->next->message),
+                  L"NUL character in line " + std::to_wstring(c.line));
     }
     Ogda_BaseDataStack *s = ogda_BaseDataStackCreate(1, 2, 2, OGDA_S32, Ogda_Raster, err);
     WriteText(std::string("1\0 2\n3 4\n", 9));
@@ -359,27 +412,32 @@ TEST_F(AsciiForm, ScalarsAreOneByOne) {
     ogda_BaseDataDelete(one, err);
     // The reader takes one row (one line) for a scalar unless told otherwise; more is refused.
     WriteText("7 8\n9 10\n");
-    Ogda_BaseDataStack *s = ogda_CreateBaseDataStackFromAscii(Ogda_Scalar, OGDA_S32, 0, 0, 2, name(), err);
+    Ogda_BaseDataStack *s =
+        ogda_CreateBaseDataStackFromAscii(Ogda_Scalar, OGDA_S32, 0, 0, 2, name(), err);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(s->count, 2);
     EXPECT_EQ(s->layers[1]->numrows, 1);
     EXPECT_EQ(*static_cast<int32_t *>(s->layers[1]->data), 8);
     ogda_BaseDataStackDelete(s, err);
-    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Scalar, OGDA_S32, 2, 0, 2, name(), err), nullptr);
-    ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 9, L"ogda_BaseDataStackCreate failed");
+    EXPECT_EQ(ogda_CreateBaseDataStackFromAscii(Ogda_Scalar, OGDA_S32, 2, 0, 2, name(), err),
+              nullptr);
+    ExpectReport(err.get(), L"ogda_CreateBaseDataStackFromAscii", 9,
+                 L"ogda_BaseDataStackCreate failed");
 }
 
 // Strings that would not come back as themselves are refused before the file is touched.
 TEST_F(AsciiForm, StringsThatWouldNotReadBackAreRefused) {
     ReportHolder err;
-    for (const wchar_t *bad : {L"a b", L"a\tb", L"line\n", L"(x", L"", static_cast<const wchar_t *>(nullptr)}) {
+    for (const wchar_t *bad :
+         {L"a b", L"a\tb", L"line\n", L"(x", L"", static_cast<const wchar_t *>(nullptr)}) {
         Ogda_BaseDataStack *s = ogda_BaseDataStackCreate(1, 1, 2, OGDA_STRING, Ogda_Raster, err);
         const wchar_t *t[] = {L"ok", bad};
         ogda_BaseDataSet(s->layers[0], t, OGDA_REGION_ALL, 0, err);
         WriteText("untouched");
         EXPECT_EQ(ogda_BaseDataStackWriteAscii(s, name(), err), OMSC_FALSE);
         ExpectReport(err.get(), L"ogda_BaseDataStackWriteAscii", 4,
-                     L"String at row 0, column 1, layer 0 would not read back (null, empty, blanks, leading \"(\" or not UTF-8)");
+                     L"String at row 0, column 1, layer 0 would not read back (null, empty, "
+                     L"blanks, leading \"(\" or not UTF-8)");
         EXPECT_EQ(ReadText(), "untouched");
         ogda_BaseDataStackDelete(s, err);
     }
@@ -388,7 +446,8 @@ TEST_F(AsciiForm, StringsThatWouldNotReadBackAreRefused) {
     const wchar_t *t[] = {L"x(1,", L"a)b", L"\u20ac\U0001F600"};
     ogda_BaseDataSet(s->layers[0], t, OGDA_REGION_ALL, 0, err);
     ASSERT_EQ(ogda_BaseDataStackWriteAscii(s, name(), err), OMSC_TRUE);
-    Ogda_BaseDataStack *r = ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err);
+    Ogda_BaseDataStack *r =
+        ogda_CreateBaseDataStackFromAscii(Ogda_Raster, OGDA_STRING, 0, 0, 1, name(), err);
     ASSERT_NE(r, nullptr);
     ExpectSameStacks(s, r);
     ogda_BaseDataStackDelete(s, err);

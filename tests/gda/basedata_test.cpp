@@ -31,8 +31,7 @@ TEST(PixelTypes, TablesAndNames) {
 
     const wchar_t *const *names = omsc_AddressOf_ogda_PixelTypeName();
     EXPECT_STREQ(names[OGDA_C128], L"c128");
-    for (int t = 0; t < OGDA_PIXEL_TYPE_COUNT; ++t)
-        EXPECT_EQ(ogda_PixelTypeFromName(names[t]), t);
+    for (int t = 0; t < OGDA_PIXEL_TYPE_COUNT; ++t) EXPECT_EQ(ogda_PixelTypeFromName(names[t]), t);
     EXPECT_EQ(ogda_PixelTypeFromName(L"U16"), OGDA_U16);
     EXPECT_EQ(ogda_PixelTypeFromName(L"STRING"), OGDA_STRING);
     EXPECT_EQ(ogda_PixelTypeFromName(L"u12"), OGDA_PIXEL_INVALID);
@@ -85,7 +84,8 @@ TEST(BaseDataCreate, LayoutOfEveryObjectType) {
     // (A scalar is 1 x 1 only.)
     const int32_t expectLineBytes[] = {4, 4, 6, 4};
     for (int ot = Ogda_Table; ot < OGDA_OBJECT_TYPE_COUNT; ++ot) {
-        Ogda_BaseData *o = ogda_BaseDataCreate(3, 2, OGDA_S16, static_cast<Ogda_ObjectType>(ot), nullptr, err);
+        Ogda_BaseData *o =
+            ogda_BaseDataCreate(3, 2, OGDA_S16, static_cast<Ogda_ObjectType>(ot), nullptr, err);
         ASSERT_NE(o, nullptr);
         EXPECT_EQ(o->lineBytes, expectLineBytes[ot]) << ot;
         ExpectBlockSize(o->data, ot == Ogda_Raster ? 24 : 12);
@@ -188,7 +188,8 @@ TEST(BaseDataDerive, WindowOffsetsFollowTheLayout) {
         EXPECT_EQ(v->numelements, 4);
         EXPECT_EQ(v->objecttype, ot);
         // (1,1) of a 3 x 3 s32 object lies 1 x 12 + 1 x 4 bytes in, for either layout.
-        EXPECT_EQ(static_cast<unsigned char *>(v->data) - static_cast<unsigned char *>(o->data), 16);
+        EXPECT_EQ(static_cast<unsigned char *>(v->data) - static_cast<unsigned char *>(o->data),
+                  16);
         EXPECT_EQ(v->dataStart, v->data);
         Ogda_BaseData *w = ogda_BaseDataReDerive(o, v, 0, 2, 3, 1, err);
         EXPECT_EQ(w, v);

@@ -23,32 +23,113 @@ bool IsComplex(int t) { return t == OGDA_C64 || t == OGDA_C128; }
 // Stores v (representable in type t) as one pixel; complex pixels get the imaginary part -v.
 void Store(int t, double v, unsigned char *p) {
     switch (t) {
-    case OGDA_U1: case OGDA_U2: case OGDA_U4: case OGDA_U8: *p = static_cast<uint8_t>(v); break;
-    case OGDA_S8: { int8_t x = static_cast<int8_t>(v); std::memcpy(p, &x, 1); break; }
-    case OGDA_U16: { uint16_t x = static_cast<uint16_t>(v); std::memcpy(p, &x, 2); break; }
-    case OGDA_S16: { int16_t x = static_cast<int16_t>(v); std::memcpy(p, &x, 2); break; }
-    case OGDA_U32: { uint32_t x = static_cast<uint32_t>(v); std::memcpy(p, &x, 4); break; }
-    case OGDA_S32: { int32_t x = static_cast<int32_t>(v); std::memcpy(p, &x, 4); break; }
-    case OGDA_F32: { float x = static_cast<float>(v); std::memcpy(p, &x, 4); break; }
-    case OGDA_F64: std::memcpy(p, &v, 8); break;
-    case OGDA_C64: { float x[2] = {static_cast<float>(v), static_cast<float>(-v)}; std::memcpy(p, x, 8); break; }
-    case OGDA_C128: { double x[2] = {v, -v}; std::memcpy(p, x, 16); break; }
+    case OGDA_U1:
+    case OGDA_U2:
+    case OGDA_U4:
+    case OGDA_U8:
+        *p = static_cast<uint8_t>(v);
+        break;
+    case OGDA_S8: {
+        int8_t x = static_cast<int8_t>(v);
+        std::memcpy(p, &x, 1);
+        break;
+    }
+    case OGDA_U16: {
+        uint16_t x = static_cast<uint16_t>(v);
+        std::memcpy(p, &x, 2);
+        break;
+    }
+    case OGDA_S16: {
+        int16_t x = static_cast<int16_t>(v);
+        std::memcpy(p, &x, 2);
+        break;
+    }
+    case OGDA_U32: {
+        uint32_t x = static_cast<uint32_t>(v);
+        std::memcpy(p, &x, 4);
+        break;
+    }
+    case OGDA_S32: {
+        int32_t x = static_cast<int32_t>(v);
+        std::memcpy(p, &x, 4);
+        break;
+    }
+    case OGDA_F32: {
+        float x = static_cast<float>(v);
+        std::memcpy(p, &x, 4);
+        break;
+    }
+    case OGDA_F64:
+        std::memcpy(p, &v, 8);
+        break;
+    case OGDA_C64: {
+        float x[2] = {static_cast<float>(v), static_cast<float>(-v)};
+        std::memcpy(p, x, 8);
+        break;
+    }
+    case OGDA_C128: {
+        double x[2] = {v, -v};
+        std::memcpy(p, x, 16);
+        break;
+    }
     }
 }
 
 // Reads one pixel as a double (the real part of a complex pixel; imaginary part into *im).
 double Load(int t, const unsigned char *p, double *im = nullptr) {
     switch (t) {
-    case OGDA_U1: case OGDA_U2: case OGDA_U4: case OGDA_U8: return *p;
-    case OGDA_S8: { int8_t x; std::memcpy(&x, p, 1); return x; }
-    case OGDA_U16: { uint16_t x; std::memcpy(&x, p, 2); return x; }
-    case OGDA_S16: { int16_t x; std::memcpy(&x, p, 2); return x; }
-    case OGDA_U32: { uint32_t x; std::memcpy(&x, p, 4); return x; }
-    case OGDA_S32: { int32_t x; std::memcpy(&x, p, 4); return x; }
-    case OGDA_F32: { float x; std::memcpy(&x, p, 4); return x; }
-    case OGDA_F64: { double x; std::memcpy(&x, p, 8); return x; }
-    case OGDA_C64: { float x[2]; std::memcpy(x, p, 8); if (im) *im = x[1]; return x[0]; }
-    case OGDA_C128: { double x[2]; std::memcpy(x, p, 16); if (im) *im = x[1]; return x[0]; }
+    case OGDA_U1:
+    case OGDA_U2:
+    case OGDA_U4:
+    case OGDA_U8:
+        return *p;
+    case OGDA_S8: {
+        int8_t x;
+        std::memcpy(&x, p, 1);
+        return x;
+    }
+    case OGDA_U16: {
+        uint16_t x;
+        std::memcpy(&x, p, 2);
+        return x;
+    }
+    case OGDA_S16: {
+        int16_t x;
+        std::memcpy(&x, p, 2);
+        return x;
+    }
+    case OGDA_U32: {
+        uint32_t x;
+        std::memcpy(&x, p, 4);
+        return x;
+    }
+    case OGDA_S32: {
+        int32_t x;
+        std::memcpy(&x, p, 4);
+        return x;
+    }
+    case OGDA_F32: {
+        float x;
+        std::memcpy(&x, p, 4);
+        return x;
+    }
+    case OGDA_F64: {
+        double x;
+        std::memcpy(&x, p, 8);
+        return x;
+    }
+    case OGDA_C64: {
+        float x[2];
+        std::memcpy(x, p, 8);
+        if (im) *im = x[1];
+        return x[0];
+    }
+    case OGDA_C128: {
+        double x[2];
+        std::memcpy(x, p, 16);
+        if (im) *im = x[1];
+        return x[0];
+    }
     }
     return 0;
 }
@@ -57,8 +138,9 @@ std::vector<double> ExtremeValues(int t) {
     const double *lo = omsc_AddressOf_ogda_IntegerMinValue();
     const double *hi = omsc_AddressOf_ogda_IntegerMaxValue();
     if (IsInt(t)) return {lo[t], hi[t], 0, 1, std::floor((lo[t] + hi[t]) / 2)};
-    std::vector<double> v = {0, 0.5, -0.5, 1.5, 2.5, -2.5, 255.7, -128.5, -129.9, 65535.5,
-                             4294967295.4, -2147483648.6, 1e10, -1e10, 3e38, kInf, -kInf, kNaN};
+    std::vector<double> v = {0,     0.5,    -0.5,   1.5,     2.5,          -2.5,
+                             255.7, -128.5, -129.9, 65535.5, 4294967295.4, -2147483648.6,
+                             1e10,  -1e10,  3e38,   kInf,    -kInf,        kNaN};
     if (t == OGDA_F64 || t == OGDA_C128) {
         v.push_back(1e300);
         v.push_back(-1e300);
@@ -110,12 +192,14 @@ TEST(Convert, EveryNumericPairAtTheExtremes) {
                     double gotIm = 0;
                     const double got = Load(d, &out[i * db], &gotIm);
                     std::string what = std::to_string(s) + "->" + std::to_string(d) + " round " +
-                                       std::to_string(roundIt) + " value " + std::to_string(sourceValue);
+                                       std::to_string(roundIt) + " value " +
+                                       std::to_string(sourceValue);
                     // Same-type entries copy the pixels bit for bit.
-                    ExpectSame(s == d ? sourceValue : Expected(sourceValue, d, roundIt), got, what.c_str());
+                    ExpectSame(s == d ? sourceValue : Expected(sourceValue, d, roundIt), got,
+                               what.c_str());
                     if (IsComplex(d))
-                        ExpectSame(IsComplex(s) ? (s == d ? im : Expected(im, d, roundIt)) : 0.0, gotIm,
-                                   (what + " imaginary").c_str());
+                        ExpectSame(IsComplex(s) ? (s == d ? im : Expected(im, d, roundIt)) : 0.0,
+                                   gotIm, (what + " imaginary").c_str());
                 }
                 for (int b = 0; b < db; ++b) EXPECT_EQ(out[values.size() * db + b], 0xa5);
             }
@@ -146,7 +230,8 @@ TEST(Convert, NamedCases) {
     const uint32_t big[] = {4294967295u, 2147483648u, 5};
     int32_t s32[3];
     trunc[OGDA_U32][OGDA_S32](big, s32, 3);
-    EXPECT_EQ(std::vector<int32_t>(s32, s32 + 3), (std::vector<int32_t>{2147483647, 2147483647, 5}));
+    EXPECT_EQ(std::vector<int32_t>(s32, s32 + 3),
+              (std::vector<int32_t>{2147483647, 2147483647, 5}));
     const int16_t neg[] = {-32768, -1, 300};
     uint8_t fromS16[3];
     trunc[OGDA_S16][OGDA_U8](neg, fromS16, 3);
@@ -164,7 +249,8 @@ TEST(Convert, NamedCases) {
     EXPECT_EQ(fromComplex, 2);
 
     // Long runs go through the vector path: every special value at every lane position.
-    const double special[] = {kNaN, -kInf, kInf, -1e300, 1e300, -0.99, 254.99, 255.0, 255.5, 128.7, 0.0, -0.0, 3.2};
+    const double special[] = {kNaN,  -kInf, kInf,  -1e300, 1e300, -0.99, 254.99,
+                              255.0, 255.5, 128.7, 0.0,    -0.0,  3.2};
     std::vector<double> run(53);
     for (size_t i = 0; i < run.size(); ++i) run[i] = special[i % 13];
     std::vector<uint8_t> got(run.size());

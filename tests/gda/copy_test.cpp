@@ -12,8 +12,9 @@ namespace {
 
 template <class T> T &At(const Ogda_BaseData *o, int r, int c) {
     auto *base = static_cast<unsigned char *>(o->data);
-    return *reinterpret_cast<T *>(o->objecttype == Ogda_Matrix ? base + c * o->lineBytes + r * o->numbytes
-                                                               : base + r * o->lineBytes + c * o->numbytes);
+    return *reinterpret_cast<T *>(o->objecttype == Ogda_Matrix
+                                      ? base + c * o->lineBytes + r * o->numbytes
+                                      : base + r * o->lineBytes + c * o->numbytes);
 }
 
 TEST(BaseDataCopy, TableOverlapConvertsExactlyTheShorterLength) {
@@ -62,7 +63,8 @@ TEST(BaseDataCopy, IntoAViewGoesLineByLineAndLeavesTheRestAlone) {
     for (int r = 0; r < 4; ++r)
         for (int c = 0; c < 6; ++c) {
             const bool inside = r >= 1 && r <= 2 && c >= 2 && c <= 4;
-            EXPECT_EQ(At<uint16_t>(big, r, c), inside ? 100 * (r - 1) + (c - 2) : 0xffff) << r << "," << c;
+            EXPECT_EQ(At<uint16_t>(big, r, c), inside ? 100 * (r - 1) + (c - 2) : 0xffff)
+                << r << "," << c;
         }
     ogda_BaseDataDelete(s, err);
     ogda_BaseDataDelete(view, err);

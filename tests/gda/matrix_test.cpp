@@ -40,9 +40,7 @@ unsigned char *At(const Ogda_BaseData *o, int r, int c) {
                                         : base + r * o->lineBytes + c * o->numbytes;
 }
 
-template <class T> void Write(unsigned char *p, T v) {
-    std::memcpy(p, &v, sizeof v);
-}
+template <class T> void Write(unsigned char *p, T v) { std::memcpy(p, &v, sizeof v); }
 template <class T> T ReadAs(const unsigned char *p) {
     T v;
     std::memcpy(&v, p, sizeof v);

@@ -264,18 +264,17 @@ TEST(BaseDataPrint, BannerLabelsAndElements) {
     testing::internal::CaptureStdout();
     ogda_BaseDataPrint(o, err);
     const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out,
-              "            ==============  BaseData ===============\n\n"
-              "     numelements = 4  \n"
-              "     numrows     = 2  \n"
-              "     numcolumns  = 2  \n"
-              "     numbytes    = 8  \n"
-              "     datatype    = 11  \n"
-              "     objecttype  = 2  \n"
-              "     derivedFlag  = 0  \n\n"
-              "(1.000000e+00, -1.000000e+00) (3.000000e+00, 0.000000e+00) \n"
-              "(2.000000e+00, 0.000000e+00) (4.000000e+00, 5.000000e-01) \n"
-              "\n");
+    EXPECT_EQ(out, "            ==============  BaseData ===============\n\n"
+                   "     numelements = 4  \n"
+                   "     numrows     = 2  \n"
+                   "     numcolumns  = 2  \n"
+                   "     numbytes    = 8  \n"
+                   "     datatype    = 11  \n"
+                   "     objecttype  = 2  \n"
+                   "     derivedFlag  = 0  \n\n"
+                   "(1.000000e+00, -1.000000e+00) (3.000000e+00, 0.000000e+00) \n"
+                   "(2.000000e+00, 0.000000e+00) (4.000000e+00, 5.000000e-01) \n"
+                   "\n");
     ogda_BaseDataDelete(o, err);
 }
 

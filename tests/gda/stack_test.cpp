@@ -21,17 +21,21 @@ TEST(BaseDataStackSize, DataSizeAndMaxElements) {
     EXPECT_EQ(err.get(), nullptr);
     EXPECT_EQ(ogda_BaseDataStackDataSize(0, 3, 5, OGDA_U8, Ogda_Raster, err), 0);
     ExpectReport(err.get(), L"ogda_BaseDataStackDataSize", 1, L"Args");
-    EXPECT_EQ(ogda_BaseDataStackDataSize(1, 3, 5, OGDA_U8, static_cast<Ogda_ObjectType>(4), err), 0);
+    EXPECT_EQ(ogda_BaseDataStackDataSize(1, 3, 5, OGDA_U8, static_cast<Ogda_ObjectType>(4), err),
+              0);
     ExpectReport(err.get(), L"ogda_BaseDataStackDataSize", 1, L"Args");
     EXPECT_EQ(ogda_BaseDataStackDataSize(4, 32768, 32768, OGDA_U8, Ogda_Raster, err), 0);
     ExpectReport(err.get(), L"ogda_BaseDataStackDataSize", 1, L"Args");
-    EXPECT_EQ(ogda_BaseDataStackMaxElements(10, 1, OGDA_STRING, static_cast<Ogda_ObjectType>(-1), err), 0);
+    EXPECT_EQ(
+        ogda_BaseDataStackMaxElements(10, 1, OGDA_STRING, static_cast<Ogda_ObjectType>(-1), err),
+        0);
     ExpectReport(err.get(), L"ogda_BaseDataStackMaxElements", 1, L"Args");
 }
 
 TEST(BaseDataStack, ContiguousLayersShareOneAlignedBlock) {
     ReportHolder err;
-    Ogda_BaseDataStack *s = ogda_BaseDataStackCreateContiguous(3, 3, 5, OGDA_U8, Ogda_Raster, nullptr, err);
+    Ogda_BaseDataStack *s =
+        ogda_BaseDataStackCreateContiguous(3, 3, 5, OGDA_U8, Ogda_Raster, nullptr, err);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(s->count, 3);
     EXPECT_EQ(s->layersShared, 0);
@@ -57,7 +61,8 @@ TEST(BaseDataStack, ContiguousLayersShareOneAlignedBlock) {
     EXPECT_EQ(s->layers[1]->data, block + 16);
     ogda_BaseDataStackDelete(s, err); // must not free the caller's block
 
-    EXPECT_EQ(ogda_BaseDataStackCreateContiguous(2, 0, 5, OGDA_U8, Ogda_Table, nullptr, err), nullptr);
+    EXPECT_EQ(ogda_BaseDataStackCreateContiguous(2, 0, 5, OGDA_U8, Ogda_Table, nullptr, err),
+              nullptr);
     ExpectReport(err.get(), L"ogda_BaseDataStackCreateContiguous", 1, L"Args");
 }
 
@@ -125,7 +130,8 @@ TEST(BaseDataStack, CreateCopyDerivedSetAndZero) {
     EXPECT_EQ(fromLayer->layers[0]->data, s->layers[0]->data);
     EXPECT_EQ(fromLayer->layers[0]->derivedFlag, 1);
 
-    for (Ogda_BaseDataStack *x : {fromLayer, views, one, f, copy, s}) ogda_BaseDataStackDelete(x, err);
+    for (Ogda_BaseDataStack *x : {fromLayer, views, one, f, copy, s})
+        ogda_BaseDataStackDelete(x, err);
 }
 
 TEST(BaseDataStack, StringLayersAndFailedCreation) {
@@ -157,7 +163,9 @@ TEST(BaseDataStack, StringLayersAndFailedCreation) {
     }
     for (long n = 1; n <= 4; ++n) {
         orvik::core::testing::ScopedAllocationFailure fail(n);
-        EXPECT_EQ(ogda_BaseDataStackCreateContiguous(3, 2, 2, OGDA_U8, Ogda_Raster, nullptr, err), nullptr) << n;
+        EXPECT_EQ(ogda_BaseDataStackCreateContiguous(3, 2, 2, OGDA_U8, Ogda_Raster, nullptr, err),
+                  nullptr)
+            << n;
         EXPECT_NE(err.get(), nullptr);
     }
 }
@@ -182,7 +190,8 @@ TEST(BaseDataStack, PrintListsEveryLayer) {
 
 TEST(BaseDataStackArray, EachMemberFollowsTheStackOperation) {
     ReportHolder err;
-    Ogda_BaseDataStackArray *a = ogda_BaseDataStackArrayCreate(2, 3, 2, 2, OGDA_U16, Ogda_Raster, err);
+    Ogda_BaseDataStackArray *a =
+        ogda_BaseDataStackArrayCreate(2, 3, 2, 2, OGDA_U16, Ogda_Raster, err);
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(a->count, 2);
     EXPECT_EQ(a->stacks[1]->count, 3);
@@ -195,7 +204,8 @@ TEST(BaseDataStackArray, EachMemberFollowsTheStackOperation) {
     ASSERT_NE(d, nullptr);
     EXPECT_EQ(d->stacks[0]->layers[0]->data,
               static_cast<uint16_t *>(a->stacks[0]->layers[0]->data) + 3);
-    Ogda_BaseDataStackArray *other = ogda_BaseDataStackArrayCreate(1, 3, 2, 2, OGDA_U16, Ogda_Raster, err);
+    Ogda_BaseDataStackArray *other =
+        ogda_BaseDataStackArrayCreate(1, 3, 2, 2, OGDA_U16, Ogda_Raster, err);
     EXPECT_EQ(ogda_BaseDataStackArrayCopy(a, other, err), nullptr);
     ExpectReport(err.get(), L"ogda_BaseDataStackArrayCopy", 2, L"Stack count mismatch: 2 and 1");
     for (Ogda_BaseDataStackArray *x : {a, c, d, other}) ogda_BaseDataStackArrayDelete(x, err);

@@ -19,7 +19,7 @@ using orvik::fio::testing::WritesCounted;
 
 // What the scenario did, stamped with the number of writes issued when it happened.
 struct Trace {
-    long createDone = -1;                       // writes when the create returned
+    long createDone = -1;                                      // writes when the create returned
     std::vector<std::pair<long, std::wstring>> flushedDesigns; // (writes after flush, design)
     // Blocks holding the scenario's data: (writes after the data write, position, size).
     std::vector<std::tuple<long, uint32_t, uint32_t>> liveBlocks;
@@ -137,8 +137,8 @@ struct Series {
 };
 
 const Omif_Design *SeriesDesign() {
-    static Omif_Design *d = omif_DesignCreateX(L"Series", nullptr, OMIF_ITEM_DOUBLE, L"values",
-                                               0, OMIF_COUNTED_POINTER, OMIF_ITEM_END);
+    static Omif_Design *d = omif_DesignCreateX(L"Series", nullptr, OMIF_ITEM_DOUBLE, L"values", 0,
+                                               OMIF_COUNTED_POINTER, OMIF_ITEM_END);
     return d;
 }
 
@@ -149,7 +149,8 @@ void WriteSeries(Ohfa_File *f, int layer, int n, long where) {
     s.values.data = v.data();
     const std::wstring path = L"/Layer_" + std::to_wstring(layer);
     if (where == 0)
-        ohfa_ObjectWrite(f, (path + L"/Stats").c_str(), nullptr, nullptr, 0, &s, SeriesDesign(), nullptr);
+        ohfa_ObjectWrite(f, (path + L"/Stats").c_str(), nullptr, nullptr, 0, &s, SeriesDesign(),
+                         nullptr);
     else
         ohfa_ObjectWrite(f, path.c_str(), L"Stats", nullptr, 3, &s, SeriesDesign(), nullptr);
 }
@@ -231,8 +232,9 @@ TEST(HfaCrash, EntriesAndObjectsSurviveEveryStop) {
             for (int layer : {0, 1, 4, 5, 6, 7}) {
                 Series back{};
                 const std::wstring path = L"/Layer_" + std::to_wstring(layer) + L"/Stats";
-                ASSERT_EQ(ohfa_ObjectRead(f, path.c_str(), OHFA_SEEK_PATH, &back, SeriesDesign(), &err),
-                          &back)
+                ASSERT_EQ(
+                    ohfa_ObjectRead(f, path.c_str(), OHFA_SEEK_PATH, &back, SeriesDesign(), &err),
+                    &back)
                     << layer << ": " << err.Message();
                 EXPECT_EQ(back.values.count, 4 + layer);
                 if (back.values.count > 0) {

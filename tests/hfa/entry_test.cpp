@@ -119,7 +119,8 @@ TEST_F(HfaEntry, NameRulesAndMethodRange) {
         PrintedReports printed;
         EXPECT_EQ(ohfa_EntrySeek(m_file, 0, L"x", &err), 1);
         EXPECT_FALSE(err);
-        EXPECT_EQ(printed.Messages(), std::vector<std::wstring>{L"Name parameter 'x' will be ignored"});
+        EXPECT_EQ(printed.Messages(),
+                  std::vector<std::wstring>{L"Name parameter 'x' will be ignored"});
     }
     EXPECT_EQ(ohfa_EntrySeek(m_file, 10, nullptr, &err), 0);
     EXPECT_EQ(err.Message(), L"Name parameter must not be null for requested seek type");
@@ -141,8 +142,8 @@ TEST_F(HfaEntry, NamesOfSixtyThreeCharactersFitAndLongerAreRefused) {
     EXPECT_EQ(ohfa_EntryWrite(m_file, 3, ok.c_str(), L"T", &err), 0);
     EXPECT_EQ(Current(), std::string(63, 'n'));
     EXPECT_EQ(ohfa_EntryWrite(m_file, 2, tooLong.c_str(), L"T", &err), -1);
-    EXPECT_EQ(err.Message(), L"The length of OHFA entry name '" + tooLong +
-                                 L"' exceeds the 63 character maximum");
+    EXPECT_EQ(err.Message(),
+              L"The length of OHFA entry name '" + tooLong + L"' exceeds the 63 character maximum");
 }
 
 TEST_F(HfaEntry, PositionsPeekAndListing) {
@@ -202,8 +203,8 @@ TEST_F(HfaEntry, MoveRelinksTheSubtreeAndRefusesCollisionsAndCycles) {
     ostr_StringList *all = ohfa_ObjectList(m_file, nullptr, &err);
     ASSERT_NE(all, nullptr);
     std::vector<std::wstring> names(all->strings, all->strings + all->count);
-    EXPECT_EQ(names, (std::vector<std::wstring>{L"/B", L"/C", L"/C/A", L"/C/A/A1", L"/C/A/A2",
-                                                L"/C/B"}));
+    EXPECT_EQ(names,
+              (std::vector<std::wstring>{L"/B", L"/C", L"/C/A", L"/C/A/A1", L"/C/A/A2", L"/C/B"}));
     ostr_StringListDelete(all, nullptr);
 }
 
@@ -213,7 +214,8 @@ TEST_F(HfaEntry, TreeSurvivesReopen) {
     ASSERT_NE(m_file, nullptr);
     std::vector<std::string> order;
     ASSERT_EQ(Seek(8, L"/A"), 1);
-    do order.push_back(Current()); while (Seek(1) == 1);
+    do order.push_back(Current());
+    while (Seek(1) == 1);
     EXPECT_EQ(order, (std::vector<std::string>{"A", "B", "C"}));
     EXPECT_EQ(orvik::hfa::CheckFreeList(m_file), 0);
 }
@@ -227,8 +229,8 @@ TEST_F(HfaEntry, DamagedLinksAreReportedAndCyclesEnd) {
     const uint32_t a1 = static_cast<uint32_t>(ohfa_EntryCurrentGet(m_file, nullptr, nullptr));
     ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
     std::string b = ReadRaw(m_dir.Narrow("tree.hfa"));
-    PutWord(b, c, a);       // C.next -> A: a cycle of siblings
-    PutWord(b, a1 + 8, c);  // A1.parent -> C: a child that names another parent
+    PutWord(b, c, a);      // C.next -> A: a cycle of siblings
+    PutWord(b, a1 + 8, c); // A1.parent -> C: a child that names another parent
     WriteRaw(m_dir.Narrow("tree.hfa"), b);
     m_file = ohfa_FileOpen(Name("tree.hfa").c_str(), L"r", 0, nullptr);
     ASSERT_NE(m_file, nullptr);

@@ -84,8 +84,8 @@ TEST_F(HfaFreeSpace, OverlapIsRefusedAndChangesNothing) {
     Give(r[3], 100);
     const Blocks before = FreeBlocks(m_file);
     Report err;
-    for (auto [at, size] : {std::pair<uint32_t, long>{r[1] + 50, 100}, {r[0] + 50, 60},
-                            {r[1], 100}, {r[2], 101}}) {
+    for (auto [at, size] :
+         {std::pair<uint32_t, long>{r[1] + 50, 100}, {r[0] + 50, 60}, {r[1], 100}, {r[2], 101}}) {
         EXPECT_EQ(ohfa_FreeSpace(m_file, at, size, &err), -1) << at;
         EXPECT_EQ(err.Message(), L"Free list corruption detected");
     }
@@ -148,8 +148,8 @@ TEST_F(HfaFreeSpace, MappedGrowthReservesAWholePageAndFreesTheRest) {
     EXPECT_EQ(Take(1), static_cast<uint32_t>(end));
     EXPECT_EQ(ohfa_FileSize(m_file, &err), end + page);
     EXPECT_EQ(m_file->mapSize, end + page);
-    EXPECT_EQ(FreeBlocks(m_file), (Blocks{{static_cast<uint32_t>(end) + 1,
-                                           static_cast<uint32_t>(page) - 1}}));
+    EXPECT_EQ(FreeBlocks(m_file),
+              (Blocks{{static_cast<uint32_t>(end) + 1, static_cast<uint32_t>(page) - 1}}));
     EXPECT_EQ(ohfa_FileChange(m_file, &err, OHFA_OPTION_MAP, 0, 0, 0), 0);
     EXPECT_FALSE(m_file->mapped);
 }
@@ -238,11 +238,11 @@ TEST_F(HfaFreeSpace, NodesNamingFixedRecordsOrOutsideTheFileAreCorrupt) {
     const std::string good = ReadRaw(path);
     Report err;
     for (auto [head, size] : std::vector<std::pair<uint32_t, uint32_t>>{
-             {60, 30},                                                // covers the header
-             {82, 16},                                                // the root entry
-             {r[1], 4},                                               // smaller than a node
-             {r[1], static_cast<uint32_t>(good.size())},              // beyond the end
-             {static_cast<uint32_t>(good.size()) - 4, 8}}) {          // node beyond the end
+             {60, 30},                                       // covers the header
+             {82, 16},                                       // the root entry
+             {r[1], 4},                                      // smaller than a node
+             {r[1], static_cast<uint32_t>(good.size())},     // beyond the end
+             {static_cast<uint32_t>(good.size()) - 4, 8}}) { // node beyond the end
         std::string b = good;
         PutWord(b, 68, head);
         if (head + 8 <= b.size()) {

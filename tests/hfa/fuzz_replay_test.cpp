@@ -2,4 +2,6 @@
 #include "fuzz/hfa_open_target.hpp"
 #include "tests/fuzz_replay.hpp"
 
-TEST(HfaFuzzReplay, OpenSeedsPassTheTargetsChecks) { EXPECT_GE(ReplayCorpus("hfa_open", hfa_open_fuzz::RunOne), 8); }
+TEST(HfaFuzzReplay, OpenSeedsPassTheTargetsChecks) {
+    EXPECT_GE(ReplayCorpus("hfa_open", hfa_open_fuzz::RunOne), 8);
+}

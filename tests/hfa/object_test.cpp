@@ -59,7 +59,8 @@ TEST_F(HfaObject, WrittenObjectsReadBackAndTheirDesignJoinsTheDictionary) {
     ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
     m_file = ohfa_FileOpen(Name("obj.hfa").c_str(), L"r", 0, nullptr);
     ASSERT_NE(m_file, nullptr);
-    EXPECT_NE(omif_DictionarySearchByName(ohfa_FileDictionaryGet(m_file), L"Series", nullptr), nullptr);
+    EXPECT_NE(omif_DictionarySearchByName(ohfa_FileDictionaryGet(m_file), L"Series", nullptr),
+              nullptr);
     Series back{};
     Report err;
     EXPECT_EQ(ohfa_ObjectRead(m_file, L"/S", 8, &back, m_design, &err), &back);
@@ -106,7 +107,8 @@ TEST_F(HfaObject, RawDataKeepsItsBlockOnlyForAnEqualCount) {
     EXPECT_TRUE(FreeBlocks(m_file).empty());
     // Smaller: the old block is freed and a new one taken - first fit splits the freed block.
     ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/R", nullptr, nullptr, 0, 8, bytes, &err), 0);
-    EXPECT_EQ(FreeBlocks(m_file), (std::vector<std::pair<uint32_t, uint32_t>>{{first.data + 8, 8}}));
+    EXPECT_EQ(FreeBlocks(m_file),
+              (std::vector<std::pair<uint32_t, uint32_t>>{{first.data + 8, 8}}));
     EXPECT_EQ(Entry(L"/R").dataSize, 8);
     EXPECT_EQ(ohfa_ObjectDataWrite(m_file, L"/none", nullptr, nullptr, 0, 8, bytes, &err), -1);
     EXPECT_EQ(err.Message(), L"nodePath /none not found");

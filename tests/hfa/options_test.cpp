@@ -11,10 +11,9 @@ class HfaOptions : public HfaTest {};
 TEST_F(HfaOptions, UnknownCodeWarnsAndTheKnownCodesAfterItApply) {
     Report err;
     PrintedReports printed;
-    Ohfa_File *f = ohfa_FileCreateWithOptions(Name("o.hfa").c_str(), 0, &err, 99,
-                                              OHFA_OPTION_BATCH, 1, OHFA_OPTION_BLOCK_CACHE, 0,
-                                              OHFA_OPTION_RESERVED_6, 1, 2, 3, 4, 5,
-                                              OHFA_OPTION_NOT_FLUSHED_ON_WRITE, 1, 0);
+    Ohfa_File *f = ohfa_FileCreateWithOptions(
+        Name("o.hfa").c_str(), 0, &err, 99, OHFA_OPTION_BATCH, 1, OHFA_OPTION_BLOCK_CACHE, 0,
+        OHFA_OPTION_RESERVED_6, 1, 2, 3, 4, 5, OHFA_OPTION_NOT_FLUSHED_ON_WRITE, 1, 0);
     ASSERT_NE(f, nullptr) << err.Message();
     EXPECT_FALSE(err);
     EXPECT_EQ(printed.Messages(), std::vector<std::wstring>{L"Illegal option 99"});
@@ -70,7 +69,8 @@ TEST_F(HfaOptions, ExclusiveFlagRefusesAnOpenFileAndFailedOptionsOnlyWarn) {
     EXPECT_EQ(ohfa_FileOpenWithOptions(name.c_str(), L"r", 0, &err, OHFA_OPTION_EXCLUSIVE, 1, 0),
               nullptr);
     EXPECT_EQ(err.Message(), L"File " + name + L" is already open");
-    EXPECT_EQ(ohfa_FileOpenWithOptions(name.c_str(), L"r", 0, &err, OHFA_OPTION_EXCLUSIVE, 0, 0), f);
+    EXPECT_EQ(ohfa_FileOpenWithOptions(name.c_str(), L"r", 0, &err, OHFA_OPTION_EXCLUSIVE, 0, 0),
+              f);
     ohfa_FileClose(f, &err);
     ohfa_FileClose(f, &err);
 

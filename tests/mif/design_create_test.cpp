@@ -61,10 +61,9 @@ TEST(DesignCreate, TableCountedArrayAndArgumentListsAgree) {
 
     DesignPtr fromTable(omif_DesignCreateFromTable(L"Layer", kLayerItems, dict.get(), &err));
     DesignPtr fromArray(omif_DesignCreate(L"Layer", kLayerItems, 3, dict.get(), &err));
-    DesignPtr fromArgs(omif_DesignCreateX(L"Layer", &err, OMIF_ITEM_LONG, L"numrows", 1, OMIF_DIRECT,
-                                          OMIF_ITEM_ENUM, L"layerType", 1, OMIF_DIRECT, kLayerTypes,
-                                          OMIF_ITEM_OBJECT, L"name", 1, OMIF_DIRECT, own,
-                                          OMIF_ITEM_END));
+    DesignPtr fromArgs(omif_DesignCreateX(
+        L"Layer", &err, OMIF_ITEM_LONG, L"numrows", 1, OMIF_DIRECT, OMIF_ITEM_ENUM, L"layerType", 1,
+        OMIF_DIRECT, kLayerTypes, OMIF_ITEM_OBJECT, L"name", 1, OMIF_DIRECT, own, OMIF_ITEM_END));
     ASSERT_TRUE(fromTable && fromArray && fromArgs) << err.Innermost();
     const std::wstring want =
         L"{1:lnumrows,1:e3:thematic,athematic,fft,layerType,1:oOmif_String,name,}Layer,"
@@ -105,9 +104,11 @@ Omif_Design *CreateThroughPointer(const wchar_t *name, Oerr_ErrorReport **err, .
 
 TEST(DesignCreate, ArgumentListThroughAPointer) {
     Report err;
-    DesignPtr inner(omif_DesignCreateX(L"In", &err, OMIF_ITEM_UCHAR, L"c", 3, OMIF_DIRECT, OMIF_ITEM_END));
-    DesignPtr d(CreateThroughPointer(L"V", &err, OMIF_ITEM_INLINE_OBJECT, L"in", 2, OMIF_DIRECT, inner.get(),
-                                     OMIF_ITEM_ENUM, L"e", 1, OMIF_PLAIN_POINTER, kLayerTypes, OMIF_ITEM_END));
+    DesignPtr inner(
+        omif_DesignCreateX(L"In", &err, OMIF_ITEM_UCHAR, L"c", 3, OMIF_DIRECT, OMIF_ITEM_END));
+    DesignPtr d(CreateThroughPointer(L"V", &err, OMIF_ITEM_INLINE_OBJECT, L"in", 2, OMIF_DIRECT,
+                                     inner.get(), OMIF_ITEM_ENUM, L"e", 1, OMIF_PLAIN_POINTER,
+                                     kLayerTypes, OMIF_ITEM_END));
     ASSERT_TRUE(d) << err.Innermost();
     EXPECT_EQ(Text(d.get()), L"{2:x{3:Cc,}In,in,1:*e3:thematic,athematic,fft,e,}V,{3:Cc,}In,.");
     EXPECT_EQ(d->hostSize, 16);
@@ -122,8 +123,10 @@ TEST(DesignCreate, RefusalsNameTheItem) {
     };
     const Omif_ItemDescription end = OMIF_TABLE_END;
     const Case cases[] = {
-        {{OMIF_FIELD(20, L"bad", 1), end}, L"omif_DesignCreateFromTable: Item bad of design D has unknown type 20"},
-        {{OMIF_FIELD(OMIF_ITEM_LONG, nullptr, 1), end}, L"omif_DesignCreateFromTable: Item 1 of design D has no name"},
+        {{OMIF_FIELD(20, L"bad", 1), end},
+         L"omif_DesignCreateFromTable: Item bad of design D has unknown type 20"},
+        {{OMIF_FIELD(OMIF_ITEM_LONG, nullptr, 1), end},
+         L"omif_DesignCreateFromTable: Item 1 of design D has no name"},
         {{OMIF_FIELD(OMIF_ITEM_LONG, L"n", -1), end},
          L"omif_DesignCreateFromTable: Item n of design D: count -1, indirect 0, pointer kind 0"},
         {{{OMIF_ITEM_LONG, L"k", 1, 1, 7, nullptr, nullptr, nullptr, nullptr}, end},
@@ -144,7 +147,8 @@ TEST(DesignCreate, RefusalsNameTheItem) {
     EXPECT_EQ(omif_DesignCreateFromTable(nullptr, kStringItems, nullptr, &err), nullptr);
     EXPECT_EQ(err.Innermost(), L"omif_DesignCreateFromTable: NULL design name");
     EXPECT_EQ(omif_DesignCreateX(L"F", &err, OMIF_ITEM_LONG, L"f", 1, 'q', OMIF_ITEM_END), nullptr);
-    EXPECT_EQ(err.Innermost(), L"omif_DesignCreateX: Item f of design F: count 1, indirect -1, pointer kind 0");
+    EXPECT_EQ(err.Innermost(),
+              L"omif_DesignCreateX: Item f of design F: count 1, indirect -1, pointer kind 0");
     // A null error pointer is allowed.
     EXPECT_EQ(omif_DesignCreateFromTable(nullptr, kStringItems, nullptr, nullptr), nullptr);
 }
@@ -156,7 +160,9 @@ TEST(DesignCreate, InlineTablesNestedTooDeeplyAreRefused) {
     loop[1] = OMIF_TABLE_END;
     Report err;
     EXPECT_EQ(omif_DesignCreateFromTable(L"Loop", loop, nullptr, &err), nullptr);
-    EXPECT_EQ(err.Innermost(), L"omif_DesignCreateFromTable: Design Loop: inline designs nested deeper than 64 levels");
+    EXPECT_EQ(
+        err.Innermost(),
+        L"omif_DesignCreateFromTable: Design Loop: inline designs nested deeper than 64 levels");
 }
 
 TEST(DesignCreate, EveryAllocationFailureIsReportedAndLeaksNothing) {
@@ -171,8 +177,10 @@ TEST(DesignCreate, EveryAllocationFailureIsReportedAndLeaksNothing) {
             d = omif_DesignCreateFromTable(L"Layer", kLayerItems, dict.get(), &err);
         }
         if (d) {
-            EXPECT_EQ(Text(d), L"{1:lnumrows,1:e3:thematic,athematic,fft,layerType,1:oOmif_String,name,}Layer,"
-                               L"{0:pcstring,}Omif_String,.");
+            EXPECT_EQ(
+                Text(d),
+                L"{1:lnumrows,1:e3:thematic,athematic,fft,layerType,1:oOmif_String,name,}Layer,"
+                L"{0:pcstring,}Omif_String,.");
             omif_DesignDestroy(d, nullptr);
             EXPECT_GT(n, 5);
             break;
@@ -191,8 +199,10 @@ TEST(DesignCreate, BuiltinSetsAreCreatedOnceWithTheirBaseDesigns) {
     // The base design used by the set is copied into its dictionary, after the design
     // that first needed it.
     EXPECT_EQ(DesignNames(dict), (std::vector<std::wstring>{L"Omif_String", L"Layer", L"Stamp"}));
-    EXPECT_EQ(ItemNamed(layer, L"name")->design, omif_DictionarySearchByName(dict, L"Omif_String", &err));
-    EXPECT_NE(ItemNamed(layer, L"name")->design, omif_BuiltinDesignFetch(&g_base, L"Omif_String", &err));
+    EXPECT_EQ(ItemNamed(layer, L"name")->design,
+              omif_DictionarySearchByName(dict, L"Omif_String", &err));
+    EXPECT_NE(ItemNamed(layer, L"name")->design,
+              omif_BuiltinDesignFetch(&g_base, L"Omif_String", &err));
     const Omif_Design *stamp = omif_BuiltinDesignFetch(&g_layers, L"Stamp", &err);
     EXPECT_EQ(stamp->items->type, OMIF_ITEM_TIME);
     EXPECT_EQ(omif_BuiltinDesignFetch(&g_layers, L"Nope", &err), nullptr);
@@ -200,7 +210,8 @@ TEST(DesignCreate, BuiltinSetsAreCreatedOnceWithTheirBaseDesigns) {
 }
 
 TEST(DesignCreate, BuiltinSetCreatedOnceUnderConcurrentFirstUse) {
-    static const Omif_ItemDescription items[] = {OMIF_FIELD(OMIF_ITEM_S32, L"v", 1), OMIF_TABLE_END};
+    static const Omif_ItemDescription items[] = {OMIF_FIELD(OMIF_ITEM_S32, L"v", 1),
+                                                 OMIF_TABLE_END};
     static const Omif_DesignTable table[] = {{L"V", items}, {nullptr, nullptr}};
     static Omif_BuiltinDesigns set = OMIF_BUILTIN_DESIGNS(table, nullptr);
     std::vector<const Omif_Design *> seen(8);
@@ -213,7 +224,8 @@ TEST(DesignCreate, BuiltinSetCreatedOnceUnderConcurrentFirstUse) {
 }
 
 TEST(DesignCreate, BuiltinSetWithAMissingReferenceFailsWithTheName) {
-    static const Omif_ItemDescription items[] = {OMIF_FIELD_OBJECT(L"o", 1, L"Ghost"), OMIF_TABLE_END};
+    static const Omif_ItemDescription items[] = {OMIF_FIELD_OBJECT(L"o", 1, L"Ghost"),
+                                                 OMIF_TABLE_END};
     static const Omif_DesignTable table[] = {{L"G", items}, {nullptr, nullptr}};
     static Omif_BuiltinDesigns set = OMIF_BUILTIN_DESIGNS(table, &g_base);
     Report err;
@@ -283,8 +295,9 @@ TEST(DesignCopy, NarrowAndWideRoundTrip) {
     // The wide copy adds to a dictionary exactly like the original.
     DictionaryPtr d2(omif_DictionaryCreate(&err));
     ASSERT_NE(omif_DictionaryAddDesign(d2.get(), wide.get(), &err), nullptr);
-    EXPECT_EQ(Encode(d2.get()), L"{1:x{1:lvalue,}In,inner,2:*oRef,refs,1:e2:yes,no,answer,4:cname,}Outer,"
-                                L"{1:lvalue,}In,{1:dv,1:*oRef,self,}Ref,.");
+    EXPECT_EQ(Encode(d2.get()),
+              L"{1:x{1:lvalue,}In,inner,2:*oRef,refs,1:e2:yes,no,answer,4:cname,}Outer,"
+              L"{1:lvalue,}In,{1:dv,1:*oRef,self,}Ref,.");
 }
 
 TEST(DesignCopy, NarrowNamesThatAreNotUtf8AreRefused) {

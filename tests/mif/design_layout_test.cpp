@@ -56,22 +56,14 @@ const Omif_ItemDescription kInnerItems[] = {
 const wchar_t *const kColours[] = {L"red", L"green", L"blue", nullptr};
 
 const Omif_ItemDescription kMixedItems[] = {
-    OMIF_FIELD(OMIF_ITEM_UCHAR, L"c", 1),
-    OMIF_FIELD(OMIF_ITEM_SHORT, L"s", 1),
-    OMIF_FIELD(OMIF_ITEM_LONG, L"l", 1),
-    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"d", 1),
-    OMIF_FIELD(OMIF_ITEM_CHAR, L"text", 5),
-    OMIF_FIELD_ENUM(L"e", kColours),
-    OMIF_FIELD_PTR(OMIF_ITEM_DOUBLE, L"pd", 4),
-    OMIF_FIELD_COUNTED(OMIF_ITEM_FLOAT, L"pf"),
-    OMIF_FIELD_OBJECT(L"in", 1, L"Inner"),
-    OMIF_FIELD(OMIF_ITEM_U1, L"bits", 3),
-    OMIF_FIELD(OMIF_ITEM_COMPLEX, L"m", 2),
-    OMIF_FIELD_OBJECT_PTR(L"pin", 1, L"Inner"),
-    OMIF_FIELD(OMIF_ITEM_DCOMPLEX, L"big", 1),
-    OMIF_FIELD(OMIF_ITEM_BASEDATA, L"b", 1),
-    OMIF_FIELD(OMIF_ITEM_USHORT, L"tail", 1),
-    OMIF_TABLE_END,
+    OMIF_FIELD(OMIF_ITEM_UCHAR, L"c", 1),       OMIF_FIELD(OMIF_ITEM_SHORT, L"s", 1),
+    OMIF_FIELD(OMIF_ITEM_LONG, L"l", 1),        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"d", 1),
+    OMIF_FIELD(OMIF_ITEM_CHAR, L"text", 5),     OMIF_FIELD_ENUM(L"e", kColours),
+    OMIF_FIELD_PTR(OMIF_ITEM_DOUBLE, L"pd", 4), OMIF_FIELD_COUNTED(OMIF_ITEM_FLOAT, L"pf"),
+    OMIF_FIELD_OBJECT(L"in", 1, L"Inner"),      OMIF_FIELD(OMIF_ITEM_U1, L"bits", 3),
+    OMIF_FIELD(OMIF_ITEM_COMPLEX, L"m", 2),     OMIF_FIELD_OBJECT_PTR(L"pin", 1, L"Inner"),
+    OMIF_FIELD(OMIF_ITEM_DCOMPLEX, L"big", 1),  OMIF_FIELD(OMIF_ITEM_BASEDATA, L"b", 1),
+    OMIF_FIELD(OMIF_ITEM_USHORT, L"tail", 1),   OMIF_TABLE_END,
 };
 
 struct Expect {
@@ -97,7 +89,8 @@ void CheckLayout(const Omif_Design *d, const Expect *expect, size_t n, size_t re
     EXPECT_EQ(item, nullptr);
 }
 
-#define FIELD(S, m) {L## #m, offsetof(S, m), sizeof(S::m)}
+#define FIELD(S, m)                                                                                \
+    { L## #m, offsetof(S, m), sizeof(S::m) }
 
 } // namespace
 
@@ -113,11 +106,11 @@ TEST(DesignLayout, MixedItemsMatchTheCStruct) {
     const Expect innerWant[] = {FIELD(Inner, flag), FIELD(Inner, value), FIELD(Inner, small)};
     CheckLayout(inner.get(), innerWant, 3, sizeof(Inner), alignof(Inner));
 
-    const Expect want[] = {FIELD(Mixed, c),    FIELD(Mixed, s),   FIELD(Mixed, l),
+    const Expect want[] = {FIELD(Mixed, c),    FIELD(Mixed, s),    FIELD(Mixed, l),
                            FIELD(Mixed, d),    FIELD(Mixed, text), FIELD(Mixed, e),
-                           FIELD(Mixed, pd),   FIELD(Mixed, pf),  FIELD(Mixed, in),
-                           FIELD(Mixed, bits), FIELD(Mixed, m),   FIELD(Mixed, pin),
-                           FIELD(Mixed, big),  FIELD(Mixed, b),   FIELD(Mixed, tail)};
+                           FIELD(Mixed, pd),   FIELD(Mixed, pf),   FIELD(Mixed, in),
+                           FIELD(Mixed, bits), FIELD(Mixed, m),    FIELD(Mixed, pin),
+                           FIELD(Mixed, big),  FIELD(Mixed, b),    FIELD(Mixed, tail)};
     CheckLayout(mixed.get(), want, 15, sizeof(Mixed), alignof(Mixed));
 
     // Element sizes: what one element of each item takes on the host.
@@ -127,7 +120,8 @@ TEST(DesignLayout, MixedItemsMatchTheCStruct) {
     EXPECT_EQ(ItemNamed(mixed.get(), L"in")->elementSize, static_cast<int32_t>(sizeof(Inner)));
     EXPECT_EQ(ItemNamed(mixed.get(), L"pin")->elementSize, static_cast<int32_t>(sizeof(Inner)));
     EXPECT_EQ(ItemNamed(mixed.get(), L"bits")->elementSize, 1);
-    EXPECT_EQ(ItemNamed(mixed.get(), L"b")->elementSize, static_cast<int32_t>(sizeof(Ogda_BaseData)));
+    EXPECT_EQ(ItemNamed(mixed.get(), L"b")->elementSize,
+              static_cast<int32_t>(sizeof(Ogda_BaseData)));
     EXPECT_EQ(ItemNamed(mixed.get(), L"pf")->count, 0);
     EXPECT_EQ(ItemNamed(mixed.get(), L"pf")->pointerKind, OMIF_POINTER_COUNTED);
 }
@@ -163,8 +157,8 @@ TEST(DesignLayout, EmptyDesignAndZeroCountItems) {
     EXPECT_EQ(empty->alignment, 1);
     // A direct item of count 0 takes no room but still aligns what follows.
     DesignPtr d(omif_DesignCreateX(L"Z", &err, OMIF_ITEM_CHAR, L"c", 1, OMIF_DIRECT,
-                                   OMIF_ITEM_DOUBLE, L"none", 0, OMIF_DIRECT, OMIF_ITEM_CHAR,
-                                   L"k", 1, OMIF_DIRECT, OMIF_ITEM_END));
+                                   OMIF_ITEM_DOUBLE, L"none", 0, OMIF_DIRECT, OMIF_ITEM_CHAR, L"k",
+                                   1, OMIF_DIRECT, OMIF_ITEM_END));
     ASSERT_TRUE(d);
     EXPECT_EQ(ItemNamed(d.get(), L"none")->offset, 8);
     EXPECT_EQ(ItemNamed(d.get(), L"none")->hostSize, 0);
@@ -176,7 +170,8 @@ TEST(DesignLayout, EmptyDesignAndZeroCountItems) {
 
 TEST(DesignLayout, SelfReferenceThroughAPointerTakesItsOwnSize) {
     Report err;
-    DictionaryPtr dict(omif_DictionaryDecodeFromString(L"{1:lvalue,1:*oNode,next,2:pdw,}Node,.", &err));
+    DictionaryPtr dict(
+        omif_DictionaryDecodeFromString(L"{1:lvalue,1:*oNode,next,2:pdw,}Node,.", &err));
     ASSERT_TRUE(dict) << err.Innermost();
     const Omif_Design *node = dict->designs;
     EXPECT_EQ(node->hostSize, 32);
@@ -194,7 +189,8 @@ TEST(DesignLayout, RecordsBeyondTwoGigabytesAreRefused) {
               nullptr);
     ASSERT_EQ(err.Chain().size(), 2u);
     EXPECT_EQ(err.Chain()[0], L"omif_DesignCreateX: SetSizes failed");
-    EXPECT_EQ(err.Chain()[1], L"SetSizes: Design Huge is larger than 2147483647 bytes on this host (item v)");
+    EXPECT_EQ(err.Chain()[1],
+              L"SetSizes: Design Huge is larger than 2147483647 bytes on this host (item v)");
     // Just below the limit is fine.
     DesignPtr big(omif_DesignCreateX(L"Big", &err, OMIF_ITEM_UCHAR, L"v", 0x7ffffff8, OMIF_DIRECT,
                                      OMIF_ITEM_END));

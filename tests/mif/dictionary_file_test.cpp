@@ -102,7 +102,8 @@ TEST(DictionaryFile, DecodingIntoADictionaryAddsAndUndoes) {
     EXPECT_EQ(ItemNamed(d->designs->next->next, L"b")->design, d->designs);
     Feed bad{"{1:lq,}Q,{1:oMissing,m,}R,."};
     EXPECT_EQ(omif_DictionaryDecodeWithReader(FeedingReader, &bad, d.get(), &err), nullptr);
-    EXPECT_EQ(err.Chain().front(), L"omif_DictionaryDecodeWithReader: omif_DictionaryDecode failed");
+    EXPECT_EQ(err.Chain().front(),
+              L"omif_DictionaryDecodeWithReader: omif_DictionaryDecode failed");
     EXPECT_EQ(Encode(d.get()), L"{1:dv,}B,{1:lw,}Z,{1:oB,b,}A,.");
     EXPECT_EQ(d->count, 3);
     EXPECT_EQ(omif_DictionarySearchByName(d.get(), L"Q", &err), nullptr);
@@ -132,10 +133,10 @@ TEST(DictionaryFile, WriterGetsTheTextAsAnArgumentAndItsFailureIsReported) {
     Collected failing;
     failing.failAt = 1;
     EXPECT_EQ(omif_DictionaryEncodeWithWriter(CollectingWriter, &failing, d.get(), &err), -1);
-    EXPECT_EQ(err.Chain(), (std::vector<std::wstring>{
-                               L"omif_DictionaryEncodeWithWriter: DictionaryEncode fail",
-                               L"omif_DictionaryEncode: omif_EncodeDesign fail",
-                               L"omif_EncodeDesign: writeFunc failed"}));
+    EXPECT_EQ(err.Chain(),
+              (std::vector<std::wstring>{L"omif_DictionaryEncodeWithWriter: DictionaryEncode fail",
+                                         L"omif_DictionaryEncode: omif_EncodeDesign fail",
+                                         L"omif_EncodeDesign: writeFunc failed"}));
     Collected last;
     last.failAt = 2;
     EXPECT_EQ(omif_DictionaryEncodeWithWriter(CollectingWriter, &last, d.get(), &err), -1);

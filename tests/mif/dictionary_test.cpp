@@ -18,8 +18,10 @@ DesignPtr Make(const wchar_t *name, Omif_Design *ref = nullptr) {
     Report err;
     if (ref)
         return DesignPtr(omif_DesignCreateX(name, &err, OMIF_ITEM_LONG, L"v", 1, OMIF_DIRECT,
-                                            OMIF_ITEM_OBJECT, L"r", 1, OMIF_DIRECT, ref, OMIF_ITEM_END));
-    return DesignPtr(omif_DesignCreateX(name, &err, OMIF_ITEM_LONG, L"v", 1, OMIF_DIRECT, OMIF_ITEM_END));
+                                            OMIF_ITEM_OBJECT, L"r", 1, OMIF_DIRECT, ref,
+                                            OMIF_ITEM_END));
+    return DesignPtr(
+        omif_DesignCreateX(name, &err, OMIF_ITEM_LONG, L"v", 1, OMIF_DIRECT, OMIF_ITEM_END));
 }
 
 } // namespace
@@ -53,7 +55,8 @@ TEST(Dictionary, DesignsStandInTheOrderTheyWereAdded) {
     }
     EXPECT_EQ(Encode(d.get()), want + L".");
     EXPECT_EQ(d->count, 5);
-    EXPECT_STREQ(omif_DictionarySearchByName(d.get(), L"Ohfa_HeaderTag", &err)->name, L"Ohfa_HeaderTag");
+    EXPECT_STREQ(omif_DictionarySearchByName(d.get(), L"Ohfa_HeaderTag", &err)->name,
+                 L"Ohfa_HeaderTag");
 }
 
 TEST(Dictionary, AddingAKnownNameChangesNothing) {
@@ -61,7 +64,8 @@ TEST(Dictionary, AddingAKnownNameChangesNothing) {
     DictionaryPtr d(omif_DictionaryCreate(&err));
     DesignPtr a = Make(L"A");
     Omif_Design *first = omif_DictionaryAddDesign(d.get(), a.get(), &err);
-    DesignPtr other(omif_DesignCreateX(L"A", &err, OMIF_ITEM_DOUBLE, L"w", 2, OMIF_DIRECT, OMIF_ITEM_END));
+    DesignPtr other(
+        omif_DesignCreateX(L"A", &err, OMIF_ITEM_DOUBLE, L"w", 2, OMIF_DIRECT, OMIF_ITEM_END));
     EXPECT_EQ(omif_AddDesignToDictionary(d.get(), other.get(), &err), first);
     EXPECT_FALSE(err);
     EXPECT_EQ(d->count, 1);

@@ -33,7 +33,7 @@ std::wstring Nested(int levels) {
     std::wstring open, close;
     for (int i = 0; i < levels; ++i) {
         open += L"1:x{";
-        close = L"}D" + std::to_wstring(i) + L",i,"+ close;
+        close = L"}D" + std::to_wstring(i) + L",i," + close;
     }
     return L"{" + open + L"1:lv," + close + L"}Top,.";
 }
@@ -42,7 +42,8 @@ std::wstring Nested(int levels) {
 
 TEST(DictionaryText, ConformingItemsRoundTrip) {
     const wchar_t *items[] = {L"1:lnumrows,", L"1:e3:thematic,athematic,fft,layerType,",
-                              L"1:oOmif_String,name,", L"0:pcstring,", L"1:x{1:lvalue,}Inner,inner,"};
+                              L"1:oOmif_String,name,", L"0:pcstring,",
+                              L"1:x{1:lvalue,}Inner,inner,"};
     for (const wchar_t *item : items) {
         const std::wstring text = L"{" + std::wstring(item) + L"}D,{0:pcstring,}Omif_String,.";
         EXPECT_EQ(RoundTrip(text), text);
@@ -80,9 +81,10 @@ TEST(DictionaryText, ConformingItemsRoundTrip) {
 }
 
 TEST(DictionaryText, EveryLetterAndPrefix) {
-    const std::wstring text = L"{1:oR,o,2:e1:z,e,9:1a,3:2b,5:4c,1:Cd,4:ce,1:Sf,1:sg,1:Lh,1:li,1:fj,"
-                              L"1:dk,1:ml,1:Mm,1:bn,1:tp,1:iq,2:*lr,0:pds,1:*x{1:Cc,}X,x,0:poR,t,}All,"
-                              L"{1:lv,}R,.";
+    const std::wstring text =
+        L"{1:oR,o,2:e1:z,e,9:1a,3:2b,5:4c,1:Cd,4:ce,1:Sf,1:sg,1:Lh,1:li,1:fj,"
+        L"1:dk,1:ml,1:Mm,1:bn,1:tp,1:iq,2:*lr,0:pds,1:*x{1:Cc,}X,x,0:poR,t,}All,"
+        L"{1:lv,}R,.";
     EXPECT_EQ(RoundTrip(text), text);
     Report err;
     DictionaryPtr d(omif_DictionaryDecodeFromString(text.c_str(), &err));
@@ -130,12 +132,15 @@ TEST(DictionaryText, LargeDictionaryRoundTripsByteForByte) {
     const wchar_t *const names[] = {L"low", L"mid", L"high", nullptr};
     for (int i = 0; i < 500; ++i) {
         const std::wstring name = L"Design_" + std::to_wstring(i);
-        Omif_Design *prev = i ? omif_DictionarySearchByName(d.get(), (L"Design_" + std::to_wstring(i - 1)).c_str(), &err) : nullptr;
+        Omif_Design *prev = i ? omif_DictionarySearchByName(
+                                    d.get(), (L"Design_" + std::to_wstring(i - 1)).c_str(), &err)
+                              : nullptr;
         DesignPtr x(omif_DesignCreateX(
-            name.c_str(), &err, OMIF_ITEM_LONG, L"count", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"values", i % 7,
-            OMIF_COUNTED_POINTER, OMIF_ITEM_ENUM, L"level", 1, OMIF_DIRECT, names, OMIF_ITEM_CHAR,
-            L"label", 32 + i, OMIF_DIRECT, OMIF_ITEM_TIME, L"when", 1, OMIF_DIRECT,
-            prev ? OMIF_ITEM_OBJECT : OMIF_ITEM_END, L"previous", 1, OMIF_PLAIN_POINTER, prev, OMIF_ITEM_END));
+            name.c_str(), &err, OMIF_ITEM_LONG, L"count", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE,
+            L"values", i % 7, OMIF_COUNTED_POINTER, OMIF_ITEM_ENUM, L"level", 1, OMIF_DIRECT, names,
+            OMIF_ITEM_CHAR, L"label", 32 + i, OMIF_DIRECT, OMIF_ITEM_TIME, L"when", 1, OMIF_DIRECT,
+            prev ? OMIF_ITEM_OBJECT : OMIF_ITEM_END, L"previous", 1, OMIF_PLAIN_POINTER, prev,
+            OMIF_ITEM_END));
         ASSERT_TRUE(x) << err.Innermost();
         ASSERT_NE(omif_DictionaryAddDesign(d.get(), x.get(), &err), nullptr);
     }
@@ -158,13 +163,13 @@ TEST(DictionaryText, LargeDictionaryRoundTripsByteForByte) {
 }
 
 TEST(DictionaryText, CountWithALetterNamesTheLetter) {
-    EXPECT_EQ(DecodeFailure(L"{12x:lv,}D,."),
-              (std::vector<std::wstring>{
-                  L"omif_DictionaryDecodeFromString: omif_DictionaryDecode failed",
-                  L"omif_DictionaryDecode: omif_DecodeDesign failed",
-                  L"omif_DecodeDesign: omif_DecodeItem failed",
-                  L"omif_DecodeItem: omif_DecodeCount failed",
-                  L"omif_DecodeCount: Non-numeric character x (0x78) for count"}));
+    EXPECT_EQ(
+        DecodeFailure(L"{12x:lv,}D,."),
+        (std::vector<std::wstring>{L"omif_DictionaryDecodeFromString: omif_DictionaryDecode failed",
+                                   L"omif_DictionaryDecode: omif_DecodeDesign failed",
+                                   L"omif_DecodeDesign: omif_DecodeItem failed",
+                                   L"omif_DecodeItem: omif_DecodeCount failed",
+                                   L"omif_DecodeCount: Non-numeric character x (0x78) for count"}));
 }
 
 TEST(DictionaryText, EveryMalformedTextIsReported) {
@@ -186,8 +191,10 @@ TEST(DictionaryText, EveryMalformedTextIsReported) {
         {L"{1:lcaf\u00e9,}D,.", L"omif_DecodeName: Non-printable character \u00c3 (0xc3) for name"},
         {L"{1:qv,}D,.", L"omif_DecodeItem: Unknown item type q (0x71)"},
         {L"{1:*}D,.", L"omif_DecodeItem: Unknown item type } (0x7d)"},
-        {L"{1:oNowhere,n,}D,.", L"omif_DictionaryDecode: Design Nowhere named by item n is not in the dictionary"},
-        {L"{1:lv,1:x{1:oGone,g,}I,i,}D,.", L"omif_DictionaryDecode: Design Gone named by item g is not in the dictionary"},
+        {L"{1:oNowhere,n,}D,.",
+         L"omif_DictionaryDecode: Design Nowhere named by item n is not in the dictionary"},
+        {L"{1:lv,1:x{1:oGone,g,}I,i,}D,.",
+         L"omif_DictionaryDecode: Design Gone named by item g is not in the dictionary"},
         {L"", L"omif_DictionaryDecode: Unexpected end of dictionary text"},
         {L"{1:lv,}D,", L"omif_DictionaryDecode: Unexpected end of dictionary text"},
         {L"{1:", L"omif_DecodeItem: Unexpected end of dictionary text"},
@@ -199,15 +206,18 @@ TEST(DictionaryText, EveryMalformedTextIsReported) {
         {L"{1:lv,", L"omif_DecodeDesign: Unexpected end of dictionary text"},
         {L"{1:oA,a,}A,.", L"SetSizes: Design A contains itself (item a)"},
         {L"{2:oB,b,}A,{1:oA,a,}B,.", L"SetSizes: Design A contains itself (item a)"},
-        {L"{2147483647:dv,}D,.", L"SetSizes: Design D is larger than 2147483647 bytes on this host (item v)"},
-        {L"{1:l" + std::wstring(65536, L'n') + L",}D,.", L"omif_DecodeName: Name longer than 65535 characters"},
+        {L"{2147483647:dv,}D,.",
+         L"SetSizes: Design D is larger than 2147483647 bytes on this host (item v)"},
+        {L"{1:l" + std::wstring(65536, L'n') + L",}D,.",
+         L"omif_DecodeName: Name longer than 65535 characters"},
         {Nested(65), L"omif_DecodeDesign: Designs nested deeper than 64 levels"},
     };
     for (const Case &c : cases) {
         const auto chain = DecodeFailure(c.text);
         ASSERT_FALSE(chain.empty());
         EXPECT_EQ(chain.front(), L"omif_DictionaryDecodeFromString: omif_DictionaryDecode failed");
-        EXPECT_EQ(chain.back(), c.innermost) << std::string(c.text.begin(), c.text.begin() + std::min<size_t>(c.text.size(), 40));
+        EXPECT_EQ(chain.back(), c.innermost)
+            << std::string(c.text.begin(), c.text.begin() + std::min<size_t>(c.text.size(), 40));
     }
     EXPECT_EQ(RoundTrip(Nested(64)), Nested(64));
     // A chain of designs, each holding the next one directly.
@@ -225,7 +235,8 @@ TEST(DictionaryText, EveryMalformedTextIsReported) {
     EXPECT_EQ(RoundTrip(L"{2147483647:*lv,}D,."), L"{2147483647:*lv,}D,.");
     Report err;
     EXPECT_EQ(omif_DictionaryDecodeFromString(nullptr, &err), nullptr);
-    EXPECT_EQ(err.Chain(), std::vector<std::wstring>{L"omif_DictionaryDecodeFromString: Missing dictionary string"});
+    EXPECT_EQ(err.Chain(), std::vector<std::wstring>{
+                               L"omif_DictionaryDecodeFromString: Missing dictionary string"});
 }
 
 TEST(DictionaryText, DecodeSurvivesEveryAllocationFailure) {
@@ -253,11 +264,11 @@ TEST(DictionaryText, EncoderRefusesWhatCannotBeReadBack) {
     wchar_t *saved = item->name;
     item->name = nullptr;
     EXPECT_EQ(omif_DictionaryEncodeToString(d.get(), &err), nullptr);
-    EXPECT_EQ(err.Chain(), (std::vector<std::wstring>{
-                               L"omif_DictionaryEncodeToString: DictionaryEncode fail",
-                               L"omif_DictionaryEncode: omif_EncodeDesign fail",
-                               L"omif_EncodeDesign: omif_EncodeItem fail",
-                               L"omif_EncodeItem: No item name"}));
+    EXPECT_EQ(err.Chain(),
+              (std::vector<std::wstring>{L"omif_DictionaryEncodeToString: DictionaryEncode fail",
+                                         L"omif_DictionaryEncode: omif_EncodeDesign fail",
+                                         L"omif_EncodeDesign: omif_EncodeItem fail",
+                                         L"omif_EncodeItem: No item name"}));
     EXPECT_EQ(omif_DictionaryEncodedLength(d.get(), &err), 0);
     EXPECT_EQ(err.Chain().front(), L"omif_DictionaryEncodedLength: DictionaryEncode fail");
     wchar_t comma[] = L"a,b";

@@ -92,11 +92,14 @@ TEST(ElementCodec, PackedRoundTripsMaskHighBits) {
         for (std::size_t n : {0u, 1u, 7u, 8u, 9u, 63u, 64u, 65u, 1000u}) {
             std::vector<unsigned char> host(n), back(n, 0xEE);
             for (std::size_t i = 0; i < n; ++i) host[i] = static_cast<unsigned char>(i * 37 + 11);
-            std::vector<unsigned char> file(static_cast<std::size_t>(PackedBytes(static_cast<std::int64_t>(n), 8 / bits)), 0xCC);
+            std::vector<unsigned char> file(
+                static_cast<std::size_t>(PackedBytes(static_cast<std::int64_t>(n), 8 / bits)),
+                0xCC);
             PackUnits(host.data(), n, bits, file.data());
             UnpackUnits(file.data(), n, bits, back.data());
             for (std::size_t i = 0; i < n; ++i)
-                ASSERT_EQ(back[i], host[i] & ((1 << bits) - 1)) << "bits " << bits << " n " << n << " i " << i;
+                ASSERT_EQ(back[i], host[i] & ((1 << bits) - 1))
+                    << "bits " << bits << " n " << n << " i " << i;
         }
     }
 }

@@ -24,13 +24,13 @@ namespace {
 const wchar_t *const kColours[] = {L"red", L"green", NULL};
 
 const Omif_ItemDescription kAllItems[] = {
-    OMIF_FIELD(OMIF_ITEM_UCHAR, L"C", 1),    OMIF_FIELD(OMIF_ITEM_CHAR, L"c", 1),
-    OMIF_FIELD(OMIF_ITEM_USHORT, L"S", 1),   OMIF_FIELD(OMIF_ITEM_SHORT, L"s", 1),
-    OMIF_FIELD(OMIF_ITEM_ULONG, L"L", 1),    OMIF_FIELD(OMIF_ITEM_LONG, L"l", 1),
-    OMIF_FIELD(OMIF_ITEM_S32, L"i", 1),      OMIF_FIELD(OMIF_ITEM_FLOAT, L"f", 1),
-    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"d", 1),   OMIF_FIELD(OMIF_ITEM_TIME, L"t", 1),
-    OMIF_FIELD(OMIF_ITEM_COMPLEX, L"m", 1),  OMIF_FIELD(OMIF_ITEM_DCOMPLEX, L"M", 1),
-    OMIF_FIELD_ENUM(L"e", kColours),         OMIF_TABLE_END,
+    OMIF_FIELD(OMIF_ITEM_UCHAR, L"C", 1),   OMIF_FIELD(OMIF_ITEM_CHAR, L"c", 1),
+    OMIF_FIELD(OMIF_ITEM_USHORT, L"S", 1),  OMIF_FIELD(OMIF_ITEM_SHORT, L"s", 1),
+    OMIF_FIELD(OMIF_ITEM_ULONG, L"L", 1),   OMIF_FIELD(OMIF_ITEM_LONG, L"l", 1),
+    OMIF_FIELD(OMIF_ITEM_S32, L"i", 1),     OMIF_FIELD(OMIF_ITEM_FLOAT, L"f", 1),
+    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"d", 1),  OMIF_FIELD(OMIF_ITEM_TIME, L"t", 1),
+    OMIF_FIELD(OMIF_ITEM_COMPLEX, L"m", 1), OMIF_FIELD(OMIF_ITEM_DCOMPLEX, L"M", 1),
+    OMIF_FIELD_ENUM(L"e", kColours),        OMIF_TABLE_END,
 };
 struct All {
     uint8_t C;
@@ -49,8 +49,11 @@ struct All {
 };
 
 const Omif_ItemDescription kPackedItems[] = {
-    OMIF_FIELD(OMIF_ITEM_U1, L"a", 9), OMIF_FIELD(OMIF_ITEM_U1, L"z", 0),
-    OMIF_FIELD(OMIF_ITEM_U2, L"b", 5), OMIF_FIELD(OMIF_ITEM_U4, L"n", 3), OMIF_TABLE_END,
+    OMIF_FIELD(OMIF_ITEM_U1, L"a", 9),
+    OMIF_FIELD(OMIF_ITEM_U1, L"z", 0),
+    OMIF_FIELD(OMIF_ITEM_U2, L"b", 5),
+    OMIF_FIELD(OMIF_ITEM_U4, L"n", 3),
+    OMIF_TABLE_END,
 };
 
 const Omif_ItemDescription kIndirectItems[] = {
@@ -85,14 +88,15 @@ Bytes AsWritten(Bytes bytes, std::initializer_list<int> widths) {
     if (!orvik::mif::ConversionSwapsBytes()) return bytes;
     std::size_t at = 0;
     for (int w : widths) {
-        std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(at), bytes.begin() + static_cast<std::ptrdiff_t>(at + w));
+        std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                     bytes.begin() + static_cast<std::ptrdiff_t>(at + w));
         at += static_cast<std::size_t>(w);
     }
     return bytes;
 }
 
 // Tests of exact element bytes that are written for little-endian moves only.
-#define SKIP_WHEN_SWAPPING()                                                                  \
+#define SKIP_WHEN_SWAPPING()                                                                       \
     if (orvik::mif::ConversionSwapsBytes()) GTEST_SKIP() << "byte-reversing build"
 
 Bytes Concat(std::initializer_list<Bytes> parts) {
@@ -125,11 +129,12 @@ TEST(MifObjectConvert, EveryScalarTypeHasItsExactLittleEndianBytes) {
     a.M[0] = 0.5;
     a.M[1] = 1.0;
     a.e = 0xFFFF0102u; // only the low 16 bits are stored
-    const Bytes expected = Hex({0xAB, 0x78, 0x34, 0x12, 0xFE, 0xFF, 0xEF, 0xCD, 0xAB, 0x89, 0xFF, 0xFF,
-                                0xFF, 0xFF, 0x04, 0x03, 0x02, 0x01, 0x00, 0x00, 0x80, 0x3F, 0, 0, 0, 0,
-                                0, 0, 0xF0, 0x3F, 0, 0, 0, 0, 0, 0, 0x00, 0x40, 0x00, 0x00, 0x80, 0x3F,
-                                0x00, 0x00, 0x00, 0xC0, 0, 0, 0, 0, 0, 0, 0xE0, 0x3F, 0, 0, 0, 0, 0, 0,
-                                0xF0, 0x3F, 0x02, 0x01});
+    const Bytes expected =
+        Hex({0xAB, 0x78, 0x34, 0x12, 0xFE, 0xFF, 0xEF, 0xCD, 0xAB, 0x89, 0xFF, 0xFF, 0xFF,
+             0xFF, 0x04, 0x03, 0x02, 0x01, 0x00, 0x00, 0x80, 0x3F, 0,    0,    0,    0,
+             0,    0,    0xF0, 0x3F, 0,    0,    0,    0,    0,    0,    0x00, 0x40, 0x00,
+             0x00, 0x80, 0x3F, 0x00, 0x00, 0x00, 0xC0, 0,    0,    0,    0,    0,    0,
+             0xE0, 0x3F, 0,    0,    0,    0,    0,    0,    0xF0, 0x3F, 0x02, 0x01});
     // Under byte reversal every scalar is mirrored except the enumeration, which is stored
     // arithmetically.
     const Bytes written = AsWritten(expected, {1, 1, 2, 2, 4, 4, 4, 4, 8, 8, 4, 4, 8, 8, 1, 1});
@@ -157,7 +162,8 @@ TEST(MifObjectConvert, EveryScalarTypeHasItsExactLittleEndianBytes) {
 TEST(MifObjectConvert, PackedArraysUseTheDeliberateByteRule) {
     DesignPtr design = Make(L"Packed", kPackedItems);
     ASSERT_TRUE(design);
-    unsigned char host[17] = {1, 0, 1, 1, 0, 0, 0, 1, 3, /* b */ 3, 0, 1, 2, 3, /* n */ 0xF, 1, 0xA};
+    unsigned char host[17] = {1,         0, 1, 1, 0, 0,           0, 1,  3,
+                              /* b */ 3, 0, 1, 2, 3, /* n */ 0xF, 1, 0xA};
     // 9 one-bit elements take 2 bytes, 0 take 1, 5 two-bit take 2, 3 four-bit take 2; the
     // element 3 in a one-bit item keeps only its low bit.
     const Bytes expected = Hex({0x8D, 0x01, 0x00, 0x93, 0x03, 0x1F, 0x0A});
@@ -184,11 +190,11 @@ TEST(MifObjectConvert, IndirectItemsWriteCountOffsetAndElements) {
     rec.vals.data = vals;
     rec.shorts = shorts;
     const Bytes expected = Concat({
-        Hex({2, 0, 0, 0, 0xE8, 0x03, 0, 0}),                    // count 2, offset 1000 + 0
+        Hex({2, 0, 0, 0, 0xE8, 0x03, 0, 0}), // count 2, offset 1000 + 0
         Hex({0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 0, 0, 0, 0, 0, 0, 0xF0, 0xBF}),
-        Hex({3, 0, 0, 0, 0x00, 0x04, 0, 0}),                    // offset 1000 + 24
+        Hex({3, 0, 0, 0, 0x00, 0x04, 0, 0}), // offset 1000 + 24
         Hex({1, 0, 2, 0, 0xFF, 0xFF}),
-        Hex({0, 0, 0, 0, 0x0E, 0x04, 0, 0}),                    // count 0, offset 1000 + 38
+        Hex({0, 0, 0, 0, 0x0E, 0x04, 0, 0}), // count 0, offset 1000 + 38
     });
     EXPECT_EQ(ToFile(&rec, design.get(), 1000), expected);
 
@@ -222,8 +228,9 @@ TEST(MifObjectConvert, PlainPointerCountAboveTheDesignCountIsRefused) {
     Indirect back{};
     Oerr_ErrorReport *err = nullptr;
     FromFile(bytes, design.get(), &back, &err);
-    EXPECT_EQ(Chain(err), (std::vector<std::wstring>{L"omif_ConvertToHost: omif_MIFtoObject failed",
-                                                     L"omif_MIFtoObject: Item shorts holds 3 elements, not 4"}));
+    EXPECT_EQ(Chain(err), (std::vector<std::wstring>{
+                              L"omif_ConvertToHost: omif_MIFtoObject failed",
+                              L"omif_MIFtoObject: Item shorts holds 3 elements, not 4"}));
     omif_ObjectItemsFree(&back, design.get(), nullptr);
 }
 
@@ -269,7 +276,8 @@ TEST_F(NestedRecords, StreamAndBufferGiveTheSameBytesAndOffsets) {
     ASSERT_NE(stream, nullptr);
     ASSERT_EQ(ofio_WriteSeq(stream, "head", 4, &err), 4);
     // Stream position 4 plus base offset 1: the same offset words as the buffer at base 5.
-    EXPECT_EQ(omif_ConvertToMIF(stream, s, shape.get(), nullptr, 1, &err), static_cast<long>(viaBuffer.size()));
+    EXPECT_EQ(omif_ConvertToMIF(stream, s, shape.get(), nullptr, 1, &err),
+              static_cast<long>(viaBuffer.size()));
     ASSERT_EQ(err, nullptr);
     ASSERT_EQ(ofio_Flush(stream, &err), 0);
     std::ifstream in(file.Path(), std::ios::binary);
@@ -278,7 +286,8 @@ TEST_F(NestedRecords, StreamAndBufferGiveTheSameBytesAndOffsets) {
 
     ASSERT_EQ(ofio_Seek(stream, 4, OFIO_SEEK_SET, &err), 0);
     auto *back = static_cast<Shape *>(omif_ObjectAllocate(shape.get(), nullptr));
-    EXPECT_EQ(omif_ConvertToHost(stream, nullptr, shape.get(), back, &err), static_cast<long>(viaBuffer.size()));
+    EXPECT_EQ(omif_ConvertToHost(stream, nullptr, shape.get(), back, &err),
+              static_cast<long>(viaBuffer.size()));
     ASSERT_EQ(err, nullptr);
     EXPECT_EQ(ToFile(back, shape.get(), 5), viaBuffer);
     ofio_FileClose(stream, nullptr);
@@ -336,7 +345,8 @@ TEST_F(NestedRecords, AllocationFailuresAreReportedAndLeaveAFreeableRecord) {
         if (!succeeded) {
             const std::vector<std::wstring> chain = Chain(err);
             EXPECT_EQ(chain.front(), L"omif_ConvertToHost: omif_MIFtoObject failed");
-            EXPECT_TRUE(chain.back().ends_with(L"No memory") || chain.back().ends_with(L"Out of memory"))
+            EXPECT_TRUE(chain.back().ends_with(L"No memory") ||
+                        chain.back().ends_with(L"Out of memory"))
                 << chain.back();
         } else {
             EXPECT_EQ(ToFile(back, shape.get()), full);
@@ -372,11 +382,13 @@ TEST(MifObjectConvert, BaseDataOfEveryPixelTypeAndBothLayouts) {
         for (Ogda_ObjectType layout : {Ogda_Raster, Ogda_Matrix}) {
             SCOPED_TRACE(testing::Message() << "type " << type << " layout " << layout);
             WithBase rec{};
-            Ogda_BaseData *bd = ogda_BaseDataCreate(3, 5, static_cast<Ogda_PixelType>(type), layout, nullptr, nullptr);
+            Ogda_BaseData *bd = ogda_BaseDataCreate(3, 5, static_cast<Ogda_PixelType>(type), layout,
+                                                    nullptr, nullptr);
             ASSERT_NE(bd, nullptr);
             auto *raw = static_cast<unsigned char *>(bd->data);
             for (int k = 0; k < 15 * bytesPer[type]; ++k)
-                raw[k] = static_cast<unsigned char>(type < 3 ? (k * 7 + 1) & masks[type] : k * 13 + 5);
+                raw[k] =
+                    static_cast<unsigned char>(type < 3 ? (k * 7 + 1) & masks[type] : k * 13 + 5);
             rec.grid = *bd;
             const Bytes bytes = ToFile(&rec, design.get());
             const std::size_t lines = layout == Ogda_Matrix ? 5 : 3;
@@ -400,7 +412,8 @@ TEST(MifObjectConvert, BaseDataOfEveryPixelTypeAndBothLayouts) {
             EXPECT_EQ(back.grid.objecttype, layout);
             EXPECT_EQ(back.grid.derivedFlag, 0);
             EXPECT_EQ(back.grid.lineBytes, bytesPer[type] * (layout == Ogda_Matrix ? 3 : 5));
-            EXPECT_EQ(std::memcmp(back.grid.data, raw, static_cast<std::size_t>(15 * bytesPer[type])), 0);
+            EXPECT_EQ(
+                std::memcmp(back.grid.data, raw, static_cast<std::size_t>(15 * bytesPer[type])), 0);
             // A second read reuses the block of the same shape.
             void *block = back.grid.data;
             EXPECT_EQ(FromFile(bytes, design.get(), &back, &err), static_cast<long>(bytes.size()));
@@ -419,13 +432,15 @@ TEST(MifObjectConvert, PackedBaseDataLinesStartOnAByte) {
     const unsigned char values[6] = {1, 2, 3, 4, 5, 6}; // column 0 then column 1
     std::memcpy(bd->data, values, 6);
     rec.grid = *bd;
-    EXPECT_EQ(ToFile(&rec, design.get()), Hex({3, 0, 0, 0, 2, 0, 0, 0, 2, 0, 2, 0, 0x21, 0x03, 0x54, 0x06}));
+    EXPECT_EQ(ToFile(&rec, design.get()),
+              Hex({3, 0, 0, 0, 2, 0, 0, 0, 2, 0, 2, 0, 0x21, 0x03, 0x54, 0x06}));
     ogda_BaseDataDelete(bd, nullptr);
 
     bd = ogda_BaseDataCreate(2, 3, OGDA_U8, Ogda_Raster, nullptr, nullptr);
     std::memcpy(bd->data, values, 6);
     rec.grid = *bd;
-    EXPECT_EQ(ToFile(&rec, design.get()), Hex({2, 0, 0, 0, 3, 0, 0, 0, 3, 0, 3, 0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(ToFile(&rec, design.get()),
+              Hex({2, 0, 0, 0, 3, 0, 0, 0, 3, 0, 3, 0, 1, 2, 3, 4, 5, 6}));
     ogda_BaseDataDelete(bd, nullptr);
 }
 
@@ -457,7 +472,8 @@ TEST(MifObjectConvert, CorruptCountsAndBaseDataHeadersAreReported) {
     const Case cases[] = {
         {indirect.get(), Hex({0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0, 1, 2, 3}),
          L"omif_MIFtoObject: Item vals: 2147483647 elements need more bytes than remain (3)"},
-        {indirect.get(), Hex({0, 0, 0, 0x80, 0, 0, 0, 0}), L"omif_MIFtoObject: Item vals has the bad count 2147483648"},
+        {indirect.get(), Hex({0, 0, 0, 0x80, 0, 0, 0, 0}),
+         L"omif_MIFtoObject: Item vals has the bad count 2147483648"},
         {withBase.get(), Hex({1, 0, 0, 0, 1, 0, 0, 0, 13, 0, 0, 0, 0, 0, 0, 0}),
          L"omif_MIFtoBaseData: Unknown BaseData pixel type 13"},
         {withBase.get(), Hex({0, 0, 1, 0, 0, 0, 1, 0, 3, 0, 0, 0}),
@@ -491,8 +507,8 @@ TEST(MifObjectConvert, CorruptCountsAndBaseDataHeadersAreReported) {
 }
 
 TEST(MifObjectConvert, FailingStreamAndBufferStepsNameTheirConverter) {
-    static const Omif_ItemDescription kTwo[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"a", 1),
-                                                OMIF_FIELD(OMIF_ITEM_SHORT, L"b", 2), OMIF_TABLE_END};
+    static const Omif_ItemDescription kTwo[] = {
+        OMIF_FIELD(OMIF_ITEM_LONG, L"a", 1), OMIF_FIELD(OMIF_ITEM_SHORT, L"b", 2), OMIF_TABLE_END};
     DesignPtr design = Make(L"Two", kTwo);
     TempFile file;
     {
@@ -531,7 +547,8 @@ TEST(MifObjectConvert, FailingStreamAndBufferStepsNameTheirConverter) {
     EXPECT_EQ(omif_ConvertToMIF(nullptr, nullptr, design.get(), &buffer, 0, &err), 0);
     EXPECT_EQ(Chain(err), std::vector<std::wstring>{L"omif_ConvertToMIF: Invalid object"});
     EXPECT_EQ(omif_ConvertToHostX(nullptr, &buffer, nullptr, host, &err), 0);
-    EXPECT_EQ(Chain(err), std::vector<std::wstring>{L"omif_ConvertToHostX: Invalid object or design!"});
+    EXPECT_EQ(Chain(err),
+              std::vector<std::wstring>{L"omif_ConvertToHostX: Invalid object or design!"});
 }
 
 TEST(MifObjectConvert, ImmediateFlushPutsTheRecordInTheFile) {

@@ -126,7 +126,8 @@ TEST_F(ObjectOps, AllocateFreeAndTheirOlderNames) {
     EXPECT_EQ(err, nullptr);
     void *o = omif_NewObject(shape.get(), &err);
     ASSERT_NE(o, nullptr);
-    EXPECT_EQ(std::count(static_cast<unsigned char *>(o), static_cast<unsigned char *>(o) + shape->hostSize, 0),
+    EXPECT_EQ(std::count(static_cast<unsigned char *>(o),
+                         static_cast<unsigned char *>(o) + shape->hostSize, 0),
               shape->hostSize);
     {
         orvik::core::testing::ScopedAllocationFailure fail(1);

@@ -61,7 +61,8 @@ inline Bytes ToFile(const void *object, const Omif_Design *design, long baseOffs
 // Reads a record from bytes; returns the bytes consumed (the report is left in *err).
 inline long FromFile(const Bytes &bytes, const Omif_Design *design, void *object,
                      Oerr_ErrorReport **err) {
-    Omif_Buffer buffer{const_cast<unsigned char *>(bytes.data()), static_cast<long>(bytes.size()), 0, 0};
+    Omif_Buffer buffer{const_cast<unsigned char *>(bytes.data()), static_cast<long>(bytes.size()),
+                       0, 0};
     return omif_ConvertToHost(nullptr, &buffer, design, object, err);
 }
 
@@ -88,9 +89,11 @@ class ShapeFixture : public ::testing::Test {
   protected:
     void SetUp() override {
         static const Omif_ItemDescription kPoint[] = {OMIF_FIELD(OMIF_ITEM_DOUBLE, L"x", 1),
-                                                      OMIF_FIELD(OMIF_ITEM_DOUBLE, L"y", 1), OMIF_TABLE_END};
+                                                      OMIF_FIELD(OMIF_ITEM_DOUBLE, L"y", 1),
+                                                      OMIF_TABLE_END};
         static const Omif_ItemDescription kBox[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"w", 1),
-                                                    OMIF_FIELD(OMIF_ITEM_SHORT, L"h", 1), OMIF_TABLE_END};
+                                                    OMIF_FIELD(OMIF_ITEM_SHORT, L"h", 1),
+                                                    OMIF_TABLE_END};
         static const Omif_ItemDescription kShape[] = {
             OMIF_FIELD_OBJECT(L"origin", 1, L"Point"),
             OMIF_FIELD_OBJECT_PTR(L"corners", 2, L"Point"),
@@ -139,7 +142,8 @@ class ShapeFixture : public ::testing::Test {
         s->grid.count = 1;
         s->grid.data = static_cast<Ogda_BaseData *>(omsc_HeapMalloc(sizeof(Ogda_BaseData)));
         Ogda_BaseData *bd = ogda_BaseDataCreate(2, 3, OGDA_S16, Ogda_Table, nullptr, nullptr);
-        for (int k = 0; k < 6; ++k) static_cast<int16_t *>(bd->data)[k] = static_cast<int16_t>(k * 100 - 250);
+        for (int k = 0; k < 6; ++k)
+            static_cast<int16_t *>(bd->data)[k] = static_cast<int16_t>(k * 100 - 250);
         *s->grid.data = *bd;
         omsc_HeapFree(bd); // the record took over the block
         s->label.count = 4;

@@ -54,17 +54,16 @@ TEST(Print, DesignListingShowsOffsetsSizesAndPadding) {
         L"{6:clabel,1:e2:raw,cooked,kind,1:x{1:Cc,1:dv,}In,in,1:*oR,r,}Rec,{1:lv,}R,.", &err));
     Capture out;
     ASSERT_EQ(omif_FprintfDesign(out.File(), d->designs, &err), 0);
-    EXPECT_EQ(out.Text(),
-              "Design Rec: host size 40, alignment 8\n"
-              "    offset     size  padding  item\n"
-              "         0        6        2  6:c label\n"
-              "         8        4        4  1:e kind (raw, cooked)\n"
-              "        16       16        0  1:x in\n"
-              "    Design In: host size 16, alignment 8\n"
-              "        offset     size  padding  item\n"
-              "             0        1        7  1:C c\n"
-              "             8        8        0  1:d v\n"
-              "        32        8        0  1:*o r -> R\n");
+    EXPECT_EQ(out.Text(), "Design Rec: host size 40, alignment 8\n"
+                          "    offset     size  padding  item\n"
+                          "         0        6        2  6:c label\n"
+                          "         8        4        4  1:e kind (raw, cooked)\n"
+                          "        16       16        0  1:x in\n"
+                          "    Design In: host size 16, alignment 8\n"
+                          "        offset     size  padding  item\n"
+                          "             0        1        7  1:C c\n"
+                          "             8        8        0  1:d v\n"
+                          "        32        8        0  1:*o r -> R\n");
     Capture all;
     ASSERT_EQ(omif_FprintfDictionary(all.File(), d.get(), &err), 0);
     const std::string text = all.Text();
@@ -76,10 +75,11 @@ TEST(Print, DesignListingShowsOffsetsSizesAndPadding) {
 
 TEST(Print, ItemValuesWithIndexMarksAndCut) {
     Report err;
-    DictionaryPtr d(omif_DictionaryDecodeFromString(
-        L"{6:clabel,1:e2:raw,cooked,kind,10:dvalues,0:psshorts,1:*oPoint,where,1:oPoint,corner,}Rec,"
-        L"{1:lx,1:ly,}Point,.",
-        &err));
+    DictionaryPtr d(
+        omif_DictionaryDecodeFromString(L"{6:clabel,1:e2:raw,cooked,kind,10:dvalues,0:psshorts,1:*"
+                                        L"oPoint,where,1:oPoint,corner,}Rec,"
+                                        L"{1:lx,1:ly,}Point,.",
+                                        &err));
     ASSERT_TRUE(d) << err.Innermost();
     const Omif_Design *rec = d->designs;
     ASSERT_EQ(rec->hostSize, static_cast<int32_t>(sizeof(Record)));
@@ -88,16 +88,15 @@ TEST(Print, ItemValuesWithIndexMarksAndCut) {
     Capture out;
     for (const Omif_Item *i = rec->items; i; i = i->next)
         ASSERT_EQ(omif_FprintfItem(out.File(), &r, i, 2, 4, &err), 0);
-    EXPECT_EQ(out.Text(),
-              "  label = \"ab\\x22c\"\n"
-              "  kind = cooked\n"
-              "  values = [0] 0.5 [1] 1 [2] 2 [3] 3 ...\n"
-              "  shorts (count 3) = [0] -1 [1] 2 [2] 3\n"
-              "  where = NULL\n"
-              "  corner:\n"
-              "    [0]\n"
-              "      x = 7\n"
-              "      y = -8\n");
+    EXPECT_EQ(out.Text(), "  label = \"ab\\x22c\"\n"
+                          "  kind = cooked\n"
+                          "  values = [0] 0.5 [1] 1 [2] 2 [3] 3 ...\n"
+                          "  shorts (count 3) = [0] -1 [1] 2 [2] 3\n"
+                          "  where = NULL\n"
+                          "  corner:\n"
+                          "    [0]\n"
+                          "      x = 7\n"
+                          "      y = -8\n");
     r.kind = 9; // a value without a name prints as a number
     Capture kind;
     omif_FprintfItem(kind.File(), &r, rec->items->next, 0, 0, &err);

@@ -76,7 +76,8 @@ TEST(StandardRecords, OmifStringConversionsAndFileForm) {
     char bad[] = {'\xff', 0};
     const Omif_String invalid{2, bad};
     EXPECT_EQ(omif_OmifStringToString(&invalid, &err), nullptr);
-    EXPECT_EQ(Chain(err), std::vector<std::wstring>{L"omif_OmifStringToString: Text is not valid UTF-8"});
+    EXPECT_EQ(Chain(err),
+              std::vector<std::wstring>{L"omif_OmifStringToString: Text is not valid UTF-8"});
 }
 
 TEST(StandardRecords, PTRCopyRulesAndHelpers) {
@@ -143,7 +144,8 @@ TEST(StandardRecords, MIFObjectCarriesARecordAndReadsItBack) {
     }
     // The carried dictionary holds the design.
     std::wstring text(reinterpret_cast<char *>(wrapped.dictionary.data),
-                      reinterpret_cast<char *>(wrapped.dictionary.data) + wrapped.dictionary.count - 1);
+                      reinterpret_cast<char *>(wrapped.dictionary.data) + wrapped.dictionary.count -
+                          1);
     Omif_Dictionary *dictionary = omif_DictionaryDecodeFromString(text.c_str(), &err);
     ASSERT_NE(dictionary, nullptr);
     const Omif_Design *carried = omif_DictionarySearchByName(dictionary, L"Sample", &err);
@@ -161,12 +163,14 @@ TEST(StandardRecords, MIFObjectCarriesARecordAndReadsItBack) {
 
     DesignPtr other = Make(L"Other", kItems);
     EXPECT_EQ(omif_MIFableObjectConvertFromMIFObject(&wrapped, other.get(), &back, &err), -1);
-    EXPECT_EQ(Chain(err), std::vector<std::wstring>{L"omif_MIFableObjectConvertFromMIFObject: Design mismatch"});
+    EXPECT_EQ(Chain(err), std::vector<std::wstring>{
+                              L"omif_MIFableObjectConvertFromMIFObject: Design mismatch"});
 
     // Trailing bytes in a block are refused.
     Omif_PTR longer = Block("\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x07", 13);
     EXPECT_EQ(omif_MIFableObjectConvertFromMIF(&longer, design.get(), &back, &err), -1);
-    EXPECT_EQ(Chain(err).back(), L"omif_MIFableObjectConvertFromMIF: The block holds 1 bytes after the record");
+    EXPECT_EQ(Chain(err).back(),
+              L"omif_MIFableObjectConvertFromMIF: The block holds 1 bytes after the record");
     omif_PTRFreeContents(&longer);
     omif_ObjectItemsFree(&back, design.get(), nullptr);
 

@@ -109,9 +109,13 @@ TEST_F(Database, BooleansAreTrueForYesOnTrueInAnyCase) {
     Oerr_ErrorReport *err = nullptr;
     Opmg_Preference v{};
     v.type = OPMG_BOOLEAN;
-    for (const auto &[text, expected] : std::vector<std::pair<const wchar_t *, Omsc_Boolean>>{
-             {L"YES", OMSC_TRUE}, {L"On", OMSC_TRUE}, {L"tRUE", OMSC_TRUE}, {L"1", OMSC_FALSE},
-             {L"yes ", OMSC_FALSE}, {L"", OMSC_FALSE}}) {
+    for (const auto &[text, expected] :
+         std::vector<std::pair<const wchar_t *, Omsc_Boolean>>{{L"YES", OMSC_TRUE},
+                                                               {L"On", OMSC_TRUE},
+                                                               {L"tRUE", OMSC_TRUE},
+                                                               {L"1", OMSC_FALSE},
+                                                               {L"yes ", OMSC_FALSE},
+                                                               {L"", OMSC_FALSE}}) {
         v.string = const_cast<wchar_t *>(text);
         ASSERT_EQ(opmg_PutPreference(L"viewer", L"flag", &v, &err), 0);
         EXPECT_EQ(opmg_GetBooleanPreference(L"viewer", L"flag", &err), expected) << text;
@@ -156,8 +160,8 @@ TEST_F(Database, LongStringsAreCutToTheMaximumLengthWithAWarning) {
     Oerr_ErrorReport *err = nullptr;
     ASSERT_EQ(opmg_PutStringPreference(L"viewer", L"title", L"abcdefgh", &err), 0);
     ASSERT_EQ(w.messages.size(), 1u);
-    EXPECT_EQ(w.messages[0],
-              L"String 'abcdefgh' exceeds maximum length of 5 for preference viewer.title; using 'abcde'");
+    EXPECT_EQ(w.messages[0], L"String 'abcdefgh' exceeds maximum length of 5 for preference "
+                             L"viewer.title; using 'abcde'");
     EXPECT_EQ(w.kinds[0], OERR_KIND_WARNING);
     wchar_t *title = opmg_GetStringPreference(L"viewer", L"title", &err);
     EXPECT_STREQ(title, L"abcde");
@@ -198,7 +202,8 @@ TEST_F(Database, ACallbackMayReadAndWritePreferences) {
         static void Bump(const wchar_t *, const wchar_t *, const Opmg_Preference *v, void *) {
             Oerr_ErrorReport *e = nullptr;
             opmg_PutNumberPreference(L"memory", L"heap_size",
-                                     v->number + opmg_GetNumberPreference(L"viewer", L"zoom", &e), &e);
+                                     v->number + opmg_GetNumberPreference(L"viewer", L"zoom", &e),
+                                     &e);
         }
     };
     Oerr_ErrorReport *err = nullptr;
@@ -241,7 +246,8 @@ long FakeFlush(void *d, Oerr_ErrorReport **err) {
     if (f->flushResult) *err = oerr_CreateErrorReport(L"FakeFlush", 1, 2, nullptr, L"disk");
     return f->flushResult;
 }
-long FakeCB(void *, const wchar_t *, const wchar_t *, Opmg_CallbackFunc, void *, Oerr_ErrorReport **) {
+long FakeCB(void *, const wchar_t *, const wchar_t *, Opmg_CallbackFunc, void *,
+            Oerr_ErrorReport **) {
     return 0;
 }
 long FakeGet(void *, const wchar_t *, const wchar_t *, Opmg_Preference *v, Oerr_ErrorReport **) {
@@ -250,15 +256,16 @@ long FakeGet(void *, const wchar_t *, const wchar_t *, Opmg_Preference *v, Oerr_
     v->number = 42;
     return 0;
 }
-long FakePut(void *, const wchar_t *, const wchar_t *, const Opmg_Preference *, Oerr_ErrorReport **err) {
+long FakePut(void *, const wchar_t *, const wchar_t *, const Opmg_Preference *,
+             Oerr_ErrorReport **err) {
     *err = oerr_CreateErrorReport(L"FakePut", 1, 2, nullptr, L"read-only store");
     return -1;
 }
 
-#define FAKE_METHODS(data)                                                                     \
-    OPMG_DATA, (void *)(data), OPMG_DATABASE_INITIALIZE, (void *)FakeInit,                     \
-        OPMG_DATABASE_TERMINATE, (void *)FakeTerm, OPMG_DATABASE_FLUSH, (void *)FakeFlush,     \
-        OPMG_PREFERENCE_ADD_CB, (void *)FakeCB, OPMG_PREFERENCE_REM_CB, (void *)FakeCB,        \
+#define FAKE_METHODS(data)                                                                         \
+    OPMG_DATA, (void *)(data), OPMG_DATABASE_INITIALIZE, (void *)FakeInit,                         \
+        OPMG_DATABASE_TERMINATE, (void *)FakeTerm, OPMG_DATABASE_FLUSH, (void *)FakeFlush,         \
+        OPMG_PREFERENCE_ADD_CB, (void *)FakeCB, OPMG_PREFERENCE_REM_CB, (void *)FakeCB,            \
         OPMG_PREFERENCE_GET, (void *)FakeGet
 
 } // namespace
@@ -281,9 +288,10 @@ TEST_F(Database, AnotherImplementationServesGetsAndPuts) {
         Seen seen;
         // The older interface still reaches the default list, with a warning.
         EXPECT_EQ(opmg_AddCallback(L"viewer", L"zoom", OnChange, &seen, &err), 0);
-        EXPECT_EQ(w.messages, std::vector<std::wstring>{
-                                  L"Default preference implementation has changed; preference "
-                                  L"callbacks should no longer be added directly via opmg_AddCallback"});
+        EXPECT_EQ(w.messages,
+                  std::vector<std::wstring>{
+                      L"Default preference implementation has changed; preference "
+                      L"callbacks should no longer be added directly via opmg_AddCallback"});
         opmg_RemoveCallback(L"viewer", L"zoom", OnChange, &seen, &err);
     }
     fake.flushResult = -1;
@@ -299,14 +307,17 @@ TEST_F(Database, InstallingRequiresEveryMethodAndKnownKeys) {
     Oerr_ErrorReport *err = nullptr;
     EXPECT_EQ(opmg_PreferenceImplementationMethodsSet(FAKE_METHODS(&fake), 0, &err), -1);
     ExpectReport(err, L"opmg_PreferenceImplementationMethodsSet", L"Missing PREFERENCE_PUT");
-    EXPECT_EQ(opmg_PreferenceImplementationMethodsSet(OPMG_DATABASE_INITIALIZE, (void *)FakeInit, 0, &err), -1);
+    EXPECT_EQ(opmg_PreferenceImplementationMethodsSet(OPMG_DATABASE_INITIALIZE, (void *)FakeInit, 0,
+                                                      &err),
+              -1);
     ExpectReport(err, L"opmg_PreferenceImplementationMethodsSet", L"Missing DATA");
     EXPECT_EQ(opmg_PreferenceImplementationMethodsSet(FAKE_METHODS(&fake), OPMG_PREFERENCE_PUT,
                                                       (void *)nullptr, 0, &err),
               -1);
     ExpectReport(err, L"opmg_PreferenceImplementationMethodsSet", L"Missing PREFERENCE_PUT");
     EXPECT_EQ(opmg_PreferenceImplementationMethodsSet(FAKE_METHODS(&fake), 77, (void *)FakePut,
-                                                      OPMG_PREFERENCE_PUT, (void *)FakePut, 0, &err),
+                                                      OPMG_PREFERENCE_PUT, (void *)FakePut, 0,
+                                                      &err),
               -1);
     ExpectReport(err, L"opmg_PreferenceImplementationMethodsSet", L"Unknown method: 77");
     // Nothing changed: the default implementation still answers.

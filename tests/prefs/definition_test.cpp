@@ -77,15 +77,43 @@ TEST(DefinitionParser, HandsOverEveryClauseInOrderWithPositions) {
     ASSERT_EQ(err, nullptr) << ChainText(err);
     std::vector<Olex_ClauseKind> kinds;
     for (const auto &r : c) kinds.push_back(r.kind);
-    const std::vector<Olex_ClauseKind> expected = {
-        OLEX_PDF, OLEX_CATEGORY_BEGIN, OLEX_PARAMETER, OLEX_READONLY, OLEX_NOCHECK, OLEX_NEWFILE,
-        OLEX_FILENAME, OLEX_DIRECTORY, OLEX_ENVEXPAND, OLEX_MULTILINE, OLEX_MAXLENGTH,
-        OLEX_TYPEDEF, OLEX_HIDEON, OLEX_SHOWON, OLEX_DEFAULT_STRING, OLEX_PARAMETER_END,
-        OLEX_PARAMETER, OLEX_ENUMS, OLEX_DEFAULT_STRING, OLEX_PARAMETER_END,
-        OLEX_PARAMETER, OLEX_BOOLEAN, OLEX_DEFAULT_STRING, OLEX_PARAMETER_END,
-        OLEX_PARAMETER, OLEX_MINIMUM, OLEX_MAXIMUM, OLEX_DEFAULT_NUMBER, OLEX_DEFAULT_NUMBER,
-        OLEX_PARAMETER_END, OLEX_PARAMETER, OLEX_DEFAULT_COLOR, OLEX_PARAMETER_END,
-        OLEX_PARAMETER, OLEX_DEFAULT_EXPANDED, OLEX_PARAMETER_END, OLEX_CATEGORY_END};
+    const std::vector<Olex_ClauseKind> expected = {OLEX_PDF,
+                                                   OLEX_CATEGORY_BEGIN,
+                                                   OLEX_PARAMETER,
+                                                   OLEX_READONLY,
+                                                   OLEX_NOCHECK,
+                                                   OLEX_NEWFILE,
+                                                   OLEX_FILENAME,
+                                                   OLEX_DIRECTORY,
+                                                   OLEX_ENVEXPAND,
+                                                   OLEX_MULTILINE,
+                                                   OLEX_MAXLENGTH,
+                                                   OLEX_TYPEDEF,
+                                                   OLEX_HIDEON,
+                                                   OLEX_SHOWON,
+                                                   OLEX_DEFAULT_STRING,
+                                                   OLEX_PARAMETER_END,
+                                                   OLEX_PARAMETER,
+                                                   OLEX_ENUMS,
+                                                   OLEX_DEFAULT_STRING,
+                                                   OLEX_PARAMETER_END,
+                                                   OLEX_PARAMETER,
+                                                   OLEX_BOOLEAN,
+                                                   OLEX_DEFAULT_STRING,
+                                                   OLEX_PARAMETER_END,
+                                                   OLEX_PARAMETER,
+                                                   OLEX_MINIMUM,
+                                                   OLEX_MAXIMUM,
+                                                   OLEX_DEFAULT_NUMBER,
+                                                   OLEX_DEFAULT_NUMBER,
+                                                   OLEX_PARAMETER_END,
+                                                   OLEX_PARAMETER,
+                                                   OLEX_DEFAULT_COLOR,
+                                                   OLEX_PARAMETER_END,
+                                                   OLEX_PARAMETER,
+                                                   OLEX_DEFAULT_EXPANDED,
+                                                   OLEX_PARAMETER_END,
+                                                   OLEX_CATEGORY_END};
     EXPECT_EQ(kinds, expected);
     EXPECT_EQ(c[0].text, L"Viewer settings");
     EXPECT_EQ(c[1].text, L"viewer");
@@ -144,12 +172,16 @@ TEST(DefinitionParser, BuildsParametersWithTheirAttributesAndDefaults) {
 TEST(DefinitionParser, PlatformDefaultsFollowGioArch) {
     const std::string text = "c { p : OPMG_STRING default \"any\" default pc \"w\" unix \"u\"; }";
     for (const auto &[arch, expected] :
-         std::vector<std::pair<std::optional<std::string>, std::wstring>>{
-             {"Win32", L"w"}, {"Windows", L"w"}, {"Linux", L"u"}, {"win32", L"u"}, {std::nullopt, L"u"}}) {
+         std::vector<std::pair<std::optional<std::string>, std::wstring>>{{"Win32", L"w"},
+                                                                          {"Windows", L"w"},
+                                                                          {"Linux", L"u"},
+                                                                          {"win32", L"u"},
+                                                                          {std::nullopt, L"u"}}) {
         EnvScope env;
         env.Set("GIO_ARCH", arch);
         Opmg_Category *list = Parse(text);
-        EXPECT_STREQ(Param(list, L"c", L"p")->value.string, expected.c_str()) << arch.value_or("unset");
+        EXPECT_STREQ(Param(list, L"c", L"p")->value.string, expected.c_str())
+            << arch.value_or("unset");
         opmg_FreeCategoryList(list);
     }
 }

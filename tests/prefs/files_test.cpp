@@ -24,12 +24,11 @@ const char *const kDefinitions = R"(viewer {
 memory { heap_size : OPMG_NUMBER default 0; }
 )";
 
-const char *const kHead =
-    "/*\n"
-    "******************************************************\n"
-    "** v8preference - This file is automatically created  \n"
-    "**                 by the ORVIK Preferences Editor.   \n"
-    "*/\n\n\n";
+const char *const kHead = "/*\n"
+                          "******************************************************\n"
+                          "** v8preference - This file is automatically created  \n"
+                          "**                 by the ORVIK Preferences Editor.   \n"
+                          "*/\n\n\n";
 
 class Files : public PrefsFixture {
   protected:
@@ -69,15 +68,16 @@ bool CrashHalfway() { _exit(3); }
 
 TEST_F(Files, TheFirstElementOfThePathWinsAndStaleEntriesWarn) {
     WriteFile(m_dir.Narrow("site/v8preference"),
-             "viewer.title : \"site\";\nviewer.zoom : 7.000000;\n"
-             "viewer.gone : \"x\";\nold.thing : 1;\n");
+              "viewer.title : \"site\";\nviewer.zoom : 7.000000;\n"
+              "viewer.gone : \"x\";\nold.thing : 1;\n");
     WriteFile(m_dir.Narrow("user/v8preference"), "/* mine */\nviewer.title : \"user\";\n");
     WarningCollector w;
     Init();
     EXPECT_EQ(Title(), L"user");
     EXPECT_EQ(Zoom(), 7);
-    EXPECT_EQ(w.messages, (std::vector<std::wstring>{L"Entry viewer.gone is no longer valid!.",
-                                                     L"old.thing: Preference category old not found"}));
+    EXPECT_EQ(w.messages,
+              (std::vector<std::wstring>{L"Entry viewer.gone is no longer valid!.",
+                                         L"old.thing: Preference category old not found"}));
     EXPECT_EQ(w.inner[0], m_dir.Wide("site/v8preference") + L":3:1");
     EXPECT_EQ(opmg_PreferenceChangesUnsaved(), OMSC_FALSE);
 }
@@ -107,7 +107,8 @@ TEST_F(Files, PreferenceTextFaultsAreReportedWithPositions) {
     EXPECT_EQ(fault("\n  viewer title"), head + L"p:2:9: expected \".\" after the category name");
     EXPECT_EQ(fault("viewer.zoom : 1,2;"), head + L"p:1:19: a colour has 3 or 4 components");
     EXPECT_EQ(fault("viewer.ink : 1,2,3,4,5;"), head + L"p:1:21: expected \";\"");
-    EXPECT_EQ(fault("viewer.ink : 1,2.5,3;"), head + L"p:1:22: colour components are whole numbers");
+    EXPECT_EQ(fault("viewer.ink : 1,2.5,3;"),
+              head + L"p:1:22: colour components are whole numbers");
     EXPECT_EQ(fault("viewer.zoom : nan;"), head + L"p:1:15: expected a number");
     EXPECT_EQ(fault("/* never closed"), head + L"p:1:1: unterminated comment");
     EXPECT_EQ(fault("viewer.title : \"\xc3\";"), head + L"p:1:16: string is not valid UTF-8 text");
@@ -115,8 +116,9 @@ TEST_F(Files, PreferenceTextFaultsAreReportedWithPositions) {
     const std::string text = "viewer.title : \"say \"hi\" there;\nnext\" ;  \n";
     Oerr_ErrorReport *err = nullptr;
     ASSERT_EQ(opmg_PrfParseText(L"p", text.data(), text.size(), list, &err), 0);
-    EXPECT_STREQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"title", &err)->value.string,
-                 L"say \"hi\" there;\nnext");
+    EXPECT_STREQ(
+        opmg_CategoryListFindParameterInCategory(list, L"viewer", L"title", &err)->value.string,
+        L"say \"hi\" there;\nnext");
     opmg_FreeCategoryList(list);
 }
 
@@ -130,13 +132,12 @@ TEST_F(Files, SavingWritesTheExactTextWithStoredValuesOnly) {
     opmg_PutNumberPreference(L"memory", L"heap_size", 256, &err);
     ASSERT_EQ(opmg_SaveUserPreference(&err), 0) << ChainText(err);
     EXPECT_EQ(opmg_PreferenceChangesUnsaved(), OMSC_FALSE);
-    const std::string expected = std::string(kHead) +
-                                 "viewer.title : \"Grüße\";\n"
-                                 "viewer.zoom : 2.500000;\n"
-                                 "viewer.ink : 10,20,30,40;\n"
-                                 "\n"
-                                 "memory.heap_size : 256.000000;\n"
-                                 "\n";
+    const std::string expected = std::string(kHead) + "viewer.title : \"Grüße\";\n"
+                                                      "viewer.zoom : 2.500000;\n"
+                                                      "viewer.ink : 10,20,30,40;\n"
+                                                      "\n"
+                                                      "memory.heap_size : 256.000000;\n"
+                                                      "\n";
     EXPECT_EQ(ReadRaw(m_dir.Narrow("user/v8preference")), expected);
     struct stat st {};
     ASSERT_EQ(stat(m_dir.Narrow("user/v8preference").c_str(), &st), 0);
@@ -169,8 +170,8 @@ TEST_F(Files, SavedValuesLoadAgainUnchanged) {
 }
 
 TEST_F(Files, SaveTargetsFollowPersonalAndGlobal) {
-    m_env.Set("GIO_PREFERENCES_PATH", m_dir.Narrow("site") + ";" + m_dir.Narrow("home/me") + ";" +
-                                          m_dir.Narrow("global"));
+    m_env.Set("GIO_PREFERENCES_PATH",
+              m_dir.Narrow("site") + ";" + m_dir.Narrow("home/me") + ";" + m_dir.Narrow("global"));
     m_env.Set("GIO_PERSONAL", m_dir.Narrow("home"));
     Init();
     Oerr_ErrorReport *err = nullptr;
@@ -323,10 +324,15 @@ TEST_F(Files, QuotedNumbersAndColoursAreReadByTheParametersType) {
                              "viewer.zoom : \"\xc4\xb1\";\nviewer.title : 5;\n";
     Oerr_ErrorReport *err = nullptr;
     ASSERT_EQ(opmg_PrfParseText(L"p", text.data(), text.size(), list, &err), 0);
-    EXPECT_EQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"zoom", &err)->value.number, 12.5);
-    EXPECT_EQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"ink", &err)->value.color.blue, 9);
-    EXPECT_STREQ(opmg_CategoryListFindParameterInCategory(list, L"viewer", L"title", &err)->value.string,
-                 L"abc");
+    EXPECT_EQ(
+        opmg_CategoryListFindParameterInCategory(list, L"viewer", L"zoom", &err)->value.number,
+        12.5);
+    EXPECT_EQ(
+        opmg_CategoryListFindParameterInCategory(list, L"viewer", L"ink", &err)->value.color.blue,
+        9);
+    EXPECT_STREQ(
+        opmg_CategoryListFindParameterInCategory(list, L"viewer", L"title", &err)->value.string,
+        L"abc");
     EXPECT_EQ(w.messages, (std::vector<std::wstring>{
                               L"Entry viewer.zoom does not fit the preference's type; ignored",
                               L"Entry viewer.title does not fit the preference's type; ignored"}));

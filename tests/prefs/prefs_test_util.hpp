@@ -1,5 +1,6 @@
 // Test helpers for the preference module (beside the file layer's temporary folder and raw
-// file access): environment settings undone at the end of a test, a collector of printed warnings, report checks and a database reset.
+// file access): environment settings undone at the end of a test, a collector of printed warnings,
+// report checks and a database reset.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -185,8 +185,7 @@ TEST(TableToBreakPoints, FindsTheCornersOfAPiecewiseLinearTable) {
     ohst_BreakPointsToTable(clamped.get(), &err);
     // The clamp at 80 lets the rising segment end where the table first reaches 80.
     ASSERT_EQ(ohst_TableToBreakPoints(clamped.get(), &err), 4);
-    EXPECT_EQ(Points(clamped.get()),
-              (std::vector<P>{{0, 50}, {10, 50}, {16, 80}, {30, 80}}));
+    EXPECT_EQ(Points(clamped.get()), (std::vector<P>{{0, 50}, {10, 50}, {16, 80}, {30, 80}}));
     ExpectRoundTrip(clamped.get());
 
     LutPtr single = MakeLut(0, 9, {{0, 4}});

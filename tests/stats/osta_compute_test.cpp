@@ -122,7 +122,8 @@ TEST(OstaCompute, SkipFactorsSampleRowsAndColumnsOfEveryLayout) {
     Owned<Ogda_BaseData> view(ogda_BaseDataDerived(big.get(), 1, 2, rows, columns, nullptr));
     for (int r = 0; r < rows; ++r)
         for (int c = 0; c < columns; ++c)
-            static_cast<uint16_t *>(view->data)[r * (columns + 5) + c] = uint16_t(v[r * columns + c]);
+            static_cast<uint16_t *>(view->data)[r * (columns + 5) + c] =
+                uint16_t(v[r * columns + c]);
     ExpectExact(Compute(view.get()), Expected(v));
     ExpectExact(Compute(view.get(), nullptr, &skip), Expected(sampled));
     Oerr_ErrorReport *err = nullptr;
@@ -151,7 +152,8 @@ TEST(OstaCompute, ExcludedValuesAreLeftOut) {
     // Nothing left: an error, not a record of zeros.
     auto zeros = MakeArray(2, 2, OGDA_U8, Ogda_Raster, std::vector<double>(4, 0));
     Oerr_ErrorReport *err = nullptr;
-    EXPECT_EQ(osta_StatisticsCompute(zeros.get(), x.get(), nullptr, nullptr, nullptr, &err), nullptr);
+    EXPECT_EQ(osta_StatisticsCompute(zeros.get(), x.get(), nullptr, nullptr, nullptr, &err),
+              nullptr);
     ExpectReport(err, L"osta_StatisticsCompute", 4, L"No values left to compute statistics from");
 }
 
@@ -233,12 +235,14 @@ TEST(OstaCompute, HistogramsFollowTheDataOrTheCallersBins) {
     ASSERT_EQ(fh->binFunction->type, ODSC_BIN_LINEAR);
     ASSERT_EQ(fh->table->numrows, 256);
     std::vector<double> expected(256, 0), caller(7, 0);
-    Owned<Odsc_BinFunction> seven(odsc_BinFunctionCreate(7, ODSC_BIN_LINEAR, -1, 1, nullptr, nullptr));
+    Owned<Odsc_BinFunction> seven(
+        odsc_BinFunctionCreate(7, ODSC_BIN_LINEAR, -1, 1, nullptr, nullptr));
     for (double x : asFloat) {
         ++expected[odsc_BinFunctionValueToBin(fh->binFunction, x)];
         ++caller[odsc_BinFunctionValueToBin(seven.get(), x)];
     }
-    for (int b = 0; b < 256; ++b) ASSERT_EQ(static_cast<double *>(fh->table->data)[b], expected[b]) << b;
+    for (int b = 0; b < 256; ++b)
+        ASSERT_EQ(static_cast<double *>(fh->table->data)[b], expected[b]) << b;
     EXPECT_EQ(fs.minimum, *std::min_element(asFloat.begin(), asFloat.end()));
     Owned<Osta_Histogram> mine(osta_HistogramCreate(seven.get(), 7, nullptr));
     Osta_Histogram *given = mine.get();
@@ -253,7 +257,9 @@ TEST(OstaCompute, HistogramsFollowTheDataOrTheCallersBins) {
     Owned<Osta_Histogram> oneOwn(one);
     EXPECT_EQ(os.median, 2.5);
     EXPECT_EQ(os.stddev, 0);
-    EXPECT_EQ(static_cast<double *>(one->table->data)[odsc_BinFunctionValueToBin(one->binFunction, 2.5)], 9);
+    EXPECT_EQ(
+        static_cast<double *>(one->table->data)[odsc_BinFunctionValueToBin(one->binFunction, 2.5)],
+        9);
 }
 
 TEST(OstaCompute, UnalignedCallerDataIsRead) {
@@ -261,7 +267,8 @@ TEST(OstaCompute, UnalignedCallerDataIsRead) {
     std::vector<unsigned char> bytes(1 + 6 * sizeof(float));
     const float values[] = {3, -1, 8, 2, 2, 5};
     std::memcpy(bytes.data() + 1, values, sizeof values);
-    Owned<Ogda_BaseData> d(ogda_BaseDataCreate(2, 3, OGDA_F32, Ogda_Raster, bytes.data() + 1, nullptr));
+    Owned<Ogda_BaseData> d(
+        ogda_BaseDataCreate(2, 3, OGDA_F32, Ogda_Raster, bytes.data() + 1, nullptr));
     ExpectExactExceptMode(Compute(d.get()), Expected({3, -1, 8, 2, 2, 5}));
 }
 
@@ -285,9 +292,9 @@ TEST(OstaCovariance, MatchesATwoPassReferenceAndHonoursExclusions) {
     auto noise = Random(n, std::normal_distribution<double>(0, 1), 22);
     std::vector<std::vector<double>> layers(3, std::vector<double>(n));
     for (int i = 0; i < n; ++i) {
-        layers[0][i] = std::round(base[i] + 100);         // stored as u8
-        layers[1][i] = 2 * layers[0][i] + 1e9;            // large offset, exact in f64
-        layers[2][i] = -layers[0][i] + noise[i];          // f32
+        layers[0][i] = std::round(base[i] + 100); // stored as u8
+        layers[1][i] = 2 * layers[0][i] + 1e9;    // large offset, exact in f64
+        layers[2][i] = -layers[0][i] + noise[i];  // f32
     }
     layers[0][5] = 0; // excluded: position 5 is left out of every layer
     Owned<Ogda_BaseDataStack> stack(ogda_BaseDataStackPtrCreate(3, nullptr, nullptr));

@@ -133,7 +133,7 @@ TEST(OstaRecords, ColorStacksHoldAtMostFourComponents) {
     Oerr_ErrorReport *err = nullptr;
     EXPECT_EQ(osta_ColorTableStackCreate(5, 16, &err), nullptr);
     ExpectReport(err, L"osta_ColorTableStackCreate", 1,
-                L"Bad number of color components 5 (1 to 4 allowed)");
+                 L"Bad number of color components 5 (1 to 4 allowed)");
     Owned<Ogda_BaseDataStack> s(osta_ColorTableStackCreate(4, 16, &err));
     ASSERT_NE(s, nullptr);
     static_cast<double *>(s->layers[OSTA_OPACITY]->data)[15] = 0.5;
@@ -158,11 +158,13 @@ TEST(OstaRecords, ColorStacksHoldAtMostFourComponents) {
     EXPECT_EQ(osta_ContrastTableCopy(names.get(), nullptr, &err), nullptr); // strings, not reals
     ExpectReport(err, L"osta_ContrastTableCopy", 1, nullptr);
     EXPECT_EQ(osta_ContrastTableCreate(0, &err), nullptr);
-    ExpectReport(err, L"osta_ContrastTableCreate", 1, L"Bad number of bins 0 (1 to 16777216 allowed)");
+    ExpectReport(err, L"osta_ContrastTableCreate", 1,
+                 L"Bad number of bins 0 (1 to 16777216 allowed)");
 }
 
 Owned<Odsc_BinFunction> Linear(int32_t n, double lo, double hi) {
-    return Owned<Odsc_BinFunction>(odsc_BinFunctionCreate(n, ODSC_BIN_LINEAR, lo, hi, nullptr, nullptr));
+    return Owned<Odsc_BinFunction>(
+        odsc_BinFunctionCreate(n, ODSC_BIN_LINEAR, lo, hi, nullptr, nullptr));
 }
 
 TEST(OstaHistogram, BinCountFollowsTheBinFunctionWithAWarning) {
@@ -179,7 +181,8 @@ TEST(OstaHistogram, BinCountFollowsTheBinFunctionWithAWarning) {
     EXPECT_NE(h->binFunction, f.get()); // a copy is adopted
     ASSERT_EQ(warnings.Seen().size(), 1u);
     EXPECT_EQ(warnings.Seen()[0].first, L"osta_HistogramCreate");
-    EXPECT_EQ(warnings.Seen()[0].second, L"Number of bins adjusted to match passed in bin function");
+    EXPECT_EQ(warnings.Seen()[0].second,
+              L"Number of bins adjusted to match passed in bin function");
 
     Owned<Osta_Histogram> direct(osta_HistogramCreate(nullptr, 4, &err));
     ASSERT_NE(direct, nullptr);
@@ -223,7 +226,8 @@ TEST(OstaHistogram, ReplaceResizesAndClearsAndTranslateRebins) {
     EXPECT_EQ(h->table->numrows, 2);
     Osta_Histogram bad{two.get(), nullptr};
     EXPECT_EQ(osta_HistogramCopy(&bad, nullptr, &err), nullptr);
-    ExpectReport(err, L"osta_HistogramCopy", 1, L"Input histogram not an Osta_Histogram (wrong data type)");
+    ExpectReport(err, L"osta_HistogramCopy", 1,
+                 L"Input histogram not an Osta_Histogram (wrong data type)");
 }
 
 // Fails the 1st, 2nd, ... allocation of `attempt` until it succeeds. Every failed round must
@@ -253,26 +257,30 @@ template <class Attempt> int Sweep(const wchar_t *function, Attempt attempt) {
 
 TEST(OstaHistogram, FailedAllocationsLeaveNothingBehind) {
     auto f = Linear(8, 0, 1);
-    EXPECT_GE(Sweep(L"osta_HistogramCreate", [&](Oerr_ErrorReport **err) {
-                  Owned<Osta_Histogram> h(osta_HistogramCreate(f.get(), 8, err));
-                  return h != nullptr;
-              }),
+    EXPECT_GE(Sweep(L"osta_HistogramCreate",
+                    [&](Oerr_ErrorReport **err) {
+                        Owned<Osta_Histogram> h(osta_HistogramCreate(f.get(), 8, err));
+                        return h != nullptr;
+                    }),
               3);
     Owned<Osta_Histogram> source(osta_HistogramCreate(f.get(), 8, nullptr));
-    EXPECT_GE(Sweep(L"osta_HistogramCopy", [&](Oerr_ErrorReport **err) {
-                  Owned<Osta_Histogram> h(osta_HistogramCopy(source.get(), nullptr, err));
-                  return h != nullptr;
-              }),
+    EXPECT_GE(Sweep(L"osta_HistogramCopy",
+                    [&](Oerr_ErrorReport **err) {
+                        Owned<Osta_Histogram> h(osta_HistogramCopy(source.get(), nullptr, err));
+                        return h != nullptr;
+                    }),
               3);
-    auto data = MakeArray(4, 4, OGDA_F32, Ogda_Raster, std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8,
-                                                                        9, 10, 11, 12, 13, 14, 15, 16});
-    EXPECT_GE(Sweep(L"osta_StatisticsCompute", [&](Oerr_ErrorReport **err) {
-                  Osta_Histogram *h = nullptr;
-                  Owned<Osta_Statistics> s(osta_StatisticsCompute(data.get(), nullptr, nullptr,
-                                                                  nullptr, &h, err));
-                  Owned<Osta_Histogram> own(h);
-                  return s != nullptr && h != nullptr;
-              }),
+    auto data =
+        MakeArray(4, 4, OGDA_F32, Ogda_Raster,
+                  std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+    EXPECT_GE(Sweep(L"osta_StatisticsCompute",
+                    [&](Oerr_ErrorReport **err) {
+                        Osta_Histogram *h = nullptr;
+                        Owned<Osta_Statistics> s(
+                            osta_StatisticsCompute(data.get(), nullptr, nullptr, nullptr, &h, err));
+                        Owned<Osta_Histogram> own(h);
+                        return s != nullptr && h != nullptr;
+                    }),
               3);
 }
 

@@ -30,7 +30,8 @@ template <class T>
 Owned<Ogda_BaseData> MakeArray(int32_t rows, int32_t columns, Ogda_PixelType type,
                                Ogda_ObjectType objecttype, const std::vector<T> &values) {
     Owned<Ogda_BaseData> d(ogda_BaseDataCreate(rows, columns, type, objecttype, nullptr, nullptr));
-    Owned<Ogda_BaseData> src(ogda_BaseDataCreate(rows, columns, OGDA_F64, objecttype, nullptr, nullptr));
+    Owned<Ogda_BaseData> src(
+        ogda_BaseDataCreate(rows, columns, OGDA_F64, objecttype, nullptr, nullptr));
     auto *p = static_cast<double *>(src->data);
     for (size_t i = 0; i < values.size(); ++i) p[i] = static_cast<double>(values[i]);
     EXPECT_NE(ogda_BaseDataCopy(src.get(), d.get(), nullptr), nullptr);
@@ -48,4 +49,3 @@ class WarningCapture {
     static void Alt(void *self, Oerr_ErrorReport *r, Oerr_ErrorReportingMode, Oerr_ErrorReport **);
     std::vector<std::pair<std::wstring, std::wstring>> seen_;
 };
-

@@ -308,16 +308,16 @@ TEST(StringListJoin, AllocationFailure) {
 TEST(StringListSort, OrdinalCaseSensitiveNullsFirst) {
     ListPtr l = MakeList({L"b", L"B", L"\u00e9", L"a", L"", nullptr, L"ab", L"z"});
     ostr_StringListSort(l.get());
-    EXPECT_EQ(Entries(l.get()),
-              (Texts{L"<null>", L"", L"B", L"a", L"ab", L"b", L"z", L"\u00e9"}));
+    EXPECT_EQ(Entries(l.get()), (Texts{L"<null>", L"", L"B", L"a", L"ab", L"b", L"z", L"\u00e9"}));
 }
 
 TEST(StringListSort, ByNamePart) {
     ListPtr l = MakeList({L"c:/x/zeta.img", L"d:\\a\\alpha.img(:Layer_2)", L"beta", L"dir/",
                           nullptr, L"/q/gamma(:L/x)", L"/q/Gamma"});
     ostr_StringListSortByNamePart(l.get());
-    EXPECT_EQ(Entries(l.get()), (Texts{L"<null>", L"dir/", L"/q/Gamma", L"d:\\a\\alpha.img(:Layer_2)",
-                                       L"beta", L"/q/gamma(:L/x)", L"c:/x/zeta.img"}));
+    EXPECT_EQ(Entries(l.get()),
+              (Texts{L"<null>", L"dir/", L"/q/Gamma", L"d:\\a\\alpha.img(:Layer_2)", L"beta",
+                     L"/q/gamma(:L/x)", L"c:/x/zeta.img"}));
     // Directories weigh nothing: the order is that of the last names alone.
     ListPtr dirs = MakeList({L"a/z/2", L"z/a/1", L"m\\3"});
     ostr_StringListSortByNamePart(dirs.get());
@@ -332,7 +332,8 @@ TEST(StringListNarrow, RoundTripWithNonAscii) {
     EXPECT_TRUE(r.Cleared());
     EXPECT_EQ(narrow->count, 5);
     EXPECT_EQ(narrow->allocated, 16); // the wide list's capacity, kept on purpose
-    EXPECT_STREQ(narrow->strings[0], "Stra\xc3\x9f" "e");
+    EXPECT_STREQ(narrow->strings[0], "Stra\xc3\x9f"
+                                     "e");
     EXPECT_EQ(narrow->strings[1], nullptr);
     EXPECT_STREQ(narrow->strings[2], "\xe6\x97\xa5\xe6\x9c\xac");
     EXPECT_STREQ(narrow->strings[3], "\xf0\x9f\x98\x80");

@@ -55,16 +55,15 @@ class Report {
 class PrintedReports {
   public:
     PrintedReports() {
-        m_connection = OerrDispatcher::Instance().Connect(
-            OerrDispatcher::ReportSignal::slot_type(
-                [this](const OerrErrorReport &r, Oerr_ErrorReportingMode mode) {
-                    const Oerr_ErrorReport *e = r.Get();
-                    if (!e) return;
-                    texts.push_back(std::wstring(e->function ? e->function : L"") + L"/" +
-                                    std::to_wstring(e->number) + L"/" +
-                                    (e->message ? e->message : L"") +
-                                    (mode == OERR_REPORT_FULL ? L"" : L" (brief)"));
-                }));
+        m_connection = OerrDispatcher::Instance().Connect(OerrDispatcher::ReportSignal::slot_type(
+            [this](const OerrErrorReport &r, Oerr_ErrorReportingMode mode) {
+                const Oerr_ErrorReport *e = r.Get();
+                if (!e) return;
+                texts.push_back(std::wstring(e->function ? e->function : L"") + L"/" +
+                                std::to_wstring(e->number) + L"/" +
+                                (e->message ? e->message : L"") +
+                                (mode == OERR_REPORT_FULL ? L"" : L" (brief)"));
+            }));
     }
     ~PrintedReports() { m_connection->connection.disconnect(); }
     std::vector<std::wstring> texts;

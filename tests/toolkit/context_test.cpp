@@ -62,8 +62,7 @@ TEST_F(ToolkitStart, NotInstalledIsThrownAndLoggedOnce) {
 
 TEST_F(ToolkitStart, InstalledStartsPreferencesToolkitAndPlugins) {
     std::filesystem::create_directories(m_home + "/etc");
-    WriteFile(m_home + "/defaults/test.pdf",
-              "tk { greeting : OPMG_STRING default \"hi\"; }\n");
+    WriteFile(m_home + "/defaults/test.pdf", "tk { greeting : OPMG_STRING default \"hi\"; }\n");
     std::optional<DefaultToolkitContext> context;
     try {
         context.emplace(W(m_home).c_str(), L"dbg", false);

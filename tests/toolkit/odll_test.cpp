@@ -55,8 +55,8 @@ TEST_F(PluginFixture, ClassListsComeFromDllFilesAndListFiles) {
     std::string lib = InstallPlugin(m_dir.Narrow("home/usr/lib/Linux"), "failconfig");
     // A list file: an absolute name, a name beside the list, one in the installation's
     // library folder, blank lines and surrounding blanks, one missing, one repeat.
-    WriteRaw(b + "/more.dlk", "  " + beta + "  \n\n\tgamma.dll\r\nfailconfig.dll\nmissing.dll\n" +
-                                  beta);
+    WriteRaw(b + "/more.dlk",
+             "  " + beta + "  \n\n\tgamma.dll\r\nfailconfig.dll\nmissing.dll\n" + beta);
     WriteRaw(a + "/notes.txt", "not a library");
     m_env.Set("GIO_TEST_CLASS_PATH", a + ";" + b);
     WarningCollector warnings;

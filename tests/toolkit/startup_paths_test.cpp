@@ -25,8 +25,8 @@ class StartupPaths : public ::testing::Test {
     void SetUp() override {
         for (const auto &w : tk::StartupVariables()) {
             std::string n(w.begin(), w.end());
-            m_env.Set(n.c_str(), n == "PATH" ? std::optional<std::string>("/usr/bin:/bin")
-                                             : std::nullopt);
+            m_env.Set(n.c_str(),
+                      n == "PATH" ? std::optional<std::string>("/usr/bin:/bin") : std::nullopt);
         }
         m_env.Set("GIO_PERSONAL", "/personal")
             .Set("XDG_DATA_DIRS", "/xdg/share:/other/share")
@@ -45,13 +45,28 @@ class StartupPaths : public ::testing::Test {
 };
 
 TEST_F(StartupPaths, TheTableInOrder) {
-    std::vector<std::wstring> expected = {
-        L"GIO_HOME", L"GIO_ARCH", L"GIO_ARCH_MODE", L"GIO_ARCHM", L"ORVIK_BIN_PATH",
-        L"GIO_ETC_PATH", L"GIO_FONT_PATH", L"GIO_SYMBOL_PATH", L"GIO_RASTER_FORMATS_PATH",
-        L"ORVIK_VECTOR_FORMATS_PATH", L"GIO_PDF_PATH", L"GIO_DEVICES_PATH",
-        L"GIO_PREFERENCES_PATH", L"GIO_CFG_PATH", L"GIO_GLOBAL_DATA",
-        L"GIO_GEOMETRIC_MODELS_PATH", L"GIO_RESAMPLE_METHODS_PATH", L"GIO_PROJECTIONS_PATH",
-        L"GIO_FONT_SERVERS_PATH", L"GIO_FILE_FILTERS_PATH", L"ARCHOME", L"PATH"};
+    std::vector<std::wstring> expected = {L"GIO_HOME",
+                                          L"GIO_ARCH",
+                                          L"GIO_ARCH_MODE",
+                                          L"GIO_ARCHM",
+                                          L"ORVIK_BIN_PATH",
+                                          L"GIO_ETC_PATH",
+                                          L"GIO_FONT_PATH",
+                                          L"GIO_SYMBOL_PATH",
+                                          L"GIO_RASTER_FORMATS_PATH",
+                                          L"ORVIK_VECTOR_FORMATS_PATH",
+                                          L"GIO_PDF_PATH",
+                                          L"GIO_DEVICES_PATH",
+                                          L"GIO_PREFERENCES_PATH",
+                                          L"GIO_CFG_PATH",
+                                          L"GIO_GLOBAL_DATA",
+                                          L"GIO_GEOMETRIC_MODELS_PATH",
+                                          L"GIO_RESAMPLE_METHODS_PATH",
+                                          L"GIO_PROJECTIONS_PATH",
+                                          L"GIO_FONT_SERVERS_PATH",
+                                          L"GIO_FILE_FILTERS_PATH",
+                                          L"ARCHOME",
+                                          L"PATH"};
     EXPECT_EQ(tk::StartupVariables(), expected);
 }
 
@@ -195,8 +210,8 @@ TEST(StartupHelpers, IsDirectoryWriteable) {
 }
 
 TEST(StartupHelpers, SinkFraming) {
-    Oerr_ErrorReport *inner =
-        oerr_CreateErrorReport(L"inner_Fn", 3, OERR_KIND_ERROR, nullptr, L"%s", L"line one\nline two");
+    Oerr_ErrorReport *inner = oerr_CreateErrorReport(L"inner_Fn", 3, OERR_KIND_ERROR, nullptr,
+                                                     L"%s", L"line one\nline two");
     Oerr_ErrorReport *outer =
         oerr_CreateErrorReport(L"outer_Fn", 4, OERR_KIND_ERROR, inner, L"%s", L"outer failed");
     std::ostringstream out;
