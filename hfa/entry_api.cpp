@@ -52,6 +52,8 @@ double Now() {
         .count();
 }
 
+std::string NameOf(const Ohfa_Entry &e) { return std::string(e.name, strnlen(e.name, sizeof e.name)); }
+
 // Copies a wide text into a fixed 8-bit item; false when it does not fit.
 bool SetText(char *dst, std::size_t width, const wchar_t *text) {
     const std::string utf8 = orvik::text::WideToUtf8Lossy(text);
@@ -135,6 +137,8 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         if (type) std::memcpy(rec.type, fresh.type, sizeof rec.type);
         rec.modTime = fresh.modTime;
         if (!WriteEntry(file, s.position, rec, err, fn)) return -1;
+        if (name)
+            IndexRename(s, rec.parent, s.position, NameOf(s.record), NameOf(rec));
         Become(file, s.position, rec, false);
         return 0;
     }
@@ -171,12 +175,14 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
                 Ohfa_Entry old = s.record;
                 old.prev = position;
                 if (!WriteEntry(file, s.position, old, err, fn)) return -1;
+                IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
                 Become(file, position, fresh, false);
                 return 0;
             }
         }
         uint32_t position = 0;
         if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+        IndexInsert(s, fresh.parent, position, NameOf(fresh), at);
         Become(file, position, fresh, false);
         return 0;
     }
@@ -187,12 +193,16 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
             return -1;
         }
         if (s.record.child != 0) {
-            if (SeekEntry(file, 5, nullptr, err, fn) < 0 ||
-                SeekEntry(file, 3, nullptr, err, fn) < 0)
+            // The last child comes from the sibling name index: no walk of the list.
+            if (SeekEntry(file, 9, nullptr, err, fn) <= 0) {
+                SetError(err, fn, 44, err && *err ? *err : nullptr, L"Couldn't find last");
                 return -1;
+            }
             Ohfa_Entry pred = s.record;
+            const uint32_t at = s.position;
             uint32_t position = 0;
-            if (!InsertAfter(file, s.position, pred, fresh, err, fn, position)) return -1;
+            if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+            IndexInsert(s, fresh.parent, position, NameOf(fresh), at);
             Become(file, position, fresh, false);
             return 0;
         }
@@ -207,6 +217,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         parent.child = position;
         if (!WriteEntry(file, s.position, parent, err, fn)) return -1;
         s.record = parent;
+        IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
         Become(file, position, fresh, true);
         return 0;
     }
@@ -273,8 +284,16 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         SetError(err, fn, 40, nullptr, L"Invalid 'move to' path");
         return -1;
     }
-    const EntryState kept = s;
-    auto restore = [&] { s = kept; };
+    // Only the current entry is put back on a refusal; the indexes stay valid (nothing written).
+    const bool keptValid = s.valid;
+    const Ohfa_Entry keptRecord = s.record;
+    const std::vector<std::string> keptPath = s.path;
+    auto restore = [&] {
+        s.valid = keptValid;
+        s.position = at;
+        s.record = keptRecord;
+        s.path = keptPath;
+    };
     const long found = SeekEntry(file, 8, toPath, err, fn);
     if (found <= 0) {
         restore();
@@ -309,6 +328,7 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         SetError(err, fn, 43, *err, L"ohfa_WriteCurrentEntry failed");
         return -1;
     }
+    IndexRemove(s, rec.parent, at, name, rec.prev);
     // Link in as the target's last child: the moved record first, then the link to it.
     Ohfa_Entry parent{};
     if (!ReadEntry(file, target, parent, err, fn)) return -1;
@@ -333,7 +353,9 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         parent.child = at;
         if (!WriteEntry(file, target, parent, err, fn)) return -1;
     }
-    s.Forget();
+    IndexInsert(s, target, at, name, last);
+    // The moved entry and its subtree keep their positions; only the moved one's parent and
+    // path change, and the seek below records them.
     return SeekEntry(file, 18, std::to_wstring(at).c_str(), err, fn) > 0 ? 0 : -1;
 }
 
@@ -361,8 +383,10 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
         SetError(err, fn, 35, *err, L"Delete failed");
         return -1;
     }
+    IndexRemove(s, rec.parent, at, NameOf(rec), rec.prev);
     for (const auto &[position, e] : gone) {
         UnhashEntry(s, position);
+        IndexForgetParent(s, position);
         Oerr_ErrorReport *freeErr = nullptr;
         if (!GiveSpace(file, position, kEntrySize, &freeErr, L"ohfa_FreeSpace") ||
             (e.data && e.dataSize > 0 &&
