@@ -52,7 +52,9 @@ double Now() {
         .count();
 }
 
-std::string NameOf(const Ohfa_Entry &e) { return std::string(e.name, strnlen(e.name, sizeof e.name)); }
+std::string NameOf(const Ohfa_Entry &e) {
+    return std::string(e.name, strnlen(e.name, sizeof e.name));
+}
 
 // Copies a wide text into a fixed 8-bit item; false when it does not fit.
 bool SetText(char *dst, std::size_t width, const wchar_t *text) {
@@ -137,8 +139,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         if (type) std::memcpy(rec.type, fresh.type, sizeof rec.type);
         rec.modTime = fresh.modTime;
         if (!WriteEntry(file, s.position, rec, err, fn)) return -1;
-        if (name)
-            IndexRename(s, rec.parent, s.position, NameOf(s.record), NameOf(rec));
+        if (name) IndexRename(s, rec.parent, s.position, NameOf(s.record), NameOf(rec));
         Become(file, s.position, rec, false);
         return 0;
     }

@@ -243,7 +243,8 @@ ChildIndex *Seeker::Children(const Cursor &parent, long &r) {
             r = -1;
             break;
         }
-        auto slot = index.byName.try_emplace(NameOf(walk.record), ChildIndex::Slot{walk.position, 0});
+        auto slot =
+            index.byName.try_emplace(NameOf(walk.record), ChildIndex::Slot{walk.position, 0});
         ++slot.first->second.count;
         index.last = walk.position;
         r = Next(walk);
