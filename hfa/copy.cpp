@@ -3,7 +3,8 @@
 // into the target in preorder, each data block raw (file form needs no conversion) and each
 // design its entries use carried into the target's dictionary. The target is written from
 // its own allocator, so a copy of a file holds no free space (but a sliver of its first
-// dictionary's block): copying is how a file is compacted. What cannot be read is skipped and reported after everything else is copied.
+// dictionary's block): copying is how a file is compacted. What cannot be read is skipped and
+// reported after everything else is copied.
 #include <atomic>
 #include <cstring>
 #include <mutex>
@@ -281,8 +282,8 @@ long CopyFile(Ohfa_File *src, Ohfa_File *dst, Oerr_ErrorReport **err, const wcha
 
 extern "C" {
 
-ORVIK_API void ohfa_FileCopyProgressUpdate(Ohfa_FileCopyProgress callback,
-                                           void *context) ORVIK_NOEXCEPT {
+ORVIK_API void ohfa_FileCopyProgressUpdate(Ohfa_FileCopyProgress callback, void *context)
+    ORVIK_NOEXCEPT {
     Progress &progress = TheProgress();
     std::lock_guard<std::mutex> hold(progress.lock);
     progress.callback = callback;
@@ -290,8 +291,7 @@ ORVIK_API void ohfa_FileCopyProgressUpdate(Ohfa_FileCopyProgress callback,
 }
 
 ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohfa_File *target,
-                               const wchar_t *targetPath, Oerr_ErrorReport **errIn)
-    ORVIK_NOEXCEPT {
+                               const wchar_t *targetPath, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectCopy";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -359,10 +359,9 @@ ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
         Oerr_ErrorReport *openErr = nullptr;
         const bool open = ohfa_FileIsOpen(destination, &openErr) != OMSC_FALSE;
         oerr_DeleteErrorReportEx(&openErr);
-        if (open ||
-            orvik::fio::NormalizedName(source) == orvik::fio::NormalizedName(destination)) {
-            SetError(err, kFn, kAlreadyOpen, nullptr, L"Cannot copy to >%s< when it is already open",
-                     destination);
+        if (open || orvik::fio::NormalizedName(source) == orvik::fio::NormalizedName(destination)) {
+            SetError(err, kFn, kAlreadyOpen, nullptr,
+                     L"Cannot copy to >%s< when it is already open", destination);
             return -1;
         }
         Ohfa_File *src = ohfa_FileOpen(source, L"r", 0, err);

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -41,6 +42,9 @@ struct EntryState {
     std::vector<std::string> path; // names below the root down to the current entry
     std::unordered_map<uint32_t, EntryPathInfo> byPosition;
     std::unordered_map<uint32_t, ChildIndex> children; // by parent position
+    // Entry records as last read or written (write-through; every raw write over one drops
+    // it). Bounded: it starts afresh when full.
+    std::map<uint32_t, Ohfa_Entry> records;
 
     void Forget() {
         valid = false;
@@ -49,6 +53,7 @@ struct EntryState {
         path.clear();
         byPosition.clear();
         children.clear();
+        records.clear();
     }
 };
 

@@ -17,8 +17,16 @@ using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
+// Entry records kept in memory at most (about 180 bytes each).
+constexpr std::size_t kMaxCachedRecords = std::size_t{1} << 18;
+
 bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_ErrorReport **err,
                const wchar_t *fn) {
+    auto &records = file->entry.records;
+    if (auto hit = records.find(position); hit != records.end()) {
+        entry = hit->second;
+        return true;
+    }
     unsigned char bytes[kEntrySize];
     if (position < kTagSize || !ReadAt(file, position, bytes, kEntrySize, err, fn) ||
         !RecordFromBytes(kEntryDesign, bytes, kEntrySize, &entry, err, fn)) {
@@ -28,6 +36,8 @@ bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_Error
     }
     entry.name[sizeof entry.name - 1] = 0;
     entry.type[sizeof entry.type - 1] = 0;
+    if (records.size() >= kMaxCachedRecords) records.clear();
+    records.emplace(position, entry);
     return true;
 }
 
@@ -35,8 +45,15 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
                 const wchar_t *fn) {
     unsigned char bytes[kEntrySize];
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
-        WriteAt(file, position, bytes, kEntrySize, err, fn))
+        WriteAt(file, position, bytes, kEntrySize, err, fn)) {
+        auto &records = file->entry.records;
+        if (records.size() >= kMaxCachedRecords) records.clear();
+        // As a reader would see it: the text items end inside their width.
+        Ohfa_Entry &kept = records[position] = entry;
+        kept.name[sizeof kept.name - 1] = 0;
+        kept.type[sizeof kept.type - 1] = 0;
         return true;
+    }
     SetError(err, fn, 31, *err, L"WriteCurrentEntry fail");
     return false;
 }

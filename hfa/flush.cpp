@@ -17,7 +17,7 @@ constexpr const wchar_t *kDictWriteFn = L"ohfa_DictionaryWrite";
 
 // What the guard's release does: the free-list cache goes to disk, then the stream.
 bool ReleasePending(Ohfa_File *file, Oerr_ErrorReport **err) {
-    if (!FlushFreeList(file, err)) return false;
+    if (!SettleEnd(file, err, L"ohfa_NextFreePos") || !FlushFreeList(file, err)) return false;
     return ofio_Flush(file->stream, err) == 0;
 }
 

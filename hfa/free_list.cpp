@@ -84,8 +84,14 @@ bool EnsureLoaded(Ohfa_File *file, bool strict, Oerr_ErrorReport **err, const wc
 
 // Makes the file end at `newEnd` by writing at most one 4-byte word of zeros, none of it
 // before the old end (growth by fewer than 4 bytes writes only the new bytes).
+// Without a mapping the word is written when the operation ends, unless a write of the
+// caller reaches the new end first (see SettleEnd): the common case costs no extra write.
 bool Extend(Ohfa_File *file, int64_t newEnd, Oerr_ErrorReport **err, const wchar_t *fn) {
     static const unsigned char kZeros[4] = {0, 0, 0, 0};
+    if (!file->mapped) {
+        file->fileEnd = newEnd;
+        return true;
+    }
     const int64_t from = std::max(file->fileEnd, newEnd - 4);
     if (WriteAt(file, from, kZeros, static_cast<long>(newEnd - from), err, fn)) return true;
     SetError(err, fn, 24, *err, L"ofio_FileWriteDirect failed");

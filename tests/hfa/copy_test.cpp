@@ -35,8 +35,7 @@ class HfaCopy : public HfaTest {
         Stats s{};
         for (int i = 0; i < 6; ++i) s.values[i] = base + i;
         Report err;
-        ASSERT_EQ(ohfa_ObjectWrite(f, at, name, nullptr, 3, &s, m_stats, &err), 0)
-            << err.Message();
+        ASSERT_EQ(ohfa_ObjectWrite(f, at, name, nullptr, 3, &s, m_stats, &err), 0) << err.Message();
     }
     void PutSeries(Ohfa_File *f, const wchar_t *at, const wchar_t *name, int n) {
         std::vector<double> v(static_cast<std::size_t>(n));
@@ -84,9 +83,9 @@ class HfaCopy : public HfaTest {
             void *bytes = ohfa_ObjectDataReadIfPresent(f, list->strings[i], 8, &count, nullptr);
             Ohfa_Entry e{};
             ohfa_EntryCurrentGet(f, &e, nullptr);
-            out[list->strings[i]] =
-                Seen{e.type, std::string(static_cast<char *>(bytes), static_cast<std::size_t>(count)),
-                     e.modTime};
+            out[list->strings[i]] = Seen{
+                e.type, std::string(static_cast<char *>(bytes), static_cast<std::size_t>(count)),
+                e.modTime};
             omsc_HeapFree(bytes);
         }
         ostr_StringListDelete(list, nullptr);
@@ -179,12 +178,12 @@ TEST_F(HfaCopy, DamagedSourceCopiesWhatCanBeReadAndReportsTheRest) {
 
     Report err;
     EXPECT_EQ(ohfa_FileCopy(Name("bad.hfa").c_str(), Name("saved.hfa").c_str(), &err), -1);
-    EXPECT_EQ(err.Message(), L"8 entries of " + Name("bad.hfa") +
-                                 L" were copied; 3 parts could not be read");
+    EXPECT_EQ(err.Message(),
+              L"8 entries of " + Name("bad.hfa") + L" were copied; 3 parts could not be read");
     EXPECT_TRUE(err.Has(L"Data of entry Trace lies outside file " + Name("bad.hfa")));
     EXPECT_TRUE(err.Has(L"Corrupt child entry (L1) of Deep detected"));
-    EXPECT_TRUE(err.Has(L"Entry at " + std::to_wstring(l2) +
-                        L" below / is reached twice (a loop)"));
+    EXPECT_TRUE(
+        err.Has(L"Entry at " + std::to_wstring(l2) + L" below / is reached twice (a loop)"));
     Ohfa_File *g = ohfa_FileOpen(Name("saved.hfa").c_str(), L"r", 0, nullptr);
     ASSERT_NE(g, nullptr);
     const auto got = Contents(g);
