@@ -438,7 +438,7 @@ void PrintTable() {
         const double om = o->bytes / o->seconds / 1e6;
         const double hm = h ? h->bytes / h->seconds / 1e6 : 0;
         std::printf("%s  orvik %9.1f  hdf5 %9.1f  ratio %.3f\n",
-                    mode[3] == 'w' ? "write" : "read ", om, hm, h ? om / hm : 0.0);
+                    mode[2] == 'w' ? "write" : "read ", om, hm, h ? om / hm : 0.0);
     }
 }
 
