@@ -60,9 +60,9 @@ long long FileBytes(const std::string &path) {
 
 // What the table at the end prints, by "side/workload/N".
 struct Figure {
-    double seconds = 0;   // CPU time of the last run
-    double records = 0;   // records it handled
-    double bytes = 0;     // file size after it (W1, W4) or bytes moved (W5)
+    double seconds = 0; // CPU time of the last run
+    double records = 0; // records it handled
+    double bytes = 0;   // file size after it (W1, W4) or bytes moved (W5)
     double bytesBefore = 0;
 };
 std::map<std::string, Figure> &Figures() {
@@ -79,10 +79,10 @@ Statistics StatsFor(int i, double shift) {
 
 const Omif_Design *StatsDesign() {
     static Omif_Design *d = omif_DesignCreateX(
-        L"Osta_Statistics", nullptr, OMIF_ITEM_DOUBLE, L"minimum", 1, OMIF_DIRECT,
-        OMIF_ITEM_DOUBLE, L"maximum", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"mean", 1, OMIF_DIRECT,
-        OMIF_ITEM_DOUBLE, L"median", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"mode", 1, OMIF_DIRECT,
-        OMIF_ITEM_DOUBLE, L"stddev", 1, OMIF_DIRECT, OMIF_ITEM_END);
+        L"Osta_Statistics", nullptr, OMIF_ITEM_DOUBLE, L"minimum", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE,
+        L"maximum", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"mean", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE,
+        L"median", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"mode", 1, OMIF_DIRECT, OMIF_ITEM_DOUBLE,
+        L"stddev", 1, OMIF_DIRECT, OMIF_ITEM_END);
     return d;
 }
 const Omif_Design *GridDesign() {
@@ -92,8 +92,8 @@ const Omif_Design *GridDesign() {
 }
 
 bool Ready() {
-    static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0 &&
-                              StatsDesign() && GridDesign();
+    static const bool ready =
+        oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0 && StatsDesign() && GridDesign();
     return ready;
 }
 
@@ -273,8 +273,8 @@ bool H5Array(const std::string &path, std::vector<float> &grid, bool write) {
     if (write) {
         const hsize_t dims[2] = {kSide, kSide};
         hid_t space = H5Screate_simple(2, dims, nullptr);
-        hid_t set = H5Dcreate2(f, "/Grid", H5T_NATIVE_FLOAT, space, H5P_DEFAULT, H5P_DEFAULT,
-                               H5P_DEFAULT);
+        hid_t set =
+            H5Dcreate2(f, "/Grid", H5T_NATIVE_FLOAT, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
         ok = set >= 0 &&
              H5Dwrite(set, H5T_NATIVE_FLOAT, H5S_ALL, H5S_ALL, H5P_DEFAULT, grid.data()) >= 0;
         if (set >= 0) H5Dclose(set);
@@ -300,7 +300,7 @@ struct Side {
     bool (*array)(const std::string &, std::vector<float> &, bool);
 };
 
-const Side kOrvik{"orvik", OrvikCreate, OrvikReadAll, OrvikRewriteAll, OrvikDeleteAndWriteAgain,
+const Side kOrvik{"orvik",   OrvikCreate, OrvikReadAll, OrvikRewriteAll, OrvikDeleteAndWriteAgain,
                   OrvikArray};
 #ifdef ORVIK_BENCH_HDF5
 const Side kHdf5{"hdf5", H5Create, H5ReadAll, H5RewriteAll, H5DeleteAndWriteAgain, H5Array};
@@ -437,8 +437,8 @@ void PrintTable() {
         if (!o) continue;
         const double om = o->bytes / o->seconds / 1e6;
         const double hm = h ? h->bytes / h->seconds / 1e6 : 0;
-        std::printf("%s  orvik %9.1f  hdf5 %9.1f  ratio %.3f\n",
-                    mode[2] == 'w' ? "write" : "read ", om, hm, h ? om / hm : 0.0);
+        std::printf("%s  orvik %9.1f  hdf5 %9.1f  ratio %.3f\n", mode[2] == 'w' ? "write" : "read ",
+                    om, hm, h ? om / hm : 0.0);
     }
 }
 

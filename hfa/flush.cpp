@@ -15,10 +15,12 @@ namespace {
 
 constexpr const wchar_t *kDictWriteFn = L"ohfa_DictionaryWrite";
 
-// What the guard's release does: the free-list cache goes to disk, then the stream.
+// What the guard's release does: the growth and the free-list cache go to the stream. The
+// stream itself is flushed by ohfa_FileFlush and the last close only: until then its buffer
+// holds an unbroken run of the latest writes, in order, so a crash still leaves the file as
+// some earlier point of the write order left it.
 bool ReleasePending(Ohfa_File *file, Oerr_ErrorReport **err) {
-    if (!SettleEnd(file, err, L"ohfa_NextFreePos") || !FlushFreeList(file, err)) return false;
-    return ofio_Flush(file->stream, err) == 0;
+    return SettleEnd(file, err, L"ohfa_NextFreePos") && FlushFreeList(file, err);
 }
 
 } // namespace
