@@ -1,7 +1,7 @@
 // Internal: the entry tree of an open HFA file - the current entry, the path stack from the
-// root down to it, the table of entries reached so far (position -> parent and name) and the
-// sibling name index ((parent, name) -> position, and each parent's last child). One thread
-// at a time, like the file record that holds it.
+// root down to it, the entry records reached so far (by position) and the sibling name index
+// ((parent, name) -> position, and each parent's last child). One thread at a time, like the file
+// record that holds it.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,6 @@
 struct Ohfa_File_;
 
 namespace orvik::hfa {
-
-struct EntryPathInfo {
-    uint32_t parent;
-    std::string name; // UTF-8, as stored
-};
 
 // The children of one parent: the first child of each name (with how many siblings carry
 // it) and the last child. Only complete indexes are kept: one walk of the sibling list builds
@@ -40,7 +35,6 @@ struct EntryState {
     uint32_t position = 0;         // of the current entry
     Ohfa_Entry record{};           // host copy of the current entry
     std::vector<std::string> path; // names below the root down to the current entry
-    std::unordered_map<uint32_t, EntryPathInfo> byPosition;
     std::unordered_map<uint32_t, ChildIndex> children; // by parent position
     // Entry records as last read or written (write-through; every raw write over one drops
     // it). Bounded: it starts afresh when full.
@@ -51,7 +45,6 @@ struct EntryState {
         position = 0;
         record = Ohfa_Entry{};
         path.clear();
-        byPosition.clear();
         children.clear();
         records.clear();
     }
@@ -67,10 +60,6 @@ bool WriteEntry(Ohfa_File_ *file, uint32_t position, const Ohfa_Entry &entry,
 // A failed or fruitless seek leaves the current entry where it was.
 long SeekEntry(Ohfa_File_ *file, long method, const wchar_t *name, Oerr_ErrorReport **err,
                const wchar_t *fn);
-
-// Records `position` (child of `parent`, called `name`) in the entry table.
-void HashEntry(EntryState &state, uint32_t position, uint32_t parent, const std::string &name);
-void UnhashEntry(EntryState &state, uint32_t position);
 
 // Keeping the sibling name index in step (child_index.cpp). A parent without an index is
 // left alone. `after` is the sibling the new entry follows (0: it became the first child).

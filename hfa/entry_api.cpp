@@ -98,7 +98,6 @@ void Become(Ohfa_File *file, uint32_t position, const Ohfa_Entry &record, bool c
         s.path.back() = name;
     s.position = position;
     s.record = record;
-    HashEntry(s, position, record.parent, name);
 }
 
 // Writes a new entry after `at` (a sibling record) and links it in: the new record first,
@@ -403,7 +402,6 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     }
     IndexRemove(s, rec.parent, at, NameOf(rec), rec.prev);
     for (const auto &[position, e] : gone) {
-        UnhashEntry(s, position);
         IndexForgetParent(s, position);
         Oerr_ErrorReport *freeErr = nullptr;
         if (!GiveSpace(file, position, kEntrySize, &freeErr, L"ohfa_FreeSpace") ||

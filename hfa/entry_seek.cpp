@@ -444,14 +444,6 @@ bool AllowedInBatch(long method) {
 
 } // namespace
 
-void HashEntry(EntryState &state, uint32_t position, uint32_t parent, const std::string &name) {
-    EntryPathInfo &info = state.byPosition[position];
-    info.parent = parent;
-    if (info.name != name) info.name = name;
-}
-
-void UnhashEntry(EntryState &state, uint32_t position) { state.byPosition.erase(position); }
-
 long SeekEntry(Ohfa_File *file, long method, const wchar_t *name, Oerr_ErrorReport **err,
                const wchar_t *fn) {
     if (method < 0 || method > 18) {
@@ -480,7 +472,6 @@ long SeekEntry(Ohfa_File *file, long method, const wchar_t *name, Oerr_ErrorRepo
     s.position = c.position;
     s.record = c.record;
     s.path = std::move(c.path);
-    HashEntry(s, s.position, s.record.parent, NameOf(s.record));
     return 1;
 }
 
