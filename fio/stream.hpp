@@ -4,7 +4,8 @@
 // I/O design (measured in bench/fio.cpp, explained in docs/fio.md): every transfer is
 // positional (pread/pwrite) at the stream's logical position, so seeking costs no system
 // call. Two small buffers sit in front of the system:
-// - a write buffer collects small writes that continue one another and is written out when
+// - a write buffer collects small writes that touch its range (continue, overlap, or end where
+//   it begins) and is written out when
 //   a write lands elsewhere, a read needs it, on flush and on close;
 // - a read buffer is filled only when a small read continues the previous one (text and
 //   character reading, sequential record reads); a small read anywhere else goes straight
