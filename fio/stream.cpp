@@ -226,7 +226,10 @@ bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, st
     // a read-buffer fill can miss them.
     if (!FlushWrites(err, fn)) return false;
 
-    bool sequential = position == m_lastReadEnd;
+    // A read that continues the previous one, or skips less than kReadAheadGap bytes after it,
+    // is a forward walk (records of a structure laid out in order, with data between them):
+    // it is served from a buffer fill.
+    bool sequential = position >= m_lastReadEnd && position - m_lastReadEnd < kReadAheadGap;
     // Part already in the read buffer.
     if (m_readLength > 0 && position >= m_readStart &&
         position < m_readStart + static_cast<std::int64_t>(m_readLength)) {

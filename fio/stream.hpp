@@ -26,6 +26,9 @@ namespace orvik::fio {
 
 // Default size of each of the two buffers (see docs/fio.md for the measurements).
 constexpr std::size_t kDefaultBufferSize = 64 * 1024;
+// A small read starting at most this far after the end of the previous one fills the read
+// buffer (a forward walk); farther away it goes straight to the system.
+constexpr std::int64_t kReadAheadGap = 1024;
 
 struct OpenMode {
     os::OpenRequest request;
