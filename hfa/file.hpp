@@ -86,7 +86,7 @@ class ErrSlot {
 };
 
 // The flush guard (see docs/hfa-format.md): the outermost holder runs the deferred work
-// (writing the free-list cache) when the guard asks for it on leaving.
+// (settling the file's growth) when the guard asks for it on leaving.
 class GuardScope {
   public:
     explicit GuardScope(Ohfa_File *file);

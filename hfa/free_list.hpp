@@ -3,7 +3,7 @@
 // On disk the free space is a singly linked list of 8-byte nodes (next, size), one at the
 // start of every free block, in increasing order of position; the header's freeList item is
 // the head. While a file is open the list is held here, loaded at the first allocation or
-// release and written back when the flush guard is released (flush, close). Crash safety
+// release and written back by a flush (ohfa_FileFlush, close). Crash safety
 // rests on two rules (docs/hfa-format.md, "Write order"):
 //   1. Before a block that the on-disk list may name is handed out, the header is rewritten
 //      with an empty list (freeList 0). From then on the disk names no free space at all, so
