@@ -119,6 +119,9 @@ bool RecordFromBytes(const wchar_t *design, const unsigned char *bytes, long siz
 // Raw transfers that keep the record's file end up to date.
 bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
              Oerr_ErrorReport **err, const wchar_t *fn);
+// Bookkeeping of a write made to the stream directly: the file's end and the cached entry
+// records the bytes overlap.
+void NoteWritten(Ohfa_File *file, int64_t position, int64_t count);
 // Growth of the file is written lazily: the allocator moves fileEnd, and the first write
 // that reaches the new end makes it real. Before an operation ends (and at every flush),
 // this writes the last bytes of whatever growth no write reached yet.

@@ -96,6 +96,11 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
         SetError(err, fn, 7, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
         return false;
     }
+    NoteWritten(file, position, count);
+    return true;
+}
+
+void NoteWritten(Ohfa_File *file, int64_t position, int64_t count) {
     if (position + count > file->fileEnd) file->fileEnd = position + count;
     if (position + count > file->writtenEnd) file->writtenEnd = position + count;
     file->changed = true;
@@ -104,7 +109,6 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
     auto it = records.lower_bound(
         position >= kEntrySize ? static_cast<uint32_t>(position - kEntrySize + 1) : 0);
     while (it != records.end() && it->first < position + count) it = records.erase(it);
-    return true;
 }
 
 bool SettleEnd(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
