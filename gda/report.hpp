@@ -48,6 +48,7 @@ enum ReportNumber : long {
     kClipEmptyRange = 4,
     // ogda_BaseDataSetBoth
     kSetNoArgument = 1,
+    kSetNotSquare = 2, // a diagonal of a matrix that is not square
     kSetBadIndex = 3,
     kSetBadRegion = 4,
     // ogda_BaseDataPrint
@@ -60,7 +61,8 @@ enum ReportNumber : long {
     kStackArgs = 3,
     kStackPtrNoSpace = 1,
     kStackPtrArgs = 2,
-    // ogda_BaseDataStackCopy, ...Derived, ...DerivedFromDataLayer, ...Print, ...SetScalar, ...SetZero
+    // ogda_BaseDataStackCopy, ...Derived, ...DerivedFromDataLayer, ...Print, ...SetScalar,
+    // ...SetZero
     kStackNoStack = 1, // null stack or layer argument
     kStackCountMismatch = 2,
     kStackCopyLayerFailed = 3,

@@ -80,7 +80,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
         }
         case OGDA_REGION_DIAGONAL: {
             if (object->numrows != object->numcolumns) {
-                SetError(err, fn, 2, nullptr, nullptr);
+                SetError(err, fn, kSetNotSquare, nullptr, nullptr);
                 return nullptr;
             }
             auto *element = static_cast<unsigned char *>(object->data);

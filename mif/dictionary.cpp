@@ -230,7 +230,7 @@ ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
     static const wchar_t *const kName = L"omif_DictionaryAddDesign";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
         if (!dictionary || !design) {
-            SetError(err, kName, 1, nullptr,
+            SetError(err, kName, kDictionaryNoArgument, nullptr,
                      dictionary ? L"NULL design" : L"NULL dictionary pointer");
             return nullptr;
         }

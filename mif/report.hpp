@@ -15,7 +15,7 @@ enum ReportNumber : long {
     kDecodeDesignFailed = 1,
     kDecodeMissingDesign = 2,
     kDecodeSizesFailed = 3,
-    kDecodeReadFailed = 8, // any step: the reader failed
+    kDecodeReadFailed = 8,    // any step: the reader failed
     kDecodeUnexpectedEnd = 9, // any step
     kDecodeBadCount = 1,
     kDecodeCountTooLarge = 2,
@@ -30,7 +30,8 @@ enum ReportNumber : long {
     kDecodeItemNameFailed = 3,
     kDecodeInlineDesignFailed = 4,
     kDecodeEnumCountFailed = 5,
-    // Dictionary text encoding: omif_DictionaryEncode and its steps (omif_EncodeDesign, omif_EncodeItem)
+    // Dictionary text encoding: omif_DictionaryEncode and its steps (omif_EncodeDesign,
+    // omif_EncodeItem)
     kEncodeDesignFailed = 1,
     kEncodeNoDesign = 1,
     kEncodeNoDesignName = 2,
@@ -50,6 +51,7 @@ enum ReportNumber : long {
     kDictionaryCodecFailed = 2,
     kDictionaryStringCodecFailed = 3,
     // Dictionaries: omif_DictionaryAddDesign and its kin, omif_DictionarySearchByName
+    kDictionaryNoArgument = 1,
     kDictionaryUnnamedDesign = 2,
     kDictionarySizesFailed = 3,
     kSearchNoName = 1,
@@ -69,7 +71,8 @@ enum ReportNumber : long {
     kLayoutUnknownType = 4,
     kLayoutBadCount = 5,
     kLayoutTooLarge = 6,
-    // Built-in designs: omif_BuiltinDictionaryGet, omif_BuiltinDesignFetch, omif_StandardDesignFetch
+    // Built-in designs: omif_BuiltinDictionaryGet, omif_BuiltinDesignFetch,
+    // omif_StandardDesignFetch
     kBuiltinNoSet = 1,
     kBuiltinCreateFailed = 2,
     kBuiltinDeclaredTwice = 3,
@@ -102,8 +105,9 @@ enum ReportNumber : long {
     kBaseBadHostDimensions = 3,
     kBaseNoData = 4,
     kBaseUnstorableLayout = 6,
-    // Records: omif_ObjectAllocate, omif_NewObject, omif_ObjectSize, omif_ObjectFree, omif_FreeObject,
-    // omif_ObjectItemsFree, omif_ObjectCopy, omif_ObjectItemsCopy, omif_ObjectItemValueGet/Set
+    // Records: omif_ObjectAllocate, omif_NewObject, omif_ObjectSize, omif_ObjectFree,
+    // omif_FreeObject, omif_ObjectItemsFree, omif_ObjectCopy, omif_ObjectItemsCopy,
+    // omif_ObjectItemValueGet/Set
     kAllocateNoMemory = 1, // its own text "No memory"
     kNewObjectFailed = 1,
     kObjectNoDesign = 1,
