@@ -6,6 +6,7 @@
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "core/utf8.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -48,7 +49,7 @@ ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorR
     Oerr_ErrorReport **err = slot.get();
     return Guarded<Ohfa_EntryPosition *>(err, kFn, nullptr, [&]() -> Ohfa_EntryPosition * {
         if (!file) {
-            SetError(err, kFn, 1, nullptr, L"Null file parameter");
+            SetError(err, kFn, kPositionNoFile, nullptr, L"Null file parameter");
             return nullptr;
         }
         if (!HaveCurrent(file, err, kFn)) return nullptr;
@@ -73,21 +74,22 @@ ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file) {
-            SetError(err, kFn, 1, nullptr, L"Null file parameter");
+            SetError(err, kFn, kPositionNoFile, nullptr, L"Null file parameter");
             return -1;
         }
         if (!position || !position->path) {
-            SetError(err, kFn, 2, nullptr, L"Null position parameter");
+            SetError(err, kFn, kPositionNoPosition, nullptr, L"Null position parameter");
             return -1;
         }
         // By path, so that a position survives entries moving around it.
         const long r = SeekEntry(file, 8, position->path, err, kFn);
         if (r < 0) {
-            SetError(err, kFn, 3, *err, L"Cannot find entry position");
+            SetError(err, kFn, kPositionNotFound, *err, L"Cannot find entry position");
             return -1;
         }
         if (r == 0) {
-            SetError(err, kFn, 4, nullptr, L"Couldn't find entry %s", position->path);
+            SetError(err, kFn, kPositionNoEntry, nullptr, L"Couldn't find entry %s",
+                     position->path);
             return -1;
         }
         return 0;
@@ -131,7 +133,7 @@ ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
         if (!CheckFile(file, kFn, err)) return 0;
         Ohfa_EntryPosition *saved = ohfa_EntryPositionGet(file, err);
         if (!saved) {
-            SetError(err, kFn, 2, *err, L"ohfa_EntryPositionGet failed");
+            SetError(err, kFn, kPeekPositionFailed, *err, L"ohfa_EntryPositionGet failed");
             return 0;
         }
         const long found = SeekEntry(file, method, name, err, kFn);
@@ -152,7 +154,7 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
         if (!CheckFile(file, kFn, err)) return nullptr;
         const wchar_t *start = startNode ? startNode : L"/";
         if (SeekEntry(file, 8, start, err, kFn) <= 0) {
-            SetError(err, kFn, 2, *err, L"Could not find starting node \"%s\"", start);
+            SetError(err, kFn, kListNoStart, *err, L"Could not find starting node \"%s\"", start);
             return nullptr;
         }
         ostr_StringList *list = ostr_StringListCreate(0, err);
@@ -177,7 +179,9 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
                     break;
             }
         }
-        if (r > 0) SetError(err, kFn, 3, nullptr, L"The entry tree below %s does not end", start);
+        if (r > 0)
+            SetError(err, kFn, kListEndless, nullptr, L"The entry tree below %s does not end",
+                     start);
         if (r != 0) {
             ostr_StringListDelete(list, nullptr);
             return nullptr;
