@@ -1,5 +1,5 @@
 // Internal: report numbers of the bin functions, one group per function, counted in the order
-// each function's checks meet them; 5 is always the conventional "Out of memory".
+// each function's checks meet them. An exhausted heap is 5 "Out of memory" (SetOutOfMemory).
 #pragma once
 
 #include <orvik/oerr.h>

@@ -1,7 +1,7 @@
 // Internal: report numbers of the raster-data module. Numbers are failure points of one
 // function, counted in the order its checks meet them, so each group below belongs to one
-// function (or one family of functions that check alike); 5 is always the conventional
-// "Out of memory" (core/guard.hpp SetOutOfMemory).
+// function (or one family of functions that check alike). An exhausted heap is 5 "Out of
+// memory" (core/guard.hpp SetOutOfMemory) unless the function names its own text.
 #pragma once
 
 #include <orvik/oerr.h>

@@ -1,8 +1,8 @@
 // Internal: report numbers of the HFA module. Numbers count failure points in the order a
 // function meets them; the steps shared by many functions (readiness, fixed records, the disk
 // header, free space, seeking, entry writing) keep numbers of their own ranges so that a report
-// names the step whatever function it served. 5 is the conventional "Out of memory" wherever
-// a function does not name its own text.
+// names the step whatever function it served. An exhausted heap is 5 "Out of memory"
+// (core/guard.hpp SetOutOfMemory) unless the function names its own text.
 #pragma once
 
 #include <orvik/oerr.h>
@@ -147,7 +147,8 @@ enum ReportNumber : long {
     kPositionNotFound = 3,
     kListEndless = 3,
     kPositionNoEntry = 4,
-    // Objects: ohfa_ObjectWrite, ...DataWrite, ...Read, ...ReadIfPresent, ...DataReadIfPresent, ...Delete
+    // Objects: ohfa_ObjectWrite, ...DataWrite, ...Read, ...ReadIfPresent, ...DataReadIfPresent,
+    // ...Delete
     kObjectOldBlockKept = 0, // message
     kObjectSeekFailed = 1,
     kObjectEntryWriteFailed = 2,

@@ -1,7 +1,8 @@
 // Internal: report numbers of the MIF module. Numbers count a function's failure points in the
 // order it meets them, so each group below belongs to one function or to a family that checks
-// alike (a step reports under its own name: "omif_DecodeItem", "omif_MIFtoShort", ...); 5 is
-// always the conventional "Out of memory" (core/guard.hpp SetOutOfMemory).
+// alike (a step reports under its own name: "omif_DecodeItem", "omif_MIFtoShort", ...). An
+// exhausted heap is 5 "Out of memory" (core/guard.hpp SetOutOfMemory) unless the function
+// names its own text.
 #pragma once
 
 #include <orvik/oerr.h>

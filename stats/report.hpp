@@ -1,6 +1,7 @@
 // Internal: report numbers of the statistics, histogram, colour-table and lookup-table
 // functions. Numbers count a function's failure points in order, so each group belongs to one
-// function or to a family that checks alike; 5 is always the conventional "Out of memory".
+// function or to a family that checks alike. An exhausted heap is 5 "Out of memory"
+// (core/guard.hpp SetOutOfMemory).
 #pragma once
 
 #include <orvik/oerr.h>
