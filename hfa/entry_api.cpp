@@ -65,7 +65,7 @@ bool SetText(char *dst, std::size_t width, const wchar_t *text) {
 
 bool CheckEntryFile(Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (!CheckFile(file, fn, err)) return false;
-    if (!file->entry.valid && SeekEntry(file, 0, nullptr, err, fn) < 0) return false;
+    if (!file->entry.valid && SeekEntry(file, OHFA_SEEK_ROOT, nullptr, err, fn) < 0) return false;
     return true;
 }
 
@@ -190,8 +190,8 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
             return -1;
         }
         if (s.record.child != 0) {
-            if (SeekEntry(file, 5, nullptr, err, fn) < 0 ||
-                SeekEntry(file, 3, nullptr, err, fn) < 0)
+            if (SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, fn) < 0 ||
+                SeekEntry(file, OHFA_SEEK_LAST, nullptr, err, fn) < 0)
                 return -1;
             Ohfa_Entry pred = s.record;
             uint32_t position = 0;
@@ -278,7 +278,7 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
     }
     const EntryState kept = s;
     auto restore = [&] { s = kept; };
-    const long found = SeekEntry(file, 8, toPath, err, fn);
+    const long found = SeekEntry(file, OHFA_SEEK_PATH, toPath, err, fn);
     if (found <= 0) {
         restore();
         if (found == 0)
@@ -300,7 +300,7 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         up = e.parent;
     }
     const std::wstring wideName = orvik::text::Utf8ToWideLossy(name);
-    if (SeekEntry(file, 10, wideName.c_str(), err, fn) != 0) {
+    if (SeekEntry(file, OHFA_SEEK_CHILD_NAMED, wideName.c_str(), err, fn) != 0) {
         restore();
         SetError(
             err, fn, kMoveExists, nullptr, L"%s|Node already exists for file %s",
@@ -338,7 +338,9 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         if (!WriteEntry(file, target, parent, err, fn)) return -1;
     }
     s.Forget();
-    return SeekEntry(file, 18, std::to_wstring(at).c_str(), err, fn) > 0 ? 0 : -1;
+    return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(at).c_str(), err, fn) > 0
+               ? 0
+               : -1;
 }
 
 // Deletes the current entry with everything below it. Links are rewritten first, the space

@@ -35,7 +35,7 @@ wchar_t *HeapCopy(const std::wstring &text) {
 
 // Makes sure there is a current entry (the root when none was reached yet).
 bool HaveCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
-    return file->entry.valid || SeekEntry(file, 0, nullptr, err, fn) > 0;
+    return file->entry.valid || SeekEntry(file, OHFA_SEEK_ROOT, nullptr, err, fn) > 0;
 }
 
 } // namespace
@@ -82,7 +82,7 @@ ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *
             return -1;
         }
         // By path, so that a position survives entries moving around it.
-        const long r = SeekEntry(file, 8, position->path, err, kFn);
+        const long r = SeekEntry(file, OHFA_SEEK_PATH, position->path, err, kFn);
         if (r < 0) {
             SetError(err, kFn, kPositionNotFound, *err, L"Cannot find entry position");
             return -1;
@@ -120,7 +120,10 @@ ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
-        return SeekEntry(file, 18, std::to_wstring(position).c_str(), err, kFn) > 0 ? 0 : -1;
+        return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(position).c_str(), err,
+                         kFn) > 0
+                   ? 0
+                   : -1;
     });
 }
 
@@ -153,7 +156,7 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
     return Guarded<ostr_StringList *>(err, kFn, nullptr, [&]() -> ostr_StringList * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         const wchar_t *start = startNode ? startNode : L"/";
-        if (SeekEntry(file, 8, start, err, kFn) <= 0) {
+        if (SeekEntry(file, OHFA_SEEK_PATH, start, err, kFn) <= 0) {
             SetError(err, kFn, kListNoStart, *err, L"Could not find starting node \"%s\"", start);
             return nullptr;
         }
@@ -162,17 +165,17 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
         // Preorder below the start node, bounded like every walk of the tree.
         const std::size_t depth = file->entry.path.size();
         const int64_t bound = file->fileEnd / kEntrySize + 1;
-        long r = SeekEntry(file, 5, nullptr, err, kFn);
+        long r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, kFn);
         for (int64_t steps = 0; r > 0 && steps <= bound; ++steps) {
             if (!ostr_StringListAppend(list, CurrentPath(file->entry).c_str(), err) || *err) {
                 ostr_StringListDelete(list, nullptr);
                 return nullptr;
             }
-            r = SeekEntry(file, 5, nullptr, err, kFn);
+            r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, kFn);
             while (r == 0) {
-                r = SeekEntry(file, 1, nullptr, err, kFn);
+                r = SeekEntry(file, OHFA_SEEK_NEXT, nullptr, err, kFn);
                 if (r != 0 || file->entry.path.size() <= depth + 1) break;
-                r = SeekEntry(file, 6, nullptr, err, kFn);
+                r = SeekEntry(file, OHFA_SEEK_PARENT, nullptr, err, kFn);
                 if (r > 0)
                     r = 0;
                 else

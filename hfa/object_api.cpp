@@ -68,7 +68,7 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
                  long writePosition, int64_t size, bool rawRule, WriteData &&writeData,
                  Oerr_ErrorReport **err, const wchar_t *fn) {
     if (nodePath) {
-        const long found = SeekEntry(file, 8, nodePath, err, fn);
+        const long found = SeekEntry(file, OHFA_SEEK_PATH, nodePath, err, fn);
         if (found <= 0) {
             if (rawRule && found == 0)
                 SetError(err, fn, kObjectSeekFailed, nullptr, L"nodePath %s not found", nodePath);
