@@ -17,6 +17,7 @@
 #include "fio/path.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 #include "mif/dictionary.hpp"
 
 using orvik::core::Guarded;
@@ -24,19 +25,6 @@ using orvik::core::SetError;
 using namespace orvik::hfa;
 
 namespace {
-
-enum CopyReport : long {
-    kBadArgument = 1,
-    kSourceMissing = 2,
-    kTargetMissing = 3,
-    kExists = 4,
-    kUnreadable = 5,
-    kWriteFailed = 6,
-    kAlreadyOpen = 7,
-    kOpenFailed = 8,
-    kCloseFailed = 9,
-    kProblem = 10
-};
 
 std::string NameOf(const char *text, std::size_t width) {
     return std::string(text, strnlen(text, width));
@@ -71,7 +59,7 @@ class Problems {
     template <class... Args>
     void Add(const wchar_t *fn, Oerr_ErrorReport *cause, const wchar_t *format, Args... args) {
         oerr_DeleteErrorReportEx(&cause); // the problem's own message says what failed
-        SetError(&m_chain, fn, kProblem, m_chain, format, args...);
+        SetError(&m_chain, fn, kCopyProblem, m_chain, format, args...);
         ++m_count;
     }
     long Count() const { return m_count; }
@@ -167,7 +155,7 @@ bool CarryDesigns(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes
             continue;
         }
         if (!ohfa_FileDictionaryAddDesign(dst, design, err)) {
-            SetError(err, fn, kWriteFailed, *err, L"ohfa_FileDictionaryAddDesign failed");
+            SetError(err, fn, kCopyWriteFailed, *err, L"ohfa_FileDictionaryAddDesign failed");
             return false;
         }
     }
@@ -177,7 +165,8 @@ bool CarryDesigns(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes
 // Makes the entry at `position` the target's current one.
 bool MakeCurrent(Ohfa_File *dst, uint32_t position, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (dst->entry.valid && dst->entry.position == position) return true;
-    return SeekEntry(dst, 18, std::to_wstring(position).c_str(), err, fn) > 0;
+    return SeekEntry(dst, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(position).c_str(), err, fn) >
+           0;
 }
 
 // Writes the collected entries below `targetParent` in the target; returns how many were
@@ -206,7 +195,7 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
         uint32_t &last = lastChild[static_cast<std::size_t>(n.parent + 1)];
         const long where = last ? OHFA_WRITE_AFTER : OHFA_WRITE_LAST_CHILD;
         if (!MakeCurrent(dst, last ? last : parent, err, fn)) {
-            SetError(err, fn, kWriteFailed, *err, L"Cannot return to the copy of %s",
+            SetError(err, fn, kCopyWriteFailed, *err, L"Cannot return to the copy of %s",
                      Wide(n.record.name, sizeof n.record.name).c_str());
             return -1;
         }
@@ -216,7 +205,7 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
         if (ohfa_ObjectDataWrite(dst, nullptr, name.c_str(), type.empty() ? nullptr : type.c_str(),
                                  where, static_cast<long>(bytes.size()),
                                  bytes.empty() ? nullptr : bytes.data(), err) != 0) {
-            SetError(err, fn, kWriteFailed, *err, L"Cannot write the copy of %s", name.c_str());
+            SetError(err, fn, kCopyWriteFailed, *err, L"Cannot write the copy of %s", name.c_str());
             return -1;
         }
         // The copy keeps the time of the original's last change.
@@ -236,7 +225,7 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
 long Finish(long done, Problems &problems, Oerr_ErrorReport **err, const wchar_t *fn,
             const std::wstring &source) {
     if (done < 0 || problems.Count() == 0) return done;
-    SetError(err, fn, kUnreadable, problems.Take(),
+    SetError(err, fn, kCopyUnreadable, problems.Take(),
              L"%ld entries of %s were copied; %ld parts could not be read", done, source.c_str(),
              problems.Count());
     return -1;
@@ -248,7 +237,7 @@ long CopyFile(Ohfa_File *src, Ohfa_File *dst, Oerr_ErrorReport **err, const wcha
     Ohfa_Entry root{};
     Oerr_ErrorReport *readErr = nullptr;
     if (!ReadEntry(src, src->header.rootEntryPtr, root, &readErr, fn)) {
-        SetError(err, fn, kUnreadable, readErr, L"Couldn't locate root");
+        SetError(err, fn, kCopyUnreadable, readErr, L"Couldn't locate root");
         return -1;
     }
     std::vector<Node> nodes;
@@ -260,18 +249,18 @@ long CopyFile(Ohfa_File *src, Ohfa_File *dst, Oerr_ErrorReport **err, const wcha
     // The dictionary moves now, while the file is still small: the entries written next
     // fill the block it leaves, so the copy ends with at most a sliver of it free.
     if (ohfa_FileFlush(dst, err) != 0) {
-        SetError(err, fn, kWriteFailed, *err, L"ohfa_FileFlush failed");
+        SetError(err, fn, kCopyWriteFailed, *err, L"ohfa_FileFlush failed");
         return -1;
     }
     // The root is rewritten in place; its children follow it.
     std::vector<unsigned char> bytes;
     ReadData(src, root, bytes, problems, fn);
     const std::wstring type = Wide(root.type, sizeof root.type);
-    if (SeekEntry(dst, 0, nullptr, err, fn) <= 0 ||
+    if (SeekEntry(dst, OHFA_SEEK_ROOT, nullptr, err, fn) <= 0 ||
         ohfa_ObjectDataWrite(dst, nullptr, nullptr, type.empty() ? nullptr : type.c_str(),
                              OHFA_WRITE_CURRENT, static_cast<long>(bytes.size()),
                              bytes.empty() ? nullptr : bytes.data(), err) != 0) {
-        SetError(err, fn, kWriteFailed, *err, L"Cannot write the root of the copy");
+        SetError(err, fn, kCopyWriteFailed, *err, L"Cannot write the root of the copy");
         return -1;
     }
     const long done = WriteNodes(src, dst, nodes, dst->header.rootEntryPtr, problems, err, fn);
@@ -300,31 +289,31 @@ ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohf
             !CheckWritable(target, kFn, err))
             return -1;
         if (!sourcePath || !targetPath) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Null node path");
+            SetError(err, kFn, kCopyBadArgument, nullptr, L"Null node path");
             return -1;
         }
         GuardScope sourceGuard(source);
         GuardScope targetGuard(target);
-        const long found = SeekEntry(source, 8, sourcePath, err, kFn);
+        const long found = SeekEntry(source, OHFA_SEEK_PATH, sourcePath, err, kFn);
         if (found <= 0 || source->entry.record.parent == 0) {
-            SetError(err, kFn, kSourceMissing, found < 0 ? *err : nullptr,
+            SetError(err, kFn, kCopySourceMissing, found < 0 ? *err : nullptr,
                      found == 0 ? L"%s|Node not found" : L"Invalid source path %s", sourcePath);
             return -1;
         }
         const uint32_t from = source->entry.position;
         const Ohfa_Entry top = source->entry.record;
-        const long there = SeekEntry(target, 8, targetPath, err, kFn);
+        const long there = SeekEntry(target, OHFA_SEEK_PATH, targetPath, err, kFn);
         if (there <= 0) {
-            SetError(err, kFn, kTargetMissing, there < 0 ? *err : nullptr, L"%s|Node not found",
+            SetError(err, kFn, kCopyTargetMissing, there < 0 ? *err : nullptr, L"%s|Node not found",
                      targetPath);
             return -1;
         }
         const uint32_t parent = target->entry.position;
         const std::wstring name = Wide(top.name, sizeof top.name);
-        const long clash = SeekEntry(target, 10, name.c_str(), err, kFn);
+        const long clash = SeekEntry(target, OHFA_SEEK_CHILD_NAMED, name.c_str(), err, kFn);
         if (clash != 0) {
             const std::wstring base = std::wstring(targetPath) == L"/" ? L"" : targetPath;
-            SetError(err, kFn, kExists, clash < 0 ? *err : nullptr,
+            SetError(err, kFn, kCopyExists, clash < 0 ? *err : nullptr,
                      L"%s|Node already exists for file %s", (base + L"/" + name).c_str(),
                      target->name.c_str());
             return -1;
@@ -337,7 +326,7 @@ ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohf
         const long done = WriteNodes(source, target, nodes, parent, problems, err, kFn);
         Oerr_ErrorReport *late = nullptr;
         if (!targetGuard.Leave(&late) && done >= 0) {
-            SetError(err, kFn, kWriteFailed, late, L"freeListCacheFlush failed");
+            SetError(err, kFn, kCopyWriteFailed, late, L"freeListCacheFlush failed");
             return -1;
         }
         PrintAndDelete(late);
@@ -353,25 +342,25 @@ ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckReady(kFn, true, err)) return -1;
         if (!source || !destination) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Null file name");
+            SetError(err, kFn, kCopyBadArgument, nullptr, L"Null file name");
             return -1;
         }
         Oerr_ErrorReport *openErr = nullptr;
         const bool open = ohfa_FileIsOpen(destination, &openErr) != OMSC_FALSE;
         oerr_DeleteErrorReportEx(&openErr);
         if (open || orvik::fio::NormalizedName(source) == orvik::fio::NormalizedName(destination)) {
-            SetError(err, kFn, kAlreadyOpen, nullptr,
+            SetError(err, kFn, kCopyAlreadyOpen, nullptr,
                      L"Cannot copy to >%s< when it is already open", destination);
             return -1;
         }
         Ohfa_File *src = ohfa_FileOpen(source, L"r", 0, err);
         if (!src) {
-            SetError(err, kFn, kOpenFailed, *err, L"Cannot open %s", source);
+            SetError(err, kFn, kCopyOpenFailed, *err, L"Cannot open %s", source);
             return -1;
         }
         Ohfa_File *dst = ohfa_FileCreate(destination, src->cacheArg, err);
         if (!dst) {
-            SetError(err, kFn, kOpenFailed, *err, L"Cannot create %s", destination);
+            SetError(err, kFn, kCopyOpenFailed, *err, L"Cannot create %s", destination);
             Oerr_ErrorReport *closeErr = nullptr;
             if (ohfa_FileClose(src, &closeErr) != 0) PrintAndDelete(closeErr);
             return -1;
@@ -386,7 +375,7 @@ ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
         if (ohfa_FileClose(src, &closeErr) != 0) PrintAndDelete(closeErr);
         if (ohfa_FileClose(dst, &closeErr) != 0) {
             if (done >= 0 || !*err) {
-                SetError(err, kFn, kCloseFailed, closeErr, L"Cannot close %s", destination);
+                SetError(err, kFn, kCopyCloseFailed, closeErr, L"Cannot close %s", destination);
                 return -1;
             }
             PrintAndDelete(closeErr);
