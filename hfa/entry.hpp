@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -52,5 +53,15 @@ long SeekEntry(Ohfa_File_ *file, long method, const wchar_t *name, Oerr_ErrorRep
 // Records `position` (child of `parent`, called `name`) in the entry table.
 void HashEntry(EntryState &state, uint32_t position, uint32_t parent, const std::string &name);
 void UnhashEntry(EntryState &state, uint32_t position);
+
+// Node path of the current entry ("/" for the root).
+std::wstring CurrentPath(const EntryState &state);
+
+// Makes every entry below the node `startNode` (null: the root; the node itself too when
+// `withStart`) current in turn, in preorder, and calls `visit`, which stops the walk by
+// returning false. The walk is bounded; a tree that does not end is reported. True when it
+// ended; the current entry is then wherever the walk left it.
+bool WalkBelow(Ohfa_File_ *file, const wchar_t *startNode, bool withStart,
+               const std::function<bool()> &visit, Oerr_ErrorReport **err, const wchar_t *fn);
 
 } // namespace orvik::hfa

@@ -40,23 +40,41 @@ R Finish(GuardScope &guard, R result, bool ok, Oerr_ErrorReport **err, const wch
 }
 
 // Chooses the data block of the current entry for `size` bytes. `keep` says whether the
-// current block may be kept. A failure to free the old block is only printed.
+// current block may be kept. A block that is given up is returned only after the entry
+// names its successor (FreeOldBlock), so the new data can never land on the old bytes.
 uint32_t DataPosition(Ohfa_File *file, long writePosition, int64_t size, bool keep,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     const Ohfa_Entry &current = file->entry.record;
     if (writePosition == 0 && current.data != 0 && keep) return current.data;
-    if (writePosition == 0 && current.data != 0 && current.dataSize > 0) {
-        Oerr_ErrorReport *freeErr = nullptr;
-        if (!GiveSpace(file, current.data, current.dataSize, &freeErr, L"ohfa_FreeSpace")) {
-            Oerr_ErrorReport *wrapped = oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, freeErr,
-                                                               L"The old data block stays unused");
-            PrintAndDelete(wrapped);
-        }
-    }
     if (size == 0) return 0;
     const uint32_t position = TakeSpace(file, size, err, L"ohfa_NextFreePos");
     if (position == 0) SetError(err, fn, 3, *err, L"ohfa_NextFreePos failed");
     return position;
+}
+
+// Returns the block an entry no longer names. A failure only leaks it and is printed.
+void FreeOldBlock(Ohfa_File *file, uint32_t data, int32_t size) {
+    if (data == 0 || size <= 0) return;
+    Oerr_ErrorReport *freeErr = nullptr;
+    if (!GiveSpace(file, data, size, &freeErr, L"ohfa_FreeSpace")) {
+        Oerr_ErrorReport *wrapped = oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, freeErr,
+                                                           L"The old data block stays unused");
+        PrintAndDelete(wrapped);
+    }
+}
+
+// A design only this handle knows would make an entry of that type damage after a crash:
+// the stored dictionary takes it before any entry names it (unless flushes are told not to
+// write the dictionary).
+bool StoreDictionary(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!file->dictionaryModified || file->readOnly || (file->optionFlags & kFlagNotFlushedOnWrite))
+        return true;
+    if (!WriteDictionary(file, err)) {
+        SetError(err, fn, 7, *err, L"ohfa_DictionaryWrite failed");
+        return false;
+    }
+    file->dictionaryModified = false;
+    return true;
 }
 
 // The common body of the two writers: seek, write the entry, place and write the data
@@ -85,6 +103,8 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
     const uint32_t position = DataPosition(file, writePosition, size, keep, err, fn);
     if (size > 0 && position == 0) return false;
     if (size > 0 && !writeData(position)) return false;
+    const uint32_t oldData = writePosition == 0 && position != current.data ? current.data : 0;
+    const int32_t oldSize = current.dataSize;
     Ohfa_Entry rec = current;
     rec.data = position;
     rec.dataSize = static_cast<int32_t>(size);
@@ -94,6 +114,7 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
         return false;
     }
     file->entry.record = rec;
+    FreeOldBlock(file, oldData, oldSize);
     return true;
 }
 
@@ -141,7 +162,8 @@ ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const 
         bool ok = size >= 0;
         if (!ok) SetError(err, kFn, 3, *err, L"omif_ObjectSize failed");
         // The file stays self-describing: the design goes into its dictionary.
-        ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr;
+        ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr &&
+             StoreDictionary(file, err, kFn);
         ok = ok && WriteObject(
                        file, nodePath, name, typeName ? typeName : design->name, writePosition,
                        size, false,
