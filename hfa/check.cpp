@@ -15,6 +15,7 @@
 #include "core/utf8.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/link_journal.hpp"
 #include "hfa/stored_data.hpp"
 #include "mif/codec.hpp"
 #include "mif/dictionary.hpp"
@@ -156,6 +157,9 @@ bool Checker::Header() {
     if (m_headerPtr > kTagSize && m_headerPtr <= kNewHeaderPtr)
         Claim(kTagSize, m_headerPtr - kTagSize, L"the reserved bytes after the tag");
     Claim(m_headerPtr, kHeaderSize, L"the header");
+    if (JournalPending(m_file))
+        Problem(L"Links: a pair of link writes was interrupted; the next open for update "
+                L"completes it");
     if (m_header.version <= 0)
         Problem(L"Header: version " + Num(m_header.version) + L" is not a format version");
     if (m_header.entryHeaderLength != static_cast<int16_t>(kEntrySize))
@@ -345,7 +349,9 @@ void Checker::Data(std::size_t index, const Ohfa_Entry &e) {
         Problem(label + L": its data does not decode as " + wtype + L": " + why);
         return;
     }
-    if (consumed != e.dataSize)
+    // A record shorter than its block is sound: an in-place rewrite by a smaller object
+    // leaves the tail of the block unused until the entry is rewritten.
+    if (consumed > e.dataSize)
         Problem(label + L": its data decodes as " + wtype + L" in " + Num(consumed) + L" of " +
                 Num(e.dataSize) + L" bytes");
 }

@@ -10,6 +10,7 @@
 #include "core/guard.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/link_journal.hpp"
 #include "mif/codec.hpp"
 #include "mif/dictionary.hpp"
 
@@ -125,7 +126,8 @@ bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) 
     file->headerPtr = tag.headerPtr;
     file->header = header;
     file->freeList.Reset(header.freeList);
-    return true;
+    // A pair of link writes that a crash interrupted is completed before anything else.
+    return JournalComplete(file, err, fn);
 }
 
 bool WriteNewHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
