@@ -90,7 +90,8 @@ bool JournalComplete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn)
             return false;
         }
     }
-    if (!sound) Warn(fn, 63, L"Link journal of file %s names places outside it", file->name.c_str());
+    if (!sound)
+        Warn(fn, 63, L"Link journal of file %s names places outside it", file->name.c_str());
     return JournalEnd(file, err, fn);
 }
 

@@ -27,8 +27,8 @@ constexpr uint32_t kNextField = 0, kPrevField = 4, kChildField = 12;
 
 // Records the writes about to be made (at most two). Files whose header does not lie at 64
 // have no journal space: nothing is written and the call succeeds.
-bool JournalBegin(Ohfa_File_ *file, std::initializer_list<LinkWrite> writes,
-                  Oerr_ErrorReport **err, const wchar_t *fn);
+bool JournalBegin(Ohfa_File_ *file, std::initializer_list<LinkWrite> writes, Oerr_ErrorReport **err,
+                  const wchar_t *fn);
 // Clears the record once the writes are done.
 bool JournalEnd(Ohfa_File_ *file, Oerr_ErrorReport **err, const wchar_t *fn);
 // At open for update: makes a recorded pair's writes (again) and clears the record. A record

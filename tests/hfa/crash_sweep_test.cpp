@@ -69,8 +69,10 @@ class Session {
         }
         Flush();
         for (int i = 0; i < kLayers; i += 3) {
-            if (i % 2 == 0) WriteSeries(i, 12 + i % 5, 0); // larger: moves
-            else WriteSeries(i, 1, 0);                     // smaller: in place
+            if (i % 2 == 0)
+                WriteSeries(i, 12 + i % 5, 0); // larger: moves
+            else
+                WriteSeries(i, 1, 0); // smaller: in place
         }
         for (int i = 1; i < kLayers; i += 8) WriteSix(i, 0);
         for (int i = 6; i < kLayers; i += 12) Delete(Layer(i) + L"/Series");
@@ -119,8 +121,8 @@ class Session {
         if (where == 0)
             ohfa_ObjectWrite(m_f, path.c_str(), nullptr, nullptr, 0, &s, SeriesDesign(), nullptr);
         else
-            ohfa_ObjectWrite(m_f, Layer(layer).c_str(), L"Series", nullptr, 3, &s,
-                             SeriesDesign(), nullptr);
+            ohfa_ObjectWrite(m_f, Layer(layer).c_str(), L"Series", nullptr, 3, &s, SeriesDesign(),
+                             nullptr);
         m_objects[path] = v;
     }
     void Late(int layer) {
@@ -286,8 +288,8 @@ TEST(HfaCrashSweep, EveryStopOpensChecksCleanAndKeepsFlushedObjects) {
                     changedSince.insert(paths.begin(), paths.end());
             for (const auto &[path, values] : *flushed) {
                 if (changedSince.count(path)) continue;
-                EXPECT_EQ(ReadBack(f, path, err), values) << std::string(path.begin(), path.end())
-                                                          << ": " << err.Message();
+                EXPECT_EQ(ReadBack(f, path, err), values)
+                    << std::string(path.begin(), path.end()) << ": " << err.Message();
                 ++checkedObjects;
             }
         }
