@@ -35,11 +35,17 @@ constexpr std::size_t kNameAt = 24, kNameWidth = 64, kTypeAt = 88, kTypeWidth = 
 std::wstring Num(int64_t v) { return std::to_wstring(v); }
 std::wstring Wide(const std::string &s) { return orvik::text::Utf8ToWideLossy(s); }
 
-// A byte range claimed by one structure of the file.
+// What claims a byte range: a fixed structure (index into the checker's labels), an entry
+// record or an entry's data (index of the entry's node), or a free block.
+enum class Owner { Fixed, Entry, Data, Free };
+
+// A byte range claimed by one structure of the file. Its label is built only when a
+// problem names it (a path costs a walk up the tree).
 struct Span {
     int64_t start;
     int64_t length;
-    std::size_t label; // index into the checker's labels
+    Owner owner;
+    std::size_t index;
 };
 
 // One entry reached by the tree walk; `up` indexes the parent's node (none for the root).
@@ -81,12 +87,24 @@ class Checker {
     bool Inside(int64_t start, int64_t length) const {
         return start >= kTagSize && length >= 0 && start + length <= m_end;
     }
-    std::size_t Label(std::wstring text) {
-        m_labels.push_back(std::move(text));
-        return m_labels.size() - 1;
+    void Claim(int64_t start, int64_t length, Owner owner, std::size_t index) {
+        if (length > 0) m_spans.push_back(Span{start, length, owner, index});
     }
-    void Claim(int64_t start, int64_t length, std::wstring label) {
-        if (length > 0) m_spans.push_back(Span{start, length, Label(std::move(label))});
+    void Claim(int64_t start, int64_t length, const wchar_t *label) {
+        m_labels.emplace_back(label);
+        Claim(start, length, Owner::Fixed, m_labels.size() - 1);
+    }
+    std::wstring SpanLabel(const Span &s) const {
+        switch (s.owner) {
+        case Owner::Entry:
+            return EntryLabel(s.index);
+        case Owner::Data:
+            return L"the data of " + EntryLabel(s.index);
+        case Owner::Free:
+            return L"the free block at " + Num(s.start);
+        default:
+            return m_labels[s.index];
+        }
     }
     bool Read(int64_t at, void *bytes, long count) {
         Oerr_ErrorReport *e = nullptr;
@@ -94,15 +112,18 @@ class Checker {
         oerr_DeleteErrorReportEx(&e);
         return ok;
     }
-    // Node path of a reached entry, built from the parent indices.
+    // Node path of a reached entry, built from the parent indices; the deepest names only
+    // when the tree is deeper than any sound file needs ("/..." stands for the rest).
     std::wstring PathOf(std::size_t index) const {
+        constexpr std::size_t kMaxDepthShown = 32;
         std::vector<const std::string *> names;
-        for (std::size_t i = index; i != kNoNode && m_nodes[i].up != kNoNode; i = m_nodes[i].up)
+        std::size_t i = index;
+        for (; i != kNoNode && m_nodes[i].up != kNoNode && names.size() < kMaxDepthShown;
+             i = m_nodes[i].up)
             names.push_back(&m_nodes[i].name);
-        if (names.empty()) return L"/";
-        std::wstring path;
+        std::wstring path = i != kNoNode && m_nodes[i].up != kNoNode ? L"/..." : L"";
         for (auto it = names.rbegin(); it != names.rend(); ++it) path += L"/" + Wide(**it);
-        return path;
+        return path.empty() ? L"/" : path;
     }
     std::wstring EntryLabel(std::size_t index) const {
         return L"Entry " + PathOf(index) + L" (at " + Num(m_nodes[index].position) + L")";
@@ -130,6 +151,7 @@ class Checker {
     std::vector<std::wstring> m_lines;
     std::size_t m_count = 0;
     int64_t m_leaked = 0;
+    int64_t m_decoded = 0;
 };
 
 bool Checker::Header() {
@@ -246,16 +268,17 @@ void Checker::List(std::size_t parentIndex, uint32_t first, std::vector<std::siz
     const uint32_t parent = m_nodes[parentIndex].position;
     uint32_t at = first, expectedPrev = 0;
     std::size_t prevIndex = kNoNode;
-    const std::wstring from = EntryLabel(parentIndex);
     while (at != 0) {
-        const std::wstring holder =
-            prevIndex == kNoNode ? from + L": child link" : EntryLabel(prevIndex) + L": next link";
+        auto holder = [&] {
+            return prevIndex == kNoNode ? EntryLabel(parentIndex) + L": child link"
+                                        : EntryLabel(prevIndex) + L": next link";
+        };
         if (!Inside(at, kEntrySize)) {
-            Problem(holder + L" " + Num(at) + L" does not name an entry inside the file");
+            Problem(holder() + L" " + Num(at) + L" does not name an entry inside the file");
             return;
         }
         if (!m_seen.insert(at).second) {
-            Problem(holder + L" " + Num(at) +
+            Problem(holder() + L" " + Num(at) +
                     L" leads to an entry reached before (a cycle or a "
                     L"shared record)");
             return;
@@ -270,7 +293,7 @@ void Checker::List(std::size_t parentIndex, uint32_t first, std::vector<std::siz
         if (!Read(at, raw, kEntrySize) ||
             !RecordFromBytes(kEntryDesign, raw, kEntrySize, &e, &err, kFn)) {
             oerr_DeleteErrorReportEx(&err);
-            Problem(holder + L" " + Num(at) + L": the entry cannot be read");
+            Problem(holder() + L" " + Num(at) + L": the entry cannot be read");
             return;
         }
         e.name[sizeof e.name - 1] = 0;
@@ -293,51 +316,56 @@ void Checker::List(std::size_t parentIndex, uint32_t first, std::vector<std::siz
 
 // The checks of one entry's own fields and its data.
 void Checker::Entry(std::size_t index, const unsigned char *raw, const Ohfa_Entry &e) {
-    const std::wstring label = EntryLabel(index);
-    Claim(m_nodes[index].position, kEntrySize, label);
+    auto label = [&] { return EntryLabel(index); };
+    Claim(m_nodes[index].position, kEntrySize, Owner::Entry, index);
     if (!std::memchr(raw + kNameAt, 0, kNameWidth))
-        Problem(label + L": its name is not terminated within 64 bytes");
+        Problem(label() + L": its name is not terminated within 64 bytes");
     if (!std::memchr(raw + kTypeAt, 0, kTypeWidth))
-        Problem(label + L": its type is not terminated within 32 bytes");
-    if (index != 0 && m_nodes[index].name.empty()) Problem(label + L": its name is empty");
+        Problem(label() + L": its type is not terminated within 32 bytes");
+    if (index != 0 && m_nodes[index].name.empty()) Problem(label() + L": its name is empty");
     if (!std::isfinite(e.modTime) || e.modTime < 0)
-        Problem(label + L": its modification time is not a time");
+        Problem(label() + L": its modification time is not a time");
     Data(index, e);
 }
 
 void Checker::Data(std::size_t index, const Ohfa_Entry &e) {
-    const std::wstring label = EntryLabel(index);
+    auto label = [&] { return EntryLabel(index); };
     if (e.dataSize < 0) {
-        Problem(label + L": its data size " + Num(e.dataSize) + L" is negative");
+        Problem(label() + L": its data size " + Num(e.dataSize) + L" is negative");
         return;
     }
     if (e.data == 0 && e.dataSize > 0) {
-        Problem(label + L": " + Num(e.dataSize) + L" bytes of data but no data pointer");
+        Problem(label() + L": " + Num(e.dataSize) + L" bytes of data but no data pointer");
         return;
     }
     if (e.data == 0) return;
     if (e.dataSize == 0) {
-        Problem(label + L": a data pointer " + Num(e.data) + L" but no data size");
+        Problem(label() + L": a data pointer " + Num(e.data) + L" but no data size");
         return;
     }
     if (!Inside(e.data, e.dataSize)) {
-        Problem(label + L": its data block " + Num(e.data) + L"+" + Num(e.dataSize) +
+        Problem(label() + L": its data block " + Num(e.data) + L"+" + Num(e.dataSize) +
                 L" does not lie inside the file");
         return;
     }
-    Claim(e.data, e.dataSize, L"the data of " + label);
+    Claim(e.data, e.dataSize, Owner::Data, index);
     const std::string type(e.type, strnlen(e.type, sizeof e.type));
     if (type.empty()) {
-        Problem(label + L": it has data but no type");
+        Problem(label() + L": it has data but no type");
         return;
     }
     if (!m_dictionary) return; // already reported
     const std::wstring wtype = Wide(type);
     const Omif_Design *design = orvik::mif::FindDesign(m_dictionary, wtype.c_str());
     if (!design) {
-        Problem(label + L": its type \"" + wtype + L"\" is not in the dictionary");
+        Problem(label() + L": its type \"" + wtype + L"\" is not in the dictionary");
         return;
     }
+    // Blocks of a sound file together are smaller than the file: once more bytes than that
+    // have been decoded, blocks overlap (the sweep reports it) and decoding stops, so that
+    // many entries naming one large block cannot make the check read the file many times.
+    m_decoded += e.dataSize;
+    if (m_decoded > m_end) return;
     HostRecord record;
     long consumed = 0;
     Oerr_ErrorReport *err = nullptr;
@@ -346,13 +374,13 @@ void Checker::Data(std::size_t index, const Ohfa_Entry &e) {
         for (auto *r = err; r; r = r->next)
             if (r->message) why = r->message; // the innermost cause
         oerr_DeleteErrorReportEx(&err);
-        Problem(label + L": its data does not decode as " + wtype + L": " + why);
+        Problem(label() + L": its data does not decode as " + wtype + L": " + why);
         return;
     }
     // A record shorter than its block is sound: an in-place rewrite by a smaller object
     // leaves the tail of the block unused until the entry is rewritten.
     if (consumed > e.dataSize)
-        Problem(label + L": its data decodes as " + wtype + L" in " + Num(consumed) + L" of " +
+        Problem(label() + L": its data decodes as " + wtype + L" in " + Num(consumed) + L" of " +
                 Num(e.dataSize) + L" bytes");
 }
 
@@ -384,7 +412,7 @@ void Checker::FreeList() {
             return;
         }
         if (at == previousEnd) Problem(where + L" touches the previous block (not merged)");
-        Claim(at, node.freeSize, L"the free block at " + Num(at));
+        Claim(at, node.freeSize, Owner::Free, 0);
         previousEnd = int64_t{at} + node.freeSize;
         at = node.freeList;
     }
@@ -398,16 +426,16 @@ void Checker::Overlaps() {
         return a.start != b.start ? a.start < b.start : a.length > b.length;
     });
     int64_t reach = 0, covered = 0;
-    std::size_t owner = 0;
+    const Span *owner = nullptr;
     for (const Span &s : m_spans) {
         const int64_t end = s.start + s.length;
-        if (s.start < reach)
-            Problem(L"Overlap: " + m_labels[s.label] + L" (" + Num(s.start) + L"+" + Num(s.length) +
-                    L") overlaps " + m_labels[owner]);
+        if (owner && s.start < reach)
+            Problem(L"Overlap: " + SpanLabel(s) + L" (" + Num(s.start) + L"+" + Num(s.length) +
+                    L") overlaps " + SpanLabel(*owner));
         if (end > reach) {
             covered += end - std::max(reach, s.start);
             reach = end;
-            owner = s.label;
+            owner = &s;
         }
     }
     m_leaked = std::max<int64_t>(0, m_end - covered);

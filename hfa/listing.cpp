@@ -142,8 +142,10 @@ class Lister {
     FILE *m_out;
 };
 
-// Lists the current entry.
-void ListCurrent(Ohfa_File *file, FILE *out) {
+// Lists the current entry. `decoded` counts the data bytes decoded so far: more than the
+// file holds means that blocks overlap, and the rest is not decoded (a damaged file could
+// otherwise make the listing read one large block once per entry).
+void ListCurrent(Ohfa_File *file, FILE *out, int64_t &decoded) {
     const Ohfa_Entry &e = file->entry.record;
     const std::string type(e.type, strnlen(e.type, sizeof e.type));
     std::fprintf(out, "%s\n", Utf8(CurrentPath(file->entry).c_str()).c_str());
@@ -154,6 +156,11 @@ void ListCurrent(Ohfa_File *file, FILE *out) {
     const Omif_Design *design = orvik::mif::FindDesign(file->dictionary, wtype.c_str());
     if (!design) {
         std::fprintf(out, "(no design %s in the dictionary)\n", type.c_str());
+        return;
+    }
+    decoded += e.dataSize;
+    if (decoded > file->fileEnd) {
+        std::fprintf(out, "(data not decoded: data blocks overlap)\n");
         return;
     }
     HostRecord record;
@@ -180,10 +187,11 @@ ORVIK_API long ohfa_ListFile(Ohfa_File *file, const wchar_t *startNode, FILE *ou
         if (!CheckFile(file, kFn, err)) return -1;
         FILE *to = out ? out : stdout;
         const EntryState kept = file->entry;
+        int64_t decoded = 0;
         const bool ok = WalkBelow(
             file, startNode, true,
             [&] {
-                ListCurrent(file, to);
+                ListCurrent(file, to, decoded);
                 return true;
             },
             err, kFn);
