@@ -112,6 +112,13 @@ class Checker {
         oerr_DeleteErrorReportEx(&e);
         return ok;
     }
+    // One fixed record at `at`: its file form in `raw` (`size` bytes) and its host form.
+    bool ReadRecord(const wchar_t *design, int64_t at, unsigned char *raw, long size, void *host) {
+        Oerr_ErrorReport *e = nullptr;
+        const bool ok = Read(at, raw, size) && RecordFromBytes(design, raw, size, host, &e, kFn);
+        oerr_DeleteErrorReportEx(&e);
+        return ok;
+    }
     // Node path of a reached entry, built from the parent indices; the deepest names only
     // when the tree is deeper than any sound file needs ("/..." stands for the rest).
     std::wstring PathOf(std::size_t index) const {
@@ -157,10 +164,7 @@ class Checker {
 bool Checker::Header() {
     unsigned char tagBytes[kTagSize];
     Ohfa_HeaderTag tag{};
-    Oerr_ErrorReport *e = nullptr;
-    if (!Read(0, tagBytes, kTagSize) ||
-        !RecordFromBytes(kTagDesign, tagBytes, kTagSize, &tag, &e, kFn)) {
-        oerr_DeleteErrorReportEx(&e);
+    if (!ReadRecord(kTagDesign, 0, tagBytes, kTagSize, &tag)) {
         Problem(L"Header: the file is too short for the header tag");
         return false;
     }
@@ -168,9 +172,8 @@ bool Checker::Header() {
         Problem(L"Header: the tag's label is not \"OHFA_HEADER_TAG\"");
     m_headerPtr = tag.headerPtr;
     unsigned char bytes[kHeaderSize];
-    if (!Inside(m_headerPtr, kHeaderSize) || !Read(m_headerPtr, bytes, kHeaderSize) ||
-        !RecordFromBytes(kHeaderDesign, bytes, kHeaderSize, &m_header, &e, kFn)) {
-        oerr_DeleteErrorReportEx(&e);
+    if (!Inside(m_headerPtr, kHeaderSize) ||
+        !ReadRecord(kHeaderDesign, m_headerPtr, bytes, kHeaderSize, &m_header)) {
         Problem(L"Header: the header pointer " + Num(m_headerPtr) + L" lies outside the file");
         return false;
     }
@@ -241,10 +244,7 @@ void Checker::Tree() {
     if (root == 0 || !Inside(root, kEntrySize)) return;
     unsigned char raw[kEntrySize];
     Ohfa_Entry e{};
-    Oerr_ErrorReport *err = nullptr;
-    if (!Read(root, raw, kEntrySize) ||
-        !RecordFromBytes(kEntryDesign, raw, kEntrySize, &e, &err, kFn)) {
-        oerr_DeleteErrorReportEx(&err);
+    if (!ReadRecord(kEntryDesign, root, raw, kEntrySize, &e)) {
         Problem(L"Entry / (at " + Num(root) + L"): cannot be read");
         return;
     }
@@ -289,10 +289,7 @@ void Checker::List(std::size_t parentIndex, uint32_t first, std::vector<std::siz
         }
         unsigned char raw[kEntrySize];
         Ohfa_Entry e{};
-        Oerr_ErrorReport *err = nullptr;
-        if (!Read(at, raw, kEntrySize) ||
-            !RecordFromBytes(kEntryDesign, raw, kEntrySize, &e, &err, kFn)) {
-            oerr_DeleteErrorReportEx(&err);
+        if (!ReadRecord(kEntryDesign, at, raw, kEntrySize, &e)) {
             Problem(holder() + L" " + Num(at) + L": the entry cannot be read");
             return;
         }
@@ -400,10 +397,7 @@ void Checker::FreeList() {
         }
         unsigned char bytes[kNodeSize];
         Ohfa_FreeListNode node{};
-        Oerr_ErrorReport *e = nullptr;
-        if (!Read(at, bytes, kNodeSize) ||
-            !RecordFromBytes(kNodeDesign, bytes, kNodeSize, &node, &e, kFn)) {
-            oerr_DeleteErrorReportEx(&e);
+        if (!ReadRecord(kNodeDesign, at, bytes, kNodeSize, &node)) {
             Problem(where + L" cannot be read");
             return;
         }
