@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/guard.hpp"
+#include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "mif/dictionary.hpp"
@@ -75,6 +76,19 @@ bool StoreDictionary(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn)
     }
     file->dictionaryModified = false;
     return true;
+}
+
+// Raw data carries no design: a type the library itself defines (a standard MIF record or a
+// fixed HFA record) joins the file's dictionary like the design of an object; any other type
+// must already be there (ohfa_FileDictionaryAddDesign) for the file to describe its data.
+bool AddKnownDesign(Ohfa_File *file, const wchar_t *type, Oerr_ErrorReport **err) {
+    if (!type || orvik::mif::FindDesign(file->dictionary, type)) return true;
+    Oerr_ErrorReport *missing = nullptr;
+    const Omif_Design *known = omif_StandardDesignFetch(type, &missing);
+    oerr_DeleteErrorReportEx(&missing);
+    if (!known) known = FixedDesign(type, &missing);
+    oerr_DeleteErrorReportEx(&missing);
+    return !known || ohfa_FileDictionaryAddDesign(file, known, err) != nullptr;
 }
 
 // The common body of the two writers: seek, write the entry, place and write the data
@@ -192,14 +206,16 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
         }
         GuardScope guard(file);
         file->flushGuard = kGuardPending;
-        const bool ok = WriteObject(
-            file, nodePath, name, typeName, writePosition, count, true,
-            [&](uint32_t at) {
-                if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) == count) return true;
-                SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataWrite failed");
-                return false;
-            },
-            err, kFn);
+        const bool ok = AddKnownDesign(file, typeName, err) && StoreDictionary(file, err, kFn) &&
+                        WriteObject(
+                            file, nodePath, name, typeName, writePosition, count, true,
+                            [&](uint32_t at) {
+                                if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) == count)
+                                    return true;
+                                SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataWrite failed");
+                                return false;
+                            },
+                            err, kFn);
         return Finish<long>(guard, 0, ok, err, kFn, -1);
     });
 }

@@ -210,6 +210,25 @@ TEST_F(HfaCheck, FreeListOrderOverlapAndSize) {
     EXPECT_TRUE(Said({L"touches the previous block"})) << Lines();
 }
 
+TEST_F(HfaCheck, RawDataOfATypeTheLibraryDefinesDescribesItself) {
+    Report err;
+    Ohfa_File *f = ohfa_FileOpen(Name("c.hfa").c_str(), L"r+b", 0, &err);
+    ASSERT_NE(f, nullptr);
+    // A "PTR" block in file form: count 3, the offset word, then the three bytes.
+    const unsigned char block[11] = {3, 0, 0, 0, 0, 0, 0, 0, 'a', 'b', 'c'};
+    ASSERT_EQ(ohfa_ObjectDataWrite(f, L"/B", L"Raw", L"PTR", 3, 11, block, &err), 0)
+        << err.Message();
+    EXPECT_NE(omif_DictionarySearchByName(ohfa_FileDictionaryGet(f), L"PTR", &err), nullptr);
+    // An unknown type stays unknown: the check names it.
+    ASSERT_EQ(ohfa_ObjectDataWrite(f, L"/B", L"Odd", L"Unknown_Type", 3, 11, block, &err), 0);
+    ostr_StringList *list = nullptr;
+    EXPECT_EQ(ohfa_FileCheck(f, &list, &err), 1);
+    ASSERT_NE(list, nullptr);
+    EXPECT_NE(std::wstring(list->strings[0]).find(L"/B/Odd"), std::wstring::npos);
+    ostr_StringListDelete(list, nullptr);
+    ohfa_FileClose(f, nullptr);
+}
+
 TEST_F(HfaCheck, RefusesMissingArguments) {
     Report err;
     Ohfa_File *f = ohfa_FileOpen(Name("c.hfa").c_str(), L"r", 0, &err);

@@ -100,7 +100,7 @@ TEST_F(HfaObject, SmallerRewriteKeepsItsBlockLargerMovesAndFrees) {
 TEST_F(HfaObject, RawDataKeepsItsBlockOnlyForAnEqualCount) {
     const char bytes[16] = "0123456789abcde";
     Report err;
-    ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/", L"R", L"PTR", 3, 16, bytes, &err), 0);
+    ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/", L"R", L"Bytes", 3, 16, bytes, &err), 0);
     const Ohfa_Entry first = Entry(L"/R");
     ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/R", nullptr, nullptr, 0, 16, bytes, &err), 0);
     EXPECT_EQ(Entry(L"/R").data, first.data);
