@@ -111,6 +111,19 @@ class HfaCheck : public HfaTest {
     std::vector<std::wstring> m_lines;
 };
 
+// Lists the whole of a file into a string.
+std::string Listing(Ohfa_File *f, const wchar_t *start) {
+    char *text = nullptr;
+    std::size_t length = 0;
+    FILE *out = open_memstream(&text, &length);
+    EXPECT_NE(out, nullptr);
+    EXPECT_EQ(ohfa_ListFile(f, start, out, nullptr), 0);
+    std::fclose(out);
+    std::string listing(text, length);
+    std::free(text);
+    return listing;
+}
+
 TEST_F(HfaCheck, ASoundFileHasNoProblemAndLeaksAreTheirOwnLine) {
     EXPECT_EQ(Check([](std::string &) {}), 0) << Lines();
     for (const auto &l : m_lines) EXPECT_EQ(l.rfind(OHFA_CHECK_LEAK_PREFIX, 0), 0u) << Lines();
@@ -229,6 +242,35 @@ TEST_F(HfaCheck, RawDataOfATypeTheLibraryDefinesDescribesItself) {
     ohfa_FileClose(f, nullptr);
 }
 
+TEST_F(HfaCheck, ListingNamesTheItemsOfNestedRecords) {
+    Omif_Design *point =
+        omif_DesignCreateX(L"Point", nullptr, OMIF_ITEM_DOUBLE, L"x", 1, OMIF_DIRECT,
+                           OMIF_ITEM_SHORT, L"y", 1, OMIF_DIRECT, OMIF_ITEM_END);
+    ASSERT_NE(point, nullptr);
+    Omif_Design *pair = omif_DesignCreateX(L"Pair", nullptr, OMIF_ITEM_OBJECT, L"ends", 2,
+                                           OMIF_DIRECT, point, OMIF_ITEM_END);
+    ASSERT_NE(pair, nullptr);
+    struct Point {
+        double x;
+        int16_t y;
+    } ends[2] = {{1.5, -3}, {2.5, 4}};
+    Report err;
+    Ohfa_File *f = ohfa_FileOpen(Name("c.hfa").c_str(), L"r+b", 0, &err);
+    ASSERT_NE(f, nullptr);
+    ASSERT_EQ(ohfa_ObjectWrite(f, L"/C", L"P", nullptr, 3, ends, pair, &err), 0) << err.Message();
+    const std::string listing = Listing(f, L"/C/P");
+    EXPECT_NE(listing.find(")\nends[0].x[0] = 1.500000\nends[0].y[0] = -3\n"
+                           "ends[1].x[0] = 2.500000\nends[1].y[0] = 4\n"),
+              std::string::npos)
+        << listing;
+    ostr_StringList *list = nullptr;
+    EXPECT_EQ(ohfa_FileCheck(f, &list, &err), 0);
+    ostr_StringListDelete(list, nullptr);
+    ohfa_FileClose(f, nullptr);
+    omif_DesignDestroy(pair, nullptr);
+    omif_DesignDestroy(point, nullptr);
+}
+
 TEST_F(HfaCheck, RefusesMissingArguments) {
     Report err;
     Ohfa_File *f = ohfa_FileOpen(Name("c.hfa").c_str(), L"r", 0, &err);
@@ -246,14 +288,7 @@ TEST_F(HfaCheck, ListingLineFormats) {
     Ohfa_File *f = ohfa_FileOpen(Name("c.hfa").c_str(), L"r", 0, &err);
     ASSERT_NE(f, nullptr);
     ASSERT_EQ(ohfa_EntrySeek(f, OHFA_SEEK_PATH, L"/B", &err), 1);
-    char *text = nullptr;
-    std::size_t length = 0;
-    FILE *out = open_memstream(&text, &length);
-    ASSERT_NE(out, nullptr);
-    ASSERT_EQ(ohfa_ListFile(f, L"/A", out, &err), 0) << err.Message();
-    std::fclose(out);
-    const std::string listing(text, length);
-    std::free(text);
+    const std::string listing = Listing(f, L"/A");
     // The current entry is kept.
     wchar_t *path = ohfa_CurrentEntryPath(f, &err);
     EXPECT_STREQ(path, L"/B");
