@@ -16,6 +16,7 @@
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/link_journal.hpp"
+#include "hfa/report.hpp"
 #include "hfa/stored_data.hpp"
 #include "mif/codec.hpp"
 #include "mif/dictionary.hpp"
@@ -456,7 +457,7 @@ ORVIK_API long ohfa_FileCheck(Ohfa_File *file, ostr_StringList **problems, Oerr_
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (!problems) {
-            SetError(err, kFn, 2, nullptr, L"Null problem list parameter");
+            SetError(err, kFn, kCheckNoList, nullptr, L"Null problem list parameter");
             return -1;
         }
         Checker checker(file);

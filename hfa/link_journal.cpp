@@ -6,6 +6,7 @@
 
 #include "core/guard.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
 
@@ -54,7 +55,7 @@ bool JournalBegin(Ohfa_File *file, std::initializer_list<LinkWrite> writes, Oerr
         p += 12;
     }
     if (WriteAt(file, kTagSize, bytes, kJournalSize, err, fn)) return true;
-    SetError(err, fn, 60, *err, L"Link journal write failed");
+    SetError(err, fn, kJournalWriteFailed, *err, L"Link journal write failed");
     return false;
 }
 
@@ -62,7 +63,7 @@ bool JournalEnd(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!HasSpace(file)) return true;
     static const unsigned char kClear[4] = {0, 0, 0, 0};
     if (WriteAt(file, kTagSize, kClear, sizeof kClear, err, fn)) return true;
-    SetError(err, fn, 61, *err, L"Link journal write failed");
+    SetError(err, fn, kJournalWriteFailed, *err, L"Link journal write failed");
     return false;
 }
 
@@ -86,12 +87,13 @@ bool JournalComplete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn)
     for (uint32_t i = 0; sound && i < count; ++i) {
         const unsigned char *p = bytes + 8 + 12 * i;
         if (!WriteAt(file, int64_t{Get(p)} + Get(p + 4), p + 8, 4, err, fn)) {
-            SetError(err, fn, 62, *err, L"Link journal completion failed");
+            SetError(err, fn, kJournalCompleteFailed, *err, L"Link journal completion failed");
             return false;
         }
     }
     if (!sound)
-        Warn(fn, 63, L"Link journal of file %s names places outside it", file->name.c_str());
+        Warn(fn, kJournalOutside, L"Link journal of file %s names places outside it",
+             file->name.c_str());
     return JournalEnd(file, err, fn);
 }
 

@@ -5,6 +5,7 @@
 
 #include "core/guard.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
 
@@ -21,15 +22,16 @@ bool DecodeDataBlock(Ohfa_File *file, uint32_t position, int32_t size, const Omi
     consumed = 0;
     out.Reset();
     if (size < 0 || int64_t{position} + size > file->fileEnd) {
-        SetError(err, fn, 50, nullptr, L"%ld bytes at %lu lie beyond the end of the file",
-                 static_cast<long>(size), static_cast<unsigned long>(position));
+        SetError(err, fn, kStoredBeyondEnd, nullptr,
+                 L"%ld bytes at %lu lie beyond the end of the file", static_cast<long>(size),
+                 static_cast<unsigned long>(position));
         return false;
     }
     std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
     if (size > 0 && !ReadAt(file, position, bytes.data(), size, err, fn)) return false;
     void *object = omif_ObjectAllocate(design, err);
     if (!object) {
-        SetError(err, fn, 51, err ? *err : nullptr, L"No host record for design %s",
+        SetError(err, fn, kStoredNoRecord, err ? *err : nullptr, L"No host record for design %s",
                  design && design->name ? design->name : L"(null)");
         return false;
     }
@@ -37,7 +39,7 @@ bool DecodeDataBlock(Ohfa_File *file, uint32_t position, int32_t size, const Omi
     Omif_Buffer buffer{bytes.data(), size, 0, static_cast<long>(position)};
     consumed = omif_ConvertToHost(nullptr, &buffer, design, object, err);
     if (err && *err) {
-        SetError(err, fn, 52, *err, L"omif_ConvertToHost failed");
+        SetError(err, fn, kStoredDecodeFailed, *err, L"omif_ConvertToHost failed");
         return false;
     }
     return true;
