@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <map>
 #include <unordered_map>
@@ -72,5 +73,15 @@ void IndexRename(EntryState &state, uint32_t parent, uint32_t position, const st
                  const std::string &to);
 // A deleted entry can no longer be a parent (its position may be reused).
 void IndexForgetParent(EntryState &state, uint32_t parent);
+
+// Node path of the current entry ("/" for the root).
+std::wstring CurrentPath(const EntryState &state);
+
+// Makes every entry below the node `startNode` (null: the root; the node itself too when
+// `withStart`) current in turn, in preorder, and calls `visit`, which stops the walk by
+// returning false. The walk is bounded; a tree that does not end is reported. True when it
+// ended; the current entry is then wherever the walk left it.
+bool WalkBelow(Ohfa_File_ *file, const wchar_t *startNode, bool withStart,
+               const std::function<bool()> &visit, Oerr_ErrorReport **err, const wchar_t *fn);
 
 } // namespace orvik::hfa

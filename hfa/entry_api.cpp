@@ -8,6 +8,7 @@
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
+#include "hfa/link_journal.hpp"
 #include "strings/node_path.hpp"
 #include "core/utf8.hpp"
 #include "hfa/report.hpp"
@@ -116,13 +117,18 @@ bool InsertAfter(Ohfa_File *file, uint32_t at, Ohfa_Entry &pred, Ohfa_Entry &fre
     fresh.parent = pred.parent;
     if (!WriteEntry(file, position, fresh, err, fn)) return false;
     const uint32_t successor = pred.next;
+    Ohfa_Entry next{};
+    if (successor && !ReadEntry(file, successor, next, err, fn)) return false;
+    // Two links change: the pair is journalled first.
+    if (successor &&
+        !JournalBegin(file, {{at, kNextField, position}, {successor, kPrevField, position}}, err,
+                      fn))
+        return false;
     pred.next = position;
     if (!WriteEntry(file, at, pred, err, fn)) return false;
     if (successor) {
-        Ohfa_Entry next{};
-        if (!ReadEntry(file, successor, next, err, fn)) return false;
         next.prev = position;
-        if (!WriteEntry(file, successor, next, err, fn)) return false;
+        if (!WriteEntry(file, successor, next, err, fn) || !JournalEnd(file, err, fn)) return false;
     }
     return true;
 }
@@ -190,11 +196,17 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
                 fresh.parent = s.record.parent;
                 fresh.next = s.position;
                 if (!WriteEntry(file, position, fresh, err, fn)) return -1;
+                if (!JournalBegin(file,
+                                  {{s.record.parent, kChildField, position},
+                                   {s.position, kPrevField, position}},
+                                  err, fn))
+                    return -1;
                 parent.child = position;
                 if (!WriteEntry(file, s.record.parent, parent, err, fn)) return -1;
                 Ohfa_Entry old = s.record;
                 old.prev = position;
-                if (!WriteEntry(file, s.position, old, err, fn)) return -1;
+                if (!WriteEntry(file, s.position, old, err, fn) || !JournalEnd(file, err, fn))
+                    return -1;
                 IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
                 Become(file, position, fresh, false);
                 return 0;
@@ -279,16 +291,21 @@ bool CollectSubtree(Ohfa_File *file, uint32_t first,
 // Takes the record `rec` out of its sibling list: the predecessor's next (or the parent's
 // child) first, then the successor's back link.
 bool Unlink(Ohfa_File *file, const Ohfa_Entry &rec, Oerr_ErrorReport **err, const wchar_t *fn) {
-    Ohfa_Entry link{};
+    Ohfa_Entry link{}, next{};
     const uint32_t holder = rec.prev ? rec.prev : rec.parent;
     if (!ReadEntry(file, holder, link, err, fn)) return false;
+    if (rec.next && !ReadEntry(file, rec.next, next, err, fn)) return false;
+    // With a follower two links change: the pair is journalled first.
+    if (rec.next && !JournalBegin(file,
+                                  {{holder, rec.prev ? kNextField : kChildField, rec.next},
+                                   {rec.next, kPrevField, rec.prev}},
+                                  err, fn))
+        return false;
     (rec.prev ? link.next : link.child) = rec.next;
     if (!WriteEntry(file, holder, link, err, fn)) return false;
     if (rec.next == 0) return true;
-    Ohfa_Entry next{};
-    if (!ReadEntry(file, rec.next, next, err, fn)) return false;
     next.prev = rec.prev;
-    return WriteEntry(file, rec.next, next, err, fn);
+    return WriteEntry(file, rec.next, next, err, fn) && JournalEnd(file, err, fn);
 }
 
 // Moves the current entry (with its subtree) to be the last child of the node `toPath`.

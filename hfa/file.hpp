@@ -146,6 +146,10 @@ void NotifyChanged(const Ohfa_File *file);
 // the record (open, reinitialise), and the fixed records of a new file (create).
 bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn);
 bool WriteNewHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn);
+// Decodes the dictionary text stored at `at` (never reading past the file end) into a new
+// dictionary; `length` gets the bytes the text takes. Null with a report under `fn`.
+Omif_Dictionary *ReadStoredDictionary(Ohfa_File *file, uint32_t at, int64_t &length,
+                                      Oerr_ErrorReport **err, const wchar_t *fn);
 
 // Options (options.cpp): one parsed option of a list.
 struct Option {

@@ -86,8 +86,20 @@ bool EnsureLoaded(Ohfa_File *file, bool strict, Oerr_ErrorReport **err, const wc
         if (!blocks.empty()) blocks.back().onDisk = false;
         FreeListAccess::SetDirty(list, true);
     }
-    FreeListAccess::Blocks(list).assign(blocks.begin(), blocks.end());
-    if (!blocks.empty() && !blocks.back().onDisk) Touch(list, FreeListAccess::Blocks(list).back());
+    // Blocks that touch (a list written by someone else) are merged, as a release would have.
+    std::vector<FreeBlock> merged;
+    for (const FreeBlock &b : blocks) {
+        if (!merged.empty() && int64_t{merged.back().position} + merged.back().size == b.position) {
+            merged.back().size += b.size;
+            merged.back().onDisk = false;
+            FreeListAccess::SetDirty(list, true);
+        } else {
+            merged.push_back(b);
+        }
+    }
+    FreeListAccess::Blocks(list).assign(merged.begin(), merged.end());
+    for (FreeBlock &b : FreeListAccess::Blocks(list))
+        if (!b.onDisk) Touch(list, b);
     FreeListAccess::MarkLoaded(list);
     SyncHead(file);
     return true;

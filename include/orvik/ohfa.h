@@ -25,6 +25,7 @@
 #define ORVIK_OHFA_H
 
 #include <stdint.h>
+#include <stdio.h>
 #include <wchar.h>
 
 #include <orvik/oerr.h>
@@ -348,6 +349,27 @@ ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *nam
 /* Deletes the found entry (ohfa_EntryDelete); nothing found is no error. Returns 0, or -1. */
 ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* ---- Listing and integrity check ------------------------------------------------------ */
+
+/* Prints every entry below `startNode` (null: the root), the start node included, in
+ * preorder to `out` (null: standard output): per entry its node path, "(%s Object)" with
+ * its type, "(last modified %s)" with its time, then each item of its data decoded through
+ * the file's dictionary, one line per element (see docs/hfa-check.md). Entries whose data
+ * cannot be decoded get one line saying so. The current entry is kept. Returns 0, or -1. */
+ORVIK_API long ohfa_ListFile(Ohfa_File *file, const wchar_t *startNode, FILE *out,
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Checks the whole file as stored on disk (flush first what this handle changed): header,
+ * dictionary, every link of the entry tree, names and types, every data block (inside the
+ * file, decoding with its design), the free list, and that no two structures share a byte.
+ * *problems gets a new list with one line per problem (at most 1000, then one line with the
+ * number of the others). Bytes that no structure holds and that are not free are reported
+ * on one last line beginning with OHFA_CHECK_LEAK_PREFIX; that line is not a problem. Returns
+ * the number of problems (0: sound, perhaps with leaked bytes), or -1 with a report. */
+#define OHFA_CHECK_LEAK_PREFIX L"Leaked: "
+ORVIK_API long ohfa_FileCheck(Ohfa_File *file, ostr_StringList **problems, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Free space ---------------------------------------------------------------------- */
 

@@ -100,15 +100,16 @@ TEST_F(HfaObject, SmallerRewriteKeepsItsBlockLargerMovesAndFrees) {
 TEST_F(HfaObject, RawDataKeepsItsBlockOnlyForAnEqualCount) {
     const char bytes[16] = "0123456789abcde";
     Report err;
-    ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/", L"R", L"PTR", 3, 16, bytes, &err), 0);
+    ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/", L"R", L"Bytes", 3, 16, bytes, &err), 0);
     const Ohfa_Entry first = Entry(L"/R");
     ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/R", nullptr, nullptr, 0, 16, bytes, &err), 0);
     EXPECT_EQ(Entry(L"/R").data, first.data);
     EXPECT_TRUE(FreeBlocks(m_file).empty());
-    // Smaller: the old block is freed and a new one taken - first fit splits the freed block.
+    // Smaller: a new block is taken and filled first, the old one freed after the entry
+    // names the new one, so the new bytes never land on the old ones.
     ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/R", nullptr, nullptr, 0, 8, bytes, &err), 0);
-    EXPECT_EQ(FreeBlocks(m_file),
-              (std::vector<std::pair<uint32_t, uint32_t>>{{first.data + 8, 8}}));
+    EXPECT_EQ(FreeBlocks(m_file), (std::vector<std::pair<uint32_t, uint32_t>>{{first.data, 16}}));
+    EXPECT_NE(Entry(L"/R").data, first.data);
     EXPECT_EQ(Entry(L"/R").dataSize, 8);
     EXPECT_EQ(ohfa_ObjectDataWrite(m_file, L"/none", nullptr, nullptr, 0, 8, bytes, &err), -1);
     EXPECT_EQ(err.Message(), L"nodePath /none not found");
