@@ -1,0 +1,72 @@
+// Internal: the block cache behind Ohfa_Cache - a store of fixed-size blocks under one
+// entry (docs/hfa-format.md, "Block caches"). On disk: the entry's data is an
+// Ohfa_CacheNode record; its rootptr names the block index (design Ohfa_CacheIndex: a
+// counted array of 32-bit block positions, 0 for a block never written); every written
+// block is `blocksize` bytes of its own. In memory: the index, and the most recently used
+// blocks up to a byte limit (least recently used evicted first), dirty ones written on
+// eviction and flush.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include <orvik/ohfa.h>
+
+namespace orvik::hfa {
+
+inline constexpr const wchar_t *kCacheIndexDesign = L"Ohfa_CacheIndex";
+// Bytes of the index before its first position: the count and offset words.
+constexpr uint32_t kIndexHeader = 8;
+constexpr int64_t kDefaultCacheLimit = 16 << 20;
+
+// The index design (owned by the library, created at first use).
+const Omif_Design *CacheIndexDesign(Oerr_ErrorReport **err);
+
+struct CachedBlock {
+    std::unique_ptr<unsigned char[]> bytes;
+    bool dirty = false;
+    std::list<int32_t>::iterator use; // its place in the recency list
+};
+
+} // namespace orvik::hfa
+
+struct Ohfa_Cache_ {
+    Ohfa_File *file = nullptr;
+    std::wstring path;        // node path of the entry holding the node record
+    uint32_t nodeAt = 0;      // file position of the Ohfa_CacheNode record
+    Ohfa_CacheNode node{};    // host copy
+    std::vector<uint32_t> index; // block positions; 0: never written
+    std::unordered_map<int32_t, orvik::hfa::CachedBlock> blocks;
+    std::list<int32_t> recency; // most recently used first
+    int64_t limit = orvik::hfa::kDefaultCacheLimit;
+    int64_t held = 0; // bytes of the blocks held
+    int64_t hits = 0;
+    int64_t misses = 0;
+};
+
+namespace orvik::hfa {
+
+// Disk side (cache_store.cpp). Every function reports under `fn`.
+// Reads and checks the node record at `nodeAt` and the index it names: sizes that agree,
+// nothing above 32 bits, every position inside the file.
+bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn);
+// Writes a fresh index of `count` positions (the cache's first `count`, zeros beyond) into
+// new space; returns its position, 0 on failure.
+uint32_t WriteNewIndex(Ohfa_Cache_ &cache, int32_t count, Oerr_ErrorReport **err,
+                       const wchar_t *fn);
+// Writes the node record in place.
+bool WriteNode(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn);
+// Writes one block's bytes: in place when it has a position, else into new space followed
+// by its index slot unless `deferSlot` (the caller then writes the slots with WriteSlots).
+bool WriteBlock(Ohfa_Cache_ &cache, int32_t block, const void *bytes, bool deferSlot,
+                Oerr_ErrorReport **err, const wchar_t *fn);
+// Writes the index slots first..last (inclusive) in one write.
+bool WriteSlots(Ohfa_Cache_ &cache, int32_t first, int32_t last, Oerr_ErrorReport **err,
+                const wchar_t *fn);
+bool ReadBlock(Ohfa_Cache_ &cache, int32_t block, void *bytes, Oerr_ErrorReport **err,
+               const wchar_t *fn);
+
+} // namespace orvik::hfa

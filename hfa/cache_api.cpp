@@ -1,0 +1,417 @@
+// Exported block-cache functions: create, open, block reads and writes through the
+// in-memory set of recently used blocks, extend, flush, close, delete. The memory side is
+// a recency list plus a map from block number to its bytes; `held` never exceeds `limit`.
+#include <algorithm>
+#include <cstring>
+
+#include "core/guard.hpp"
+#include "core/utf8.hpp"
+#include "hfa/cache.hpp"
+#include "hfa/designs.hpp"
+#include "hfa/file.hpp"
+
+using orvik::core::Guarded;
+using orvik::core::SetError;
+using namespace orvik::hfa;
+
+namespace {
+
+enum CacheReport : long {
+    kBadArgument = 1,
+    kSeekFailed = 2,
+    kNotACache = 3,
+    kWriteFailed = 4,
+    kCannotShrink = 5,
+    kTooLarge = 6
+};
+
+constexpr const wchar_t *kNodeType = L"Ohfa_CacheNode";
+
+std::wstring CurrentPath(const Ohfa_File *file) {
+    std::wstring path;
+    for (const std::string &n : file->entry.path) path += L"/" + orvik::text::Utf8ToWideLossy(n);
+    return path.empty() ? L"/" : path;
+}
+
+bool CheckCache(const Ohfa_Cache *cache, const wchar_t *fn, Oerr_ErrorReport **err) {
+    if (cache && cache->file) return CheckFile(cache->file, fn, err);
+    SetError(err, fn, kBadArgument, nullptr, L"Invalid cache handle");
+    return false;
+}
+
+bool CheckBlock(const Ohfa_Cache *cache, long block, const void *buffer, const wchar_t *fn,
+                Oerr_ErrorReport **err) {
+    if (!CheckCache(cache, fn, err)) return false;
+    if (block >= 0 && block < cache->node.blockcount && buffer) return true;
+    SetError(err, fn, kBadArgument, nullptr, L"Block %ld outside 0..%ld of cache %s (or no buffer)",
+             block, static_cast<long>(cache->node.blockcount) - 1, cache->path.c_str());
+    return false;
+}
+
+// Leaves the file's guard; a failed free-list write-back fails a call that succeeded.
+bool Leave(GuardScope &guard, bool ok, Oerr_ErrorReport **err, const wchar_t *fn) {
+    Oerr_ErrorReport *late = nullptr;
+    if (guard.Leave(&late)) return ok;
+    if (!ok) {
+        PrintAndDelete(late);
+        return false;
+    }
+    SetError(err, fn, kWriteFailed, late, L"freeListCacheFlush failed");
+    return false;
+}
+
+// Memory side ------------------------------------------------------------------------------
+
+bool Holding(const Ohfa_Cache *cache) {
+    return cache->file->caching != 0 && cache->node.blocksize <= cache->limit;
+}
+
+// Writes every dirty block: the bytes of all of them first, then the index slots of those
+// that took new space, in one write.
+bool FlushDirty(Ohfa_Cache *cache, Oerr_ErrorReport **err, const wchar_t *fn) {
+    std::vector<int32_t> dirty;
+    for (auto &[block, held] : cache->blocks)
+        if (held.dirty) dirty.push_back(block);
+    if (dirty.empty()) return true;
+    std::sort(dirty.begin(), dirty.end());
+    int32_t first = INT32_MAX, last = -1;
+    bool ok = true;
+    for (int32_t b : dirty) {
+        const bool fresh = cache->index[static_cast<std::size_t>(b)] == 0;
+        CachedBlock &held = cache->blocks.at(b);
+        if (!WriteBlock(*cache, b, held.bytes.get(), true, err, fn)) {
+            ok = false;
+            break;
+        }
+        held.dirty = false;
+        if (fresh) first = std::min(first, b), last = std::max(last, b);
+    }
+    // Slots of the blocks written before a failure are still named, so they are not lost.
+    if (last >= 0) {
+        Oerr_ErrorReport *slotErr = nullptr;
+        if (!WriteSlots(*cache, first, last, ok ? err : &slotErr, fn)) ok = false;
+        oerr_DeleteErrorReportEx(&slotErr);
+    }
+    return ok;
+}
+
+bool Evict(Ohfa_Cache *cache, int32_t block, Oerr_ErrorReport **err, const wchar_t *fn) {
+    auto it = cache->blocks.find(block);
+    if (it->second.dirty && !WriteBlock(*cache, block, it->second.bytes.get(), false, err, fn))
+        return false;
+    cache->recency.erase(it->second.use);
+    cache->blocks.erase(it);
+    cache->held -= cache->node.blocksize;
+    return true;
+}
+
+// Evicts least recently used blocks until `room` more bytes fit under the limit.
+bool MakeRoom(Ohfa_Cache *cache, int64_t room, Oerr_ErrorReport **err, const wchar_t *fn) {
+    while (!cache->recency.empty() && cache->held + room > cache->limit)
+        if (!Evict(cache, cache->recency.back(), err, fn)) return false;
+    return true;
+}
+
+// After option 4 switched caching off, what memory holds goes to the file and is dropped.
+bool FollowSwitch(Ohfa_Cache *cache, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (cache->file->caching || cache->blocks.empty()) return true;
+    if (!FlushDirty(cache, err, fn)) return false;
+    cache->blocks.clear();
+    cache->recency.clear();
+    cache->held = 0;
+    return true;
+}
+
+CachedBlock &Hold(Ohfa_Cache *cache, int32_t block) {
+    CachedBlock held;
+    held.bytes.reset(new unsigned char[static_cast<std::size_t>(cache->node.blocksize)]);
+    cache->recency.push_front(block);
+    held.use = cache->recency.begin();
+    cache->held += cache->node.blocksize;
+    return cache->blocks.emplace(block, std::move(held)).first->second;
+}
+
+void Touch(Ohfa_Cache *cache, CachedBlock &held) {
+    cache->recency.splice(cache->recency.begin(), cache->recency, held.use);
+}
+
+// Opening ----------------------------------------------------------------------------------
+
+// A handle for the node of the current entry (checked), or null with a report.
+Ohfa_Cache *OpenCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const Ohfa_Entry &e = file->entry.record;
+    auto cache = std::make_unique<Ohfa_Cache>();
+    cache->file = file;
+    cache->path = CurrentPath(file);
+    if (!file->entry.valid || std::strncmp(e.type, "Ohfa_CacheNode", sizeof e.type) != 0 ||
+        e.dataSize != 16 || e.data == 0) {
+        SetError(err, fn, kNotACache, nullptr, L"Entry %s is not a block cache",
+                 cache->path.c_str());
+        return nullptr;
+    }
+    cache->nodeAt = e.data;
+    if (!LoadCache(*cache, err, fn)) return nullptr;
+    return cache.release();
+}
+
+bool SeekNode(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **err,
+              const wchar_t *fn) {
+    if (!nodePath) {
+        if (file->entry.valid) return true;
+        SetError(err, fn, kSeekFailed, nullptr, L"File %s has no current entry",
+                 file->name.c_str());
+        return false;
+    }
+    const long found = SeekEntry(file, OHFA_SEEK_PATH, nodePath, err, fn);
+    if (found > 0) return true;
+    SetError(err, fn, kSeekFailed, found < 0 ? *err : nullptr, L"nodePath %s not found", nodePath);
+    return false;
+}
+
+} // namespace
+
+extern "C" {
+
+ORVIK_API Ohfa_Cache *ohfa_CacheCreate(Ohfa_File *file, const wchar_t *nodePath,
+                                       const wchar_t *name, long blocksize, long blockcount,
+                                       Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheCreate";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<Ohfa_Cache *>(err, kFn, nullptr, [&]() -> Ohfa_Cache * {
+        if (!CheckFile(file, kFn, err) || !CheckWritable(file, kFn, err)) return nullptr;
+        if (!name || blocksize < 1 || blockcount < 0 ||
+            int64_t{blocksize} * blockcount > kMaxFileSize) {
+            SetError(err, kFn, kTooLarge, nullptr,
+                     L"Invalid cache %s: %ld blocks of %ld bytes (at most 2147483647 bytes)",
+                     name ? name : L"(null)", blockcount, blocksize);
+            return nullptr;
+        }
+        GuardScope guard(file);
+        file->flushGuard = kGuardPending;
+        const Omif_Design *nodeDesign = FixedDesign(kCacheNodeDesign, err);
+        const Omif_Design *indexDesign = nodeDesign ? CacheIndexDesign(err) : nullptr;
+        bool ok = indexDesign && ohfa_FileDictionaryAddDesign(file, indexDesign, err) &&
+                  SeekNode(file, nodePath, err, kFn);
+        // The index is written before the node that names it.
+        Ohfa_Cache scratch;
+        scratch.file = file;
+        scratch.path = name;
+        Ohfa_CacheNode node{static_cast<int32_t>(blocksize), static_cast<int32_t>(blockcount),
+                            static_cast<int32_t>(blocksize * blockcount), 0};
+        if (ok && blockcount > 0) {
+            const uint32_t at = WriteNewIndex(scratch, static_cast<int32_t>(blockcount), err, kFn);
+            ok = at != 0;
+            node.rootptr = static_cast<int32_t>(at);
+        }
+        ok = ok && ohfa_ObjectWrite(file, nullptr, name, kNodeType, OHFA_WRITE_LAST_CHILD, &node,
+                                    nodeDesign, err) == 0;
+        if (!ok) SetError(err, kFn, kWriteFailed, *err, L"Cannot create cache %s", name);
+        Ohfa_Cache *cache = ok ? OpenCurrent(file, err, kFn) : nullptr;
+        return Leave(guard, cache != nullptr, err, kFn) ? cache : (delete cache, nullptr);
+    });
+}
+
+ORVIK_API Ohfa_Cache *ohfa_CacheOpen(Ohfa_File *file, const wchar_t *nodePath,
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheOpen";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<Ohfa_Cache *>(err, kFn, nullptr, [&]() -> Ohfa_Cache * {
+        if (!CheckFile(file, kFn, err)) return nullptr;
+        GuardScope guard(file);
+        Ohfa_Cache *cache = SeekNode(file, nodePath, err, kFn) ? OpenCurrent(file, err, kFn)
+                                                               : nullptr;
+        return Leave(guard, cache != nullptr, err, kFn) ? cache : (delete cache, nullptr);
+    });
+}
+
+ORVIK_API long ohfa_CacheGetBlock(Ohfa_Cache *cache, long block, void *buffer,
+                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheGetBlock";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckBlock(cache, block, buffer, kFn, err) || !FollowSwitch(cache, err, kFn))
+            return -1;
+        const auto b = static_cast<int32_t>(block);
+        const auto size = static_cast<std::size_t>(cache->node.blocksize);
+        if (auto it = cache->blocks.find(b); it != cache->blocks.end()) {
+            ++cache->hits;
+            Touch(cache, it->second);
+            std::memcpy(buffer, it->second.bytes.get(), size);
+            return 1;
+        }
+        ++cache->misses;
+        if (cache->index[static_cast<std::size_t>(b)] == 0) return 0;
+        if (!Holding(cache)) return ReadBlock(*cache, b, buffer, err, kFn) ? 1 : -1;
+        if (!MakeRoom(cache, cache->node.blocksize, err, kFn)) return -1;
+        CachedBlock &held = Hold(cache, b);
+        if (!ReadBlock(*cache, b, held.bytes.get(), err, kFn)) {
+            cache->recency.erase(held.use);
+            cache->blocks.erase(b);
+            cache->held -= cache->node.blocksize;
+            return -1;
+        }
+        std::memcpy(buffer, held.bytes.get(), size);
+        return 1;
+    });
+}
+
+ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buffer,
+                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CachePutBlock";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckBlock(cache, block, buffer, kFn, err) ||
+            !CheckWritable(cache->file, kFn, err) || !FollowSwitch(cache, err, kFn))
+            return -1;
+        const auto b = static_cast<int32_t>(block);
+        const auto size = static_cast<std::size_t>(cache->node.blocksize);
+        if (!Holding(cache)) return WriteBlock(*cache, b, buffer, false, err, kFn) ? 0 : -1;
+        CachedBlock *held = nullptr;
+        if (auto it = cache->blocks.find(b); it != cache->blocks.end()) {
+            held = &it->second;
+            Touch(cache, *held);
+        } else {
+            if (!MakeRoom(cache, cache->node.blocksize, err, kFn)) return -1;
+            held = &Hold(cache, b);
+        }
+        std::memcpy(held->bytes.get(), buffer, size);
+        held->dirty = true;
+        return 0;
+    });
+}
+
+ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount,
+                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheExtend";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckCache(cache, kFn, err) || !CheckWritable(cache->file, kFn, err)) return -1;
+        Ohfa_CacheNode &n = cache->node;
+        if (blockcount < n.blockcount) {
+            SetError(err, kFn, kCannotShrink, nullptr,
+                     L"Cache %s has %ld blocks and cannot shrink to %ld", cache->path.c_str(),
+                     static_cast<long>(n.blockcount), blockcount);
+            return -1;
+        }
+        if (int64_t{blockcount} * n.blocksize > kMaxFileSize) {
+            SetError(err, kFn, kTooLarge, nullptr,
+                     L"Cache %s: %ld blocks of %ld bytes exceed 2147483647 bytes",
+                     cache->path.c_str(), blockcount, static_cast<long>(n.blocksize));
+            return -1;
+        }
+        if (blockcount == n.blockcount) return 0;
+        GuardScope guard(cache->file);
+        cache->file->flushGuard = kGuardPending;
+        const uint32_t oldIndex = static_cast<uint32_t>(n.rootptr);
+        const int64_t oldSize = kIndexHeader + int64_t{4} * n.blockcount;
+        // New index whole, then the node naming it, then the old index freed.
+        const uint32_t at = WriteNewIndex(*cache, static_cast<int32_t>(blockcount), err, kFn);
+        bool ok = at != 0;
+        const Ohfa_CacheNode before = n;
+        if (ok) {
+            n.blockcount = static_cast<int32_t>(blockcount);
+            n.bytecount = static_cast<int32_t>(blockcount * n.blocksize);
+            n.rootptr = static_cast<int32_t>(at);
+            ok = WriteNode(*cache, err, kFn);
+            if (!ok) n = before;
+        }
+        if (ok) {
+            cache->index.resize(static_cast<std::size_t>(blockcount), 0);
+            if (oldIndex != 0 &&
+                !GiveSpace(cache->file, oldIndex, oldSize, err, L"ohfa_FreeSpace")) {
+                // The old index only leaks; the cache itself is sound.
+                PrintAndDelete(*err);
+            }
+        }
+        return Leave(guard, ok, err, kFn) ? 0 : -1;
+    });
+}
+
+ORVIK_API long ohfa_CacheFlush(Ohfa_Cache *cache, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheFlush";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckCache(cache, kFn, err)) return -1;
+        return FlushDirty(cache, err, kFn) ? 0 : -1;
+    });
+}
+
+ORVIK_API long ohfa_CacheClose(Ohfa_Cache *cache, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheClose";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    if (!cache) return 0;
+    const long result = Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckCache(cache, kFn, err)) return -1;
+        return FlushDirty(cache, err, kFn) ? 0 : -1;
+    });
+    delete cache;
+    return result;
+}
+
+ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath,
+                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheDelete";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err) || !CheckWritable(file, kFn, err)) return -1;
+        GuardScope guard(file);
+        file->flushGuard = kGuardPending;
+        std::unique_ptr<Ohfa_Cache> cache(
+            SeekNode(file, nodePath, err, kFn) ? OpenCurrent(file, err, kFn) : nullptr);
+        // Unlinked first, so nothing names the blocks when they are freed.
+        bool ok = cache && ohfa_EntryDelete(file, err) == 0;
+        if (ok) {
+            for (uint32_t at : cache->index)
+                if (at != 0 && !GiveSpace(file, at, cache->node.blocksize, err, L"ohfa_FreeSpace"))
+                    PrintAndDelete(*err); // leaks the block, harms nothing
+            if (cache->node.rootptr != 0 &&
+                !GiveSpace(file, static_cast<uint32_t>(cache->node.rootptr),
+                           kIndexHeader + int64_t{4} * cache->node.blockcount, err,
+                           L"ohfa_FreeSpace"))
+                PrintAndDelete(*err);
+        } else if (cache) {
+            SetError(err, kFn, kWriteFailed, *err, L"EntryDelete failure!");
+        }
+        return Leave(guard, ok, err, kFn) ? 0 : -1;
+    });
+}
+
+ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes,
+                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_CacheSetLimit";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckCache(cache, kFn, err)) return -1;
+        cache->limit = std::max<int64_t>(bytes, 0);
+        return MakeRoom(cache, 0, err, kFn) ? 0 : -1;
+    });
+}
+
+ORVIK_API const Ohfa_CacheNode *ohfa_CacheNodeGet(const Ohfa_Cache *cache) ORVIK_NOEXCEPT {
+    return cache ? &cache->node : nullptr;
+}
+
+ORVIK_API Omsc_Boolean ohfa_CacheBlockIsStored(const Ohfa_Cache *cache, long block) ORVIK_NOEXCEPT {
+    if (!cache || block < 0 || block >= cache->node.blockcount) return OMSC_FALSE;
+    const bool stored = cache->index[static_cast<std::size_t>(block)] != 0 ||
+                        cache->blocks.count(static_cast<int32_t>(block)) != 0;
+    return stored ? OMSC_TRUE : OMSC_FALSE;
+}
+
+ORVIK_API void ohfa_CacheStatsGet(const Ohfa_Cache *cache, Ohfa_CacheStats *stats) ORVIK_NOEXCEPT {
+    if (!stats) return;
+    *stats = Ohfa_CacheStats{};
+    if (!cache) return;
+    *stats = Ohfa_CacheStats{cache->hits, cache->misses, cache->held, cache->limit};
+}
+
+} // extern "C"
