@@ -35,9 +35,9 @@ struct CachedBlock {
 
 struct Ohfa_Cache_ {
     Ohfa_File *file = nullptr;
-    std::wstring path;        // node path of the entry holding the node record
-    uint32_t nodeAt = 0;      // file position of the Ohfa_CacheNode record
-    Ohfa_CacheNode node{};    // host copy
+    std::wstring path;           // node path of the entry holding the node record
+    uint32_t nodeAt = 0;         // file position of the Ohfa_CacheNode record
+    Ohfa_CacheNode node{};       // host copy
     std::vector<uint32_t> index; // block positions; 0: never written
     std::unordered_map<int32_t, orvik::hfa::CachedBlock> blocks;
     std::list<int32_t> recency; // most recently used first

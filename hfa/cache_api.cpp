@@ -154,8 +154,7 @@ Ohfa_Cache *OpenCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *
     return cache.release();
 }
 
-bool SeekNode(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **err,
-              const wchar_t *fn) {
+bool SeekNode(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!nodePath) {
         if (file->entry.valid) return true;
         SetError(err, fn, kSeekFailed, nullptr, L"File %s has no current entry",
@@ -220,8 +219,8 @@ ORVIK_API Ohfa_Cache *ohfa_CacheOpen(Ohfa_File *file, const wchar_t *nodePath,
     return Guarded<Ohfa_Cache *>(err, kFn, nullptr, [&]() -> Ohfa_Cache * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         GuardScope guard(file);
-        Ohfa_Cache *cache = SeekNode(file, nodePath, err, kFn) ? OpenCurrent(file, err, kFn)
-                                                               : nullptr;
+        Ohfa_Cache *cache =
+            SeekNode(file, nodePath, err, kFn) ? OpenCurrent(file, err, kFn) : nullptr;
         return Leave(guard, cache != nullptr, err, kFn) ? cache : (delete cache, nullptr);
     });
 }
@@ -264,8 +263,8 @@ ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buf
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
-        if (!CheckBlock(cache, block, buffer, kFn, err) ||
-            !CheckWritable(cache->file, kFn, err) || !FollowSwitch(cache, err, kFn))
+        if (!CheckBlock(cache, block, buffer, kFn, err) || !CheckWritable(cache->file, kFn, err) ||
+            !FollowSwitch(cache, err, kFn))
             return -1;
         const auto b = static_cast<int32_t>(block);
         const auto size = static_cast<std::size_t>(cache->node.blocksize);
@@ -284,8 +283,8 @@ ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buf
     });
 }
 
-ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount,
-                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheExtend";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -355,8 +354,8 @@ ORVIK_API long ohfa_CacheClose(Ohfa_Cache *cache, Oerr_ErrorReport **errIn) ORVI
     return result;
 }
 
-ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath,
-                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheDelete";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
@@ -384,8 +383,8 @@ ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath,
     });
 }
 
-ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes,
-                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheSetLimit";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();

@@ -114,7 +114,8 @@ uint32_t WriteNewIndex(Ohfa_Cache_ &cache, int32_t count, Oerr_ErrorReport **err
     PutWord(raw.data(), static_cast<uint32_t>(count));
     PutWord(raw.data() + 4, at); // the MIF offset word: where the count stands
     const std::size_t keep = std::min(cache.index.size(), static_cast<std::size_t>(count));
-    for (std::size_t i = 0; i < keep; ++i) PutWord(raw.data() + kIndexHeader + 4 * i, cache.index[i]);
+    for (std::size_t i = 0; i < keep; ++i)
+        PutWord(raw.data() + kIndexHeader + 4 * i, cache.index[i]);
     if (!WriteAt(cache.file, at, raw.data(), static_cast<long>(size), err, fn)) {
         SetError(err, fn, kWriteFailed, *err, L"Cannot write the block index of %s",
                  cache.path.c_str());
@@ -151,7 +152,8 @@ bool WriteBlock(Ohfa_Cache_ &cache, int32_t block, const void *bytes, bool defer
     uint32_t &slot = cache.index[static_cast<std::size_t>(block)];
     const bool fresh = slot == 0;
     uint32_t at = slot;
-    if (fresh && (at = TakeSpace(cache.file, cache.node.blocksize, err, L"ohfa_NextFreePos")) == 0) {
+    if (fresh &&
+        (at = TakeSpace(cache.file, cache.node.blocksize, err, L"ohfa_NextFreePos")) == 0) {
         SetError(err, fn, kNoSpace, *err, L"ohfa_NextFreePos failed");
         return false;
     }

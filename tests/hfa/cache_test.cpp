@@ -35,7 +35,8 @@ class HfaCache : public HfaTest {
         }
         Ohfa_Cache *c = ohfa_CacheCreate(f, L"/", L"Blocks", 1000, 6, &err);
         ASSERT_NE(c, nullptr) << err.Message();
-        for (int b : {0, 2, 5}) ASSERT_EQ(ohfa_CachePutBlock(c, b, Pattern(1000, b).data(), &err), 0);
+        for (int b : {0, 2, 5})
+            ASSERT_EQ(ohfa_CachePutBlock(c, b, Pattern(1000, b).data(), &err), 0);
         // A rewrite of a block already placed.
         ASSERT_EQ(ohfa_CachePutBlock(c, 2, Pattern(1000, 9).data(), &err), 0);
         ASSERT_EQ(ohfa_CacheClose(c, &err), 0) << err.Message();
@@ -174,7 +175,8 @@ TEST_F(HfaCache, ExtendKeepsBlocksAndFreesTheOldIndex) {
     EXPECT_EQ(ohfa_CacheExtend(c, 0x7FFFFFFF, &err), -1);
     ohfa_CacheClose(c, &err);
     bool oldFree = false;
-    for (const auto &[p, s] : FreeBlocks(f)) oldFree |= p <= uint32_t(oldIndex) && uint32_t(oldIndex) < p + s;
+    for (const auto &[p, s] : FreeBlocks(f))
+        oldFree |= p <= uint32_t(oldIndex) && uint32_t(oldIndex) < p + s;
     EXPECT_TRUE(oldFree);
     ohfa_FileClose(f, &err);
 
@@ -187,8 +189,8 @@ TEST_F(HfaCache, ExtendKeepsBlocksAndFreesTheOldIndex) {
     ASSERT_EQ(ohfa_CacheGetBlock(c, 9, got.data(), &err), 1);
     EXPECT_EQ(got, Pattern(64, 9));
     // The index is an Ohfa_CacheIndex record that the file's dictionary describes.
-    const Omif_Design *d = omif_DictionarySearchByName(ohfa_FileDictionaryGet(f),
-                                                       L"Ohfa_CacheIndex", &err);
+    const Omif_Design *d =
+        omif_DictionarySearchByName(ohfa_FileDictionaryGet(f), L"Ohfa_CacheIndex", &err);
     ASSERT_NE(d, nullptr);
     struct {
         OMIF_COUNTED_POINTER_OF(uint32_t) blocks;
