@@ -28,11 +28,11 @@ struct Geometry {
     std::wstring problem;
     int32_t blocksAcross = 0;
     int32_t blocksDown = 0;
-    int32_t perByte = 0;       // sub-byte types: pixels per file byte (8, 4, 2); else 0
-    int32_t fileBytes = 0;     // bytes per pixel in the file (not for sub-byte types)
-    int32_t hostBytes = 0;     // bytes per pixel in memory
-    int64_t rowBytes = 0;      // file bytes of one block row
-    int64_t blockBytes = 0;    // file bytes of one block
+    int32_t perByte = 0;    // sub-byte types: pixels per file byte (8, 4, 2); else 0
+    int32_t fileBytes = 0;  // bytes per pixel in the file (not for sub-byte types)
+    int32_t hostBytes = 0;  // bytes per pixel in memory
+    int64_t rowBytes = 0;   // file bytes of one block row
+    int64_t blockBytes = 0; // file bytes of one block
     int64_t blockCount = 0;
 };
 Geometry GeometryOf(const Oimg_LayerInfo &info);
@@ -54,10 +54,10 @@ struct Oimg_Layer_ {
     std::wstring path;
     Oimg_LayerInfo info{};
     orvik::img::Geometry geometry;
-    Ohfa_Cache *cache = nullptr;                // owned
-    std::vector<unsigned char> noDataBlock;      // file form of a block never written
-    std::vector<unsigned char> block;            // scratch: one block
-    std::vector<unsigned char> hostRow;          // scratch: one block row in host form
+    Ohfa_Cache *cache = nullptr;            // owned
+    std::vector<unsigned char> noDataBlock; // file form of a block never written
+    std::vector<unsigned char> block;       // scratch: one block
+    std::vector<unsigned char> hostRow;     // scratch: one block row in host form
 };
 
 namespace orvik::img {

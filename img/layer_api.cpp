@@ -48,7 +48,7 @@ void BuildNoDataBlock(Oimg_Layer &layer) {
     std::vector<double> values(static_cast<std::size_t>(info.blockWidth), info.noData);
     std::vector<unsigned char> host(static_cast<std::size_t>(info.blockWidth) * g.hostBytes);
     omsc_AddressOf_opxm_Convert()[OGDA_F64][info.pixelType](values.data(), host.data(),
-                                                              info.blockWidth);
+                                                            info.blockWidth);
     orvik::img::EncodeRow(info, g, host.data(), 0, info.blockWidth, layer.noDataBlock.data());
     for (int32_t r = 1; r < info.blockHeight; ++r)
         std::memcpy(layer.noDataBlock.data() + r * g.rowBytes, layer.noDataBlock.data(),
@@ -150,8 +150,7 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
     const Omif_Design *design = LayerDesign(err);
     if (!design || ohfa_ObjectWrite(file, parentPath.c_str(), name, kLayerType,
                                     OHFA_WRITE_LAST_CHILD, &info, design, err) != 0) {
-        SetError(err, fn, kWriteFailed, *err, L"Cannot write the record of layer %s",
-                 path.c_str());
+        SetError(err, fn, kWriteFailed, *err, L"Cannot write the record of layer %s", path.c_str());
         return nullptr;
     }
     Ohfa_Cache *cache =
@@ -167,8 +166,9 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
 
 bool CloseLayer(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
     const bool ok = ohfa_CacheClose(layer->cache, err) == 0;
-    if (!ok) SetError(err, fn, kStoreFailed, *err, L"Cannot write the blocks of layer %s",
-                      layer->path.c_str());
+    if (!ok)
+        SetError(err, fn, kStoreFailed, *err, L"Cannot write the blocks of layer %s",
+                 layer->path.c_str());
     delete layer;
     return ok;
 }
@@ -238,7 +238,8 @@ ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_
     static const wchar_t *const kFn = L"oimg_LayerClose";
     if (err) *err = nullptr;
     if (!layer) return 0;
-    return Guarded<long>(err, kFn, -1, [&]() -> long { return CloseLayer(layer, err, kFn) ? 0 : -1; });
+    return Guarded<long>(err, kFn, -1,
+                         [&]() -> long { return CloseLayer(layer, err, kFn) ? 0 : -1; });
 }
 
 ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {

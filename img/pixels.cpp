@@ -36,7 +36,8 @@ std::size_t ScalarWidth(int32_t type) {
     case OGDA_C128:
         return 8;
     default:
-        return static_cast<std::size_t>(ogda_NumBytePerPixelFromType(static_cast<Ogda_PixelType>(type)));
+        return static_cast<std::size_t>(
+            ogda_NumBytePerPixelFromType(static_cast<Ogda_PixelType>(type)));
     }
 }
 
@@ -101,12 +102,13 @@ Geometry GeometryOf(const Oimg_LayerInfo &info) {
     g.rowBytes = g.perByte ? (int64_t{info.blockWidth} - 1) / g.perByte + 1
                            : int64_t{info.blockWidth} * g.fileBytes;
     g.blockBytes = g.rowBytes * info.blockHeight;
-    g.blocksAcross = static_cast<int32_t>((int64_t{info.width} + info.blockWidth - 1) / info.blockWidth);
-    g.blocksDown = static_cast<int32_t>((int64_t{info.height} + info.blockHeight - 1) / info.blockHeight);
+    g.blocksAcross =
+        static_cast<int32_t>((int64_t{info.width} + info.blockWidth - 1) / info.blockWidth);
+    g.blocksDown =
+        static_cast<int32_t>((int64_t{info.height} + info.blockHeight - 1) / info.blockHeight);
     g.blockCount = int64_t{g.blocksAcross} * g.blocksDown;
     // A block row in host form must also fit in 32 bits.
-    if (g.blockBytes > kMax32 || g.blockCount > kMax32 ||
-        int64_t{info.blockWidth} * 16 > kMax32) {
+    if (g.blockBytes > kMax32 || g.blockCount > kMax32 || int64_t{info.blockWidth} * 16 > kMax32) {
         g.problem = L"block size overflows 32 bits";
         return g;
     }
@@ -121,11 +123,13 @@ void DecodeRow(const Oimg_LayerInfo &info, const Geometry &g, const unsigned cha
         const unsigned mask = (1u << bits) - 1;
         for (int32_t i = 0; i < count; ++i) {
             const int32_t p = first + i;
-            host[i] = static_cast<unsigned char>((row[p / g.perByte] >> ((p % g.perByte) * bits)) & mask);
+            host[i] =
+                static_cast<unsigned char>((row[p / g.perByte] >> ((p % g.perByte) * bits)) & mask);
         }
     } else if (info.pixelType == OGDA_STRING) {
         for (int32_t i = 0; i < count; ++i) {
-            const char *cell = reinterpret_cast<const char *>(row) + int64_t{first + i} * g.fileBytes;
+            const char *cell =
+                reinterpret_cast<const char *>(row) + int64_t{first + i} * g.fileBytes;
             const std::size_t n = strnlen(cell, static_cast<std::size_t>(g.fileBytes));
             wchar_t *text =
                 n ? core::HeapDup(text::Utf8ToWideLossy(std::string_view(cell, n))) : nullptr;
@@ -146,7 +150,8 @@ bool EncodeRow(const Oimg_LayerInfo &info, const Geometry &g, const unsigned cha
             const int32_t p = first + i;
             const int shift = (p % g.perByte) * bits;
             unsigned char &byte = row[p / g.perByte];
-            byte = static_cast<unsigned char>((byte & ~(mask << shift)) | ((host[i] & mask) << shift));
+            byte =
+                static_cast<unsigned char>((byte & ~(mask << shift)) | ((host[i] & mask) << shift));
         }
         return true;
     }

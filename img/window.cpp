@@ -31,8 +31,8 @@ bool CheckWindow(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t r
         return false;
     }
     const Oimg_LayerInfo &i = layer->info;
-    if (rows < 1 || columns < 1 || row < 0 || column < 0 ||
-        int64_t{row} + rows > i.height || int64_t{column} + columns > i.width) {
+    if (rows < 1 || columns < 1 || row < 0 || column < 0 || int64_t{row} + rows > i.height ||
+        int64_t{column} + columns > i.width) {
         SetError(err, fn, kOutside, nullptr,
                  L"Window at row %ld, column %ld of %ld x %ld pixels lies outside layer %s of "
                  L"%ld x %ld pixels",
@@ -74,7 +74,8 @@ bool ForEachBlock(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t 
     for (int32_t br = row / bh; br <= (row + rows - 1) / bh; ++br) {
         const int32_t r0 = std::max(row, br * bh), r1 = std::min(row + rows, br * bh + bh);
         for (int32_t bc = column / bw; bc <= (column + columns - 1) / bw; ++bc) {
-            const int32_t c0 = std::max(column, bc * bw), c1 = std::min(column + columns, bc * bw + bw);
+            const int32_t c0 = std::max(column, bc * bw),
+                          c1 = std::min(column + columns, bc * bw + bw);
             if (!piece(br * layer->geometry.blocksAcross + bc, r0 - br * bh, r1 - r0, c0 - bc * bw,
                        c1 - c0, r0 - row, c0 - column))
                 return false;
@@ -95,32 +96,33 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
     if (!CheckWindow(layer, row, column, rows, columns, data, err, fn)) return false;
     const Oimg_LayerInfo &info = layer->info;
     const Geometry &g = layer->geometry;
-    const Opxm_ConvertFunction convert = omsc_AddressOf_opxm_Convert()[info.pixelType][data->datatype];
+    const Opxm_ConvertFunction convert =
+        omsc_AddressOf_opxm_Convert()[info.pixelType][data->datatype];
     const bool direct = Direct(layer);
     unsigned char *host = layer->hostRow.data();
-    return ForEachBlock(layer, row, column, rows, columns,
-                        [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx,
-                            int32_t wr, int32_t wc) {
-        const long got = ohfa_CacheGetBlock(layer->cache, block, layer->block.data(), err);
-        if (got < 0) {
-            SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
-                     static_cast<long>(block), layer->path.c_str());
-            return false;
-        }
-        const unsigned char *src = got ? layer->block.data() : layer->noDataBlock.data();
-        for (int32_t y = 0; y < ny; ++y) {
-            const unsigned char *line = src + (y0 + y) * g.rowBytes;
-            unsigned char *out = Element(data, wr + y, wc);
-            if (direct) {
-                convert(line + int64_t{x0} * g.fileBytes, out, nx);
-                continue;
+    return ForEachBlock(
+        layer, row, column, rows, columns,
+        [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
+            const long got = ohfa_CacheGetBlock(layer->cache, block, layer->block.data(), err);
+            if (got < 0) {
+                SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                         static_cast<long>(block), layer->path.c_str());
+                return false;
             }
-            DecodeRow(info, g, line, x0, nx, host);
-            convert(host, out, nx);
-            if (info.pixelType == OGDA_STRING) FreeStrings(host, nx);
-        }
-        return true;
-    });
+            const unsigned char *src = got ? layer->block.data() : layer->noDataBlock.data();
+            for (int32_t y = 0; y < ny; ++y) {
+                const unsigned char *line = src + (y0 + y) * g.rowBytes;
+                unsigned char *out = Element(data, wr + y, wc);
+                if (direct) {
+                    convert(line + int64_t{x0} * g.fileBytes, out, nx);
+                    continue;
+                }
+                DecodeRow(info, g, line, x0, nx, host);
+                convert(host, out, nx);
+                if (info.pixelType == OGDA_STRING) FreeStrings(host, nx);
+            }
+            return true;
+        });
 }
 
 bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
@@ -128,58 +130,61 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
     if (!CheckWindow(layer, row, column, rows, columns, data, err, fn)) return false;
     const Oimg_LayerInfo &info = layer->info;
     const Geometry &g = layer->geometry;
-    const Opxm_ConvertFunction convert = omsc_AddressOf_opxm_Convert()[data->datatype][info.pixelType];
+    const Opxm_ConvertFunction convert =
+        omsc_AddressOf_opxm_Convert()[data->datatype][info.pixelType];
     const bool direct = Direct(layer);
     const bool text = info.pixelType == OGDA_STRING;
     unsigned char *host = layer->hostRow.data();
     unsigned char *bytes = layer->block.data();
-    return ForEachBlock(layer, row, column, rows, columns,
-                        [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx,
-                            int32_t wr, int32_t wc) {
-        // Pixels of the block that lie inside the layer: all of them are overwritten when the
-        // piece covers them, and the rest of the block is no-data.
-        const int32_t br = block / g.blocksAcross, bc = block % g.blocksAcross;
-        const int32_t inRows = std::min(info.blockHeight, info.height - br * info.blockHeight);
-        const int32_t inCols = std::min(info.blockWidth, info.width - bc * info.blockWidth);
-        const bool covers = y0 == 0 && x0 == 0 && ny == inRows && nx == inCols;
-        if (covers && (inRows < info.blockHeight || inCols < info.blockWidth || g.perByte)) {
-            std::memcpy(bytes, layer->noDataBlock.data(), static_cast<std::size_t>(g.blockBytes));
-        } else if (!covers) {
-            const long got = ohfa_CacheGetBlock(layer->cache, block, bytes, err);
-            if (got < 0) {
-                SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
-                         static_cast<long>(block), layer->path.c_str());
-                return false;
+    return ForEachBlock(
+        layer, row, column, rows, columns,
+        [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
+            // Pixels of the block that lie inside the layer: all of them are overwritten when the
+            // piece covers them, and the rest of the block is no-data.
+            const int32_t br = block / g.blocksAcross, bc = block % g.blocksAcross;
+            const int32_t inRows = std::min(info.blockHeight, info.height - br * info.blockHeight);
+            const int32_t inCols = std::min(info.blockWidth, info.width - bc * info.blockWidth);
+            const bool covers = y0 == 0 && x0 == 0 && ny == inRows && nx == inCols;
+            if (covers && (inRows < info.blockHeight || inCols < info.blockWidth || g.perByte)) {
+                std::memcpy(bytes, layer->noDataBlock.data(),
+                            static_cast<std::size_t>(g.blockBytes));
+            } else if (!covers) {
+                const long got = ohfa_CacheGetBlock(layer->cache, block, bytes, err);
+                if (got < 0) {
+                    SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                             static_cast<long>(block), layer->path.c_str());
+                    return false;
+                }
+                if (got == 0)
+                    std::memcpy(bytes, layer->noDataBlock.data(),
+                                static_cast<std::size_t>(g.blockBytes));
             }
-            if (got == 0)
-                std::memcpy(bytes, layer->noDataBlock.data(), static_cast<std::size_t>(g.blockBytes));
-        }
-        for (int32_t y = 0; y < ny; ++y) {
-            unsigned char *line = bytes + (y0 + y) * g.rowBytes;
-            const unsigned char *in = Element(data, wr + y, wc);
-            if (direct) {
-                convert(in, line + int64_t{x0} * g.fileBytes, nx);
-                continue;
+            for (int32_t y = 0; y < ny; ++y) {
+                unsigned char *line = bytes + (y0 + y) * g.rowBytes;
+                const unsigned char *in = Element(data, wr + y, wc);
+                if (direct) {
+                    convert(in, line + int64_t{x0} * g.fileBytes, nx);
+                    continue;
+                }
+                if (text) std::memset(host, 0, static_cast<std::size_t>(nx) * sizeof(wchar_t *));
+                convert(in, host, nx);
+                const bool fits = EncodeRow(info, g, host, x0, nx, line);
+                if (text) FreeStrings(host, nx);
+                if (!fits) {
+                    SetError(err, fn, kTextTooLong, nullptr,
+                             L"A text in row %ld, columns %ld to %ld, is longer than the %ld-byte "
+                             L"cells of layer %s",
+                             static_cast<long>(row + wr + y), static_cast<long>(column + wc),
+                             static_cast<long>(column + wc + nx - 1),
+                             static_cast<long>(g.fileBytes), layer->path.c_str());
+                    return false;
+                }
             }
-            if (text) std::memset(host, 0, static_cast<std::size_t>(nx) * sizeof(wchar_t *));
-            convert(in, host, nx);
-            const bool fits = EncodeRow(info, g, host, x0, nx, line);
-            if (text) FreeStrings(host, nx);
-            if (!fits) {
-                SetError(err, fn, kTextTooLong, nullptr,
-                         L"A text in row %ld, columns %ld to %ld, is longer than the %ld-byte "
-                         L"cells of layer %s",
-                         static_cast<long>(row + wr + y), static_cast<long>(column + wc),
-                         static_cast<long>(column + wc + nx - 1), static_cast<long>(g.fileBytes),
-                         layer->path.c_str());
-                return false;
-            }
-        }
-        if (ohfa_CachePutBlock(layer->cache, block, bytes, err) == 0) return true;
-        SetError(err, fn, kStoreFailed, *err, L"Cannot write block %ld of layer %s",
-                 static_cast<long>(block), layer->path.c_str());
-        return false;
-    });
+            if (ohfa_CachePutBlock(layer->cache, block, bytes, err) == 0) return true;
+            SetError(err, fn, kStoreFailed, *err, L"Cannot write block %ld of layer %s",
+                     static_cast<long>(block), layer->path.c_str());
+            return false;
+        });
 }
 
 } // namespace orvik::img
@@ -220,8 +225,9 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
         const Oimg_LayerInfo &i = layer->info;
         Ogda_BaseData *target = data;
         if (!target) {
-            target = ogda_BaseDataCreate(i.height, i.width, static_cast<Ogda_PixelType>(i.pixelType),
-                                         Ogda_Raster, nullptr, err);
+            target =
+                ogda_BaseDataCreate(i.height, i.width, static_cast<Ogda_PixelType>(i.pixelType),
+                                    Ogda_Raster, nullptr, err);
             if (!target) {
                 SetError(err, kFn, kBadData, *err, L"ogda_BaseDataCreate failed");
                 return nullptr;
@@ -233,8 +239,8 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
     });
 }
 
-ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data,
-                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerWrite";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
@@ -242,9 +248,8 @@ ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data,
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");
             return -1;
         }
-        return WriteWindow(layer, 0, 0, layer->info.height, layer->info.width, data, err, kFn)
-                   ? 0
-                   : -1;
+        return WriteWindow(layer, 0, 0, layer->info.height, layer->info.width, data, err, kFn) ? 0
+                                                                                               : -1;
     });
 }
 

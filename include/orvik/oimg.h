@@ -97,8 +97,8 @@ ORVIK_API long oimg_LayerWriteWindow(Oimg_Layer *layer, int32_t row, int32_t col
  * returns data, or null. */
 ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
-ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data,
-                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Overviews ------------------------------------------------------------------------
  * Overview k (factor 2^k) has ceil(width / 2^k) x ceil(height / 2^k) pixels, each computed
@@ -119,8 +119,8 @@ ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_Er
     ORVIK_NOEXCEPT;
 
 /* Opens the overview of factor `factor` (2, 4, ...); factor 1 opens the layer again. */
-ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

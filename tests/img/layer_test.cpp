@@ -45,7 +45,8 @@ TEST_P(ImgLayer, EveryPixelTypeRoundTripsThroughStraddlingWindows) {
     Oimg_LayerInfo info = Info(kW, kH, type, 32, 24);
     Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Layer", &info, &err);
     ASSERT_NE(layer, nullptr) << err.Text();
-    ohfa_CacheSetLimit(oimg_LayerCacheGet(layer), 4 * ohfa_CacheNodeGet(oimg_LayerCacheGet(layer))->blocksize, &err);
+    ohfa_CacheSetLimit(oimg_LayerCacheGet(layer),
+                       4 * ohfa_CacheNodeGet(oimg_LayerCacheGet(layer))->blocksize, &err);
     WriteTiled(layer, type, 37, 41);
     ExpectTiled(layer, type, 29, 53); // through the cache
     ASSERT_EQ(oimg_LayerClose(layer, &err), 0) << err.Text();
@@ -55,9 +56,9 @@ TEST_P(ImgLayer, EveryPixelTypeRoundTripsThroughStraddlingWindows) {
     layer = oimg_LayerOpen(f, L"/Image/Layer", &err);
     ASSERT_NE(layer, nullptr) << err.Text();
     EXPECT_EQ(oimg_LayerInfoGet(layer)->pixelType, type);
-    ExpectTiled(layer, type, 24, 32);       // block-aligned
-    ExpectTiled(layer, type, kH, kW);       // whole layer
-    ExpectTiled(layer, type, 1, 7);         // thin windows
+    ExpectTiled(layer, type, 24, 32); // block-aligned
+    ExpectTiled(layer, type, kH, kW); // whole layer
+    ExpectTiled(layer, type, 1, 7);   // thin windows
     Data whole(oimg_LayerRead(layer, nullptr, &err));
     ASSERT_NE(whole, nullptr) << err.Text();
     EXPECT_TRUE(Holds(whole.get(), 0, 0));
@@ -78,8 +79,8 @@ TEST_P(ImgLayer, EveryPixelTypeRoundTripsThroughStraddlingWindows) {
 
 INSTANTIATE_TEST_SUITE_P(AllTypes, ImgLayer, ::testing::Range(0, OGDA_PIXEL_TYPE_COUNT),
                          [](const auto &p) {
-                             const std::wstring n = ogda_PixelNameFromType(
-                                 static_cast<Ogda_PixelType>(p.param));
+                             const std::wstring n =
+                                 ogda_PixelNameFromType(static_cast<Ogda_PixelType>(p.param));
                              return std::string(n.begin(), n.end());
                          });
 
