@@ -17,6 +17,8 @@ constexpr int32_t kDefaultBlockSide = 64;
 constexpr int32_t kDefaultCellBytes = 32;
 constexpr int32_t kMaxCellBytes = 4096;
 constexpr uint32_t kLayerRecordSize = 40;
+constexpr int64_t kMaxBlockBytes = 16 << 20;
+constexpr int32_t kMaxBlockSide = 1 << 20;
 
 // The layer design (owned by the library, created at first use).
 const Omif_Design *LayerDesign(Oerr_ErrorReport **err);

@@ -237,14 +237,14 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
     Builder<T> builder(layer, err, fn);
     Oimg_LayerInfo info = layer->info;
     long levels = 0;
-    for (long f = 2; (info.width > info.blockWidth || info.height > info.blockHeight) &&
-                     levels < kMaxLevels;
+    for (long f = 2;
+         (info.width > info.blockWidth || info.height > info.blockHeight) && levels < kMaxLevels;
          f *= 2, ++levels) {
         info.width = (info.width + 1) / 2;
         info.height = (info.height + 1) / 2;
-        Oimg_Layer *level = CreateLayer(layer->file, layer->path,
-                                        (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(),
-                                        info, err, fn);
+        Oimg_Layer *level =
+            CreateLayer(layer->file, layer->path,
+                        (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(), info, err, fn);
         if (!level) {
             SetError(err, fn, kLevelFailed, *err, L"Cannot create overview %ld of layer %s", f,
                      layer->path.c_str());
@@ -325,8 +325,8 @@ ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **err
     });
 }
 
-ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale,
-                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOverviewFactor";
     const long levels = oimg_LayerOverviewCount(layer, err);
     if (levels < 0) {
@@ -338,8 +338,8 @@ ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale,
     return factor;
 }
 
-ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor,
-                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOverviewOpen";
     if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
@@ -347,8 +347,8 @@ ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor,
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer or factor %ld", factor);
             return nullptr;
         }
-        Oimg_Layer *level = OpenLayer(layer->file, factor == 1 ? layer->path : LevelPath(layer, factor),
-                                      err, kFn);
+        Oimg_Layer *level =
+            OpenLayer(layer->file, factor == 1 ? layer->path : LevelPath(layer, factor), err, kFn);
         if (!level) SetError(err, kFn, kNoLevel, *err, L"No overview of factor %ld", factor);
         return level;
     });

@@ -107,9 +107,14 @@ Geometry GeometryOf(const Oimg_LayerInfo &info) {
     g.blocksDown =
         static_cast<int32_t>((int64_t{info.height} + info.blockHeight - 1) / info.blockHeight);
     g.blockCount = int64_t{g.blocksAcross} * g.blocksDown;
-    // A block row in host form must also fit in 32 bits.
-    if (g.blockBytes > kMax32 || g.blockCount > kMax32 || int64_t{info.blockWidth} * 16 > kMax32) {
+    if (g.blockBytes > kMax32 || g.blockCount > kMax32) {
         g.problem = L"block size overflows 32 bits";
+        return g;
+    }
+    // Opening a layer allocates a few blocks and a block row in host form, whatever the file
+    // holds, so their sizes are bounded.
+    if (g.blockBytes > kMaxBlockBytes || info.blockWidth > kMaxBlockSide) {
+        g.problem = L"blocks larger than 16 MiB or wider than 1048576 pixels";
         return g;
     }
     g.valid = true;

@@ -256,6 +256,9 @@ TEST_F(ImgTest, BadWindowsAndArgumentsAreRefusedWithTheSizes) {
     Oimg_LayerInfo huge = Info(100, 100, OGDA_C128, 65536, 2048);
     EXPECT_EQ(oimg_LayerCreate(f, L"/Image", L"Huge", &huge, &err), nullptr);
     EXPECT_NE(err.Text().find("overflows 32 bits"), std::string::npos) << err.Text();
+    huge = Info(100, 100, OGDA_U8, 1024, 16385);
+    EXPECT_EQ(oimg_LayerCreate(f, L"/Image", L"Huge", &huge, &err), nullptr);
+    EXPECT_NE(err.Text().find("blocks larger than 16 MiB"), std::string::npos) << err.Text();
     EXPECT_EQ(oimg_LayerCreate(f, L"/Image", L"Layer", &info, &err), nullptr);
     EXPECT_NE(err.Text().find("already exists"), std::string::npos);
     Oimg_LayerInfo text = Info(4, 4, OGDA_STRING);
@@ -298,6 +301,7 @@ TEST_F(ImgTest, CorruptLayerRecordsAreRefused) {
         {"height", 4, 0, "must be at least 1"},
         {"pixel type", 8, 99, "unknown pixel type"},
         {"block width", 12, 0x40000000, "overflows 32 bits"},
+        {"block width", 12, 0x100000, "larger than 16 MiB"},
         {"block height", 16, 31, "its store holds"},
         {"kind", 20, 7, "unknown layer kind"},
         {"cell", 24, 4, "cell size"},
