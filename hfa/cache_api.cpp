@@ -66,42 +66,53 @@ bool Holding(const Ohfa_Cache *cache) {
     return cache->file->caching != 0 && cache->node.blocksize <= cache->limit;
 }
 
-// Writes every dirty block: the bytes of all of them first, then the index slots of those
-// that took new space, in one write.
+// Writes every dirty block: blocks that have a position in place, the others into runs of
+// new space, and then the index slots of those in one write.
 bool FlushDirty(Ohfa_Cache *cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     std::vector<int32_t> dirty;
     for (auto &[block, held] : cache->blocks)
         if (held.dirty) dirty.push_back(block);
     if (dirty.empty()) return true;
     std::sort(dirty.begin(), dirty.end());
-    int32_t first = INT32_MAX, last = -1;
-    bool ok = true;
+    std::vector<std::pair<int32_t, const unsigned char *>> fresh;
     for (int32_t b : dirty) {
-        const bool fresh = cache->index[static_cast<std::size_t>(b)] == 0;
         CachedBlock &held = cache->blocks.at(b);
-        if (!WriteBlock(*cache, b, held.bytes.get(), true, err, fn)) {
-            ok = false;
-            break;
+        if (cache->index[static_cast<std::size_t>(b)] == 0) {
+            fresh.emplace_back(b, held.bytes.get());
+            continue;
         }
+        if (!WriteBlock(*cache, b, held.bytes.get(), true, err, fn)) return false;
         held.dirty = false;
-        if (fresh) first = std::min(first, b), last = std::max(last, b);
     }
-    // Slots of the blocks written before a failure are still named, so they are not lost.
-    if (last >= 0) {
-        Oerr_ErrorReport *slotErr = nullptr;
-        if (!WriteSlots(*cache, first, last, ok ? err : &slotErr, fn)) ok = false;
-        oerr_DeleteErrorReportEx(&slotErr);
+    if (fresh.empty()) return true;
+    const bool ok = WriteFreshBlocks(*cache, fresh, err, fn);
+    // Slots of blocks written before a failure are still written, so those are not lost.
+    int32_t first = INT32_MAX, last = -1;
+    for (const auto &[b, bytes] : fresh) {
+        if (cache->index[static_cast<std::size_t>(b)] == 0) continue;
+        cache->blocks.at(b).dirty = false;
+        first = std::min(first, b);
+        last = std::max(last, b);
     }
-    return ok;
+    Oerr_ErrorReport *slotErr = nullptr;
+    const bool slots = WriteSlots(*cache, first, last, ok ? err : &slotErr, fn);
+    oerr_DeleteErrorReportEx(&slotErr);
+    return ok && slots;
 }
 
+// A dirty block leaving memory takes every dirty block to the file with it, so that writes
+// go out in long runs.
 bool Evict(Ohfa_Cache *cache, int32_t block, Oerr_ErrorReport **err, const wchar_t *fn) {
     auto it = cache->blocks.find(block);
-    if (it->second.dirty && !WriteBlock(*cache, block, it->second.bytes.get(), false, err, fn))
-        return false;
+    if (it->second.dirty && !FlushDirty(cache, err, fn)) return false;
     cache->recency.erase(it->second.use);
-    cache->blocks.erase(it);
     cache->held -= cache->node.blocksize;
+    // The buffer is kept for the next block while blocks and spares stay within the limit:
+    // large blocks would otherwise cost a fresh mapping each.
+    if (cache->held + int64_t{cache->node.blocksize} * (1 + int64_t(cache->spare.size())) <=
+        cache->limit)
+        cache->spare.push_back(std::move(it->second.bytes));
+    cache->blocks.erase(it);
     return true;
 }
 
@@ -124,7 +135,12 @@ bool FollowSwitch(Ohfa_Cache *cache, Oerr_ErrorReport **err, const wchar_t *fn) 
 
 CachedBlock &Hold(Ohfa_Cache *cache, int32_t block) {
     CachedBlock held;
-    held.bytes.reset(new unsigned char[static_cast<std::size_t>(cache->node.blocksize)]);
+    if (cache->spare.empty()) {
+        held.bytes.reset(new unsigned char[static_cast<std::size_t>(cache->node.blocksize)]);
+    } else {
+        held.bytes = std::move(cache->spare.back());
+        cache->spare.pop_back();
+    }
     cache->recency.push_front(block);
     held.use = cache->recency.begin();
     cache->held += cache->node.blocksize;
@@ -134,6 +150,73 @@ CachedBlock &Hold(Ohfa_Cache *cache, int32_t block) {
 void Touch(Ohfa_Cache *cache, CachedBlock &held) {
     cache->recency.splice(cache->recency.begin(), cache->recency, held.use);
 }
+
+} // namespace
+
+namespace orvik::hfa {
+
+long HeldBlock(Ohfa_Cache *cache, int32_t b, bool forWrite, bool load, unsigned char **bytes,
+               Oerr_ErrorReport **err, const wchar_t *fn) {
+    *bytes = nullptr;
+    if (!FollowSwitch(cache, err, fn)) return -1;
+    const auto size = static_cast<std::size_t>(cache->node.blocksize);
+    if (auto it = cache->blocks.find(b); it != cache->blocks.end()) {
+        if (load) ++cache->hits;
+        Touch(cache, it->second);
+        it->second.dirty |= forWrite;
+        *bytes = it->second.bytes.get();
+        return 1;
+    }
+    if (load) ++cache->misses;
+    const bool stored = cache->index[static_cast<std::size_t>(b)] != 0;
+    if (!Holding(cache)) return !forWrite && !stored ? 0 : kHeldDirect;
+    if (!stored || !load) {
+        if (!forWrite) return 0;
+        if (!MakeRoom(cache, cache->node.blocksize, err, fn)) return -1;
+        CachedBlock &held = Hold(cache, b);
+        held.dirty = true;
+        *bytes = held.bytes.get();
+        return 0;
+    }
+    // Read ahead while misses come in block order: blocks that follow in the file come in
+    // with the same read, twice as many each time (up to a share of the limit); a miss out of
+    // order reads one block. Random access thus reads no more than it uses, and whole-layer
+    // reads become long runs. Large blocks are read one by one straight into their place.
+    const auto most = static_cast<int32_t>(
+        std::max<int64_t>(1, cache->limit / kReadAheadShare / cache->node.blocksize));
+    cache->readAhead = b == cache->lastMiss + 1 ? std::min(most, 2 * cache->readAhead) : 1;
+    const int32_t run = ContiguousRun(*cache, b, cache->readAhead);
+    cache->lastMiss = b + run - 1;
+    if (!MakeRoom(cache, int64_t{run} * cache->node.blocksize, err, fn)) return -1;
+    const bool direct = run == 1 || size >= kDirectBlockBytes;
+    std::vector<unsigned char> &staging = cache->staging;
+    if (!direct) {
+        staging.resize(size * static_cast<std::size_t>(run));
+        if (!ReadRun(*cache, b, run, staging.data(), err, fn)) return -1;
+    }
+    for (int32_t i = run - 1; i >= 0; --i) {
+        CachedBlock &held = Hold(cache, b + i);
+        bool ok = true;
+        if (direct)
+            ok = ReadBlock(*cache, b + i, held.bytes.get(), err, fn);
+        else
+            std::memcpy(held.bytes.get(), staging.data() + size * static_cast<std::size_t>(i),
+                        size);
+        if (!ok) {
+            cache->recency.erase(held.use);
+            cache->blocks.erase(b + i);
+            cache->held -= cache->node.blocksize;
+            return -1;
+        }
+        held.dirty = forWrite && i == 0;
+    }
+    *bytes = cache->blocks.at(b).bytes.get();
+    return 1;
+}
+
+} // namespace orvik::hfa
+
+namespace {
 
 // Opening ----------------------------------------------------------------------------------
 
@@ -234,26 +317,11 @@ ORVIK_API long ohfa_CacheGetBlock(Ohfa_Cache *cache, long block, void *buffer,
         if (!CheckBlock(cache, block, buffer, kFn, err) || !FollowSwitch(cache, err, kFn))
             return -1;
         const auto b = static_cast<int32_t>(block);
-        const auto size = static_cast<std::size_t>(cache->node.blocksize);
-        if (auto it = cache->blocks.find(b); it != cache->blocks.end()) {
-            ++cache->hits;
-            Touch(cache, it->second);
-            std::memcpy(buffer, it->second.bytes.get(), size);
-            return 1;
-        }
-        ++cache->misses;
-        if (cache->index[static_cast<std::size_t>(b)] == 0) return 0;
-        if (!Holding(cache)) return ReadBlock(*cache, b, buffer, err, kFn) ? 1 : -1;
-        if (!MakeRoom(cache, cache->node.blocksize, err, kFn)) return -1;
-        CachedBlock &held = Hold(cache, b);
-        if (!ReadBlock(*cache, b, held.bytes.get(), err, kFn)) {
-            cache->recency.erase(held.use);
-            cache->blocks.erase(b);
-            cache->held -= cache->node.blocksize;
-            return -1;
-        }
-        std::memcpy(buffer, held.bytes.get(), size);
-        return 1;
+        unsigned char *held = nullptr;
+        const long r = HeldBlock(cache, b, false, true, &held, err, kFn);
+        if (r == kHeldDirect) return ReadBlock(*cache, b, buffer, err, kFn) ? 1 : -1;
+        if (r == 1) std::memcpy(buffer, held, static_cast<std::size_t>(cache->node.blocksize));
+        return r;
     });
 }
 
@@ -267,18 +335,11 @@ ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buf
             !FollowSwitch(cache, err, kFn))
             return -1;
         const auto b = static_cast<int32_t>(block);
-        const auto size = static_cast<std::size_t>(cache->node.blocksize);
-        if (!Holding(cache)) return WriteBlock(*cache, b, buffer, false, err, kFn) ? 0 : -1;
-        CachedBlock *held = nullptr;
-        if (auto it = cache->blocks.find(b); it != cache->blocks.end()) {
-            held = &it->second;
-            Touch(cache, *held);
-        } else {
-            if (!MakeRoom(cache, cache->node.blocksize, err, kFn)) return -1;
-            held = &Hold(cache, b);
-        }
-        std::memcpy(held->bytes.get(), buffer, size);
-        held->dirty = true;
+        unsigned char *held = nullptr;
+        const long r = HeldBlock(cache, b, true, false, &held, err, kFn);
+        if (r == kHeldDirect) return WriteBlock(*cache, b, buffer, false, err, kFn) ? 0 : -1;
+        if (r < 0) return -1;
+        std::memcpy(held, buffer, static_cast<std::size_t>(cache->node.blocksize));
         return 0;
     });
 }
@@ -391,6 +452,7 @@ ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes, Oerr_ErrorRe
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckCache(cache, kFn, err)) return -1;
         cache->limit = std::max<int64_t>(bytes, 0);
+        cache->spare.clear();
         return MakeRoom(cache, 0, err, kFn) ? 0 : -1;
     });
 }

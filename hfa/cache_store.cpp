@@ -3,6 +3,7 @@
 // a block's bytes go into new space before the index slot that names it, a new index is
 // written whole before the node names it, and an old index is freed after.
 #include <algorithm>
+#include <cstring>
 
 #include "core/guard.hpp"
 #include "hfa/cache.hpp"
@@ -171,6 +172,79 @@ bool ReadBlock(Ohfa_Cache_ &cache, int32_t block, void *bytes, Oerr_ErrorReport 
                const wchar_t *fn) {
     if (ReadAt(cache.file, cache.index[static_cast<std::size_t>(block)], bytes,
                cache.node.blocksize, err, fn))
+        return true;
+    SetError(err, fn, kReadFailed, *err, L"Cannot read block %ld of %s", static_cast<long>(block),
+             cache.path.c_str());
+    return false;
+}
+
+bool WriteFreshBlocks(Ohfa_Cache_ &cache,
+                      const std::vector<std::pair<int32_t, const unsigned char *>> &blocks,
+                      Oerr_ErrorReport **err, const wchar_t *fn) {
+    const int64_t size = cache.node.blocksize;
+    // Runs stay within a quarter of the memory limit (the staging copy is held for reuse).
+    const int64_t runBytes = std::min(kRunBytes, cache.limit / 4);
+    const std::size_t perRun = static_cast<std::size_t>(std::max<int64_t>(1, runBytes / size));
+    std::vector<unsigned char> &staging = cache.staging;
+    for (std::size_t first = 0; first < blocks.size(); first += perRun) {
+        const std::size_t n = std::min(perRun, blocks.size() - first);
+        const uint32_t at =
+            TakeSpace(cache.file, size * static_cast<int64_t>(n), err, L"ohfa_NextFreePos");
+        if (at == 0) {
+            SetError(err, fn, kNoSpace, *err, L"ohfa_NextFreePos failed");
+            return false;
+        }
+        if (static_cast<std::size_t>(size) >= kDirectBlockBytes) {
+            // Large blocks: one write each into the run, no staging copy.
+            for (std::size_t i = 0; i < n; ++i) {
+                const uint32_t p = at + static_cast<uint32_t>(i * static_cast<std::size_t>(size));
+                if (!WriteAt(cache.file, p, blocks[first + i].second, static_cast<long>(size), err,
+                             fn)) {
+                    SetError(err, fn, kWriteFailed, *err, L"Cannot write block %ld of %s",
+                             static_cast<long>(blocks[first + i].first), cache.path.c_str());
+                    return false;
+                }
+                cache.index[static_cast<std::size_t>(blocks[first + i].first)] = p;
+            }
+            continue;
+        }
+        const unsigned char *bytes = blocks[first].second;
+        if (n > 1) {
+            staging.resize(static_cast<std::size_t>(size) * n);
+            for (std::size_t i = 0; i < n; ++i)
+                std::memcpy(staging.data() + i * static_cast<std::size_t>(size),
+                            blocks[first + i].second, static_cast<std::size_t>(size));
+            bytes = staging.data();
+        }
+        if (!WriteAt(cache.file, at, bytes, static_cast<long>(size * static_cast<int64_t>(n)), err,
+                     fn)) {
+            SetError(err, fn, kWriteFailed, *err, L"Cannot write %ld blocks of %s",
+                     static_cast<long>(n), cache.path.c_str());
+            return false;
+        }
+        for (std::size_t i = 0; i < n; ++i)
+            cache.index[static_cast<std::size_t>(blocks[first + i].first)] =
+                at + static_cast<uint32_t>(i * static_cast<std::size_t>(size));
+    }
+    return true;
+}
+
+int32_t ContiguousRun(const Ohfa_Cache_ &cache, int32_t block, int32_t most) {
+    int32_t n = 1;
+    const auto &index = cache.index;
+    while (n < most && block + n < cache.node.blockcount &&
+           index[static_cast<std::size_t>(block + n)] ==
+               index[static_cast<std::size_t>(block + n - 1)] +
+                   static_cast<uint32_t>(cache.node.blocksize) &&
+           cache.blocks.count(block + n) == 0)
+        ++n;
+    return n;
+}
+
+bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, void *bytes, Oerr_ErrorReport **err,
+             const wchar_t *fn) {
+    if (ReadAt(cache.file, cache.index[static_cast<std::size_t>(block)], bytes,
+               static_cast<long>(int64_t{cache.node.blocksize} * count), err, fn))
         return true;
     SetError(err, fn, kReadFailed, *err, L"Cannot read block %ld of %s", static_cast<long>(block),
              cache.path.c_str());

@@ -9,6 +9,10 @@
 #include <cstring>
 #include <memory>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "core/guard.hpp"
 #include "img/layer.hpp"
 
@@ -37,6 +41,44 @@ template <class T> struct Reduce {
         return static_cast<T>(m);
     }
 };
+// The mean of a full 2 x 2 window without no-data, the common case, in a form the compiler
+// vectorises; equal to Reduce<T>::Mean of the four values.
+template <class T> T Mean4(T a, T b, T c, T d) {
+    if constexpr (std::is_unsigned_v<T> && sizeof(T) <= 2) {
+        return static_cast<T>((uint32_t{a} + b + c + d + 2) >> 2);
+    } else if constexpr (std::is_integral_v<T>) {
+        const int64_t s = int64_t{a} + b + c + d;
+        return static_cast<T>(s >= 0 ? (s + 2) / 4 : -((-s + 2) / 4));
+    } else {
+        return static_cast<T>((((0.0 + a) + b) + c + d) / 4);
+    }
+}
+
+// One output row of full 2 x 2 means, out[c] from columns 2c and 2c + 1 of both rows, for
+// c < count. u8 layers, the commonest, take sixteen input bytes a step with SSE2.
+template <class T> void MeanRow(const T *top, const T *bottom, T *out, int32_t count) {
+    for (int32_t c = 0; c < count; ++c)
+        out[c] = Mean4(top[2 * c], top[2 * c + 1], bottom[2 * c], bottom[2 * c + 1]);
+}
+#if defined(__SSE2__)
+template <>
+void MeanRow<uint8_t>(const uint8_t *top, const uint8_t *bottom, uint8_t *out, int32_t count) {
+    const __m128i low = _mm_set1_epi16(0x00FF), two = _mm_set1_epi16(2);
+    int32_t c = 0;
+    for (; c + 8 <= count; c += 8) {
+        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i *>(top + 2 * c));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bottom + 2 * c));
+        // Even and odd bytes as 16-bit lanes, summed: eight sums of four.
+        __m128i sum = _mm_add_epi16(_mm_and_si128(t, low), _mm_srli_epi16(t, 8));
+        sum = _mm_add_epi16(sum, _mm_add_epi16(_mm_and_si128(b, low), _mm_srli_epi16(b, 8)));
+        sum = _mm_srli_epi16(_mm_add_epi16(sum, two), 2);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(out + c), _mm_packus_epi16(sum, sum));
+    }
+    for (; c < count; ++c)
+        out[c] = Mean4(top[2 * c], top[2 * c + 1], bottom[2 * c], bottom[2 * c + 1]);
+}
+#endif
+
 template <class F> struct Reduce<Complex<F>> {
     static Complex<F> Mean(const Complex<F> *v, int n) {
         double re = 0, im = 0;
@@ -155,19 +197,31 @@ template <class T> class Builder {
         if (k == m_levels.size()) return true;
         Level<T> &l = m_levels[k];
         const std::size_t w = static_cast<std::size_t>(l.inWidth);
-        l.input.insert(l.input.end(), rows, rows + w * n);
+        // Rows are reduced where they stand; only a row left without its pair is kept.
+        const T *source = rows;
+        if (l.inputRows > 0) {
+            l.input.insert(l.input.end(), rows, rows + w * n);
+            source = l.input.data();
+        }
         l.inputRows += n;
         l.inputSeen += n;
         const bool last = l.inputSeen == l.inHeight;
-        std::size_t used = 0; // rows of `input` reduced; dropped once at the end
+        std::size_t used = 0; // rows of `source` reduced
         while (l.inputRows >= 2 || (last && l.inputRows == 1)) {
             const int pairRows = std::min(l.inputRows, 2);
-            const T *top = l.input.data() + used * w;
+            const T *top = source + used * w;
             const T *bottom = pairRows == 2 ? top + w : nullptr;
             const std::size_t at = l.output.size();
             l.output.resize(at + static_cast<std::size_t>(l.width));
             T *out = l.output.data() + at;
-            for (int32_t c = 0; c < l.width; ++c) {
+            int32_t c = 0;
+            if constexpr (std::is_arithmetic_v<T>) {
+                if (bottom && !m_thematic && !m_hasNoData) {
+                    c = l.inWidth / 2;
+                    MeanRow(top, bottom, out, c);
+                }
+            }
+            for (; c < l.width; ++c) {
                 T v[4];
                 int n4 = 0;
                 const int32_t x = 2 * c;
@@ -191,7 +245,12 @@ template <class T> class Builder {
                 l.output.clear();
             }
         }
-        l.input.erase(l.input.begin(), l.input.begin() + static_cast<std::ptrdiff_t>(used * w));
+        if (source == rows) {
+            l.input.assign(rows + used * w,
+                           rows + used * w + w * static_cast<std::size_t>(l.inputRows));
+        } else {
+            l.input.erase(l.input.begin(), l.input.begin() + static_cast<std::ptrdiff_t>(used * w));
+        }
         return true;
     }
 

@@ -6,6 +6,8 @@
 #include <orvik/opxm.h>
 
 #include "core/guard.hpp"
+#include "hfa/cache.hpp"
+#include "hfa/file.hpp"
 #include "img/layer.hpp"
 #include "mif/element_codec.hpp"
 
@@ -103,13 +105,19 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
     return ForEachBlock(
         layer, row, column, rows, columns,
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
-            const long got = ohfa_CacheGetBlock(layer->cache, block, layer->block.data(), err);
+            // The block in the cache's memory when it can be held there, else a copy.
+            unsigned char *held = nullptr;
+            long got = hfa::HeldBlock(layer->cache, block, false, true, &held, err, fn);
+            if (got == hfa::kHeldDirect) {
+                held = layer->block.data();
+                got = ohfa_CacheGetBlock(layer->cache, block, held, err);
+            }
             if (got < 0) {
                 SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
                          static_cast<long>(block), layer->path.c_str());
                 return false;
             }
-            const unsigned char *src = got ? layer->block.data() : layer->noDataBlock.data();
+            const unsigned char *src = got ? held : layer->noDataBlock.data();
             for (int32_t y = 0; y < ny; ++y) {
                 const unsigned char *line = src + (y0 + y) * g.rowBytes;
                 unsigned char *out = Element(data, wr + y, wc);
@@ -127,7 +135,9 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
 
 bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                  const Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!CheckWindow(layer, row, column, rows, columns, data, err, fn)) return false;
+    if (!CheckWindow(layer, row, column, rows, columns, data, err, fn) ||
+        !hfa::CheckWritable(layer->file, fn, err))
+        return false;
     const Oimg_LayerInfo &info = layer->info;
     const Geometry &g = layer->geometry;
     const Opxm_ConvertFunction convert =
@@ -135,7 +145,6 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
     const bool direct = Direct(layer);
     const bool text = info.pixelType == OGDA_STRING;
     unsigned char *host = layer->hostRow.data();
-    unsigned char *bytes = layer->block.data();
     return ForEachBlock(
         layer, row, column, rows, columns,
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
@@ -145,20 +154,25 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
             const int32_t inRows = std::min(info.blockHeight, info.height - br * info.blockHeight);
             const int32_t inCols = std::min(info.blockWidth, info.width - bc * info.blockWidth);
             const bool covers = y0 == 0 && x0 == 0 && ny == inRows && nx == inCols;
-            if (covers && (inRows < info.blockHeight || inCols < info.blockWidth || g.perByte)) {
+            // Filled in the cache's memory when the block can be held there; "string" blocks
+            // are filled in a copy, so that a text too long leaves the block as it was.
+            long got = hfa::kHeldDirect;
+            unsigned char *bytes = nullptr;
+            if (!text) got = hfa::HeldBlock(layer->cache, block, true, !covers, &bytes, err, fn);
+            const bool copy = got == hfa::kHeldDirect;
+            if (copy) {
+                bytes = layer->block.data();
+                got = covers ? 0 : ohfa_CacheGetBlock(layer->cache, block, bytes, err);
+            }
+            if (got < 0) {
+                SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                         static_cast<long>(block), layer->path.c_str());
+                return false;
+            }
+            if ((!covers && got == 0) ||
+                (covers && (inRows < info.blockHeight || inCols < info.blockWidth || g.perByte)))
                 std::memcpy(bytes, layer->noDataBlock.data(),
                             static_cast<std::size_t>(g.blockBytes));
-            } else if (!covers) {
-                const long got = ohfa_CacheGetBlock(layer->cache, block, bytes, err);
-                if (got < 0) {
-                    SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
-                             static_cast<long>(block), layer->path.c_str());
-                    return false;
-                }
-                if (got == 0)
-                    std::memcpy(bytes, layer->noDataBlock.data(),
-                                static_cast<std::size_t>(g.blockBytes));
-            }
             for (int32_t y = 0; y < ny; ++y) {
                 unsigned char *line = bytes + (y0 + y) * g.rowBytes;
                 const unsigned char *in = Element(data, wr + y, wc);
@@ -180,7 +194,7 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
                     return false;
                 }
             }
-            if (ohfa_CachePutBlock(layer->cache, block, bytes, err) == 0) return true;
+            if (!copy || ohfa_CachePutBlock(layer->cache, block, bytes, err) == 0) return true;
             SetError(err, fn, kStoreFailed, *err, L"Cannot write block %ld of layer %s",
                      static_cast<long>(block), layer->path.c_str());
             return false;

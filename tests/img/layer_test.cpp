@@ -319,6 +319,11 @@ TEST_F(ImgTest, CorruptLayerRecordsAreRefused) {
         ohfa_FileClose(f, &err);
     }
     f = ohfa_FileOpen(Name("good.hfa").c_str(), L"r", 0, &err);
+    // A file opened for reading refuses writes before anything is changed.
+    layer = oimg_LayerOpen(f, L"/Image/Layer", &err);
+    ASSERT_NE(layer, nullptr) << err.Text();
+    EXPECT_EQ(oimg_LayerWriteWindow(layer, 0, 0, 80, 100, d.get(), &err), -1);
+    EXPECT_EQ(oimg_LayerClose(layer, &err), 0);
     EXPECT_EQ(oimg_LayerOpen(f, L"/Image", &err), nullptr);
     EXPECT_NE(err.Text().find("is not a raster layer"), std::string::npos);
     EXPECT_EQ(oimg_LayerOpen(f, L"/Image/Nothing", &err), nullptr);

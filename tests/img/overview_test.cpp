@@ -119,12 +119,12 @@ TEST_P(ImgOverview, LevelsMatchIndependentReduction) {
     ohfa_FileClose(f, &err);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, ImgOverview,
-                         ::testing::Values(Case{OGDA_U8, OIMG_CONTINUOUS, true},
-                                           Case{OGDA_U8, OIMG_THEMATIC, true},
-                                           Case{OGDA_S16, OIMG_CONTINUOUS, false},
-                                           Case{OGDA_U4, OIMG_THEMATIC, false},
-                                           Case{OGDA_F32, OIMG_CONTINUOUS, true}));
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, ImgOverview,
+    ::testing::Values(Case{OGDA_U8, OIMG_CONTINUOUS, true}, Case{OGDA_U8, OIMG_CONTINUOUS, false},
+                      Case{OGDA_U16, OIMG_CONTINUOUS, false}, Case{OGDA_U8, OIMG_THEMATIC, true},
+                      Case{OGDA_S16, OIMG_CONTINUOUS, false}, Case{OGDA_U4, OIMG_THEMATIC, false},
+                      Case{OGDA_F32, OIMG_CONTINUOUS, true}));
 
 TEST_F(ImgTest, OverviewsOfTextLayersAreRefused) {
     Ohfa_File *f = NewFile("text.hfa");
