@@ -3,8 +3,8 @@
 //   bench_raster --benchmark_counters_tabular=true
 // - Write then read a 4096 x 4096 f32 layer in 256 x 256 windows (one iteration = the whole
 //   layer written, the file closed, reopened and read whole): the layer with 256 x 256 blocks
-//   and with the default 64 x 64 blocks, block caching on and off; the same 64 MiB as 256 KiB pwrite/pread calls; an
-//   HDF5 dataset with 256 x 256 chunks (when built with libhdf5-dev).
+//   and with the default 64 x 64 blocks, block caching on and off; the same 64 MiB as 256 KiB
+//   pwrite/pread calls; an HDF5 dataset with 256 x 256 chunks (when built with libhdf5-dev).
 // - Random 256 x 256 windows of an 8192 x 8192 u8 layer (64 x 64 blocks), block cache on:
 //   windows per second and the cache's hit rate.
 // - All overviews of an 8192 x 8192 u8 layer next to one full read of it.
@@ -78,8 +78,8 @@ void LayerWriteRead(benchmark::State &state) {
                     return state.SkipWithError("write failed");
         oimg_LayerClose(layer, nullptr);
         ohfa_FileClose(f, nullptr);
-        f = ohfa_FileOpenWithOptions(Wide(path).c_str(), L"r", 0, nullptr,
-                                     OHFA_OPTION_BLOCK_CACHE, caching, 0);
+        f = ohfa_FileOpenWithOptions(Wide(path).c_str(), L"r", 0, nullptr, OHFA_OPTION_BLOCK_CACHE,
+                                     caching, 0);
         layer = oimg_LayerOpen(f, L"/Image/Layer", nullptr);
         if (!layer) return state.SkipWithError("open failed");
         for (int r = 0; r < kSide; r += kWindow)
@@ -140,8 +140,8 @@ void Hdf5Chunked(benchmark::State &state) {
         hid_t space = H5Screate_simple(2, dims, nullptr);
         hid_t props = H5Pcreate(H5P_DATASET_CREATE);
         H5Pset_chunk(props, 2, chunk);
-        hid_t set = H5Dcreate2(file, "layer", H5T_NATIVE_FLOAT, space, H5P_DEFAULT, props,
-                               H5P_DEFAULT);
+        hid_t set =
+            H5Dcreate2(file, "layer", H5T_NATIVE_FLOAT, space, H5P_DEFAULT, props, H5P_DEFAULT);
         hid_t memory = H5Screate_simple(2, chunk, nullptr);
         for (hsize_t r = 0; r < kSide; r += kWindow)
             for (hsize_t c = 0; c < kSide; c += kWindow) {
@@ -210,9 +210,10 @@ void RandomWindows(benchmark::State &state) {
             return state.SkipWithError("read failed");
     Ohfa_CacheStats s{};
     ohfa_CacheStatsGet(oimg_LayerCacheGet(layer), &s);
-    state.counters["hit_rate"] = static_cast<double>(s.hits) / static_cast<double>(s.hits + s.misses);
-    state.counters["windows_per_s"] = benchmark::Counter(static_cast<double>(state.iterations()),
-                                                         benchmark::Counter::kIsRate);
+    state.counters["hit_rate"] =
+        static_cast<double>(s.hits) / static_cast<double>(s.hits + s.misses);
+    state.counters["windows_per_s"] =
+        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
     ogda_BaseDataDelete(d, nullptr);
     oimg_LayerClose(layer, nullptr);
     ohfa_FileClose(f, nullptr);

@@ -91,8 +91,11 @@ bool ReadBlock(Ohfa_Cache_ &cache, int32_t block, void *bytes, Oerr_ErrorReport 
 // (and held even when never written). Returns 1 (held, with contents), 0 (never written:
 // for a write *bytes is a new uninitialised block, for a read null), kHeldDirect (not held:
 // use ohfa_CacheGetBlock / ohfa_CachePutBlock), or -1 with a report. No argument checks.
-long HeldBlock(Ohfa_Cache_ *cache, int32_t block, bool forWrite, bool load, unsigned char **bytes,
-               Oerr_ErrorReport **err, const wchar_t *fn);
+// `whole`: the caller reads or writes the whole block; a large block (kDirectBlockBytes)
+// not held already is then not taken into memory (kHeldDirect): holding it would buy
+// nothing, its transfer is one call either way.
+long HeldBlock(Ohfa_Cache_ *cache, int32_t block, bool forWrite, bool load, bool whole,
+               unsigned char **bytes, Oerr_ErrorReport **err, const wchar_t *fn);
 // Writes blocks that have no position yet (increasing block numbers) into runs of new space,
 // each run one allocation and one write of at most kRunBytes; their slots change in memory
 // only (the caller writes them afterwards with WriteSlots).

@@ -155,8 +155,8 @@ void Touch(Ohfa_Cache *cache, CachedBlock &held) {
 
 namespace orvik::hfa {
 
-long HeldBlock(Ohfa_Cache *cache, int32_t b, bool forWrite, bool load, unsigned char **bytes,
-               Oerr_ErrorReport **err, const wchar_t *fn) {
+long HeldBlock(Ohfa_Cache *cache, int32_t b, bool forWrite, bool load, bool whole,
+               unsigned char **bytes, Oerr_ErrorReport **err, const wchar_t *fn) {
     *bytes = nullptr;
     if (!FollowSwitch(cache, err, fn)) return -1;
     const auto size = static_cast<std::size_t>(cache->node.blocksize);
@@ -169,7 +169,8 @@ long HeldBlock(Ohfa_Cache *cache, int32_t b, bool forWrite, bool load, unsigned 
     }
     if (load) ++cache->misses;
     const bool stored = cache->index[static_cast<std::size_t>(b)] != 0;
-    if (!Holding(cache)) return !forWrite && !stored ? 0 : kHeldDirect;
+    const bool passing = whole && size >= kDirectBlockBytes;
+    if (!Holding(cache) || passing) return !forWrite && !stored ? 0 : kHeldDirect;
     if (!stored || !load) {
         if (!forWrite) return 0;
         if (!MakeRoom(cache, cache->node.blocksize, err, fn)) return -1;
@@ -318,7 +319,7 @@ ORVIK_API long ohfa_CacheGetBlock(Ohfa_Cache *cache, long block, void *buffer,
             return -1;
         const auto b = static_cast<int32_t>(block);
         unsigned char *held = nullptr;
-        const long r = HeldBlock(cache, b, false, true, &held, err, kFn);
+        const long r = HeldBlock(cache, b, false, true, true, &held, err, kFn);
         if (r == kHeldDirect) return ReadBlock(*cache, b, buffer, err, kFn) ? 1 : -1;
         if (r == 1) std::memcpy(buffer, held, static_cast<std::size_t>(cache->node.blocksize));
         return r;
@@ -336,7 +337,7 @@ ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buf
             return -1;
         const auto b = static_cast<int32_t>(block);
         unsigned char *held = nullptr;
-        const long r = HeldBlock(cache, b, true, false, &held, err, kFn);
+        const long r = HeldBlock(cache, b, true, false, true, &held, err, kFn);
         if (r == kHeldDirect) return WriteBlock(*cache, b, buffer, false, err, kFn) ? 0 : -1;
         if (r < 0) return -1;
         std::memcpy(held, buffer, static_cast<std::size_t>(cache->node.blocksize));

@@ -86,6 +86,15 @@ bool ForEachBlock(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t 
     return true;
 }
 
+// Whether a piece covers every pixel of its block that lies inside the layer.
+bool Whole(const Oimg_Layer *layer, int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx) {
+    const Oimg_LayerInfo &i = layer->info;
+    const int32_t br = block / layer->geometry.blocksAcross;
+    const int32_t bc = block % layer->geometry.blocksAcross;
+    return y0 == 0 && x0 == 0 && ny == std::min(i.blockHeight, i.height - br * i.blockHeight) &&
+           nx == std::min(i.blockWidth, i.width - bc * i.blockWidth);
+}
+
 unsigned char *Element(const Ogda_BaseData *data, int32_t r, int32_t c) {
     return static_cast<unsigned char *>(data->data) + int64_t{r} * data->lineBytes +
            int64_t{c} * data->numbytes;
@@ -107,7 +116,8 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
             // The block in the cache's memory when it can be held there, else a copy.
             unsigned char *held = nullptr;
-            long got = hfa::HeldBlock(layer->cache, block, false, true, &held, err, fn);
+            long got = hfa::HeldBlock(layer->cache, block, false, true,
+                                      Whole(layer, block, y0, ny, x0, nx), &held, err, fn);
             if (got == hfa::kHeldDirect) {
                 held = layer->block.data();
                 got = ohfa_CacheGetBlock(layer->cache, block, held, err);
@@ -150,15 +160,15 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
             // Pixels of the block that lie inside the layer: all of them are overwritten when the
             // piece covers them, and the rest of the block is no-data.
-            const int32_t br = block / g.blocksAcross, bc = block % g.blocksAcross;
-            const int32_t inRows = std::min(info.blockHeight, info.height - br * info.blockHeight);
-            const int32_t inCols = std::min(info.blockWidth, info.width - bc * info.blockWidth);
-            const bool covers = y0 == 0 && x0 == 0 && ny == inRows && nx == inCols;
+            const bool covers = Whole(layer, block, y0, ny, x0, nx);
+            const bool edge = (block / g.blocksAcross + 1) * info.blockHeight > info.height ||
+                              (block % g.blocksAcross + 1) * info.blockWidth > info.width;
             // Filled in the cache's memory when the block can be held there; "string" blocks
             // are filled in a copy, so that a text too long leaves the block as it was.
             long got = hfa::kHeldDirect;
             unsigned char *bytes = nullptr;
-            if (!text) got = hfa::HeldBlock(layer->cache, block, true, !covers, &bytes, err, fn);
+            if (!text)
+                got = hfa::HeldBlock(layer->cache, block, true, !covers, covers, &bytes, err, fn);
             const bool copy = got == hfa::kHeldDirect;
             if (copy) {
                 bytes = layer->block.data();
@@ -169,8 +179,7 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
                          static_cast<long>(block), layer->path.c_str());
                 return false;
             }
-            if ((!covers && got == 0) ||
-                (covers && (inRows < info.blockHeight || inCols < info.blockWidth || g.perByte)))
+            if ((!covers && got == 0) || (covers && (edge || g.perByte)))
                 std::memcpy(bytes, layer->noDataBlock.data(),
                             static_cast<std::size_t>(g.blockBytes));
             for (int32_t y = 0; y < ny; ++y) {

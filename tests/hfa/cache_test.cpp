@@ -139,6 +139,29 @@ TEST_F(HfaCache, MemoryBoundHoldsAndEvictedBlocksComeBack) {
     ohfa_FileClose(f, &err);
 }
 
+TEST_F(HfaCache, WholeLargeBlocksGoStraightToTheFile) {
+    Report err;
+    Ohfa_File *f = Create("large.hfa");
+    const long size = 128 << 10;
+    Ohfa_Cache *c = ohfa_CacheCreate(f, nullptr, L"Blocks", size, 3, &err);
+    ASSERT_EQ(ohfa_CachePutBlock(c, 1, Pattern(size, 4).data(), &err), 0);
+    Ohfa_CacheStats s{};
+    ohfa_CacheStatsGet(c, &s);
+    EXPECT_EQ(s.bytesHeld, 0);
+    // Written at once: another handle sees it before any flush.
+    Ohfa_Cache *other = ohfa_CacheOpen(f, L"/Blocks", &err);
+    ASSERT_NE(other, nullptr);
+    std::vector<unsigned char> got(static_cast<std::size_t>(size));
+    ASSERT_EQ(ohfa_CacheGetBlock(other, 1, got.data(), &err), 1);
+    EXPECT_EQ(got, Pattern(size, 4));
+    ohfa_CacheStatsGet(other, &s);
+    EXPECT_EQ(s.bytesHeld, 0);
+    EXPECT_EQ(s.misses, 1);
+    ohfa_CacheClose(other, &err);
+    ohfa_CacheClose(c, &err);
+    ohfa_FileClose(f, &err);
+}
+
 TEST_F(HfaCache, SwitchingCachingOffWritesHeldBlocks) {
     Report err;
     Ohfa_File *f = Create("switch.hfa");
