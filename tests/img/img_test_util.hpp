@@ -15,34 +15,21 @@
 #include <orvik/oimg.h>
 #include <orvik/oint.h>
 
-#include "fio/fio_test_util.hpp"
+#include "hfa/hfa_test_util.hpp"
 
 namespace img_test {
 
-class Report {
-  public:
-    Report() = default;
-    ~Report() { oerr_DeleteErrorReportEx(&m_r); }
-    Report(const Report &) = delete;
-    Report &operator=(const Report &) = delete;
-    Oerr_ErrorReport **operator&() {
-        oerr_DeleteErrorReportEx(&m_r);
-        return &m_r;
-    }
-    // Every message of the chain, outermost first, joined by " | ".
-    std::string Text() const {
-        std::string out;
-        for (auto *r = m_r; r; r = r->next) {
-            const std::wstring m = r->message ? r->message : L"";
-            out += std::string(m.begin(), m.end()) + " | ";
-        }
-        return out;
-    }
-    explicit operator bool() const { return m_r != nullptr; }
+using hfa_test::Report;
 
-  private:
-    Oerr_ErrorReport *m_r = nullptr;
-};
+// Every message of the chain, outermost first, joined by " | ".
+inline std::string Text(const Report &report) {
+    std::string out;
+    for (auto *r = report.get(); r; r = r->next) {
+        const std::wstring m = r->message ? r->message : L"";
+        out += std::string(m.begin(), m.end()) + " | ";
+    }
+    return out;
+}
 
 struct BaseDataDeleter {
     void operator()(Ogda_BaseData *d) const { ogda_BaseDataDelete(d, nullptr); }
@@ -54,24 +41,17 @@ inline Data Raster(int32_t rows, int32_t columns, int type) {
                                     nullptr, nullptr));
 }
 
-class ImgTest : public ::testing::Test {
+class ImgTest : public hfa_test::HfaTest {
   protected:
-    void SetUp() override {
-        ASSERT_EQ(oint_InitToolkit(nullptr), 0);
-        ASSERT_EQ(ohfa_Init(nullptr), 0);
-    }
-    std::wstring Name(const std::string &leaf) const { return m_dir.Wide(leaf); }
-    std::string Path(const std::string &leaf) const { return m_dir.Narrow(leaf); }
     // A new file holding the image "/Image"; caching per option 4.
     Ohfa_File *NewFile(const std::string &leaf, int caching = 1) {
         Report err;
         Ohfa_File *f = ohfa_FileCreateWithOptions(Name(leaf).c_str(), 0, &err,
                                                   OHFA_OPTION_BLOCK_CACHE, caching, 0);
-        EXPECT_NE(f, nullptr) << err.Text();
-        EXPECT_EQ(oimg_ImageCreate(f, nullptr, L"Image", &err), 0) << err.Text();
+        EXPECT_NE(f, nullptr) << Text(err);
+        EXPECT_EQ(oimg_ImageCreate(f, nullptr, L"Image", &err), 0) << Text(err);
         return f;
     }
-    TempDir m_dir;
 };
 
 inline Oimg_LayerInfo Info(int32_t width, int32_t height, int type, int32_t bw = 0,

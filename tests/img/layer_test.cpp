@@ -21,7 +21,7 @@ void WriteTiled(Oimg_Layer *layer, int type, int wr, int wc) {
             Data d = Raster(nr, nc, type);
             Fill(d.get(), r, c);
             Report err;
-            ASSERT_EQ(oimg_LayerWriteWindow(layer, r, c, nr, nc, d.get(), &err), 0) << err.Text();
+            ASSERT_EQ(oimg_LayerWriteWindow(layer, r, c, nr, nc, d.get(), &err), 0) << Text(err);
         }
 }
 
@@ -31,7 +31,7 @@ void ExpectTiled(Oimg_Layer *layer, int type, int wr, int wc) {
             const int nr = std::min(wr, kH - r), nc = std::min(wc, kW - c);
             Data d = Raster(nr, nc, type);
             Report err;
-            ASSERT_EQ(oimg_LayerReadWindow(layer, r, c, nr, nc, d.get(), &err), 0) << err.Text();
+            ASSERT_EQ(oimg_LayerReadWindow(layer, r, c, nr, nc, d.get(), &err), 0) << Text(err);
             ASSERT_TRUE(Holds(d.get(), r, c)) << "window " << r << ", " << c;
         }
 }
@@ -44,23 +44,23 @@ TEST_P(ImgLayer, EveryPixelTypeRoundTripsThroughStraddlingWindows) {
     Report err;
     Oimg_LayerInfo info = Info(kW, kH, type, 32, 24);
     Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Layer", &info, &err);
-    ASSERT_NE(layer, nullptr) << err.Text();
+    ASSERT_NE(layer, nullptr) << Text(err);
     ohfa_CacheSetLimit(oimg_LayerCacheGet(layer),
                        4 * ohfa_CacheNodeGet(oimg_LayerCacheGet(layer))->blocksize, &err);
     WriteTiled(layer, type, 37, 41);
     ExpectTiled(layer, type, 29, 53); // through the cache
-    ASSERT_EQ(oimg_LayerClose(layer, &err), 0) << err.Text();
+    ASSERT_EQ(oimg_LayerClose(layer, &err), 0) << Text(err);
     ASSERT_EQ(ohfa_FileClose(f, &err), 0);
 
     f = ohfa_FileOpen(Name("types.hfa").c_str(), L"r", 0, &err);
     layer = oimg_LayerOpen(f, L"/Image/Layer", &err);
-    ASSERT_NE(layer, nullptr) << err.Text();
+    ASSERT_NE(layer, nullptr) << Text(err);
     EXPECT_EQ(oimg_LayerInfoGet(layer)->pixelType, type);
     ExpectTiled(layer, type, 24, 32); // block-aligned
     ExpectTiled(layer, type, kH, kW); // whole layer
     ExpectTiled(layer, type, 1, 7);   // thin windows
     Data whole(oimg_LayerRead(layer, nullptr, &err));
-    ASSERT_NE(whole, nullptr) << err.Text();
+    ASSERT_NE(whole, nullptr) << Text(err);
     EXPECT_TRUE(Holds(whole.get(), 0, 0));
     // Converted on reading: every numeric type into f64 gives the test's values.
     if (type != OGDA_STRING) {
@@ -243,32 +243,32 @@ TEST_F(ImgTest, BadWindowsAndArgumentsAreRefusedWithTheSizes) {
     Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Layer", &info, &err);
     Data d = Raster(10, 10, OGDA_U8);
     EXPECT_EQ(oimg_LayerReadWindow(layer, 75, 0, 10, 10, d.get(), &err), -1);
-    EXPECT_NE(err.Text().find("Window at row 75, column 0 of 10 x 10 pixels lies outside layer "
-                              "/Image/Layer of 80 x 100 pixels"),
+    EXPECT_NE(Text(err).find("Window at row 75, column 0 of 10 x 10 pixels lies outside layer "
+                             "/Image/Layer of 80 x 100 pixels"),
               std::string::npos)
-        << err.Text();
+        << Text(err);
     EXPECT_EQ(oimg_LayerWriteWindow(layer, -1, 0, 10, 10, d.get(), &err), -1);
     EXPECT_EQ(oimg_LayerReadWindow(layer, 0, 2147483600, 10, 100, d.get(), &err), -1);
     EXPECT_EQ(oimg_LayerReadWindow(layer, 0, 0, 10, 11, d.get(), &err), -1);
-    EXPECT_NE(err.Text().find("Data of 10 x 10 elements"), std::string::npos);
+    EXPECT_NE(Text(err).find("Data of 10 x 10 elements"), std::string::npos);
     EXPECT_EQ(oimg_LayerWrite(layer, d.get(), &err), -1);
     // Creating: sizes that overflow, a duplicate name, a text layer with a text too long.
     Oimg_LayerInfo huge = Info(100, 100, OGDA_C128, 65536, 2048);
     EXPECT_EQ(oimg_LayerCreate(f, L"/Image", L"Huge", &huge, &err), nullptr);
-    EXPECT_NE(err.Text().find("overflows 32 bits"), std::string::npos) << err.Text();
+    EXPECT_NE(Text(err).find("overflows 32 bits"), std::string::npos) << Text(err);
     huge = Info(100, 100, OGDA_U8, 1024, 16385);
     EXPECT_EQ(oimg_LayerCreate(f, L"/Image", L"Huge", &huge, &err), nullptr);
-    EXPECT_NE(err.Text().find("blocks larger than 16 MiB"), std::string::npos) << err.Text();
+    EXPECT_NE(Text(err).find("blocks larger than 16 MiB"), std::string::npos) << Text(err);
     EXPECT_EQ(oimg_LayerCreate(f, L"/Image", L"Layer", &info, &err), nullptr);
-    EXPECT_NE(err.Text().find("already exists"), std::string::npos);
+    EXPECT_NE(Text(err).find("already exists"), std::string::npos);
     Oimg_LayerInfo text = Info(4, 4, OGDA_STRING);
     text.cellBytes = 3;
     Oimg_Layer *t = oimg_LayerCreate(f, L"/Image", L"Text", &text, &err);
-    ASSERT_NE(t, nullptr) << err.Text();
+    ASSERT_NE(t, nullptr) << Text(err);
     Data s = Raster(1, 4, OGDA_STRING);
     Fill(s.get(), 1, 0); // "p1\u00e90": 5 UTF-8 bytes
     EXPECT_EQ(oimg_LayerWriteWindow(t, 1, 0, 1, 4, s.get(), &err), -1);
-    EXPECT_NE(err.Text().find("longer than the 3-byte cells"), std::string::npos) << err.Text();
+    EXPECT_NE(Text(err).find("longer than the 3-byte cells"), std::string::npos) << Text(err);
     oimg_LayerClose(t, &err);
     oimg_LayerClose(layer, &err);
     ohfa_FileClose(f, &err);
@@ -315,19 +315,19 @@ TEST_F(ImgTest, CorruptLayerRecordsAreRefused) {
         f = ohfa_FileOpen(Name("bad.hfa").c_str(), L"r", 0, &err);
         ASSERT_NE(f, nullptr);
         EXPECT_EQ(oimg_LayerOpen(f, L"/Image/Layer", &err), nullptr);
-        EXPECT_NE(err.Text().find(dm.message), std::string::npos) << err.Text();
+        EXPECT_NE(Text(err).find(dm.message), std::string::npos) << Text(err);
         ohfa_FileClose(f, &err);
     }
     f = ohfa_FileOpen(Name("good.hfa").c_str(), L"r", 0, &err);
     // A file opened for reading refuses writes before anything is changed.
     layer = oimg_LayerOpen(f, L"/Image/Layer", &err);
-    ASSERT_NE(layer, nullptr) << err.Text();
+    ASSERT_NE(layer, nullptr) << Text(err);
     EXPECT_EQ(oimg_LayerWriteWindow(layer, 0, 0, 80, 100, d.get(), &err), -1);
     EXPECT_EQ(oimg_LayerClose(layer, &err), 0);
     EXPECT_EQ(oimg_LayerOpen(f, L"/Image", &err), nullptr);
-    EXPECT_NE(err.Text().find("is not a raster layer"), std::string::npos);
+    EXPECT_NE(Text(err).find("is not a raster layer"), std::string::npos);
     EXPECT_EQ(oimg_LayerOpen(f, L"/Image/Nothing", &err), nullptr);
-    EXPECT_NE(err.Text().find("not found"), std::string::npos);
+    EXPECT_NE(Text(err).find("not found"), std::string::npos);
     ohfa_FileClose(f, &err);
 }
 

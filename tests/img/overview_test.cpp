@@ -68,8 +68,8 @@ TEST_P(ImgOverview, LevelsMatchIndependentReduction) {
             base[r][c] = v;
             static_cast<double *>(d->data)[r * (d->lineBytes / 8) + c] = v;
         }
-    ASSERT_EQ(oimg_LayerWrite(layer, d.get(), &err), 0) << err.Text();
-    ASSERT_EQ(oimg_LayerBuildOverviews(layer, &err), 3) << err.Text();
+    ASSERT_EQ(oimg_LayerWrite(layer, d.get(), &err), 0) << Text(err);
+    ASSERT_EQ(oimg_LayerBuildOverviews(layer, &err), 3) << Text(err);
     ASSERT_EQ(oimg_LayerOverviewCount(layer, &err), 3);
 
     Grid expect = base;
@@ -81,13 +81,13 @@ TEST_P(ImgOverview, LevelsMatchIndependentReduction) {
             for (auto &row : expect)
                 for (double &x : row) x = static_cast<float>(x);
         Oimg_Layer *level = oimg_LayerOverviewOpen(layer, factor, &err);
-        ASSERT_NE(level, nullptr) << err.Text();
+        ASSERT_NE(level, nullptr) << Text(err);
         const Oimg_LayerInfo *li = oimg_LayerInfoGet(level);
         ASSERT_EQ(li->height, static_cast<int32_t>(expect.size()));
         ASSERT_EQ(li->width, static_cast<int32_t>(expect[0].size()));
         EXPECT_EQ(li->pixelType, k.type);
         Data got(oimg_LayerRead(level, Raster(li->height, li->width, OGDA_F64).release(), &err));
-        ASSERT_NE(got, nullptr) << err.Text();
+        ASSERT_NE(got, nullptr) << Text(err);
         for (int r = 0; r < li->height; ++r)
             for (int c = 0; c < li->width; ++c)
                 ASSERT_EQ(static_cast<double *>(got->data)[r * (got->lineBytes / 8) + c],
@@ -105,7 +105,7 @@ TEST_P(ImgOverview, LevelsMatchIndependentReduction) {
     EXPECT_EQ(oimg_LayerOverviewFactor(layer, 1000, &err), 8);
     // Building again replaces the levels and gives their space back.
     const long size = ohfa_FileSize(f, &err);
-    ASSERT_EQ(oimg_LayerBuildOverviews(layer, &err), 3) << err.Text();
+    ASSERT_EQ(oimg_LayerBuildOverviews(layer, &err), 3) << Text(err);
     EXPECT_EQ(ohfa_FileSize(f, &err), size);
     ostr_StringList *paths = ohfa_ObjectList(f, L"/Image/Layer", &err);
     ASSERT_NE(paths, nullptr);
@@ -132,7 +132,7 @@ TEST_F(ImgTest, OverviewsOfTextLayersAreRefused) {
     Oimg_LayerInfo info = Info(200, 200, OGDA_STRING);
     Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Text", &info, &err);
     EXPECT_EQ(oimg_LayerBuildOverviews(layer, &err), -1);
-    EXPECT_NE(err.Text().find("holds text"), std::string::npos);
+    EXPECT_NE(Text(err).find("holds text"), std::string::npos);
     oimg_LayerClose(layer, &err);
     ohfa_FileClose(f, &err);
 }
