@@ -73,6 +73,9 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
 // Flushes and frees; false (reported) when the flush failed.
 bool CloseLayer(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
 
+// Removes the layer's overviews with their blocks (overview.cpp).
+bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
+
 // Window transfers (window.cpp), checked; report under `fn`.
 bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                 Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn);

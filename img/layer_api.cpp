@@ -234,6 +234,30 @@ ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
     });
 }
 
+ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_LayerDelete";
+    if (err) *err = nullptr;
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!file || !layerPath) {
+            SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
+            return -1;
+        }
+        Oimg_Layer *layer = OpenLayer(file, layerPath, err, kFn);
+        if (!layer) return -1;
+        // The blocks first: once the entry is gone nothing would name them.
+        bool ok = DeleteOverviews(layer, err, kFn);
+        Oerr_ErrorReport *late = nullptr;
+        CloseLayer(layer, &late, kFn);
+        Delete(late);
+        const std::wstring path = layerPath;
+        ok = ok && ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0 &&
+             ohfa_ObjectDelete(file, layerPath, OHFA_SEEK_PATH, err) == 0;
+        if (!ok) SetError(err, kFn, kWriteFailed, *err, L"Cannot delete layer %s", layerPath);
+        return ok ? 0 : -1;
+    });
+}
+
 ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerClose";
     if (err) *err = nullptr;

@@ -278,21 +278,8 @@ long CountLevels(Oimg_Layer *layer, Oerr_ErrorReport **err) {
     return count;
 }
 
-bool DeleteLevels(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
-    const long count = CountLevels(layer, err);
-    for (long k = 0, f = 2; k < count; ++k, f *= 2) {
-        const std::wstring path = LevelPath(layer, f);
-        if (ohfa_CacheDelete(layer->file, (path + L"/" + kBlocksName).c_str(), err) != 0 ||
-            ohfa_ObjectDelete(layer->file, path.c_str(), OHFA_SEEK_PATH, err) != 0) {
-            SetError(err, fn, kLevelFailed, *err, L"Cannot delete overview %s", path.c_str());
-            return false;
-        }
-    }
-    return count >= 0;
-}
-
 template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!DeleteLevels(layer, err, fn)) return -1;
+    if (!DeleteOverviews(layer, err, fn)) return -1;
     Builder<T> builder(layer, err, fn);
     Oimg_LayerInfo info = layer->info;
     long levels = 0;
@@ -352,6 +339,20 @@ long BuildFor(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
 }
 
 } // namespace
+
+bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const long count = CountLevels(layer, err);
+    for (long k = 0, f = 2; k < count; ++k, f *= 2) {
+        const std::wstring path = LevelPath(layer, f);
+        if (ohfa_CacheDelete(layer->file, (path + L"/" + kBlocksName).c_str(), err) != 0 ||
+            ohfa_ObjectDelete(layer->file, path.c_str(), OHFA_SEEK_PATH, err) != 0) {
+            SetError(err, fn, kLevelFailed, *err, L"Cannot delete overview %s", path.c_str());
+            return false;
+        }
+    }
+    return count >= 0;
+}
+
 } // namespace orvik::img
 
 using namespace orvik::img;

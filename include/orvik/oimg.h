@@ -67,6 +67,11 @@ ORVIK_API Oimg_Layer *oimg_LayerCreate(Ohfa_File *file, const wchar_t *imagePath
 ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
+/* Deletes the layer at `layerPath` with its blocks and overviews; their space goes back to
+ * the free list. No handle of it may be open. Returns 0, or -1. */
+ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
 /* Writes what the layer holds in memory and frees the handle (also on failure, which is
  * reported). Returns 0, or -1; a null layer is no error. */
 ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;

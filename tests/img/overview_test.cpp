@@ -116,6 +116,20 @@ TEST_P(ImgOverview, LevelsMatchIndependentReduction) {
     EXPECT_EQ(overviews, 3);
     ostr_StringListDelete(paths, nullptr);
     oimg_LayerClose(layer, &err);
+    // Deleting the layer gives back the space of every level's blocks (all written).
+    long blockBytes = 0;
+    for (const wchar_t *p :
+         {L"/Image/Layer/Blocks", L"/Image/Layer/Overview_2/Blocks",
+          L"/Image/Layer/Overview_4/Blocks", L"/Image/Layer/Overview_8/Blocks"}) {
+        Ohfa_Cache *c = ohfa_CacheOpen(f, p, &err);
+        ASSERT_NE(c, nullptr) << Text(err);
+        blockBytes += ohfa_CacheNodeGet(c)->bytecount;
+        ohfa_CacheClose(c, &err);
+    }
+    const long freeBefore = ohfa_FileFreeSpaceSize(f, &err);
+    ASSERT_EQ(oimg_LayerDelete(f, L"/Image/Layer", &err), 0) << Text(err);
+    EXPECT_EQ(ohfa_EntryPeek(f, OHFA_SEEK_PATH, L"/Image/Layer", nullptr, &err), 0);
+    EXPECT_GE(ohfa_FileFreeSpaceSize(f, &err) - freeBefore, blockBytes);
     ohfa_FileClose(f, &err);
 }
 
