@@ -120,7 +120,7 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
                                       Whole(layer, block, y0, ny, x0, nx), &held, err, fn);
             if (got == hfa::kHeldDirect) {
                 held = layer->block.data();
-                got = ohfa_CacheGetBlock(layer->cache, block, held, err);
+                got = hfa::ReadBlock(*layer->cache, block, held, err, fn) ? 1 : -1;
             }
             if (got < 0) {
                 SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",

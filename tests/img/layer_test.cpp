@@ -227,8 +227,11 @@ TEST_F(ImgTest, CacheBoundHoldsWhileReadingAndWriting) {
         ohfa_CacheStatsGet(cache, &s);
         ASSERT_LE(s.bytesHeld, limit);
     }
+    const int64_t before = s.hits + s.misses;
     ExpectTiled(layer, OGDA_F64, 50, 50);
     ohfa_CacheStatsGet(cache, &s);
+    // 9 windows of 50 x 50 (or less) over 5 x 6 blocks of 32 x 24 touch 56 blocks.
+    EXPECT_EQ(s.hits + s.misses - before, 56);
     EXPECT_LE(s.bytesHeld, limit);
     EXPECT_GT(s.hits, 0);
     EXPECT_GT(s.misses, 0);
