@@ -9,21 +9,13 @@
 #include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using namespace orvik::hfa;
 
 namespace {
-
-enum CacheReport : long {
-    kBadArgument = 1,
-    kSeekFailed = 2,
-    kNotACache = 3,
-    kWriteFailed = 4,
-    kCannotShrink = 5,
-    kTooLarge = 6
-};
 
 constexpr const wchar_t *kNodeType = L"Ohfa_CacheNode";
 
@@ -35,7 +27,7 @@ std::wstring CurrentPath(const Ohfa_File *file) {
 
 bool CheckCache(const Ohfa_Cache *cache, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (cache && cache->file) return CheckFile(cache->file, fn, err);
-    SetError(err, fn, kBadArgument, nullptr, L"Invalid cache handle");
+    SetError(err, fn, kCacheBadArgument, nullptr, L"Invalid cache handle");
     return false;
 }
 
@@ -43,8 +35,9 @@ bool CheckBlock(const Ohfa_Cache *cache, long block, const void *buffer, const w
                 Oerr_ErrorReport **err) {
     if (!CheckCache(cache, fn, err)) return false;
     if (block >= 0 && block < cache->node.blockcount && buffer) return true;
-    SetError(err, fn, kBadArgument, nullptr, L"Block %ld outside 0..%ld of cache %s (or no buffer)",
-             block, static_cast<long>(cache->node.blockcount) - 1, cache->path.c_str());
+    SetError(err, fn, kCacheBadArgument, nullptr,
+             L"Block %ld outside 0..%ld of cache %s (or no buffer)", block,
+             static_cast<long>(cache->node.blockcount) - 1, cache->path.c_str());
     return false;
 }
 
@@ -56,7 +49,7 @@ bool Leave(GuardScope &guard, bool ok, Oerr_ErrorReport **err, const wchar_t *fn
         PrintAndDelete(late);
         return false;
     }
-    SetError(err, fn, kWriteFailed, late, L"freeListCacheFlush failed");
+    SetError(err, fn, kCacheWriteFailed, late, L"freeListCacheFlush failed");
     return false;
 }
 
@@ -229,7 +222,7 @@ Ohfa_Cache *OpenCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *
     cache->path = CurrentPath(file);
     if (!file->entry.valid || std::strncmp(e.type, "Ohfa_CacheNode", sizeof e.type) != 0 ||
         e.dataSize != 16 || e.data == 0) {
-        SetError(err, fn, kNotACache, nullptr, L"Entry %s is not a block cache",
+        SetError(err, fn, kCacheNotACache, nullptr, L"Entry %s is not a block cache",
                  cache->path.c_str());
         return nullptr;
     }
@@ -241,13 +234,14 @@ Ohfa_Cache *OpenCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *
 bool SeekNode(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!nodePath) {
         if (file->entry.valid) return true;
-        SetError(err, fn, kSeekFailed, nullptr, L"File %s has no current entry",
+        SetError(err, fn, kCacheSeekFailed, nullptr, L"File %s has no current entry",
                  file->name.c_str());
         return false;
     }
     const long found = SeekEntry(file, OHFA_SEEK_PATH, nodePath, err, fn);
     if (found > 0) return true;
-    SetError(err, fn, kSeekFailed, found < 0 ? *err : nullptr, L"nodePath %s not found", nodePath);
+    SetError(err, fn, kCacheSeekFailed, found < 0 ? *err : nullptr, L"nodePath %s not found",
+             nodePath);
     return false;
 }
 
@@ -265,7 +259,7 @@ ORVIK_API Ohfa_Cache *ohfa_CacheCreate(Ohfa_File *file, const wchar_t *nodePath,
         if (!CheckFile(file, kFn, err) || !CheckWritable(file, kFn, err)) return nullptr;
         if (!name || blocksize < 1 || blockcount < 0 ||
             int64_t{blocksize} * blockcount > kMaxFileSize) {
-            SetError(err, kFn, kTooLarge, nullptr,
+            SetError(err, kFn, kCacheTooLarge, nullptr,
                      L"Invalid cache %s: %ld blocks of %ld bytes (at most 2147483647 bytes)",
                      name ? name : L"(null)", blockcount, blocksize);
             return nullptr;
@@ -289,7 +283,7 @@ ORVIK_API Ohfa_Cache *ohfa_CacheCreate(Ohfa_File *file, const wchar_t *nodePath,
         }
         ok = ok && ohfa_ObjectWrite(file, nullptr, name, kNodeType, OHFA_WRITE_LAST_CHILD, &node,
                                     nodeDesign, err) == 0;
-        if (!ok) SetError(err, kFn, kWriteFailed, *err, L"Cannot create cache %s", name);
+        if (!ok) SetError(err, kFn, kCacheWriteFailed, *err, L"Cannot create cache %s", name);
         Ohfa_Cache *cache = ok ? OpenCurrent(file, err, kFn) : nullptr;
         return Leave(guard, cache != nullptr, err, kFn) ? cache : (delete cache, nullptr);
     });
@@ -354,13 +348,13 @@ ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount, Oerr_ErrorRe
         if (!CheckCache(cache, kFn, err) || !CheckWritable(cache->file, kFn, err)) return -1;
         Ohfa_CacheNode &n = cache->node;
         if (blockcount < n.blockcount) {
-            SetError(err, kFn, kCannotShrink, nullptr,
+            SetError(err, kFn, kCacheCannotShrink, nullptr,
                      L"Cache %s has %ld blocks and cannot shrink to %ld", cache->path.c_str(),
                      static_cast<long>(n.blockcount), blockcount);
             return -1;
         }
         if (int64_t{blockcount} * n.blocksize > kMaxFileSize) {
-            SetError(err, kFn, kTooLarge, nullptr,
+            SetError(err, kFn, kCacheTooLarge, nullptr,
                      L"Cache %s: %ld blocks of %ld bytes exceed 2147483647 bytes",
                      cache->path.c_str(), blockcount, static_cast<long>(n.blocksize));
             return -1;
@@ -439,7 +433,7 @@ ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_E
                            L"ohfa_FreeSpace"))
                 PrintAndDelete(*err);
         } else if (cache) {
-            SetError(err, kFn, kWriteFailed, *err, L"EntryDelete failure!");
+            SetError(err, kFn, kCacheWriteFailed, *err, L"EntryDelete failure!");
         }
         return Leave(guard, ok, err, kFn) ? 0 : -1;
     });

@@ -9,6 +9,7 @@
 #include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
 
@@ -19,15 +20,6 @@ const Omif_ItemDescription kIndexItems[] = {OMIF_FIELD_COUNTED(OMIF_ITEM_ULONG, 
 const Omif_DesignTable kIndexDesigns[] = {{orvik::hfa::kCacheIndexDesign, kIndexItems},
                                           {nullptr, nullptr}};
 Omif_BuiltinDesigns g_indexDesigns = OMIF_BUILTIN_DESIGNS(kIndexDesigns, nullptr);
-
-enum CacheStoreReport : long {
-    kBadNode = 40,
-    kBadIndex = 41,
-    kBlockOutside = 42,
-    kNoSpace = 43,
-    kWriteFailed = 44,
-    kReadFailed = 45
-};
 
 void PutWord(unsigned char *at, uint32_t v) {
     for (int i = 0; i < 4; ++i) at[i] = static_cast<unsigned char>(v >> (8 * i));
@@ -49,14 +41,15 @@ bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     unsigned char bytes[16];
     if (!ReadAt(file, cache.nodeAt, bytes, 16, err, fn) ||
         !RecordFromBytes(kCacheNodeDesign, bytes, 16, &cache.node, err, fn)) {
-        SetError(err, fn, kBadNode, *err, L"Cannot read the cache node of %s", cache.path.c_str());
+        SetError(err, fn, kCacheBadNode, *err, L"Cannot read the cache node of %s",
+                 cache.path.c_str());
         return false;
     }
     const Ohfa_CacheNode &n = cache.node;
     const int64_t total = int64_t{n.blocksize} * n.blockcount;
     if (n.blocksize <= 0 || n.blockcount < 0 || total > kMaxFileSize || total != n.bytecount ||
         (n.blockcount > 0) != (n.rootptr != 0)) {
-        SetError(err, fn, kBadNode, nullptr,
+        SetError(err, fn, kCacheBadNode, nullptr,
                  L"Cache node of %s disagrees with itself: blocksize %ld, blockcount %ld, "
                  L"bytecount %ld, rootptr %ld",
                  cache.path.c_str(), static_cast<long>(n.blocksize),
@@ -70,7 +63,7 @@ bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     // allocated for it.
     const int64_t indexBytes = kIndexHeader + int64_t{4} * n.blockcount;
     if (n.rootptr < static_cast<int32_t>(kTagSize) || n.rootptr > file->fileEnd - indexBytes) {
-        SetError(err, fn, kBadIndex, nullptr,
+        SetError(err, fn, kCacheBadIndex, nullptr,
                  L"Block index of %s (%ld blocks at %ld) lies outside the file (%lld bytes)",
                  cache.path.c_str(), static_cast<long>(n.blockcount), static_cast<long>(n.rootptr),
                  static_cast<long long>(file->fileEnd));
@@ -78,12 +71,12 @@ bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     }
     std::vector<unsigned char> raw(static_cast<std::size_t>(indexBytes));
     if (!ReadAt(file, n.rootptr, raw.data(), static_cast<long>(indexBytes), err, fn)) {
-        SetError(err, fn, kReadFailed, *err, L"Cannot read the block index of %s",
+        SetError(err, fn, kCacheReadFailed, *err, L"Cannot read the block index of %s",
                  cache.path.c_str());
         return false;
     }
     if (GetWord(raw.data()) != static_cast<uint32_t>(n.blockcount)) {
-        SetError(err, fn, kBadIndex, nullptr,
+        SetError(err, fn, kCacheBadIndex, nullptr,
                  L"Block index of %s holds %lu positions, the node says %ld", cache.path.c_str(),
                  static_cast<unsigned long>(GetWord(raw.data())), static_cast<long>(n.blockcount));
         return false;
@@ -92,7 +85,7 @@ bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     for (int32_t i = 0; i < n.blockcount; ++i) {
         const uint32_t p = GetWord(raw.data() + kIndexHeader + 4 * i);
         if (p != 0 && (p < kTagSize || int64_t{p} > file->fileEnd - n.blocksize)) {
-            SetError(err, fn, kBlockOutside, nullptr,
+            SetError(err, fn, kCacheBlockOutside, nullptr,
                      L"Block %ld of %s at %lu lies outside the file (%lld bytes)",
                      static_cast<long>(i), cache.path.c_str(), static_cast<unsigned long>(p),
                      static_cast<long long>(file->fileEnd));
@@ -108,7 +101,7 @@ uint32_t WriteNewIndex(Ohfa_Cache_ &cache, int32_t count, Oerr_ErrorReport **err
     const int64_t size = kIndexHeader + int64_t{4} * count;
     const uint32_t at = TakeSpace(cache.file, size, err, L"ohfa_NextFreePos");
     if (at == 0) {
-        SetError(err, fn, kNoSpace, *err, L"ohfa_NextFreePos failed");
+        SetError(err, fn, kCacheNoSpace, *err, L"ohfa_NextFreePos failed");
         return 0;
     }
     std::vector<unsigned char> raw(static_cast<std::size_t>(size), 0);
@@ -118,7 +111,7 @@ uint32_t WriteNewIndex(Ohfa_Cache_ &cache, int32_t count, Oerr_ErrorReport **err
     for (std::size_t i = 0; i < keep; ++i)
         PutWord(raw.data() + kIndexHeader + 4 * i, cache.index[i]);
     if (!WriteAt(cache.file, at, raw.data(), static_cast<long>(size), err, fn)) {
-        SetError(err, fn, kWriteFailed, *err, L"Cannot write the block index of %s",
+        SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write the block index of %s",
                  cache.path.c_str());
         return 0;
     }
@@ -130,7 +123,8 @@ bool WriteNode(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (RecordToBytes(kCacheNodeDesign, &cache.node, bytes, 16, cache.nodeAt, err, fn) &&
         WriteAt(cache.file, cache.nodeAt, bytes, 16, err, fn))
         return true;
-    SetError(err, fn, kWriteFailed, *err, L"Cannot write the cache node of %s", cache.path.c_str());
+    SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write the cache node of %s",
+             cache.path.c_str());
     return false;
 }
 
@@ -143,7 +137,7 @@ bool WriteSlots(Ohfa_Cache_ &cache, int32_t first, int32_t last, Oerr_ErrorRepor
     if (WriteAt(cache.file, int64_t{cache.node.rootptr} + kIndexHeader + int64_t{4} * first,
                 raw.data(), static_cast<long>(raw.size()), err, fn))
         return true;
-    SetError(err, fn, kWriteFailed, *err, L"Cannot write the block index of %s",
+    SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write the block index of %s",
              cache.path.c_str());
     return false;
 }
@@ -155,11 +149,11 @@ bool WriteBlock(Ohfa_Cache_ &cache, int32_t block, const void *bytes, bool defer
     uint32_t at = slot;
     if (fresh &&
         (at = TakeSpace(cache.file, cache.node.blocksize, err, L"ohfa_NextFreePos")) == 0) {
-        SetError(err, fn, kNoSpace, *err, L"ohfa_NextFreePos failed");
+        SetError(err, fn, kCacheNoSpace, *err, L"ohfa_NextFreePos failed");
         return false;
     }
     if (!WriteAt(cache.file, at, bytes, cache.node.blocksize, err, fn)) {
-        SetError(err, fn, kWriteFailed, *err, L"Cannot write block %ld of %s",
+        SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write block %ld of %s",
                  static_cast<long>(block), cache.path.c_str());
         // The new space stays unnamed; it is lost, never handed out twice.
         return false;
@@ -173,8 +167,8 @@ bool ReadBlock(Ohfa_Cache_ &cache, int32_t block, void *bytes, Oerr_ErrorReport 
     if (ReadAt(cache.file, cache.index[static_cast<std::size_t>(block)], bytes,
                cache.node.blocksize, err, fn))
         return true;
-    SetError(err, fn, kReadFailed, *err, L"Cannot read block %ld of %s", static_cast<long>(block),
-             cache.path.c_str());
+    SetError(err, fn, kCacheReadFailed, *err, L"Cannot read block %ld of %s",
+             static_cast<long>(block), cache.path.c_str());
     return false;
 }
 
@@ -191,7 +185,7 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
         const uint32_t at =
             TakeSpace(cache.file, size * static_cast<int64_t>(n), err, L"ohfa_NextFreePos");
         if (at == 0) {
-            SetError(err, fn, kNoSpace, *err, L"ohfa_NextFreePos failed");
+            SetError(err, fn, kCacheNoSpace, *err, L"ohfa_NextFreePos failed");
             return false;
         }
         if (static_cast<std::size_t>(size) >= kDirectBlockBytes) {
@@ -200,7 +194,7 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
                 const uint32_t p = at + static_cast<uint32_t>(i * static_cast<std::size_t>(size));
                 if (!WriteAt(cache.file, p, blocks[first + i].second, static_cast<long>(size), err,
                              fn)) {
-                    SetError(err, fn, kWriteFailed, *err, L"Cannot write block %ld of %s",
+                    SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write block %ld of %s",
                              static_cast<long>(blocks[first + i].first), cache.path.c_str());
                     return false;
                 }
@@ -218,7 +212,7 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
         }
         if (!WriteAt(cache.file, at, bytes, static_cast<long>(size * static_cast<int64_t>(n)), err,
                      fn)) {
-            SetError(err, fn, kWriteFailed, *err, L"Cannot write %ld blocks of %s",
+            SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write %ld blocks of %s",
                      static_cast<long>(n), cache.path.c_str());
             return false;
         }
@@ -246,8 +240,8 @@ bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, void *bytes, Oerr
     if (ReadAt(cache.file, cache.index[static_cast<std::size_t>(block)], bytes,
                static_cast<long>(int64_t{cache.node.blocksize} * count), err, fn))
         return true;
-    SetError(err, fn, kReadFailed, *err, L"Cannot read block %ld of %s", static_cast<long>(block),
-             cache.path.c_str());
+    SetError(err, fn, kCacheReadFailed, *err, L"Cannot read block %ld of %s",
+             static_cast<long>(block), cache.path.c_str());
     return false;
 }
 

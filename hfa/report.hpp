@@ -162,6 +162,20 @@ enum ReportNumber : long {
     kObjectNoObject = 5,
     kObjectBadArgument = 6,
     kObjectFreeListFailed = 40,
+    // Block caches: ohfa_Cache... (the checks of a handle and block number first)
+    kCacheBadArgument = 1,
+    kCacheSeekFailed = 2,
+    kCacheNotACache = 3,
+    kCacheWriteFailed = 4,
+    kCacheCannotShrink = 5,
+    kCacheTooLarge = 6,
+    // ... and the steps on disk they share (under the caller's name)
+    kCacheBadNode = 40,
+    kCacheBadIndex = 41,
+    kCacheBlockOutside = 42,
+    kCacheNoSpace = 43,
+    kCacheStoreWriteFailed = 44,
+    kCacheReadFailed = 45,
 };
 
 } // namespace orvik::hfa

@@ -6,21 +6,12 @@
 
 #include "core/guard.hpp"
 #include "img/layer.hpp"
+#include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 
 namespace {
-
-enum LayerReport : long {
-    kBadArgument = 1,
-    kNotFound = 2,
-    kBadRecord = 3,
-    kStoreMismatch = 4,
-    kStoreFailed = 5,
-    kExists = 6,
-    kWriteFailed = 7
-};
 
 const Omif_ItemDescription kLayerItems[] = {
     OMIF_FIELD(OMIF_ITEM_LONG, L"width", 1),       OMIF_FIELD(OMIF_ITEM_LONG, L"height", 1),

@@ -15,14 +15,13 @@
 
 #include "core/guard.hpp"
 #include "img/layer.hpp"
+#include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 
 namespace orvik::img {
 namespace {
-
-enum OverviewReport : long { kBadArgument = 1, kTextLayer = 2, kLevelFailed = 3, kNoLevel = 4 };
 
 constexpr const wchar_t *kPrefix = L"/Overview_";
 constexpr int kMaxLevels = 31;
@@ -292,14 +291,14 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
             CreateLayer(layer->file, layer->path,
                         (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(), info, err, fn);
         if (!level) {
-            SetError(err, fn, kLevelFailed, *err, L"Cannot create overview %ld of layer %s", f,
-                     layer->path.c_str());
+            SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot create overview %ld of layer %s",
+                     f, layer->path.c_str());
             return -1;
         }
         builder.AddLevel(level);
     }
     if (levels > 0 && !builder.Run()) {
-        SetError(err, fn, kLevelFailed, *err, L"Cannot build the overviews of layer %s",
+        SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot build the overviews of layer %s",
                  layer->path.c_str());
         return -1;
     }
@@ -332,8 +331,8 @@ long BuildFor(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
     case OGDA_C128:
         return Build<Complex<double>>(layer, err, fn);
     default:
-        SetError(err, fn, kTextLayer, nullptr, L"Layer %s holds text: no overviews are built",
-                 layer->path.c_str());
+        SetError(err, fn, kOverviewTextLayer, nullptr,
+                 L"Layer %s holds text: no overviews are built", layer->path.c_str());
         return -1;
     }
 }
@@ -346,7 +345,8 @@ bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *f
         const std::wstring path = LevelPath(layer, f);
         if (ohfa_CacheDelete(layer->file, (path + L"/" + kBlocksName).c_str(), err) != 0 ||
             ohfa_ObjectDelete(layer->file, path.c_str(), OHFA_SEEK_PATH, err) != 0) {
-            SetError(err, fn, kLevelFailed, *err, L"Cannot delete overview %s", path.c_str());
+            SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot delete overview %s",
+                     path.c_str());
             return false;
         }
     }
@@ -364,7 +364,7 @@ ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **er
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");
+            SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
             return -1;
         }
         return BuildFor(layer, err, kFn);
@@ -376,11 +376,11 @@ ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **err
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");
+            SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
             return -1;
         }
         const long n = CountLevels(layer, err);
-        if (n < 0) SetError(err, kFn, kLevelFailed, *err, L"ohfa_EntryPeek failed");
+        if (n < 0) SetError(err, kFn, kOverviewLevelFailed, *err, L"ohfa_EntryPeek failed");
         return n;
     });
 }
@@ -390,7 +390,7 @@ ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_Er
     static const wchar_t *const kFn = L"oimg_LayerOverviewFactor";
     const long levels = oimg_LayerOverviewCount(layer, err);
     if (levels < 0) {
-        SetError(err, kFn, kLevelFailed, *err, L"oimg_LayerOverviewCount failed");
+        SetError(err, kFn, kOverviewLevelFailed, *err, L"oimg_LayerOverviewCount failed");
         return -1;
     }
     long factor = 1;
@@ -404,12 +404,14 @@ ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oer
     if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!layer || factor < 1 || (factor & (factor - 1)) != 0) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer or factor %ld", factor);
+            SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer or factor %ld",
+                     factor);
             return nullptr;
         }
         Oimg_Layer *level =
             OpenLayer(layer->file, factor == 1 ? layer->path : LevelPath(layer, factor), err, kFn);
-        if (!level) SetError(err, kFn, kNoLevel, *err, L"No overview of factor %ld", factor);
+        if (!level)
+            SetError(err, kFn, kOverviewNoLevel, *err, L"No overview of factor %ld", factor);
         return level;
     });
 }

@@ -9,6 +9,7 @@
 #include "hfa/cache.hpp"
 #include "hfa/file.hpp"
 #include "img/layer.hpp"
+#include "img/report.hpp"
 #include "mif/element_codec.hpp"
 
 using orvik::core::Guarded;
@@ -17,25 +18,17 @@ using orvik::core::SetError;
 namespace orvik::img {
 namespace {
 
-enum WindowReport : long {
-    kBadArgument = 1,
-    kOutside = 2,
-    kBadData = 3,
-    kStoreFailed = 4,
-    kTextTooLong = 5
-};
-
 bool CheckWindow(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
                  int32_t columns, const Ogda_BaseData *data, Oerr_ErrorReport **err,
                  const wchar_t *fn) {
     if (!layer || !data) {
-        SetError(err, fn, kBadArgument, nullptr, L"Invalid layer or data");
+        SetError(err, fn, kWindowBadArgument, nullptr, L"Invalid layer or data");
         return false;
     }
     const Oimg_LayerInfo &i = layer->info;
     if (rows < 1 || columns < 1 || row < 0 || column < 0 || int64_t{row} + rows > i.height ||
         int64_t{column} + columns > i.width) {
-        SetError(err, fn, kOutside, nullptr,
+        SetError(err, fn, kWindowOutside, nullptr,
                  L"Window at row %ld, column %ld of %ld x %ld pixels lies outside layer %s of "
                  L"%ld x %ld pixels",
                  static_cast<long>(row), static_cast<long>(column), static_cast<long>(rows),
@@ -48,7 +41,7 @@ bool CheckWindow(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t r
         data->datatype >= OGDA_PIXEL_TYPE_COUNT ||
         data->numbytes != ogda_NumBytePerPixelFromType(data->datatype) ||
         int64_t{data->lineBytes} < int64_t{columns} * data->numbytes) {
-        SetError(err, fn, kBadData, nullptr,
+        SetError(err, fn, kWindowBadData, nullptr,
                  L"Data of %ld x %ld elements (object type %ld) cannot take a window of %ld x "
                  L"%ld pixels",
                  static_cast<long>(data->numrows), static_cast<long>(data->numcolumns),
@@ -123,7 +116,7 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
                 got = hfa::ReadBlock(*layer->cache, block, held, err, fn) ? 1 : -1;
             }
             if (got < 0) {
-                SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
                          static_cast<long>(block), layer->path.c_str());
                 return false;
             }
@@ -175,7 +168,7 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
                 got = covers ? 0 : ohfa_CacheGetBlock(layer->cache, block, bytes, err);
             }
             if (got < 0) {
-                SetError(err, fn, kStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
                          static_cast<long>(block), layer->path.c_str());
                 return false;
             }
@@ -194,7 +187,7 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
                 const bool fits = EncodeRow(info, g, host, x0, nx, line);
                 if (text) FreeStrings(host, nx);
                 if (!fits) {
-                    SetError(err, fn, kTextTooLong, nullptr,
+                    SetError(err, fn, kWindowTextTooLong, nullptr,
                              L"A text in row %ld, columns %ld to %ld, is longer than the %ld-byte "
                              L"cells of layer %s",
                              static_cast<long>(row + wr + y), static_cast<long>(column + wc),
@@ -204,7 +197,7 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
                 }
             }
             if (!copy || ohfa_CachePutBlock(layer->cache, block, bytes, err) == 0) return true;
-            SetError(err, fn, kStoreFailed, *err, L"Cannot write block %ld of layer %s",
+            SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write block %ld of layer %s",
                      static_cast<long>(block), layer->path.c_str());
             return false;
         });
@@ -242,7 +235,7 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, kFn, nullptr, [&]() -> Ogda_BaseData * {
         if (!layer) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");
+            SetError(err, kFn, kWindowBadArgument, nullptr, L"Invalid layer");
             return nullptr;
         }
         const Oimg_LayerInfo &i = layer->info;
@@ -252,7 +245,7 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
                 ogda_BaseDataCreate(i.height, i.width, static_cast<Ogda_PixelType>(i.pixelType),
                                     Ogda_Raster, nullptr, err);
             if (!target) {
-                SetError(err, kFn, kBadData, *err, L"ogda_BaseDataCreate failed");
+                SetError(err, kFn, kWindowBadData, *err, L"ogda_BaseDataCreate failed");
                 return nullptr;
             }
         }
@@ -268,7 +261,7 @@ ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oer
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
-            SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");
+            SetError(err, kFn, kWindowBadArgument, nullptr, L"Invalid layer");
             return -1;
         }
         return WriteWindow(layer, 0, 0, layer->info.height, layer->info.width, data, err, kFn) ? 0
