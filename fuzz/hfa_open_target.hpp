@@ -2,7 +2,8 @@
 // as an HFA file. Recognition must answer without an error; whatever opens read-only must
 // also open for update, survive taking and returning space, a growing dictionary and the last
 // close, and then open again with a sound free list (the writes of this library never turn an
-// openable file into a broken one). Leaks and memory errors are caught by the sanitizers.
+// openable file into a broken one); a copy of it always yields a sound file. Leaks and memory
+// errors are caught by the sanitizers.
 #pragma once
 
 #include <cstddef>
@@ -114,6 +115,16 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
     Delete(err);
 
     f = ohfa_FileOpen(name.c_str(), L"r", 0, &err);
+    FUZZ_CHECK(f != nullptr);
+    FUZZ_CHECK(orvik::hfa::CheckFreeList(f) == 0);
+    FUZZ_CHECK(ohfa_FileClose(f, &err) == 0);
+
+    // A copy reads what it can of a damaged file, reports the rest, and writes a sound file.
+    const std::wstring copy = name + L".copy";
+    const long copied = ohfa_FileCopy(name.c_str(), copy.c_str(), &err);
+    FUZZ_CHECK(copied >= 0 ? err == nullptr : err != nullptr);
+    Delete(err);
+    f = ohfa_FileOpen(copy.c_str(), L"r", 0, &err);
     FUZZ_CHECK(f != nullptr);
     FUZZ_CHECK(orvik::hfa::CheckFreeList(f) == 0);
     FUZZ_CHECK(ohfa_FileClose(f, &err) == 0);

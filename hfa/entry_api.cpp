@@ -18,8 +18,16 @@ using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
+// Entry records kept in memory at most (about 180 bytes each).
+constexpr std::size_t kMaxCachedRecords = std::size_t{1} << 18;
+
 bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_ErrorReport **err,
                const wchar_t *fn) {
+    auto &records = file->entry.records;
+    if (auto hit = records.find(position); hit != records.end()) {
+        entry = hit->second;
+        return true;
+    }
     unsigned char bytes[kEntrySize];
     if (position < kTagSize || !ReadAt(file, position, bytes, kEntrySize, err, fn) ||
         !RecordFromBytes(kEntryDesign, bytes, kEntrySize, &entry, err, fn)) {
@@ -30,6 +38,8 @@ bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_Error
     }
     entry.name[sizeof entry.name - 1] = 0;
     entry.type[sizeof entry.type - 1] = 0;
+    if (records.size() >= kMaxCachedRecords) records.clear();
+    records.emplace(position, entry);
     return true;
 }
 
@@ -37,8 +47,15 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
                 const wchar_t *fn) {
     unsigned char bytes[kEntrySize];
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
-        WriteAt(file, position, bytes, kEntrySize, err, fn))
+        WriteAt(file, position, bytes, kEntrySize, err, fn)) {
+        auto &records = file->entry.records;
+        if (records.size() >= kMaxCachedRecords) records.clear();
+        // As a reader would see it: the text items end inside their width.
+        Ohfa_Entry &kept = records[position] = entry;
+        kept.name[sizeof kept.name - 1] = 0;
+        kept.type[sizeof kept.type - 1] = 0;
         return true;
+    }
     SetError(err, fn, kEntryWriteFailed, *err, L"WriteCurrentEntry fail");
     return false;
 }
@@ -52,6 +69,10 @@ constexpr int kMaxName = 63;
 double Now() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
         .count();
+}
+
+std::string NameOf(const Ohfa_Entry &e) {
+    return std::string(e.name, strnlen(e.name, sizeof e.name));
 }
 
 // Copies a wide text into a fixed 8-bit item; false when it does not fit.
@@ -79,7 +100,6 @@ void Become(Ohfa_File *file, uint32_t position, const Ohfa_Entry &record, bool c
         s.path.back() = name;
     s.position = position;
     s.record = record;
-    HashEntry(s, position, record.parent, name);
 }
 
 // Writes a new entry after `at` (a sibling record) and links it in: the new record first,
@@ -137,6 +157,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         if (type) std::memcpy(rec.type, fresh.type, sizeof rec.type);
         rec.modTime = fresh.modTime;
         if (!WriteEntry(file, s.position, rec, err, fn)) return -1;
+        if (name) IndexRename(s, rec.parent, s.position, NameOf(s.record), NameOf(rec));
         Become(file, s.position, rec, false);
         return 0;
     }
@@ -174,12 +195,14 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
                 Ohfa_Entry old = s.record;
                 old.prev = position;
                 if (!WriteEntry(file, s.position, old, err, fn)) return -1;
+                IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
                 Become(file, position, fresh, false);
                 return 0;
             }
         }
         uint32_t position = 0;
         if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+        IndexInsert(s, fresh.parent, position, NameOf(fresh), at);
         Become(file, position, fresh, false);
         return 0;
     }
@@ -190,12 +213,16 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
             return -1;
         }
         if (s.record.child != 0) {
-            if (SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, fn) < 0 ||
-                SeekEntry(file, OHFA_SEEK_LAST, nullptr, err, fn) < 0)
+            // The last child comes from the sibling name index: no walk of the list.
+            if (SeekEntry(file, OHFA_SEEK_LAST_CHILD, nullptr, err, fn) <= 0) {
+                SetError(err, fn, kMoveNoLast, err && *err ? *err : nullptr, L"Couldn't find last");
                 return -1;
+            }
             Ohfa_Entry pred = s.record;
+            const uint32_t at = s.position;
             uint32_t position = 0;
-            if (!InsertAfter(file, s.position, pred, fresh, err, fn, position)) return -1;
+            if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+            IndexInsert(s, fresh.parent, position, NameOf(fresh), at);
             Become(file, position, fresh, false);
             return 0;
         }
@@ -210,6 +237,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         parent.child = position;
         if (!WriteEntry(file, s.position, parent, err, fn)) return -1;
         s.record = parent;
+        IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
         Become(file, position, fresh, true);
         return 0;
     }
@@ -276,8 +304,16 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         SetError(err, fn, kMoveBadPath, nullptr, L"Invalid 'move to' path");
         return -1;
     }
-    const EntryState kept = s;
-    auto restore = [&] { s = kept; };
+    // Only the current entry is put back on a refusal; the indexes stay valid (nothing written).
+    const bool keptValid = s.valid;
+    const Ohfa_Entry keptRecord = s.record;
+    const std::vector<std::string> keptPath = s.path;
+    auto restore = [&] {
+        s.valid = keptValid;
+        s.position = at;
+        s.record = keptRecord;
+        s.path = keptPath;
+    };
     const long found = SeekEntry(file, OHFA_SEEK_PATH, toPath, err, fn);
     if (found <= 0) {
         restore();
@@ -313,6 +349,7 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         SetError(err, fn, kMoveWriteFailed, *err, L"ohfa_WriteCurrentEntry failed");
         return -1;
     }
+    IndexRemove(s, rec.parent, at, name, rec.prev);
     // Link in as the target's last child: the moved record first, then the link to it.
     Ohfa_Entry parent{};
     if (!ReadEntry(file, target, parent, err, fn)) return -1;
@@ -337,7 +374,9 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         parent.child = at;
         if (!WriteEntry(file, target, parent, err, fn)) return -1;
     }
-    s.Forget();
+    IndexInsert(s, target, at, name, last);
+    // The moved entry and its subtree keep their positions; only the moved one's parent and
+    // path change, and the seek below records them.
     return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(at).c_str(), err, fn) > 0
                ? 0
                : -1;
@@ -368,8 +407,9 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
         SetError(err, fn, kEntryDeleteFailed, *err, L"Delete failed");
         return -1;
     }
+    IndexRemove(s, rec.parent, at, NameOf(rec), rec.prev);
     for (const auto &[position, e] : gone) {
-        UnhashEntry(s, position);
+        IndexForgetParent(s, position);
         Oerr_ErrorReport *freeErr = nullptr;
         if (!GiveSpace(file, position, kEntrySize, &freeErr, L"ohfa_FreeSpace") ||
             (e.data && e.dataSize > 0 &&

@@ -176,6 +176,17 @@ enum ReportNumber : long {
     kCacheNoSpace = 43,
     kCacheStoreWriteFailed = 44,
     kCacheReadFailed = 45,
+    // Copies: ohfa_ObjectCopy, ohfa_FileCopy
+    kCopyBadArgument = 1,
+    kCopySourceMissing = 2,
+    kCopyTargetMissing = 3,
+    kCopyExists = 4,
+    kCopyUnreadable = 5, // some parts were skipped; the previous records name them
+    kCopyWriteFailed = 6,
+    kCopyAlreadyOpen = 7,
+    kCopyOpenFailed = 8,
+    kCopyCloseFailed = 9,
+    kCopyProblem = 10, // one skipped part
 };
 
 } // namespace orvik::hfa

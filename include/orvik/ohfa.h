@@ -436,6 +436,38 @@ ORVIK_API Omsc_Boolean ohfa_CacheBlockIsStored(const Ohfa_Cache *cache, long blo
 /* Counters since the open; zeros for a null cache. */
 ORVIK_API void ohfa_CacheStatsGet(const Ohfa_Cache *cache, Ohfa_CacheStats *stats) ORVIK_NOEXCEPT;
 
+/* ---- Copies ----------------------------------------------------------------------------
+ * A copy reads every entry it can reach, then writes them into the target in the same order,
+ * data blocks byte for byte, each entry keeping its modTime; the designs of the copied data
+ * join the target's dictionary. A new file written by ohfa_FileCopy holds no free space but
+ * what is left of the block of its first dictionary (less than one entry), so copying
+ * compacts a file. Damaged parts of the source (unreadable entries or data, links
+ * that loop or name the wrong parent, missing designs) are skipped: everything else is
+ * copied, and the call then fails with a report whose previous records name each part that
+ * was skipped. Walks are bounded by the size of the source. */
+
+/* Called after each entry copied with the count so far and the number to copy. */
+typedef void (*Ohfa_FileCopyProgress)(void *context, long done, long total);
+
+/* Installs the one process-wide progress callback of the copies (null removes it). */
+ORVIK_API void ohfa_FileCopyProgressUpdate(Ohfa_FileCopyProgress callback, void *context)
+    ORVIK_NOEXCEPT;
+
+/* Copies the node `sourcePath` of `source` with its subtree to be the last child of the node
+ * `targetPath` of `target` (the same file is allowed). Refused: a missing node ("%s|Node not
+ * found"), the root as source, a target node that already has a child of that name ("%s|Node
+ * already exists for file %s"). The current entry of `source` becomes the copied node, that
+ * of `target` the last entry written. Returns the number of entries copied, or -1. */
+ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohfa_File *target,
+                               const wchar_t *targetPath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Copies the HFA file `source` into a new file `destination` (created, replacing any file of
+ * that name) entry by entry, the root's own type and data included. Refused when the
+ * destination is open or names the source: "Cannot copy to >%s< when it is already open".
+ * Returns the number of entries copied below the root, or -1. */
+ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
 ORVIK_END_DECLS
 
 #endif /* ORVIK_OHFA_H */

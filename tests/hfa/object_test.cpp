@@ -165,3 +165,31 @@ TEST_F(HfaObject, DeleteReturnsTheRecordAndItsDataAndIgnoresMissingEntries) {
 }
 
 } // namespace
+
+namespace {
+
+// A record larger than a megabyte is converted straight into the stream: it reads back
+// whole, after a reopen too, and the entries around it are untouched.
+TEST_F(HfaObject, LargeRecordsReadBackAndLeaveTheirNeighboursAlone) {
+    WriteSeries(5, 3);
+    WriteSeries(200000, 0); // grows: the data moves to a new block at the end
+    Report err;
+    ASSERT_EQ(ohfa_EntrySeek(m_file, 0, nullptr, &err), 1);
+    ASSERT_EQ(ohfa_EntryWrite(m_file, 3, L"After", L"Mark", &err), 0);
+    for (int round = 0; round < 2; ++round) {
+        Series s{};
+        ASSERT_EQ(ohfa_ObjectRead(m_file, L"/S", 8, &s, m_design, &err), &s) << err.Message();
+        ASSERT_EQ(s.values.count, 200000);
+        bool same = true;
+        for (int i = 0; i < 200000; ++i) same = same && s.values.data[i] == i;
+        EXPECT_TRUE(same);
+        omsc_HeapFree(s.values.data);
+        EXPECT_STREQ(Entry(L"/After").type, "Mark");
+        EXPECT_EQ(Entry(L"/S").dataSize, 8 + 200000 * 8);
+        ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        m_file = ohfa_FileOpen(Name("obj.hfa").c_str(), L"r+b", 0, nullptr);
+        ASSERT_NE(m_file, nullptr);
+    }
+}
+
+} // namespace
