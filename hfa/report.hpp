@@ -173,6 +173,20 @@ enum ReportNumber : long {
     kJournalOutside = 63, // warning
     // ohfa_FileCheck
     kCheckNoList = 2,
+    // Block caches: ohfa_Cache... (the checks of a handle and block number first)
+    kCacheBadArgument = 1,
+    kCacheSeekFailed = 2,
+    kCacheNotACache = 3,
+    kCacheWriteFailed = 4,
+    kCacheCannotShrink = 5,
+    kCacheTooLarge = 6,
+    // ... and the steps on disk they share (under the caller's name)
+    kCacheBadNode = 40,
+    kCacheBadIndex = 41,
+    kCacheBlockOutside = 42,
+    kCacheNoSpace = 43,
+    kCacheStoreWriteFailed = 44,
+    kCacheReadFailed = 45,
     // Copies: ohfa_ObjectCopy, ohfa_FileCopy
     kCopyBadArgument = 1,
     kCopySourceMissing = 2,

@@ -12,6 +12,7 @@ declare -A allowed=(
     [prefs]="fio strings core"
     [mif]="gda fio strings core"
     [hfa]="mif gda fio strings core"
+    [img]="hfa mif gda fio strings core"
     [dsc]="hfa mif gda fio strings core"
     [toolkit]="hfa dsc mif gda stats prefs fio strings core"
 )

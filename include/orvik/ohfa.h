@@ -388,6 +388,76 @@ ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **err) O
 /* Prints the free list to standard output, one line a block. Returns 0, or -1. */
 ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
+/* ---- Block caches ----------------------------------------------------------------------
+ * A block cache is a store of `blocksize`-byte blocks numbered 0 .. blockcount - 1, kept
+ * under one entry of type "Ohfa_CacheNode" whose data is the Ohfa_CacheNode record
+ * (bytecount = blocksize x blockcount; rootptr = the block index, design
+ * "Ohfa_CacheIndex"). A block never written takes no file space and reads as "not stored".
+ * While block caching is on (option 4, the default) an open cache keeps recently used
+ * blocks in memory up to a byte limit, least recently used first out, and writes changed
+ * blocks when they leave memory, at ohfa_CacheFlush and at ohfa_CacheClose; while it is off
+ * every call goes to the file. The file must stay open while a cache of it is open. Layout
+ * and write order: docs/hfa-format.md. */
+typedef struct Ohfa_Cache_ Ohfa_Cache;
+
+typedef struct Ohfa_CacheStats_ {
+    int64_t hits;      /* block reads served from memory */
+    int64_t misses;    /* block reads that went to the file (or found no block) */
+    int64_t bytesHeld; /* bytes of blocks now in memory */
+    int64_t limit;     /* the byte limit */
+} Ohfa_CacheStats;
+
+/* Creates a cache as a new last child `name` of the entry at `nodePath` (null: the current
+ * entry). blocksize >= 1, blockcount >= 0, their product at most 0x7FFFFFFF. The new entry
+ * becomes the current one. Null on failure. */
+ORVIK_API Ohfa_Cache *ohfa_CacheCreate(Ohfa_File *file, const wchar_t *nodePath,
+                                       const wchar_t *name, long blocksize, long blockcount,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Opens the cache whose node is the entry at `nodePath` (null: the current entry). A node or
+ * index whose sizes disagree, or that names space outside the file, is refused. */
+ORVIK_API Ohfa_Cache *ohfa_CacheOpen(Ohfa_File *file, const wchar_t *nodePath,
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Copies block `block` into `buffer` (blocksize bytes). Returns 1 when the block is stored,
+ * 0 when it was never written (buffer untouched), -1 on failure. */
+ORVIK_API long ohfa_CacheGetBlock(Ohfa_Cache *cache, long block, void *buffer,
+                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Stores blocksize bytes as block `block`. Returns 0, or -1. */
+ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buffer,
+                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Grows the cache to `blockcount` blocks (the new ones not stored). Returns 0, or -1. */
+ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* Writes every changed block held in memory. Returns 0, or -1. */
+ORVIK_API long ohfa_CacheFlush(Ohfa_Cache *cache, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Flushes and frees the handle (also when the flush fails, which is reported). Returns 0, or
+ * -1. A null cache is no error. */
+ORVIK_API long ohfa_CacheClose(Ohfa_Cache *cache, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Deletes the cache entry at `nodePath` with its index and blocks (the space goes back to
+ * the free list). No cache of it may be open. Returns 0, or -1. */
+ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* Sets the byte limit of the blocks held in memory (0 holds none); blocks beyond it are
+ * written and dropped at once. Returns 0, or -1. */
+ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* The node record as it stands (owned by the handle), or null. */
+ORVIK_API const Ohfa_CacheNode *ohfa_CacheNodeGet(const Ohfa_Cache *cache) ORVIK_NOEXCEPT;
+
+/* Whether a block has been written (in the file or in memory). */
+ORVIK_API Omsc_Boolean ohfa_CacheBlockIsStored(const Ohfa_Cache *cache, long block) ORVIK_NOEXCEPT;
+
+/* Counters since the open; zeros for a null cache. */
+ORVIK_API void ohfa_CacheStatsGet(const Ohfa_Cache *cache, Ohfa_CacheStats *stats) ORVIK_NOEXCEPT;
+
 /* ---- Copies ----------------------------------------------------------------------------
  * A copy reads every entry it can reach, then writes them into the target in the same order,
  * data blocks byte for byte, each entry keeping its modTime; the designs of the copied data

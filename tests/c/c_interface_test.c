@@ -18,6 +18,7 @@
 #include <orvik/ogda.h>
 #include <orvik/ohfa.h>
 #include <orvik/ohst.h>
+#include <orvik/oimg.h>
 #include <orvik/oint.h>
 #include <orvik/olex.h>
 #include <orvik/omif.h>
@@ -152,7 +153,24 @@ static void HfaFiles(void) {
     CHECK(ohfa_Init(&err) == 0 && err == NULL);
     Ohfa_File *file = ohfa_FileCreate(Wide("new.hfa"), 0, &err);
     CHECK(file != NULL && err == NULL);
-    if (file) CHECK(ohfa_FileClose(file, &err) == 0 && err == NULL);
+    if (file) {
+        /* A raster layer from C: a 3 x 2 u8 window written and read back as s16. */
+        Oimg_LayerInfo info = {5, 4, OGDA_U8, 0, 0, OIMG_CONTINUOUS, 0, 0, 0.0};
+        CHECK(oimg_ImageCreate(file, NULL, L"Image", &err) == 0 && err == NULL);
+        Oimg_Layer *layer = oimg_LayerCreate(file, L"/Image", L"Layer", &info, &err);
+        CHECK(layer != NULL && err == NULL);
+        unsigned char pixels[6] = {1, 2, 3, 4, 5, 250};
+        int16_t back[6] = {0};
+        Ogda_BaseData *in = ogda_BaseDataCreate(3, 2, OGDA_U8, Ogda_Raster, pixels, &err);
+        Ogda_BaseData *out = ogda_BaseDataCreate(3, 2, OGDA_S16, Ogda_Raster, back, &err);
+        CHECK(oimg_LayerWriteWindow(layer, 1, 3, 3, 2, in, &err) == 0 && err == NULL);
+        CHECK(oimg_LayerReadWindow(layer, 1, 3, 3, 2, out, &err) == 0 && err == NULL);
+        CHECK(back[0] == 1 && back[5] == 250);
+        ogda_BaseDataDelete(in, NULL);
+        ogda_BaseDataDelete(out, NULL);
+        CHECK(oimg_LayerClose(layer, &err) == 0 && err == NULL);
+        CHECK(ohfa_FileClose(file, &err) == 0 && err == NULL);
+    }
     CHECK(ohfa_IsHFAFile(Wide("new.hfa"), &err) > 0 && err == NULL);
     CHECK(WriteText("plain.txt", "not an HFA file\n"));
     CHECK(ohfa_IsHFAFile(Wide("plain.txt"), &err) == 0 && err == NULL);

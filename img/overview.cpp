@@ -1,0 +1,419 @@
+// Overviews: reduced-resolution copies of a layer, each level half the size of the one
+// before (rounded up), stored as child layers "Overview_<factor>". One pass over the layer:
+// strips of two block rows are read, reduced 2 x 2 into one block row of the first level,
+// written, and handed on to the next level, which reduces them once it holds two block rows
+// of its own, and so on. Pixels are reduced in the layer's own type: the mean for continuous
+// layers (integers rounded half away from zero), the most frequent value for thematic ones
+// (the earliest of the 2 x 2 window among equals); no-data pixels are left out.
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "core/guard.hpp"
+#include "img/layer.hpp"
+#include "img/report.hpp"
+
+using orvik::core::Guarded;
+using orvik::core::SetError;
+
+namespace orvik::img {
+namespace {
+
+constexpr const wchar_t *kPrefix = L"/Overview_";
+constexpr int kMaxLevels = 31;
+
+template <class F> struct Complex {
+    F re, im;
+    bool operator==(const Complex &o) const { return re == o.re && im == o.im; }
+};
+
+template <class T> struct Reduce {
+    static T Mean(const T *v, int n) {
+        double sum = 0;
+        for (int i = 0; i < n; ++i) sum += static_cast<double>(v[i]);
+        const double m = sum / n;
+        if constexpr (std::is_integral_v<T>) return static_cast<T>(std::round(m));
+        return static_cast<T>(m);
+    }
+};
+// The mean of a full 2 x 2 window without no-data, the common case, in a form the compiler
+// vectorises; equal to Reduce<T>::Mean of the four values.
+template <class T> T Mean4(T a, T b, T c, T d) {
+    if constexpr (std::is_unsigned_v<T> && sizeof(T) <= 2) {
+        return static_cast<T>((uint32_t{a} + b + c + d + 2) >> 2);
+    } else if constexpr (std::is_integral_v<T>) {
+        const int64_t s = int64_t{a} + b + c + d;
+        return static_cast<T>(s >= 0 ? (s + 2) / 4 : -((-s + 2) / 4));
+    } else {
+        return static_cast<T>((((0.0 + a) + b) + c + d) / 4);
+    }
+}
+
+// One output row of full 2 x 2 means, out[c] from columns 2c and 2c + 1 of both rows, for
+// c < count. u8 layers, the commonest, take sixteen input bytes a step with SSE2.
+template <class T> void MeanRow(const T *top, const T *bottom, T *out, int32_t count) {
+    for (int32_t c = 0; c < count; ++c)
+        out[c] = Mean4(top[2 * c], top[2 * c + 1], bottom[2 * c], bottom[2 * c + 1]);
+}
+#if defined(__SSE2__)
+template <>
+void MeanRow<uint8_t>(const uint8_t *top, const uint8_t *bottom, uint8_t *out, int32_t count) {
+    const __m128i low = _mm_set1_epi16(0x00FF), two = _mm_set1_epi16(2);
+    int32_t c = 0;
+    for (; c + 8 <= count; c += 8) {
+        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i *>(top + 2 * c));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bottom + 2 * c));
+        // Even and odd bytes as 16-bit lanes, summed: eight sums of four.
+        __m128i sum = _mm_add_epi16(_mm_and_si128(t, low), _mm_srli_epi16(t, 8));
+        sum = _mm_add_epi16(sum, _mm_add_epi16(_mm_and_si128(b, low), _mm_srli_epi16(b, 8)));
+        sum = _mm_srli_epi16(_mm_add_epi16(sum, two), 2);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(out + c), _mm_packus_epi16(sum, sum));
+    }
+    for (; c < count; ++c)
+        out[c] = Mean4(top[2 * c], top[2 * c + 1], bottom[2 * c], bottom[2 * c + 1]);
+}
+#endif
+
+template <class F> struct Reduce<Complex<F>> {
+    static Complex<F> Mean(const Complex<F> *v, int n) {
+        double re = 0, im = 0;
+        for (int i = 0; i < n; ++i) re += v[i].re, im += v[i].im;
+        return {static_cast<F>(re / n), static_cast<F>(im / n)};
+    }
+};
+
+template <class T> T Mode(const T *v, int n) {
+    int best = 0, bestCount = 0;
+    for (int i = 0; i < n; ++i) {
+        int count = 0;
+        for (int j = 0; j < n; ++j) count += v[j] == v[i];
+        if (count > bestCount) best = i, bestCount = count;
+    }
+    return v[best];
+}
+
+// One level being built: rows of the level above wait in `input` until two are there.
+template <class T> struct Level {
+    Oimg_Layer *layer = nullptr; // owned
+    int32_t width = 0, height = 0;
+    int32_t inWidth = 0, inHeight = 0;
+    std::vector<T> input; // up to 2 * blockHeight rows of the level above
+    int32_t inputRows = 0;
+    int32_t inputSeen = 0; // rows of the level above received so far
+    int32_t written = 0;   // rows of this level written
+    std::vector<T> output; // up to blockHeight rows of this level
+};
+
+template <class T> class Builder {
+  public:
+    Builder(Oimg_Layer *base, Oerr_ErrorReport **err, const wchar_t *fn)
+        : m_base(base), m_err(err), m_fn(fn) {
+        const Oimg_LayerInfo &i = base->info;
+        m_thematic = i.layerKind == OIMG_THEMATIC;
+        m_hasNoData = i.hasNoData != 0;
+        if (m_hasNoData) {
+            // The no-data value as the layer stores it.
+            unsigned char host[16] = {};
+            DecodeRow(i, base->geometry, base->noDataBlock.data(), 0, 1, host);
+            std::memcpy(&m_noData, host, sizeof m_noData);
+        }
+    }
+    ~Builder() {
+        for (auto &l : m_levels) {
+            Oerr_ErrorReport *e = nullptr;
+            if (l.layer) CloseLayer(l.layer, &e, m_fn);
+            oerr_DeleteErrorReportEx(&e);
+        }
+    }
+    Builder(const Builder &) = delete;
+    Builder &operator=(const Builder &) = delete;
+
+    bool AddLevel(Oimg_Layer *layer) {
+        Level<T> l;
+        l.layer = layer;
+        l.width = layer->info.width;
+        l.height = layer->info.height;
+        const Oimg_LayerInfo &above = m_levels.empty() ? m_base->info : m_levels.back().layer->info;
+        l.inWidth = above.width;
+        l.inHeight = above.height;
+        m_levels.push_back(std::move(l));
+        return true;
+    }
+
+    bool Run() {
+        const Oimg_LayerInfo &i = m_base->info;
+        const int32_t strip = 2 * i.blockHeight;
+        std::vector<T> rows;
+        for (int32_t r = 0; r < i.height; r += strip) {
+            const int32_t n = std::min(strip, i.height - r);
+            rows.resize(static_cast<std::size_t>(n) * i.width);
+            if (!Transfer(m_base, r, n, rows.data(), false)) return false;
+            if (!Feed(0, rows.data(), n)) return false;
+        }
+        for (auto &l : m_levels) {
+            Oerr_ErrorReport *e = nullptr;
+            const bool ok = CloseLayer(l.layer, &e, m_fn);
+            l.layer = nullptr;
+            if (!ok) {
+                *m_err = e;
+                return false;
+            }
+        }
+        return true;
+    }
+
+  private:
+    bool Transfer(Oimg_Layer *layer, int32_t row, int32_t rows, T *pixels, bool write) {
+        const Oimg_LayerInfo &i = layer->info;
+        Ogda_BaseData d{};
+        d.numrows = rows;
+        d.numcolumns = i.width;
+        d.datatype = static_cast<Ogda_PixelType>(i.pixelType);
+        d.objecttype = Ogda_Raster;
+        d.data = d.dataStart = pixels;
+        d.numbytes = static_cast<int32_t>(sizeof(T));
+        d.lineBytes = d.numbytes * i.width;
+        d.derivedFlag = 1;
+        d.numelements = rows * i.width;
+        return write ? WriteWindow(layer, row, 0, rows, i.width, &d, m_err, m_fn)
+                     : ReadWindow(layer, row, 0, rows, i.width, &d, m_err, m_fn);
+    }
+
+    T Combine(T *v, int n) const {
+        int kept = 0;
+        for (int i = 0; i < n; ++i)
+            if (!(m_hasNoData && v[i] == m_noData)) v[kept++] = v[i];
+        if (kept == 0) return m_hasNoData ? m_noData : T{};
+        return m_thematic ? Mode(v, kept) : Reduce<T>::Mean(v, kept);
+    }
+
+    // Hands `n` rows of the level above to level k.
+    bool Feed(std::size_t k, const T *rows, int32_t n) {
+        if (k == m_levels.size()) return true;
+        Level<T> &l = m_levels[k];
+        const std::size_t w = static_cast<std::size_t>(l.inWidth);
+        // Rows are reduced where they stand; only a row left without its pair is kept.
+        const T *source = rows;
+        if (l.inputRows > 0) {
+            l.input.insert(l.input.end(), rows, rows + w * n);
+            source = l.input.data();
+        }
+        l.inputRows += n;
+        l.inputSeen += n;
+        const bool last = l.inputSeen == l.inHeight;
+        std::size_t used = 0; // rows of `source` reduced
+        while (l.inputRows >= 2 || (last && l.inputRows == 1)) {
+            const int pairRows = std::min(l.inputRows, 2);
+            const T *top = source + used * w;
+            const T *bottom = pairRows == 2 ? top + w : nullptr;
+            const std::size_t at = l.output.size();
+            l.output.resize(at + static_cast<std::size_t>(l.width));
+            T *out = l.output.data() + at;
+            int32_t c = 0;
+            if constexpr (std::is_arithmetic_v<T>) {
+                if (bottom && !m_thematic && !m_hasNoData) {
+                    c = l.inWidth / 2;
+                    MeanRow(top, bottom, out, c);
+                }
+            }
+            for (; c < l.width; ++c) {
+                T v[4];
+                int n4 = 0;
+                const int32_t x = 2 * c;
+                v[n4++] = top[x];
+                if (x + 1 < l.inWidth) v[n4++] = top[x + 1];
+                if (bottom) {
+                    v[n4++] = bottom[x];
+                    if (x + 1 < l.inWidth) v[n4++] = bottom[x + 1];
+                }
+                out[c] = Combine(v, n4);
+            }
+            used += static_cast<std::size_t>(pairRows);
+            l.inputRows -= pairRows;
+            const auto held =
+                static_cast<int32_t>(l.output.size() / static_cast<std::size_t>(l.width));
+            if (held == l.layer->info.blockHeight || l.written + held == l.height) {
+                if (!Transfer(l.layer, l.written, held, l.output.data(), true) ||
+                    !Feed(k + 1, l.output.data(), held))
+                    return false;
+                l.written += held;
+                l.output.clear();
+            }
+        }
+        if (source == rows) {
+            l.input.assign(rows + used * w,
+                           rows + used * w + w * static_cast<std::size_t>(l.inputRows));
+        } else {
+            l.input.erase(l.input.begin(), l.input.begin() + static_cast<std::ptrdiff_t>(used * w));
+        }
+        return true;
+    }
+
+    Oimg_Layer *m_base;
+    Oerr_ErrorReport **m_err;
+    const wchar_t *m_fn;
+    bool m_thematic = false;
+    bool m_hasNoData = false;
+    T m_noData{};
+    std::vector<Level<T>> m_levels;
+};
+
+std::wstring LevelPath(const Oimg_Layer *layer, long factor) {
+    return layer->path + kPrefix + std::to_wstring(factor);
+}
+
+long CountLevels(Oimg_Layer *layer, Oerr_ErrorReport **err) {
+    long count = 0;
+    for (long f = 2; count < kMaxLevels; f *= 2, ++count) {
+        const long found =
+            ohfa_EntryPeek(layer->file, OHFA_SEEK_PATH, LevelPath(layer, f).c_str(), nullptr, err);
+        if (found < 0) return -1;
+        if (found == 0) break;
+    }
+    return count;
+}
+
+template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!DeleteOverviews(layer, err, fn)) return -1;
+    Builder<T> builder(layer, err, fn);
+    Oimg_LayerInfo info = layer->info;
+    long levels = 0;
+    for (long f = 2;
+         (info.width > info.blockWidth || info.height > info.blockHeight) && levels < kMaxLevels;
+         f *= 2, ++levels) {
+        info.width = (info.width + 1) / 2;
+        info.height = (info.height + 1) / 2;
+        Oimg_Layer *level =
+            CreateLayer(layer->file, layer->path,
+                        (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(), info, err, fn);
+        if (!level) {
+            SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot create overview %ld of layer %s",
+                     f, layer->path.c_str());
+            return -1;
+        }
+        builder.AddLevel(level);
+    }
+    if (levels > 0 && !builder.Run()) {
+        SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot build the overviews of layer %s",
+                 layer->path.c_str());
+        return -1;
+    }
+    return levels;
+}
+
+long BuildFor(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+    switch (layer->info.pixelType) {
+    case OGDA_U1:
+    case OGDA_U2:
+    case OGDA_U4:
+    case OGDA_U8:
+        return Build<uint8_t>(layer, err, fn);
+    case OGDA_S8:
+        return Build<int8_t>(layer, err, fn);
+    case OGDA_U16:
+        return Build<uint16_t>(layer, err, fn);
+    case OGDA_S16:
+        return Build<int16_t>(layer, err, fn);
+    case OGDA_U32:
+        return Build<uint32_t>(layer, err, fn);
+    case OGDA_S32:
+        return Build<int32_t>(layer, err, fn);
+    case OGDA_F32:
+        return Build<float>(layer, err, fn);
+    case OGDA_F64:
+        return Build<double>(layer, err, fn);
+    case OGDA_C64:
+        return Build<Complex<float>>(layer, err, fn);
+    case OGDA_C128:
+        return Build<Complex<double>>(layer, err, fn);
+    default:
+        SetError(err, fn, kOverviewTextLayer, nullptr,
+                 L"Layer %s holds text: no overviews are built", layer->path.c_str());
+        return -1;
+    }
+}
+
+} // namespace
+
+bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const long count = CountLevels(layer, err);
+    for (long k = 0, f = 2; k < count; ++k, f *= 2) {
+        const std::wstring path = LevelPath(layer, f);
+        if (ohfa_CacheDelete(layer->file, (path + L"/" + kBlocksName).c_str(), err) != 0 ||
+            ohfa_ObjectDelete(layer->file, path.c_str(), OHFA_SEEK_PATH, err) != 0) {
+            SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot delete overview %s",
+                     path.c_str());
+            return false;
+        }
+    }
+    return count >= 0;
+}
+
+} // namespace orvik::img
+
+using namespace orvik::img;
+
+extern "C" {
+
+ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_LayerBuildOverviews";
+    if (err) *err = nullptr;
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!layer) {
+            SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
+            return -1;
+        }
+        return BuildFor(layer, err, kFn);
+    });
+}
+
+ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_LayerOverviewCount";
+    if (err) *err = nullptr;
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!layer) {
+            SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
+            return -1;
+        }
+        const long n = CountLevels(layer, err);
+        if (n < 0) SetError(err, kFn, kOverviewLevelFailed, *err, L"ohfa_EntryPeek failed");
+        return n;
+    });
+}
+
+ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_LayerOverviewFactor";
+    const long levels = oimg_LayerOverviewCount(layer, err);
+    if (levels < 0) {
+        SetError(err, kFn, kOverviewLevelFailed, *err, L"oimg_LayerOverviewCount failed");
+        return -1;
+    }
+    long factor = 1;
+    for (long k = 0; k < levels && scale >= 2.0 * factor; ++k) factor *= 2;
+    return factor;
+}
+
+ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_LayerOverviewOpen";
+    if (err) *err = nullptr;
+    return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
+        if (!layer || factor < 1 || (factor & (factor - 1)) != 0) {
+            SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer or factor %ld",
+                     factor);
+            return nullptr;
+        }
+        Oimg_Layer *level =
+            OpenLayer(layer->file, factor == 1 ? layer->path : LevelPath(layer, factor), err, kFn);
+        if (!level)
+            SetError(err, kFn, kOverviewNoLevel, *err, L"No overview of factor %ld", factor);
+        return level;
+    });
+}
+
+} // extern "C"

@@ -1,0 +1,132 @@
+/*
+ * oimg.h - raster layers in HFA files.
+ *
+ * An image is an entry of type "Oimg_Image" whose children are its layers. A layer is an
+ * entry of type "Oimg_Layer" whose data is the Oimg_LayerInfo record (design "Oimg_Layer")
+ * and whose child "Blocks" is the block cache (ohfa.h) holding its pixels, one block per
+ * blockWidth x blockHeight tile, row by row of tiles. Inside a block the pixels lie row by
+ * row in MIF file form: u1, u2 and u4 packed 8, 4 and 2 to a byte (each block row starting
+ * on a byte), the other numeric types little-endian, "string" pixels as zero-padded UTF-8
+ * cells of cellBytes bytes. Blocks never written take no space and read as the no-data
+ * value (0 when the layer has none). Reduced-resolution copies (overviews) are child layers
+ * "Overview_2", "Overview_4", ... Layout: docs/raster-layers.md.
+ *
+ * Windows are (row, column, rows, columns) of the layer; the BaseData on the caller's side
+ * must have exactly rows x columns elements and row lines (any object type but a matrix).
+ * Pixel types are converted through the truncating conversion table (opxm.h).
+ *
+ * A layer handle belongs to one open file and one thread at a time; close every handle
+ * before the file. Errors: as everywhere, *err is cleared on entry and receives one report
+ * per failure level.
+ */
+#ifndef ORVIK_OIMG_H
+#define ORVIK_OIMG_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#include <orvik/oerr.h>
+#include <orvik/ogda.h>
+#include <orvik/ohfa.h>
+#include <orvik/omsc.h>
+
+ORVIK_BEGIN_DECLS
+
+typedef struct Oimg_Layer_ Oimg_Layer;
+
+/* How overviews are computed: thematic layers (class numbers) take the most frequent value
+ * of each 2 x 2 window, the top-left one among equals; continuous layers the mean. */
+enum { OIMG_THEMATIC = 0, OIMG_CONTINUOUS = 1 };
+
+/* Host form of the design "Oimg_Layer" (file form 40 bytes). */
+typedef struct Oimg_LayerInfo_ {
+    int32_t width;       /* columns, >= 1 */
+    int32_t height;      /* rows, >= 1 */
+    int32_t pixelType;   /* Ogda_PixelType */
+    int32_t blockWidth;  /* 0 on creation: 64 */
+    int32_t blockHeight; /* 0 on creation: 64 */
+    int32_t layerKind;   /* OIMG_THEMATIC or OIMG_CONTINUOUS */
+    int32_t cellBytes;   /* "string" layers: bytes per pixel in the file (0 on creation: 32);
+                            0 for every other type */
+    int32_t hasNoData;   /* non-zero: noData is the value of unwritten pixels */
+    double noData;
+} Oimg_LayerInfo;
+
+/* Creates an image entry `name` (type "Oimg_Image", no data) as the last child of the node
+ * `parentPath` (null: the root). Returns 0, or -1. */
+ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, const wchar_t *name,
+                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Creates layer `name` as the last child of the image at `imagePath` and opens it. */
+ORVIK_API Oimg_Layer *oimg_LayerCreate(Ohfa_File *file, const wchar_t *imagePath,
+                                       const wchar_t *name, const Oimg_LayerInfo *info,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Opens the layer at `layerPath`. A record or block store whose sizes disagree, overflow 32
+ * bits or name space outside the file is refused with a report. */
+ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Deletes the layer at `layerPath` with its blocks and overviews; their space goes back to
+ * the free list. No handle of it may be open. Returns 0, or -1. */
+ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* Writes what the layer holds in memory and frees the handle (also on failure, which is
+ * reported). Returns 0, or -1; a null layer is no error. */
+ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Writes the blocks the layer holds in memory. Returns 0, or -1. */
+ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* The layer's record (owned by the handle), or null. */
+ORVIK_API const Oimg_LayerInfo *oimg_LayerInfoGet(const Oimg_Layer *layer) ORVIK_NOEXCEPT;
+
+/* The node path of the layer's entry (owned by the handle), or null. */
+ORVIK_API const wchar_t *oimg_LayerPathGet(const Oimg_Layer *layer) ORVIK_NOEXCEPT;
+
+/* The block cache holding the pixels (owned by the handle): for its limit and counters. */
+ORVIK_API Ohfa_Cache *oimg_LayerCacheGet(Oimg_Layer *layer) ORVIK_NOEXCEPT;
+
+/* Reads the window into `data` (rows x columns elements). Returns 0, or -1. */
+ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
+                                    int32_t columns, Ogda_BaseData *data, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* Writes `data` (rows x columns elements) into the window. Returns 0, or -1. */
+ORVIK_API long oimg_LayerWriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
+                                     int32_t columns, const Ogda_BaseData *data,
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* The whole layer: into `data` (null: a new raster of the layer's size and pixel type);
+ * returns data, or null. */
+ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* ---- Overviews ------------------------------------------------------------------------
+ * Overview k (factor 2^k) has ceil(width / 2^k) x ceil(height / 2^k) pixels, each computed
+ * from the 2 x 2 window of level k - 1 (fewer at the right and bottom edges; no-data pixels
+ * left out, all no-data gives no-data), the same pixel type and block size. Levels go down
+ * until one block holds the whole overview. */
+
+/* Builds (or rebuilds) every overview from the layer's pixels. Returns the number of
+ * levels, or -1. */
+ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Number of overview levels stored (0 when none), -1 on failure. */
+ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* The factor of the best level for reading at `scale` layer pixels per output pixel: the
+ * largest stored factor not above scale (1: the layer itself). */
+ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+/* Opens the overview of factor `factor` (2, 4, ...); factor 1 opens the layer again. */
+ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
+ORVIK_END_DECLS
+
+#endif /* ORVIK_OIMG_H */
