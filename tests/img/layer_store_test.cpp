@@ -34,15 +34,7 @@ class LayerStore : public ImgTest {
     }
     CheckResult Check(const std::string &leaf) {
         CheckResult out;
-        Report err;
-        Ohfa_File *f = ohfa_FileOpen(Name(leaf).c_str(), L"r", 0, &err);
-        EXPECT_NE(f, nullptr) << Text(err);
-        if (!f) return out;
-        ostr_StringList *list = nullptr;
-        out.count = ohfa_FileCheck(f, &list, &err);
-        for (int32_t i = 0; list && i < list->count; ++i) out.lines.emplace_back(list->strings[i]);
-        ostr_StringListDelete(list, nullptr);
-        EXPECT_EQ(ohfa_FileClose(f, &err), 0);
+        out.count = hfa_test::CheckLines(Name(leaf), out.lines);
         return out;
     }
     // The whole layer `path` of file `leaf`.
@@ -65,9 +57,8 @@ class LayerStore : public ImgTest {
         ASSERT_TRUE(a && b);
         ASSERT_EQ(a->numrows, b->numrows);
         ASSERT_EQ(a->lineBytes, b->lineBytes);
-        EXPECT_EQ(std::memcmp(a->data, b->data,
-                              static_cast<std::size_t>(a->lineBytes) * a->numrows),
-                  0);
+        EXPECT_EQ(
+            std::memcmp(a->data, b->data, static_cast<std::size_t>(a->lineBytes) * a->numrows), 0);
         Data window = Raster(100, 100, OGDA_U16);
         Report err;
         Ohfa_File *f = ohfa_FileOpen(Name(copy).c_str(), L"r", 0, &err);
@@ -86,8 +77,9 @@ TEST_F(LayerStore, AWrittenLayerChecksSoundWithNothingLeaked) {
     WriteSample("src.hfa");
     const CheckResult r = Check("src.hfa");
     EXPECT_EQ(r.count, 0);
-    EXPECT_TRUE(r.lines.empty()) << (r.lines.empty() ? "" : std::string(r.lines[0].begin(),
-                                                                           r.lines[0].end()));
+    EXPECT_TRUE(r.lines.empty()) << (r.lines.empty()
+                                         ? ""
+                                         : std::string(r.lines[0].begin(), r.lines[0].end()));
 }
 
 TEST_F(LayerStore, AFileCopyCarriesThePixelsAndChecksSound) {
@@ -115,8 +107,7 @@ TEST_F(LayerStore, AnObjectCopyCarriesThePixelsAndChecksSound) {
     ExpectSamePixels("obj.hfa", L"/Copies/Image/L");
     const CheckResult r = Check("obj.hfa");
     EXPECT_EQ(r.count, 0);
-    for (const std::wstring &line : r.lines)
-        ADD_FAILURE() << std::string(line.begin(), line.end());
+    for (const std::wstring &line : r.lines) ADD_FAILURE() << std::string(line.begin(), line.end());
 }
 
 } // namespace
