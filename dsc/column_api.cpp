@@ -297,8 +297,7 @@ ORVIK_API long odsc_ColumnWrite(Odsc_Column *column, int32_t startRow, int32_t n
                                   static_cast<long>(column->record.columnDataPtr + startRow * size),
                                   static_cast<long>(bytes.size()), bytes.data(),
                                   e) != static_cast<long>(bytes.size())) {
-            SetError(e, kFn, kTransferFailed, *e, L"Cannot write column %s",
-                     column->name.c_str());
+            SetError(e, kFn, kTransferFailed, *e, L"Cannot write column %s", column->name.c_str());
             return -1;
         }
         return Stamp(column, e, kFn) ? long{nRows} : -1;
@@ -307,8 +306,7 @@ ORVIK_API long odsc_ColumnWrite(Odsc_Column *column, int32_t startRow, int32_t n
     return result;
 }
 
-ORVIK_API double odsc_ColumnGetModTime(Odsc_Column *column, Oerr_ErrorReport **err)
-    ORVIK_NOEXCEPT {
+ORVIK_API double odsc_ColumnGetModTime(Odsc_Column *column, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"odsc_ColumnGetModTime";
     if (err) *err = nullptr;
     if (!IsColumn(column)) {
@@ -317,10 +315,9 @@ ORVIK_API double odsc_ColumnGetModTime(Odsc_Column *column, Oerr_ErrorReport **e
     }
     Ohfa_Entry entry{};
     Oerr_ErrorReport *inner = nullptr;
-    if (ohfa_EntryPeek(column->table->file, OHFA_SEEK_PATH, column->path.c_str(), &entry,
-                       &inner) <= 0) {
-        SetError(err, kFn, kTransferFailed, inner, L"Cannot read column %s",
-                 column->name.c_str());
+    if (ohfa_EntryPeek(column->table->file, OHFA_SEEK_PATH, column->path.c_str(), &entry, &inner) <=
+        0) {
+        SetError(err, kFn, kTransferFailed, inner, L"Cannot read column %s", column->name.c_str());
         return -1;
     }
     return entry.modTime;

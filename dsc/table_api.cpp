@@ -89,8 +89,8 @@ bool ResizeColumn(Odsc_Table *t, const std::wstring &name, int32_t rows, Oerr_Er
     if (!ReadColumnRecord(t, path, name, found, r, err, fn)) return false;
     if (!found) return true;
     const int64_t size = ElementSize(r);
-    const uint32_t at =
-        NewDataBlock(t->file, rows, size, r.columnDataPtr, size, std::min(rows, r.numRows), err, fn);
+    const uint32_t at = NewDataBlock(t->file, rows, size, r.columnDataPtr, size,
+                                     std::min(rows, r.numRows), err, fn);
     if (at == 0) return false;
     ColumnRecord updated = r;
     updated.numRows = rows;
@@ -129,8 +129,7 @@ ORVIK_API Odsc_Table *odsc_TableCreate(Ohfa_File *file, const wchar_t *layerPath
     Oerr_ErrorReport **e = err ? err : &local;
     Odsc_Table *result = Guarded<Odsc_Table *>(e, kFn, nullptr, [&]() -> Odsc_Table * {
         if (!file || nRows < 1 || nRows > ODSC_MAX_BINS) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid file or row count %ld",
-                     long{nRows});
+            SetError(e, kFn, kBadArgument, nullptr, L"Invalid file or row count %ld", long{nRows});
             return nullptr;
         }
         std::wstring path = TablePath(layerPath, kFn, e);
@@ -181,8 +180,8 @@ ORVIK_API Odsc_Table *odsc_TableOpen(Ohfa_File *file, const wchar_t *layerPath,
         }
         if (bytes) ohfa_EntryCurrentGet(file, &entry, nullptr);
         TableRecord record{};
-        const bool sound = std::strcmp(entry.type, "Odsc_Table") == 0 &&
-                           DecodeTableRecord(bytes, count, record);
+        const bool sound =
+            std::strcmp(entry.type, "Odsc_Table") == 0 && DecodeTableRecord(bytes, count, record);
         omsc_HeapFree(bytes);
         if (!sound) {
             SetError(e, kFn, kDamaged, nullptr, L"Descriptor table %s is damaged", path.c_str());
@@ -227,8 +226,7 @@ ORVIK_API Odsc_Table *odsc_TableResize(Odsc_Table *table, int32_t nRows, Oerr_Er
     Oerr_ErrorReport **e = err ? err : &local;
     Odsc_Table *result = Guarded<Odsc_Table *>(e, kFn, nullptr, [&]() -> Odsc_Table * {
         if (!IsTable(table) || nRows < 1 || nRows > ODSC_MAX_BINS) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid table or row count %ld",
-                     long{nRows});
+            SetError(e, kFn, kBadArgument, nullptr, L"Invalid table or row count %ld", long{nRows});
             return nullptr;
         }
         if (!table->open.empty()) {

@@ -17,11 +17,10 @@ const wchar_t *const kTypeNames[] = {L"integer", L"real", L"string", nullptr};
 
 const Omif_ItemDescription kTableItems[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"numRows", 1),
                                             OMIF_TABLE_END};
-const Omif_ItemDescription kColumnItems[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"numRows", 1),
-                                             OMIF_FIELD(OMIF_ITEM_ULONG, L"columnDataPtr", 1),
-                                             OMIF_FIELD_ENUM(L"dataType", kTypeNames),
-                                             OMIF_FIELD(OMIF_ITEM_LONG, L"maxNumChars", 1),
-                                             OMIF_TABLE_END};
+const Omif_ItemDescription kColumnItems[] = {
+    OMIF_FIELD(OMIF_ITEM_LONG, L"numRows", 1), OMIF_FIELD(OMIF_ITEM_ULONG, L"columnDataPtr", 1),
+    OMIF_FIELD_ENUM(L"dataType", kTypeNames), OMIF_FIELD(OMIF_ITEM_LONG, L"maxNumChars", 1),
+    OMIF_TABLE_END};
 const Omif_DesignTable kDesigns[] = {
     {kTableDesign, kTableItems}, {kColumnDesign, kColumnItems}, {nullptr, nullptr}};
 
@@ -51,8 +50,8 @@ bool DecodeTableRecord(const unsigned char *bytes, long count, TableRecord &out)
     return out.numRows >= 1 && out.numRows <= ODSC_MAX_BINS;
 }
 
-bool DecodeColumnRecord(const unsigned char *bytes, long count, int32_t tableRows,
-                        int64_t fileSize, ColumnRecord &out) {
+bool DecodeColumnRecord(const unsigned char *bytes, long count, int32_t tableRows, int64_t fileSize,
+                        ColumnRecord &out) {
     if (!bytes || count != kColumnRecordSize) return false;
     ColumnRecord r{};
     r.numRows = static_cast<int32_t>(U32(bytes));
@@ -84,8 +83,8 @@ bool ReadColumnRecord(Odsc_Table *table, const std::wstring &path, const std::ws
         return false;
     }
     Ohfa_Entry entry{};
-    const bool exists = bytes || ohfa_EntryPeek(table->file, OHFA_SEEK_PATH, path.c_str(),
-                                                &entry, nullptr) > 0;
+    const bool exists =
+        bytes || ohfa_EntryPeek(table->file, OHFA_SEEK_PATH, path.c_str(), &entry, nullptr) > 0;
     if (!exists) return true;
     found = true;
     if (bytes) ohfa_EntryCurrentGet(table->file, &entry, nullptr);

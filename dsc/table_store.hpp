@@ -52,8 +52,8 @@ inline int64_t ElementSize(const ColumnRecord &r) {
 // The column record in file form, from raw bytes: false when the byte count is not the
 // record's, or any field cannot belong to a sound column of a table of `tableRows` rows in a
 // file of `fileSize` bytes (a column may hold more rows than its table, never fewer).
-bool DecodeColumnRecord(const unsigned char *bytes, long count, int32_t tableRows,
-                        int64_t fileSize, ColumnRecord &out);
+bool DecodeColumnRecord(const unsigned char *bytes, long count, int32_t tableRows, int64_t fileSize,
+                        ColumnRecord &out);
 // The table record; false unless it holds 1 to ODSC_MAX_BINS rows.
 bool DecodeTableRecord(const unsigned char *bytes, long count, TableRecord &out);
 

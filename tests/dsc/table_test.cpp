@@ -24,9 +24,9 @@ TEST_F(DscTable, ColumnsOfEveryTypeSurviveAReopen) {
         EXPECT_EQ(odsc_ColumnWrite(real.get(), 1, 3, Reals({0.25, -1e300, 3.5}).get(), &err), 3)
             << err.Message();
         // Reals into an integer column are truncated.
-        EXPECT_EQ(odsc_ColumnWrite(ints.get(), 0, 5, Reals({1, 2.9, -3.9, 2147483647, 0}).get(),
-                                   &err),
-                  5);
+        EXPECT_EQ(
+            odsc_ColumnWrite(ints.get(), 0, 5, Reals({1, 2.9, -3.9, 2147483647, 0}).get(), &err),
+            5);
         EXPECT_EQ(odsc_ColumnWrite(names.get(), 0, 3,
                                    Strings({L"water", L"", L"for\u00eat \u6797"}).get(), &err),
                   3)
@@ -96,7 +96,8 @@ TEST_F(DscTable, ResizeKeepsRowsAndZeroesNewOnes) {
         DataPtr v(odsc_ColumnRead(c.get(), 0, 6, nullptr, nullptr));
         EXPECT_EQ(RealsOf(v.get()), (std::vector<double>{1, 2, 3, 0, 0, 0}));
         DataPtr n(odsc_ColumnRead(s.get(), 0, 6, nullptr, nullptr));
-        EXPECT_EQ(StringsOf(n.get()), (std::vector<std::wstring>{L"a", L"bb", L"ccc", L"", L"", L""}));
+        EXPECT_EQ(StringsOf(n.get()),
+                  (std::vector<std::wstring>{L"a", L"bb", L"ccc", L"", L"", L""}));
     }
     {
         TablePtr t(odsc_TableOpen(m_file, L"/Layer_2", nullptr));
@@ -116,8 +117,7 @@ TEST_F(DscTable, LongerStringsWidenTheColumnAndKeepEveryRow) {
     ASSERT_EQ(odsc_ColumnWrite(s.get(), 0, 2, Strings({L"ab", L"cd"}).get(), nullptr), 2);
     const std::wstring longName(300, L'x');
     Report err;
-    ASSERT_EQ(odsc_ColumnWrite(s.get(), 3, 1, Strings({longName}).get(), &err), 1)
-        << err.Message();
+    ASSERT_EQ(odsc_ColumnWrite(s.get(), 3, 1, Strings({longName}).get(), &err), 1) << err.Message();
     DataPtr n(odsc_ColumnRead(s.get(), 0, 4, nullptr, nullptr));
     EXPECT_EQ(StringsOf(n.get()), (std::vector<std::wstring>{L"ab", L"cd", L"", longName}));
     // A string that no column can hold is refused and changes nothing.
@@ -221,15 +221,15 @@ TEST(DscRecords, UnsoundColumnRecordsAreRefused) {
     };
     EXPECT_TRUE(ok(ColumnBytes(8, 100, ODSC_COLUMN_REAL, 0)));
     EXPECT_EQ(r.columnDataPtr, 100u);
-    EXPECT_TRUE(ok(ColumnBytes(10, 100, ODSC_COLUMN_INTEGER, 0)));   // more rows than the table
-    EXPECT_FALSE(ok(ColumnBytes(7, 100, ODSC_COLUMN_REAL, 0)));      // fewer
+    EXPECT_TRUE(ok(ColumnBytes(10, 100, ODSC_COLUMN_INTEGER, 0))); // more rows than the table
+    EXPECT_FALSE(ok(ColumnBytes(7, 100, ODSC_COLUMN_REAL, 0)));    // fewer
     EXPECT_FALSE(ok(ColumnBytes(-1, 100, ODSC_COLUMN_REAL, 0)));
     EXPECT_FALSE(ok(ColumnBytes(ODSC_MAX_BINS + 1, 100, ODSC_COLUMN_REAL, 0)));
-    EXPECT_FALSE(ok(ColumnBytes(8, 0, ODSC_COLUMN_REAL, 0)));        // inside the header tag
-    EXPECT_FALSE(ok(ColumnBytes(8, 9937, ODSC_COLUMN_REAL, 0)));     // ends past the file
-    EXPECT_TRUE(ok(ColumnBytes(8, 9936, ODSC_COLUMN_REAL, 0)));      // ends at the file's end
-    EXPECT_FALSE(ok(ColumnBytes(8, 100, 3, 0)));                     // unknown type
-    EXPECT_FALSE(ok(ColumnBytes(8, 100, ODSC_COLUMN_REAL, 4)));      // width on a number
+    EXPECT_FALSE(ok(ColumnBytes(8, 0, ODSC_COLUMN_REAL, 0)));    // inside the header tag
+    EXPECT_FALSE(ok(ColumnBytes(8, 9937, ODSC_COLUMN_REAL, 0))); // ends past the file
+    EXPECT_TRUE(ok(ColumnBytes(8, 9936, ODSC_COLUMN_REAL, 0)));  // ends at the file's end
+    EXPECT_FALSE(ok(ColumnBytes(8, 100, 3, 0)));                 // unknown type
+    EXPECT_FALSE(ok(ColumnBytes(8, 100, ODSC_COLUMN_REAL, 4)));  // width on a number
     EXPECT_FALSE(ok(ColumnBytes(8, 100, ODSC_COLUMN_STRING, 0)));
     EXPECT_FALSE(ok(ColumnBytes(8, 100, ODSC_COLUMN_STRING, ODSC_MAX_STRING_BYTES + 1)));
     EXPECT_FALSE(ok(ColumnBytes(8, 100, ODSC_COLUMN_STRING, 1300))); // ends at 10500
