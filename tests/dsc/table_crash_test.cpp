@@ -38,8 +38,7 @@ class DscCrash : public LayerFileTest {
             odsc_ColumnClose(c, nullptr);
             odsc_TableResize(t, 3, nullptr);
             Odsc_Column *s = odsc_ColumnCreate(t, L"S", ODSC_COLUMN_STRING, nullptr);
-            odsc_ColumnWrite(s, 0, 2, Strings({L"first", std::wstring(100, L's')}).get(),
-                             nullptr);
+            odsc_ColumnWrite(s, 0, 2, Strings({L"first", std::wstring(100, L's')}).get(), nullptr);
             odsc_ColumnClose(s, nullptr);
         }
         odsc_TableClose(t, nullptr);
