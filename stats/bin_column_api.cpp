@@ -54,8 +54,8 @@ Osta_ColorTable *ReadColor(Odsc_Table *table, Osta_ColorTable *values, int32_t c
     if (!CheckRead(kColorReading, table, startBin, nBins, fn, e)) return nullptr;
     const wchar_t *name = ColorColumnOf(table, component, fn, e);
     if (!name) return nullptr;
-    return ReadRecord(kColorColumn, kColorReading, name, table, values, startBin, nBins,
-                      ifPresent, fn, e);
+    return ReadRecord(kColorColumn, kColorReading, name, table, values, startBin, nBins, ifPresent,
+                      fn, e);
 }
 
 Osta_Histogram *ReadHistogram(Odsc_Table *table, Osta_Histogram *histogram, int32_t startBin,
@@ -92,16 +92,16 @@ ORVIK_API long osta_HistogramWrite(Odsc_Table *table, const Osta_Histogram *hist
     constexpr const wchar_t *kFn = L"osta_HistogramWrite";
     return WithReport<long>(err, kFn, -1, [&](Oerr_ErrorReport **e) -> long {
         if (!CheckWriteTable(table, kFn, e)) return -1;
-        if (ResolveBinRows(kHistogramColumn, kFn, startBin, nBins, odsc_TableGetNumRows(table),
-                           e) < 0)
+        if (ResolveBinRows(kHistogramColumn, kFn, startBin, nBins, odsc_TableGetNumRows(table), e) <
+            0)
             return -1;
         if (!IsValidHistogram(histogram)) {
             SetError(e, kFn, kBadHistogram, nullptr,
                      L"Input histogram not an Osta_Histogram (wrong data type)");
             return -1;
         }
-        return WriteBins(kHistogramColumn, kHistogramColumn.name, table, histogram->table,
-                         startBin, nBins, kFn, e);
+        return WriteBins(kHistogramColumn, kHistogramColumn.name, table, histogram->table, startBin,
+                         nBins, kFn, e);
     });
 }
 
@@ -177,8 +177,8 @@ ORVIK_API long osta_ColorTableStackWrite(Odsc_Table *table, const Osta_ColorTabl
         for (int32_t i = 0; i < stack->count; ++i) {
             written = WriteColor(table, stack->layers[i], i, startBin, nBins, kFn, e);
             if (written < 0) {
-                SetError(e, kFn, kComponentFailed, *e,
-                         L"Could not write color table component %ld", long{i});
+                SetError(e, kFn, kComponentFailed, *e, L"Could not write color table component %ld",
+                         long{i});
                 return -1;
             }
         }
@@ -194,8 +194,8 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackRead(Odsc_Table *table,
     return WithReport<Osta_ColorTableStack *>(
         err, kFn, nullptr, [&](Oerr_ErrorReport **e) -> Osta_ColorTableStack * {
             if (!CheckRead(kColorReading, table, startBin, nBins, kFn, e)) return nullptr;
-            if (stack && (!stack->layers || stack->count < 1 ||
-                          stack->count > OSTA_MAX_COLOR_COMPONENTS)) {
+            if (stack &&
+                (!stack->layers || stack->count < 1 || stack->count > OSTA_MAX_COLOR_COMPONENTS)) {
                 SetError(e, kFn, kBadStack, nullptr,
                          L"A color table stack holds 1 to 4 components, not %ld",
                          long{stack->count});
@@ -226,8 +226,8 @@ ORVIK_API long osta_ContrastTableWrite(Odsc_Table *table, const Osta_ContrastTab
     constexpr const wchar_t *kFn = L"osta_ContrastTableWrite";
     return WithReport<long>(err, kFn, -1, [&](Oerr_ErrorReport **e) -> long {
         if (!CheckWriteTable(table, kFn, e)) return -1;
-        return WriteBins(kContrastColumn, kContrastColumn.name, table, values, startBin, nBins,
-                         kFn, e);
+        return WriteBins(kContrastColumn, kContrastColumn.name, table, values, startBin, nBins, kFn,
+                         e);
     });
 }
 
@@ -249,8 +249,8 @@ ORVIK_API long osta_ClassNamesWrite(Odsc_Table *table, const Osta_ClassNames *na
     constexpr const wchar_t *kFn = L"osta_ClassNamesWrite";
     return WithReport<long>(err, kFn, -1, [&](Oerr_ErrorReport **e) -> long {
         if (!CheckWriteTable(table, kFn, e)) return -1;
-        return WriteBins(kClassNamesColumn, kClassNamesColumn.name, table, names, startBin,
-                         nBins, kFn, e);
+        return WriteBins(kClassNamesColumn, kClassNamesColumn.name, table, names, startBin, nBins,
+                         kFn, e);
     });
 }
 
@@ -261,8 +261,8 @@ ORVIK_API Osta_ClassNames *osta_ClassNamesRead(Odsc_Table *table, Osta_ClassName
     return WithReport<Osta_ClassNames *>(
         err, kFn, nullptr, [&](Oerr_ErrorReport **e) -> Osta_ClassNames * {
             if (!CheckRead(kClassNamesReading, table, startBin, nBins, kFn, e)) return nullptr;
-            return ReadRecord(kClassNamesColumn, kClassNamesReading, kClassNamesColumn.name,
-                              table, names, startBin, nBins, false, kFn, e);
+            return ReadRecord(kClassNamesColumn, kClassNamesReading, kClassNamesColumn.name, table,
+                              names, startBin, nBins, false, kFn, e);
         });
 }
 

@@ -24,12 +24,11 @@ namespace {
 
 // Whether the column's value type suits the record kind; a writer warns about an integer
 // histogram column (reals written into it lose their fractions).
-bool CheckColumnType(const BinColumn &kind, Odsc_Column *column, const wchar_t *name,
-                     bool writing, const wchar_t *fn, Oerr_ErrorReport **err) {
+bool CheckColumnType(const BinColumn &kind, Odsc_Column *column, const wchar_t *name, bool writing,
+                     const wchar_t *fn, Oerr_ErrorReport **err) {
     if (!kind.wrongType) return true;
     const Odsc_ColumnType type = odsc_ColumnGetType(column);
-    if (kind.type == ODSC_COLUMN_STRING ? type == ODSC_COLUMN_STRING
-                                        : type == ODSC_COLUMN_REAL)
+    if (kind.type == ODSC_COLUMN_STRING ? type == ODSC_COLUMN_STRING : type == ODSC_COLUMN_REAL)
         return true;
     if (kind.type == ODSC_COLUMN_REAL && type == ODSC_COLUMN_INTEGER) {
         if (!writing) return true;
@@ -54,8 +53,7 @@ bool HasRoom(const Ogda_BaseData *values, int32_t startBin, int32_t n, const wch
 }
 
 // Closes a column; a failure is reported under `message` unless a report is already there.
-bool Close(Odsc_Column *column, const wchar_t *message, const wchar_t *fn,
-           Oerr_ErrorReport **err) {
+bool Close(Odsc_Column *column, const wchar_t *message, const wchar_t *fn, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
     if (odsc_ColumnClose(column, &inner) == 0) return true;
     if (*err) {
@@ -71,8 +69,7 @@ bool Close(Odsc_Column *column, const wchar_t *message, const wchar_t *fn,
 const wchar_t *ColorColumnOf(Odsc_Table *table, int32_t component, const wchar_t *fn,
                              Oerr_ErrorReport **err) {
     if (component < OSTA_RED || component > OSTA_OPACITY) {
-        SetError(err, fn, kBadComponent, nullptr, L"Invalid color component %ld",
-                 long{component});
+        SetError(err, fn, kBadComponent, nullptr, L"Invalid color component %ld", long{component});
         return nullptr;
     }
     const bool opacity =

@@ -34,8 +34,8 @@ bool CheckArgs(const Ohfa_File *file, const wchar_t *node, const void *record, c
     return false;
 }
 
-long WriteChecked(const LayerObject &kind, Ohfa_File *file, const wchar_t *node,
-                  const void *record, const wchar_t *fn, Oerr_ErrorReport **err) {
+long WriteChecked(const LayerObject &kind, Ohfa_File *file, const wchar_t *node, const void *record,
+                  const wchar_t *fn, Oerr_ErrorReport **err) {
     return WithReport<long>(err, fn, -1, [&](Oerr_ErrorReport **e) -> long {
         if (!CheckArgs(file, node, record, fn, e)) return -1;
         return WriteLayerObject(kind, file, node, record, fn, e);
@@ -206,8 +206,8 @@ ORVIK_API long osta_CovarianceWrite(Ohfa_File *file, const wchar_t *node,
 }
 
 ORVIK_API long osta_CovarianceWriteByName(const wchar_t *fileName, const wchar_t *node,
-                                          const Osta_Covariance *covariance,
-                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                          const Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceWriteByName";
     return WithReport<long>(err, kFn, -1, [&](Oerr_ErrorReport **e) {
         return WithFile<long>(fileName, L"r+", kFn, -1, e, [&](Ohfa_File *file) -> long {
@@ -219,16 +219,15 @@ ORVIK_API long osta_CovarianceWriteByName(const wchar_t *fileName, const wchar_t
 }
 
 ORVIK_API Osta_Covariance *osta_CovarianceRead(Ohfa_File *file, const wchar_t *node,
-                                               Osta_Covariance *covariance,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceRead";
     return WithReport<Osta_Covariance *>(err, kFn, nullptr, [&](Oerr_ErrorReport **e) {
         return ReadCovariance(file, node, covariance, kFn, e);
     });
 }
 
-ORVIK_API Osta_Covariance *osta_CovarianceReadByName(const wchar_t *fileName,
-                                                     const wchar_t *node,
+ORVIK_API Osta_Covariance *osta_CovarianceReadByName(const wchar_t *fileName, const wchar_t *node,
                                                      Osta_Covariance *covariance,
                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     constexpr const wchar_t *kFn = L"osta_CovarianceReadByName";
@@ -287,20 +286,20 @@ ORVIK_API Omsc_Boolean osta_CovarianceAreValuesExcluded(Ohfa_File *file, const w
 }
 
 ORVIK_API long osta_StatisticsWriteSkipFactors(Ohfa_File *file, const wchar_t *node,
-                                               const Osta_SkipFactors *skip,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               const Osta_SkipFactors *skip, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return WriteChecked(kSkipFactorsObject, file, node, skip, L"osta_StatisticsWriteSkipFactors",
                         err);
 }
 ORVIK_API long osta_HistogramWriteSkipFactors(Ohfa_File *file, const wchar_t *node,
-                                              const Osta_SkipFactors *skip,
-                                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                              const Osta_SkipFactors *skip, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return WriteChecked(kSkipFactorsObject, file, node, skip, L"osta_HistogramWriteSkipFactors",
                         err);
 }
 ORVIK_API long osta_CovarianceWriteSkipFactors(Ohfa_File *file, const wchar_t *node,
-                                               const Osta_SkipFactors *skip,
-                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                               const Osta_SkipFactors *skip, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     return WriteChecked(kSkipFactorsObject, file, node, skip, L"osta_CovarianceWriteSkipFactors",
                         err);
 }

@@ -65,8 +65,8 @@ long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *n
             SetError(err, fn, kPath, *err, L"ohfa_CurrentEntryPath failed");
             return -1;
         }
-        written = ohfa_ObjectWrite(file, path, nullptr, kind.designName, OHFA_WRITE_CURRENT,
-                                   object, design, err);
+        written = ohfa_ObjectWrite(file, path, nullptr, kind.designName, OHFA_WRITE_CURRENT, object,
+                                   design, err);
         omsc_HeapFree(path);
     } else {
         written = ohfa_ObjectWrite(file, node, kind.entryName, kind.designName,

@@ -129,8 +129,8 @@ TEST_F(LayerObjects, CovarianceRoundTripsDirectlyAndByName) {
     ASSERT_EQ(osta_CovarianceWrite(m_file, L"/Layer_1", c.get(), &err), 0) << err.Message();
     ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
     m_file = nullptr;
-    Owned<Osta_Covariance> r(osta_CovarianceReadByName(FileName().c_str(), L"/Layer_1", nullptr,
-                                                       &err));
+    Owned<Osta_Covariance> r(
+        osta_CovarianceReadByName(FileName().c_str(), L"/Layer_1", nullptr, &err));
     ASSERT_NE(r, nullptr) << err.Message();
     ASSERT_EQ(r->covariance.numrows, 3);
     for (int i = 0; i < 9; ++i) EXPECT_EQ(static_cast<double *>(r->covariance.data)[i], m[i]);
