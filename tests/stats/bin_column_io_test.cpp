@@ -30,8 +30,8 @@ class StoredBins : public LayerFileTest {
         ColumnPtr c(odsc_ColumnOpen(m_table.get(), name, nullptr));
         EXPECT_NE(c, nullptr) << "column " << name;
         if (!c) return {};
-        DataPtr v(odsc_ColumnRead(c.get(), 0, odsc_TableGetNumRows(m_table.get()), nullptr,
-                                  nullptr));
+        DataPtr v(
+            odsc_ColumnRead(c.get(), 0, odsc_TableGetNumRows(m_table.get()), nullptr, nullptr));
         return RealsOf(v.get());
     }
     void MakeColumn(const wchar_t *name, Odsc_ColumnType type) {
@@ -104,8 +104,7 @@ TEST_F(StoredBins, RangesAreCheckedStartBinFirst) {
     EXPECT_EQ(osta_ColorTableWrite(m_table.get(), v.get(), OSTA_GREEN, 256, -1, &err), -1);
     EXPECT_EQ(err.Message(), L"Negative number of bins requested from color table:  0");
     DataPtr shortValues = Ramp(20, 0.01);
-    EXPECT_EQ(osta_ColorTableWrite(m_table.get(), shortValues.get(), OSTA_GREEN, 10, 11, &err),
-              -1);
+    EXPECT_EQ(osta_ColorTableWrite(m_table.get(), shortValues.get(), OSTA_GREEN, 10, 11, &err), -1);
     EXPECT_EQ(err.get()->number, 8);
     EXPECT_EQ(osta_ColorTableWrite(m_table.get(), v.get(), 4, 0, 1, &err), -1);
     EXPECT_EQ(err.Message(), L"Invalid color component 4");
@@ -209,7 +208,8 @@ TEST_F(StoredBins, ColorStacksOfUpToFourComponents) {
     EXPECT_EQ(osta_ColorTableStackWrite(m_table.get(), stack.get(), 0, 0, &err), -1);
     EXPECT_EQ(err.Message(), L"Could not write color table component 0");
     ASSERT_NE(err.get()->next, nullptr);
-    EXPECT_STREQ(err.get()->next->message, L"Negative number of bins requested from color table:  0");
+    EXPECT_STREQ(err.get()->next->message,
+                 L"Negative number of bins requested from color table:  0");
 }
 
 TEST_F(StoredBins, ThreeComponentTablesReadAsThreeComponentStacks) {
@@ -243,7 +243,8 @@ TEST_F(StoredBins, ContrastAndClassNamesRoundTrip) {
     EXPECT_EQ(n->numrows, 256);
     std::vector<std::wstring> first = StringsOf(n.get());
     first.resize(5);
-    EXPECT_EQ(first, (std::vector<std::wstring>{L"Unclassified", L"Water", L"", L"For\u00eat", L""}));
+    EXPECT_EQ(first,
+              (std::vector<std::wstring>{L"Unclassified", L"Water", L"", L"For\u00eat", L""}));
     EXPECT_EQ(osta_ContrastTableRead(m_table.get(), nullptr, 0, 0, &err), nullptr);
     EXPECT_EQ(err.Message(), L"Number of bins to read should be greater than 0");
     EXPECT_EQ(osta_ClassNamesRead(nullptr, nullptr, 0, 1, &err), nullptr);
