@@ -21,6 +21,7 @@ targets=(
     prefs_file
     hfa_open
     odll_list
+    dsc_table
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
