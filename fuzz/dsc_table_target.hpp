@@ -8,8 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -18,23 +16,13 @@
 #include <orvik/osta.h>
 
 #include "fuzz/check.hpp"
+#include "fuzz/hfa_open_target.hpp"
 
 namespace dsc_table_fuzz {
 
-inline const std::string &ScratchPath() {
-    static const std::string path = [] {
-        std::string dir = (std::filesystem::temp_directory_path() / "dsc-fuzz-XXXXXX").string();
-        FUZZ_CHECK(mkdtemp(dir.data()) != nullptr);
-        static const std::string keep = dir;
-        std::atexit([] { std::filesystem::remove_all(keep); });
-        return dir + "/input.hfa";
-    }();
-    return path;
-}
-
 // Opens and reads every column the table may have.
 inline void ReadColumns(Odsc_Table *table) {
-    static const wchar_t *const kNames[] = {L"Histogram", L"Red",         L"Green", L"Blue",
+    static const wchar_t *const kNames[] = {L"Histogram", L"Red",         L"Green",   L"Blue",
                                             L"Opacity",   L"Class_Names", L"Contrast"};
     const int32_t rows = odsc_TableGetNumRows(table);
     FUZZ_CHECK(rows >= 1 && rows <= ODSC_MAX_BINS);
@@ -61,7 +49,7 @@ inline void ReadColumns(Odsc_Table *table) {
 inline int RunOne(const uint8_t *data, std::size_t size) {
     static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0;
     FUZZ_CHECK(ready);
-    const std::string &path = ScratchPath();
+    const std::string &path = hfa_open_fuzz::ScratchPath();
     {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         out.write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));

@@ -26,6 +26,23 @@ enum ObjectReport : long {
     kRead = 7,
 };
 
+const Omif_Design *Design(const LayerObject &kind, const wchar_t *fn, Oerr_ErrorReport **err) {
+    const Omif_Design *design = SharedDesign(kind.designName, fn, err);
+    if (!design) SetError(err, fn, kDesignFetch, *err, L"OMIF_DESIGN_FETCH failed");
+    return design;
+}
+
+// Makes the layer node the current entry: "Cannot find %s" when it is missing.
+bool SeekNode(Ohfa_File *file, const wchar_t *node, const wchar_t *fn, Oerr_ErrorReport **err) {
+    const long found = ohfa_EntrySeek(file, OHFA_SEEK_PATH, node, err);
+    if (found > 0) return true;
+    if (found == 0)
+        SetError(err, fn, kNoNode, nullptr, L"Cannot find %s", node);
+    else
+        SetError(err, fn, kSeek, *err, L"EntrySeek failed");
+    return false;
+}
+
 } // namespace
 
 const LayerObject kStatisticsObject = {L"Statistics", L"Osta_Statistics"};
@@ -35,23 +52,13 @@ const LayerObject kSkipFactorsObject = {L"Skip_Factors", L"Osta_SkipFactors"};
 
 long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *node,
                       const void *object, const wchar_t *fn, Oerr_ErrorReport **err) {
-    const Omif_Design *design = SharedDesign(kind.designName, fn, err);
-    if (!design) {
-        SetError(err, fn, kDesignFetch, *err, L"OMIF_DESIGN_FETCH failed");
-        return -1;
-    }
+    const Omif_Design *design = Design(kind, fn, err);
+    if (!design) return -1;
     if (!ohfa_FileDictionaryAddDesign(file, design, err)) {
         SetError(err, fn, kDictionary, *err, L"Trouble adding design to dictionary");
         return -1;
     }
-    const long atNode = ohfa_EntrySeek(file, OHFA_SEEK_PATH, node, err);
-    if (atNode <= 0) {
-        if (atNode == 0)
-            SetError(err, fn, kNoNode, nullptr, L"Cannot find %s", node);
-        else
-            SetError(err, fn, kSeek, *err, L"EntrySeek failed");
-        return -1;
-    }
+    if (!SeekNode(file, node, fn, err)) return -1;
     const long hasChild = ohfa_EntrySeek(file, OHFA_SEEK_CHILD_NAMED, kind.entryName, err);
     if (hasChild < 0) {
         SetError(err, fn, kSeek, *err, L"EntrySeek failed");
@@ -81,19 +88,9 @@ long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *n
 
 int ReadLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *node, void *object,
                     const wchar_t *fn, Oerr_ErrorReport **err) {
-    const Omif_Design *design = SharedDesign(kind.designName, fn, err);
-    if (!design) {
-        SetError(err, fn, kDesignFetch, *err, L"OMIF_DESIGN_FETCH failed");
-        return -1;
-    }
-    const long atNode = ohfa_EntrySeek(file, OHFA_SEEK_PATH, node, err);
-    if (atNode <= 0) {
-        if (atNode == 0)
-            SetError(err, fn, kNoNode, nullptr, L"Cannot find %s", node);
-        else
-            SetError(err, fn, kSeek, *err, L"EntrySeek failed");
-        return -1;
-    }
+    const Omif_Design *design = Design(kind, fn, err);
+    if (!design) return -1;
+    if (!SeekNode(file, node, fn, err)) return -1;
     // The child is found by its design, whatever its entry name.
     void *read = ohfa_ObjectReadIfPresent(file, kind.designName, OHFA_SEEK_CHILD_OF_TYPE, object,
                                           design, err);
