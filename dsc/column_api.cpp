@@ -72,12 +72,17 @@ Odsc_Column *OpenHandle(Odsc_Table *table, const wchar_t *name, std::wstring pat
         SetOutOfMemory(err, fn);
         return nullptr;
     }
+    try {
+        c->name = name;
+        c->path = std::move(path);
+        table->open.push_back(c);
+    } catch (...) {
+        FreeHandle(c); // the caller's barrier reports the exhaustion
+        throw;
+    }
     c->magic = kColumnMagic;
     c->table = table;
-    c->name = name;
-    c->path = std::move(path);
     c->record = r;
-    table->open.push_back(c);
     return c;
 }
 

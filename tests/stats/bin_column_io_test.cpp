@@ -278,3 +278,45 @@ TEST_F(StoredBins, FailuresOfTheColumnStepsCarryTheirMessages) {
 }
 
 } // namespace
+
+namespace {
+
+using dsc_test::DataPtr;
+using dsc_test::Strings;
+
+// Every library allocation of reading names, a histogram and statistics failing in turn: each
+// failure is reported, nothing leaks (ASan) and the file stays usable.
+TEST_F(StoredBins, EveryAllocationFailureIsReportedAndLeaksNothing) {
+    DataPtr names = Strings({L"a", L"bb", L"ccc"});
+    ASSERT_EQ(osta_ClassNamesWrite(m_table.get(), names.get(), 0, 3, nullptr), 3);
+    const Osta_Statistics s{1, 2, 3, 4, 5, 6};
+    ASSERT_EQ(osta_StatisticsWrite(m_file, L"/Layer_1", &s, nullptr), 0);
+    int rounds = 0;
+    for (long n = 1; n < 200; ++n, ++rounds) {
+        Oerr_ErrorReport *err = nullptr;
+        bool failed = false;
+        long counted = 0;
+        {
+            orvik::core::testing::ScopedAllocationFailure fail(n);
+            Ogda_BaseData *read = osta_ClassNamesRead(m_table.get(), nullptr, 0, 3, &err);
+            failed |= read == nullptr;
+            ogda_BaseDataDelete(read, nullptr);
+            if (!err) {
+                Osta_Statistics *r =
+                    osta_StatisticsRead(m_file, L"/Layer_1/Sub", nullptr, OMSC_TRUE, &err);
+                failed |= r == nullptr;
+                osta_StatisticsDelete(r);
+            }
+            counted = orvik::core::testing::AllocationsCounted();
+        }
+        EXPECT_EQ(failed, err != nullptr) << "round " << n;
+        oerr_DeleteErrorReportEx(&err);
+        if (counted < n) break;
+    }
+    EXPECT_GT(rounds, 3);
+    Owned<Ogda_BaseData> again(osta_ClassNamesRead(m_table.get(), nullptr, 0, 3, nullptr));
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(StringsOf(again.get())[2], L"ccc");
+}
+
+} // namespace
