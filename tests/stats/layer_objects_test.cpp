@@ -3,6 +3,9 @@
 // and the writers' messages.
 #include <chrono>
 #include <cmath>
+#include <set>
+
+#include "core/heap_seam.hpp"
 
 #include "dsc/table_test_util.hpp"
 #include "osta_test_util.hpp"
@@ -202,6 +205,61 @@ TEST_F(LayerObjects, DamagedSkipFactorsAreRefused) {
     ASSERT_EQ(osta_StatisticsWriteSkipFactors(m_file, L"/Layer_1", &skip, &err), 0);
     EXPECT_EQ(osta_StatisticsGetSkipFactors(m_file, L"/Layer_1", nullptr, &err), nullptr);
     EXPECT_EQ(err.Message(), L"Bad skip factors 0, 7 in /Layer_1");
+}
+
+} // namespace
+
+namespace {
+
+using dsc_test::LayerFileTest;
+
+// The messages of each step, met by making every library allocation of a write and of an
+// upward read fail in turn. Every failure is one report of the function itself; ASan checks
+// that nothing leaks.
+class LayerObjectSteps : public LayerFileTest {
+  protected:
+    template <class Call> std::set<std::wstring> Messages(const wchar_t *function, Call call) {
+        std::set<std::wstring> seen;
+        for (long n = 1; n < 400; ++n) {
+            Oerr_ErrorReport *err = nullptr;
+            long counted = 0;
+            bool ok = false;
+            {
+                orvik::core::testing::ScopedAllocationFailure fail(n);
+                ok = call(&err);
+                counted = orvik::core::testing::AllocationsCounted();
+            }
+            EXPECT_EQ(ok, err == nullptr) << "round " << n;
+            if (err) {
+                EXPECT_STREQ(err->function, function) << "round " << n;
+                seen.insert(err->message ? err->message : L"");
+            }
+            oerr_DeleteErrorReportEx(&err);
+            if (counted < n) break;
+        }
+        return seen;
+    }
+};
+
+TEST_F(LayerObjectSteps, WriterAndReaderStepsReportTheirMessages) {
+    const Osta_Statistics s{1, 2, 3, 4, 5, 6};
+    const auto written = Messages(L"osta_StatisticsWrite", [&](Oerr_ErrorReport **err) {
+        return osta_StatisticsWrite(m_file, L"/Layer_1", &s, err) == 0;
+    });
+    EXPECT_TRUE(written.count(L"Trouble adding design to dictionary"));
+    // Now the design is in the file: an overwrite in place allocates only the entry's path.
+    const auto rewritten = Messages(L"osta_StatisticsWrite", [&](Oerr_ErrorReport **err) {
+        return osta_StatisticsWrite(m_file, L"/Layer_1", &s, err) == 0;
+    });
+    EXPECT_EQ(rewritten, (std::set<std::wstring>{L"ohfa_CurrentEntryPath failed"}));
+    const auto read = Messages(L"osta_StatisticsRead", [&](Oerr_ErrorReport **err) {
+        Osta_Statistics *r = osta_StatisticsRead(m_file, L"/Layer_1/Sub", nullptr, OMSC_TRUE, err);
+        osta_StatisticsDelete(r);
+        return r != nullptr;
+    });
+    EXPECT_TRUE(read.count(L"osta_StatisticsCreate failed"));
+    EXPECT_TRUE(read.count(L"No memory"));
+    EXPECT_TRUE(read.count(L"ofnp_NodePathGet failed"));
 }
 
 } // namespace
