@@ -21,8 +21,19 @@ const Omif_ItemDescription kColumnItems[] = {
     OMIF_FIELD(OMIF_ITEM_LONG, L"numRows", 1), OMIF_FIELD(OMIF_ITEM_ULONG, L"columnDataPtr", 1),
     OMIF_FIELD_ENUM(L"dataType", kTypeNames), OMIF_FIELD(OMIF_ITEM_LONG, L"maxNumChars", 1),
     OMIF_TABLE_END};
-const Omif_DesignTable kDesigns[] = {
-    {kTableDesign, kTableItems}, {kColumnDesign, kColumnItems}, {nullptr, nullptr}};
+const wchar_t *const kKindNames[] = {L"direct",   L"linear", L"logarithmic",
+                                     L"explicit", L"unique", nullptr};
+const Omif_ItemDescription kBinFunctionItems[] = {
+    OMIF_FIELD(OMIF_ITEM_LONG, L"numBins", 1),
+    OMIF_FIELD_ENUM(L"binFunctionType", kKindNames),
+    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"minLimit", 1),
+    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"maxLimit", 1),
+    OMIF_FIELD_PTR(OMIF_ITEM_BASEDATA, L"binLimits", 1),
+    OMIF_TABLE_END};
+const Omif_DesignTable kDesigns[] = {{kTableDesign, kTableItems},
+                                     {kColumnDesign, kColumnItems},
+                                     {kBinFunctionDesign, kBinFunctionItems},
+                                     {nullptr, nullptr}};
 
 Omif_BuiltinDesigns g_designs = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);
 

@@ -15,6 +15,9 @@ namespace orvik::dsc {
 
 constexpr const wchar_t *kTableDesign = L"Odsc_Table";
 constexpr const wchar_t *kColumnDesign = L"Odsc_Column";
+// The optional bin function of a table: its host record is Odsc_BinFunction itself.
+constexpr const wchar_t *kBinFunctionDesign = L"Odsc_BinFunction";
+constexpr const wchar_t *kBinFunctionEntry = L"#Bin_Function#";
 // File sizes of the two records.
 constexpr long kTableRecordSize = 4;
 constexpr long kColumnRecordSize = 14;

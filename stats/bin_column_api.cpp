@@ -69,8 +69,11 @@ Osta_Histogram *ReadHistogram(Odsc_Table *table, Osta_Histogram *histogram, int3
     }
     Osta_Histogram *out = histogram;
     if (!out) {
-        // Without a bin function of its own, row r stands for the value r.
-        out = osta_HistogramCreate(nullptr, odsc_TableGetNumRows(table), e);
+        // The table's bin function when it keeps one; else row r stands for the value r.
+        Odsc_BinFunction *kept = odsc_TableGetBinFunction(table, e);
+        if (*e) return nullptr;
+        out = osta_HistogramCreate(kept, odsc_TableGetNumRows(table), e);
+        odsc_BinFunctionDelete(kept);
         if (!out) return nullptr;
     }
     const int r = ReadBins(kHistogramColumn, kHistogramReading, kHistogramColumn.name, table,
@@ -100,8 +103,14 @@ ORVIK_API long osta_HistogramWrite(Odsc_Table *table, const Osta_Histogram *hist
                      L"Input histogram not an Osta_Histogram (wrong data type)");
             return -1;
         }
-        return WriteBins(kHistogramColumn, kHistogramColumn.name, table, histogram->table, startBin,
-                         nBins, kFn, e);
+        const long written = WriteBins(kHistogramColumn, kHistogramColumn.name, table,
+                                       histogram->table, startBin, nBins, kFn, e);
+        // The bins go with the counts when they cover the table, so a reader recovers them.
+        if (written < 0 || histogram->binFunction->numBins != odsc_TableGetNumRows(table))
+            return written;
+        if (odsc_TableSetBinFunction(table, histogram->binFunction, e) == 0) return written;
+        SetError(e, kFn, kCannotWrite, *e, kHistogramColumn.cannotWrite);
+        return -1;
     });
 }
 

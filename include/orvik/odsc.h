@@ -135,6 +135,14 @@ ORVIK_API int32_t odsc_TableGetNumRows(const Odsc_Table *table) ORVIK_NOEXCEPT;
  * are 0 (empty strings). Returns table, null on failure. */
 ORVIK_API Odsc_Table *odsc_TableResize(Odsc_Table *table, int32_t nRows, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT;
+/* Stores the function that maps pixel values to the table's rows with the table; its bin
+ * count must be the row count. Returns 0, or -1. */
+ORVIK_API long odsc_TableSetBinFunction(Odsc_Table *table, const Odsc_BinFunction *binFunction,
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* A copy of the stored bin function; null without a report when the table has none or one
+ * whose bin count is no longer the row count (the table was resized). */
+ORVIK_API Odsc_BinFunction *odsc_TableGetBinFunction(Odsc_Table *table, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 /* Releases the handle (null does nothing). Returns 0, or -1 while columns are open. */
 ORVIK_API long odsc_TableClose(Odsc_Table *table, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 

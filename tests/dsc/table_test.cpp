@@ -281,3 +281,68 @@ TEST_F(DscTable, DamagedRecordsInAFileAreRefused) {
 }
 
 } // namespace
+
+namespace {
+
+using namespace dsc_test;
+using hfa_test::Report;
+
+class DscBinFunction : public LayerFileTest {};
+
+TEST_F(DscBinFunction, KeptWithTheTableUntilAResizeMakesItStale) {
+    TablePtr t(odsc_TableCreate(m_file, L"/Layer_1", 3, nullptr));
+    Report err;
+    EXPECT_EQ(odsc_TableGetBinFunction(t.get(), &err), nullptr);
+    EXPECT_FALSE(err);
+    DataPtr edges = Reals({-1, 0.5, 2, 10});
+    Odsc_BinFunction *f = odsc_BinFunctionCreate(3, ODSC_BIN_EXPLICIT, 0, 0, edges.get(), nullptr);
+    ASSERT_NE(f, nullptr);
+    ASSERT_EQ(odsc_TableSetBinFunction(t.get(), f, &err), 0) << err.Message();
+    ASSERT_EQ(odsc_TableSetBinFunction(t.get(), f, &err), 0); // rewritten in place
+    odsc_BinFunctionDelete(f);
+    t.reset();
+    Reopen(true);
+    t.reset(odsc_TableOpen(m_file, L"/Layer_1", nullptr));
+    Odsc_BinFunction *back = odsc_TableGetBinFunction(t.get(), &err);
+    ASSERT_NE(back, nullptr) << err.Message();
+    EXPECT_EQ(back->type, ODSC_BIN_EXPLICIT);
+    EXPECT_EQ(RealsOf(back->binLimits), (std::vector<double>{-1, 0.5, 2, 10}));
+    EXPECT_EQ(odsc_BinFunctionValueToBin(back, 1.0), 1);
+    odsc_BinFunctionDelete(back);
+    Reopen();
+    t.reset(odsc_TableOpen(m_file, L"/Layer_1", nullptr));
+    Odsc_BinFunction *wrong = odsc_BinFunctionCreate(4, ODSC_BIN_LINEAR, 0, 1, nullptr, nullptr);
+    EXPECT_EQ(odsc_TableSetBinFunction(t.get(), wrong, &err), -1);
+    EXPECT_EQ(err.Message(), L"A bin function of 4 bins for 3 rows");
+    ASSERT_EQ(odsc_TableResize(t.get(), 4, nullptr), t.get());
+    EXPECT_EQ(odsc_TableGetBinFunction(t.get(), &err), nullptr);
+    EXPECT_FALSE(err);
+    ASSERT_EQ(odsc_TableSetBinFunction(t.get(), wrong, &err), 0); // a larger record moves
+    back = odsc_TableGetBinFunction(t.get(), &err);
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->type, ODSC_BIN_LINEAR);
+    EXPECT_EQ(back->numBins, 4);
+    odsc_BinFunctionDelete(back);
+    odsc_BinFunctionDelete(wrong);
+}
+
+TEST_F(DscBinFunction, LimitsOutOfOrderInTheFileAreRefused) {
+    TablePtr t(odsc_TableCreate(m_file, L"/Layer_1", 2, nullptr));
+    DataPtr edges = Reals({0, 1, 2});
+    Odsc_BinFunction *f = odsc_BinFunctionCreate(2, ODSC_BIN_EXPLICIT, 0, 0, edges.get(), nullptr);
+    ASSERT_EQ(odsc_TableSetBinFunction(t.get(), f, nullptr), 0);
+    // The same record with its limits out of order, as a damaged file would hold it.
+    static_cast<double *>(f->binLimits->data)[1] = 5;
+    const Omif_Design *d =
+        omif_DictionarySearchByName(ohfa_FileDictionaryGet(m_file), L"Odsc_BinFunction", nullptr);
+    ASSERT_NE(d, nullptr);
+    ASSERT_EQ(ohfa_ObjectWrite(m_file, L"/Layer_1/Descriptor_Table/#Bin_Function#", nullptr,
+                               nullptr, OHFA_WRITE_CURRENT, f, d, nullptr),
+              0);
+    odsc_BinFunctionDelete(f);
+    Report err;
+    EXPECT_EQ(odsc_TableGetBinFunction(t.get(), &err), nullptr);
+    EXPECT_EQ(err.Message(), L"The bin function of /Layer_1/Descriptor_Table is damaged");
+}
+
+} // namespace

@@ -320,3 +320,22 @@ TEST_F(StoredBins, EveryAllocationFailureIsReportedAndLeaksNothing) {
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(StoredBins, AHistogramComesBackWithItsBins) {
+    Odsc_BinFunction *f = odsc_BinFunctionCreate(256, ODSC_BIN_LINEAR, -3, 5, nullptr, nullptr);
+    Owned<Osta_Histogram> h(osta_HistogramCreate(f, 256, nullptr));
+    odsc_BinFunctionDelete(f);
+    static_cast<double *>(h->table->data)[7] = 99;
+    Report err;
+    ASSERT_EQ(osta_HistogramWrite(m_table.get(), h.get(), 0, -1, &err), 256) << err.Message();
+    Owned<Osta_Histogram> r(osta_HistogramRead(m_table.get(), nullptr, 0, 256, &err));
+    ASSERT_NE(r, nullptr) << err.Message();
+    EXPECT_EQ(r->binFunction->type, ODSC_BIN_LINEAR);
+    EXPECT_EQ(r->binFunction->minLimit, -3);
+    EXPECT_EQ(r->binFunction->maxLimit, 5);
+    EXPECT_EQ(static_cast<double *>(r->table->data)[7], 99);
+}
+
+} // namespace
