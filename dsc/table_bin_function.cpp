@@ -48,9 +48,9 @@ ORVIK_API long odsc_TableSetBinFunction(Odsc_Table *table, const Odsc_BinFunctio
             written = ohfa_ObjectWrite(table->file, path.c_str(), nullptr, kBinFunctionDesign,
                                        OHFA_WRITE_CURRENT, binFunction, design, e);
         else if (exists == 0)
-            written = ohfa_ObjectWrite(table->file, table->tablePath.c_str(), kBinFunctionEntry,
-                                       kBinFunctionDesign, OHFA_WRITE_LAST_CHILD, binFunction,
-                                       design, e);
+            written =
+                ohfa_ObjectWrite(table->file, table->tablePath.c_str(), kBinFunctionEntry,
+                                 kBinFunctionDesign, OHFA_WRITE_LAST_CHILD, binFunction, design, e);
         if (written == 0) return 0;
         SetError(e, kFn, kWriteFailed, *e, L"Cannot store the bin function of %s",
                  table->tablePath.c_str());
@@ -76,8 +76,8 @@ ORVIK_API Odsc_BinFunction *odsc_TableGetBinFunction(Odsc_Table *table, Oerr_Err
             if (!design) return nullptr;
             const std::wstring path = table->tablePath + L"/" + kBinFunctionEntry;
             Odsc_BinFunction read{};
-            void *found = ohfa_ObjectReadIfPresent(table->file, path.c_str(), OHFA_SEEK_PATH,
-                                                   &read, design, e);
+            void *found = ohfa_ObjectReadIfPresent(table->file, path.c_str(), OHFA_SEEK_PATH, &read,
+                                                   design, e);
             Odsc_BinFunction *copy = nullptr;
             if (*e) {
                 SetError(e, kFn, kReadFailed, *e, L"Cannot read the bin function of %s",

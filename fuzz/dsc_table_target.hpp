@@ -38,6 +38,10 @@ inline void ReadColumns(Odsc_Table *table) {
         FUZZ_CHECK(odsc_ColumnClose(c, nullptr) == 0);
     }
     Oerr_ErrorReport *err = nullptr;
+    Odsc_BinFunction *f = odsc_TableGetBinFunction(table, &err);
+    FUZZ_CHECK(f == nullptr || f->numBins == rows);
+    oerr_DeleteErrorReportEx(&err);
+    odsc_BinFunctionDelete(f);
     Osta_Histogram *h = osta_HistogramReadIfPresent(table, nullptr, 0, rows, &err);
     oerr_DeleteErrorReportEx(&err);
     osta_HistogramDelete(h);
