@@ -7,6 +7,7 @@
 
 #include "core/guard.hpp"
 #include "dsc/column_values.hpp"
+#include "dsc/report.hpp"
 #include "dsc/table_store.hpp"
 
 using orvik::core::Guarded;
@@ -15,19 +16,6 @@ using orvik::core::SetOutOfMemory;
 using namespace orvik::dsc;
 
 namespace {
-
-// Report numbers of the column functions.
-enum ColumnReport : long {
-    kBadArgument = 1,
-    kNoColumn = 2,
-    kColumnExists = 3,
-    kAlreadyOpen = 4,
-    kBadRows = 5,
-    kBadValues = 6,
-    kTransferFailed = 7,
-    kTooLong = 8,
-    kStampFailed = 9,
-};
 
 // A name that can be an entry name below the table.
 bool ValidName(const wchar_t *name) {
@@ -39,11 +27,11 @@ bool ValidName(const wchar_t *name) {
 bool CheckTableAndName(const Odsc_Table *table, const wchar_t *name, const wchar_t *fn,
                        Oerr_ErrorReport **err) {
     if (!IsTable(table)) {
-        SetError(err, fn, kBadArgument, nullptr, L"Invalid descriptor table");
+        SetError(err, fn, kColumnBadArgument, nullptr, L"Invalid descriptor table");
         return false;
     }
     if (!ValidName(name)) {
-        SetError(err, fn, kBadArgument, nullptr, L"Invalid column name \"%s\"",
+        SetError(err, fn, kColumnBadArgument, nullptr, L"Invalid column name \"%s\"",
                  name ? name : L"(null)");
         return false;
     }
@@ -53,13 +41,13 @@ bool CheckTableAndName(const Odsc_Table *table, const wchar_t *name, const wchar
 bool CheckRows(const Odsc_Column *c, int32_t startRow, int32_t nRows, const wchar_t *fn,
                Oerr_ErrorReport **err) {
     if (!IsColumn(c)) {
-        SetError(err, fn, kBadArgument, nullptr, L"Invalid descriptor table column");
+        SetError(err, fn, kColumnBadArgument, nullptr, L"Invalid descriptor table column");
         return false;
     }
     if (startRow < 0 || nRows < 1 || int64_t{startRow} + nRows > c->table->numRows) {
-        SetError(err, fn, kBadRows, nullptr, L"Rows %ld to %ld are outside the %ld rows of %s",
-                 long{startRow}, long{startRow} + nRows - 1, long{c->table->numRows},
-                 c->name.c_str());
+        SetError(err, fn, kColumnBadRows, nullptr,
+                 L"Rows %ld to %ld are outside the %ld rows of %s", long{startRow},
+                 long{startRow} + nRows - 1, long{c->table->numRows}, c->name.c_str());
         return false;
     }
     return true;
@@ -97,7 +85,7 @@ bool Stamp(Odsc_Column *c, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (ohfa_EntrySeek(file, OHFA_SEEK_PATH, c->path.c_str(), err) > 0 &&
         ohfa_EntryWrite(file, OHFA_WRITE_CURRENT, nullptr, nullptr, err) == 0)
         return true;
-    SetError(err, fn, kStampFailed, *err, L"Cannot update column %s", c->path.c_str());
+    SetError(err, fn, kColumnStampFailed, *err, L"Cannot update column %s", c->path.c_str());
     return false;
 }
 
@@ -134,8 +122,9 @@ bool Encode(Odsc_Column *c, int32_t nRows, const Ogda_BaseData *values,
     size_t longest = 0;
     for (const auto &t : texts) longest = std::max(longest, t.size());
     if (longest + 1 > ODSC_MAX_STRING_BYTES) {
-        SetError(err, fn, kTooLong, nullptr, L"A string of %ld bytes does not fit in column %s",
-                 static_cast<long>(longest), c->name.c_str());
+        SetError(err, fn, kColumnTooLong, nullptr,
+                 L"A string of %ld bytes does not fit in column %s", static_cast<long>(longest),
+                 c->name.c_str());
         return false;
     }
     if (static_cast<int64_t>(longest) + 1 > c->record.maxNumChars &&
@@ -163,7 +152,7 @@ ORVIK_API Omsc_Boolean odsc_ColumnExist(Odsc_Table *table, const wchar_t *name,
         Oerr_ErrorReport *inner = nullptr;
         const long r = ohfa_EntryPeek(table->file, OHFA_SEEK_PATH, path.c_str(), &e, &inner);
         if (r < 0 || inner) {
-            SetError(err, kFn, kTransferFailed, inner, L"Cannot read column \"%s\"", name);
+            SetError(err, kFn, kColumnTransferFailed, inner, L"Cannot read column \"%s\"", name);
             return OMSC_FALSE;
         }
         return r > 0 && std::strcmp(e.type, "Odsc_Column") == 0 ? OMSC_TRUE : OMSC_FALSE;
@@ -179,7 +168,7 @@ ORVIK_API Odsc_Column *odsc_ColumnOpen(Odsc_Table *table, const wchar_t *name,
     Odsc_Column *result = Guarded<Odsc_Column *>(e, kFn, nullptr, [&]() -> Odsc_Column * {
         if (!CheckTableAndName(table, name, kFn, e)) return nullptr;
         if (IsOpen(table, name)) {
-            SetError(e, kFn, kAlreadyOpen, nullptr, L"Column \"%s\" is already open", name);
+            SetError(e, kFn, kColumnAlreadyOpen, nullptr, L"Column \"%s\" is already open", name);
             return nullptr;
         }
         std::wstring path = table->tablePath + L"/" + name;
@@ -187,7 +176,7 @@ ORVIK_API Odsc_Column *odsc_ColumnOpen(Odsc_Table *table, const wchar_t *name,
         ColumnRecord r{};
         if (!ReadColumnRecord(table, path, name, found, r, e, kFn)) return nullptr;
         if (!found) {
-            SetError(e, kFn, kNoColumn, nullptr, L"No column \"%s\" in %s", name,
+            SetError(e, kFn, kColumnMissing, nullptr, L"No column \"%s\" in %s", name,
                      table->tablePath.c_str());
             return nullptr;
         }
@@ -207,7 +196,7 @@ ORVIK_API Odsc_Column *odsc_ColumnCreate(Odsc_Table *table, const wchar_t *name,
     Odsc_Column *result = Guarded<Odsc_Column *>(e, kFn, nullptr, [&]() -> Odsc_Column * {
         if (!CheckTableAndName(table, name, kFn, e)) return nullptr;
         if (odsc_ColumnTypePixelType(type) == OGDA_PIXEL_INVALID) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid column type %ld",
+            SetError(e, kFn, kColumnBadArgument, nullptr, L"Invalid column type %ld",
                      static_cast<long>(type));
             return nullptr;
         }
@@ -225,7 +214,7 @@ ORVIK_API Odsc_Column *odsc_ColumnCreate(Odsc_Table *table, const wchar_t *name,
         if (r.columnDataPtr == 0) return nullptr;
         if (ohfa_ObjectWrite(table->file, table->tablePath.c_str(), name, kColumnDesign,
                              OHFA_WRITE_LAST_CHILD, &r, design, e) != 0) {
-            SetError(e, kFn, kTransferFailed, *e, L"Cannot write column \"%s\"", name);
+            SetError(e, kFn, kColumnTransferFailed, *e, L"Cannot write column \"%s\"", name);
             ReleaseDataBlock(table->file, r.columnDataPtr, r.numRows * size);
             return nullptr;
         }
@@ -251,7 +240,7 @@ ORVIK_API Ogda_BaseData *odsc_ColumnRead(Odsc_Column *column, int32_t startRow, 
         if (!CheckRows(column, startRow, nRows, kFn, e)) return nullptr;
         const auto type = static_cast<Odsc_ColumnType>(column->record.dataType);
         if (values && !SuitableValues(values, type, nRows)) {
-            SetError(e, kFn, kBadValues, nullptr, L"Values do not suit column %s",
+            SetError(e, kFn, kColumnBadValues, nullptr, L"Values do not suit column %s",
                      column->name.c_str());
             return nullptr;
         }
@@ -261,7 +250,8 @@ ORVIK_API Ogda_BaseData *odsc_ColumnRead(Odsc_Column *column, int32_t startRow, 
                                  static_cast<long>(column->record.columnDataPtr + startRow * size),
                                  static_cast<long>(bytes.size()), bytes.data(),
                                  e) != static_cast<long>(bytes.size())) {
-            SetError(e, kFn, kTransferFailed, *e, L"Cannot read column %s", column->name.c_str());
+            SetError(e, kFn, kColumnTransferFailed, *e, L"Cannot read column %s",
+                     column->name.c_str());
             return nullptr;
         }
         Ogda_BaseData *rows = DecodeRows(bytes.data(), type, nRows, size);
@@ -273,7 +263,7 @@ ORVIK_API Ogda_BaseData *odsc_ColumnRead(Odsc_Column *column, int32_t startRow, 
         Ogda_BaseData *done =
             ogda_BaseDataCopyExt(rows, 0, 0, values, 0, 0, nRows, 1, OMSC_FALSE, e);
         ogda_BaseDataDelete(rows, nullptr);
-        if (!done) SetError(e, kFn, kBadValues, *e, L"ogda_BaseDataCopyExt failed");
+        if (!done) SetError(e, kFn, kColumnBadValues, *e, L"ogda_BaseDataCopyExt failed");
         return done;
     });
     oerr_DeleteErrorReportEx(&local);
@@ -291,7 +281,7 @@ ORVIK_API long odsc_ColumnWrite(Odsc_Column *column, int32_t startRow, int32_t n
         if (!CheckRows(column, startRow, nRows, kFn, e)) return -1;
         const auto type = static_cast<Odsc_ColumnType>(column->record.dataType);
         if (!SuitableValues(values, type, nRows)) {
-            SetError(e, kFn, kBadValues, nullptr, L"Values do not suit column %s",
+            SetError(e, kFn, kColumnBadValues, nullptr, L"Values do not suit column %s",
                      column->name.c_str());
             return -1;
         }
@@ -302,7 +292,8 @@ ORVIK_API long odsc_ColumnWrite(Odsc_Column *column, int32_t startRow, int32_t n
                                   static_cast<long>(column->record.columnDataPtr + startRow * size),
                                   static_cast<long>(bytes.size()), bytes.data(),
                                   e) != static_cast<long>(bytes.size())) {
-            SetError(e, kFn, kTransferFailed, *e, L"Cannot write column %s", column->name.c_str());
+            SetError(e, kFn, kColumnTransferFailed, *e, L"Cannot write column %s",
+                     column->name.c_str());
             return -1;
         }
         return Stamp(column, e, kFn) ? long{nRows} : -1;
@@ -315,14 +306,15 @@ ORVIK_API double odsc_ColumnGetModTime(Odsc_Column *column, Oerr_ErrorReport **e
     constexpr const wchar_t *kFn = L"odsc_ColumnGetModTime";
     if (err) *err = nullptr;
     if (!IsColumn(column)) {
-        SetError(err, kFn, kBadArgument, nullptr, L"Invalid descriptor table column");
+        SetError(err, kFn, kColumnBadArgument, nullptr, L"Invalid descriptor table column");
         return -1;
     }
     Ohfa_Entry entry{};
     Oerr_ErrorReport *inner = nullptr;
     if (ohfa_EntryPeek(column->table->file, OHFA_SEEK_PATH, column->path.c_str(), &entry, &inner) <=
         0) {
-        SetError(err, kFn, kTransferFailed, inner, L"Cannot read column %s", column->name.c_str());
+        SetError(err, kFn, kColumnTransferFailed, inner, L"Cannot read column %s",
+                 column->name.c_str());
         return -1;
     }
     return entry.modTime;
@@ -333,7 +325,7 @@ ORVIK_API long odsc_ColumnClose(Odsc_Column *column, Oerr_ErrorReport **err) ORV
     if (err) *err = nullptr;
     if (!column) return 0;
     if (!IsColumn(column)) {
-        SetError(err, kFn, kBadArgument, nullptr, L"Invalid descriptor table column");
+        SetError(err, kFn, kColumnBadArgument, nullptr, L"Invalid descriptor table column");
         return -1;
     }
     auto &open = column->table->open;

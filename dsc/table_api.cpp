@@ -4,6 +4,7 @@
 #include <orvik/ofnp.h>
 
 #include "core/guard.hpp"
+#include "dsc/report.hpp"
 #include "dsc/table_store.hpp"
 
 using orvik::core::Guarded;
@@ -13,28 +14,15 @@ using namespace orvik::dsc;
 
 namespace {
 
-// Report numbers of the table functions.
-enum TableReport : long {
-    kBadArgument = 1,
-    kNoLayer = 2,
-    kTableExists = 3,
-    kNoTable = 4,
-    kDamaged = 5,
-    kWriteFailed = 6,
-    kColumnsOpen = 7,
-    kReadFailed = 8,
-    kListFailed = 9,
-};
-
 // Node path of the table entry of a layer; empty with a report on a bad path.
 std::wstring TablePath(const wchar_t *layerPath, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (!layerPath) {
-        SetError(err, fn, kBadArgument, nullptr, L"Invalid layer path");
+        SetError(err, fn, kTableBadArgument, nullptr, L"Invalid layer path");
         return {};
     }
     wchar_t *joined = ofnp_NodePathJoin(layerPath, ODSC_TABLE_ENTRY_NAME, err);
     if (!joined) {
-        SetError(err, fn, kBadArgument, *err, L"Invalid layer path %s", layerPath);
+        SetError(err, fn, kTableBadArgument, *err, L"Invalid layer path %s", layerPath);
         return {};
     }
     std::wstring path(joined);
@@ -50,7 +38,7 @@ bool WriteTableRecord(Odsc_Table *t, const wchar_t *parent, long where, int32_t 
     const wchar_t *name = where == OHFA_WRITE_CURRENT ? nullptr : ODSC_TABLE_ENTRY_NAME;
     if (ohfa_ObjectWrite(t->file, parent, name, kTableDesign, where, &record, design, err) == 0)
         return true;
-    SetError(err, fn, kWriteFailed, *err, L"Cannot write descriptor table %s",
+    SetError(err, fn, kTableWriteFailed, *err, L"Cannot write descriptor table %s",
              t->tablePath.c_str());
     return false;
 }
@@ -60,7 +48,7 @@ bool ColumnNames(Odsc_Table *t, std::vector<std::wstring> &names, Oerr_ErrorRepo
                  const wchar_t *fn) {
     ostr_StringList *list = ohfa_ObjectList(t->file, t->tablePath.c_str(), err);
     if (!list) {
-        SetError(err, fn, kListFailed, *err, L"Cannot list the columns of %s",
+        SetError(err, fn, kTableListFailed, *err, L"Cannot list the columns of %s",
                  t->tablePath.c_str());
         return false;
     }
@@ -129,13 +117,14 @@ ORVIK_API Odsc_Table *odsc_TableCreate(Ohfa_File *file, const wchar_t *layerPath
     Oerr_ErrorReport **e = err ? err : &local;
     Odsc_Table *result = Guarded<Odsc_Table *>(e, kFn, nullptr, [&]() -> Odsc_Table * {
         if (!file || nRows < 1 || nRows > ODSC_MAX_BINS) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid file or row count %ld", long{nRows});
+            SetError(e, kFn, kTableBadArgument, nullptr, L"Invalid file or row count %ld",
+                     long{nRows});
             return nullptr;
         }
         std::wstring path = TablePath(layerPath, kFn, e);
         if (path.empty()) return nullptr;
         if (ohfa_EntryPeek(file, OHFA_SEEK_PATH, layerPath, nullptr, e) <= 0) {
-            SetError(e, kFn, kNoLayer, *e, L"Cannot find %s", layerPath);
+            SetError(e, kFn, kTableNoLayer, *e, L"Cannot find %s", layerPath);
             return nullptr;
         }
         if (ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), nullptr, e) != 0) {
@@ -161,7 +150,7 @@ ORVIK_API Odsc_Table *odsc_TableOpen(Ohfa_File *file, const wchar_t *layerPath,
     Oerr_ErrorReport **e = err ? err : &local;
     Odsc_Table *result = Guarded<Odsc_Table *>(e, kFn, nullptr, [&]() -> Odsc_Table * {
         if (!file) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid OHFA file handle");
+            SetError(e, kFn, kTableBadArgument, nullptr, L"Invalid OHFA file handle");
             return nullptr;
         }
         std::wstring path = TablePath(layerPath, kFn, e);
@@ -170,12 +159,13 @@ ORVIK_API Odsc_Table *odsc_TableOpen(Ohfa_File *file, const wchar_t *layerPath,
         auto *bytes = static_cast<unsigned char *>(
             ohfa_ObjectDataReadIfPresent(file, path.c_str(), OHFA_SEEK_PATH, &count, e));
         if (*e) {
-            SetError(e, kFn, kReadFailed, *e, L"Cannot read descriptor table %s", path.c_str());
+            SetError(e, kFn, kTableReadFailed, *e, L"Cannot read descriptor table %s",
+                     path.c_str());
             return nullptr;
         }
         Ohfa_Entry entry{};
         if (!bytes && ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), &entry, nullptr) <= 0) {
-            SetError(e, kFn, kNoTable, nullptr, L"%s has no descriptor table", layerPath);
+            SetError(e, kFn, kTableMissing, nullptr, L"%s has no descriptor table", layerPath);
             return nullptr;
         }
         if (bytes) ohfa_EntryCurrentGet(file, &entry, nullptr);
@@ -184,7 +174,8 @@ ORVIK_API Odsc_Table *odsc_TableOpen(Ohfa_File *file, const wchar_t *layerPath,
             std::strcmp(entry.type, "Odsc_Table") == 0 && DecodeTableRecord(bytes, count, record);
         omsc_HeapFree(bytes);
         if (!sound) {
-            SetError(e, kFn, kDamaged, nullptr, L"Descriptor table %s is damaged", path.c_str());
+            SetError(e, kFn, kTableDamaged, nullptr, L"Descriptor table %s is damaged",
+                     path.c_str());
             return nullptr;
         }
         return NewTable(file, std::move(path), record.numRows, kFn, e);
@@ -201,12 +192,12 @@ ORVIK_API Omsc_Boolean odsc_TableExist(Ohfa_File *file, const wchar_t *layerPath
         Oerr_ErrorReport *inner = nullptr;
         const std::wstring path = TablePath(layerPath, kFn, &inner);
         if (!file || path.empty()) {
-            SetError(err, kFn, kBadArgument, inner, L"Invalid file or layer path");
+            SetError(err, kFn, kTableBadArgument, inner, L"Invalid file or layer path");
             return OMSC_FALSE;
         }
         const long r = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), nullptr, &inner);
         if (r < 0 || inner) {
-            SetError(err, kFn, kReadFailed, inner, L"Cannot read descriptor table %s",
+            SetError(err, kFn, kTableReadFailed, inner, L"Cannot read descriptor table %s",
                      path.c_str());
             return OMSC_FALSE;
         }
@@ -226,11 +217,12 @@ ORVIK_API Odsc_Table *odsc_TableResize(Odsc_Table *table, int32_t nRows, Oerr_Er
     Oerr_ErrorReport **e = err ? err : &local;
     Odsc_Table *result = Guarded<Odsc_Table *>(e, kFn, nullptr, [&]() -> Odsc_Table * {
         if (!IsTable(table) || nRows < 1 || nRows > ODSC_MAX_BINS) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid table or row count %ld", long{nRows});
+            SetError(e, kFn, kTableBadArgument, nullptr, L"Invalid table or row count %ld",
+                     long{nRows});
             return nullptr;
         }
         if (!table->open.empty()) {
-            SetError(e, kFn, kColumnsOpen, nullptr, L"Close the columns of %s first",
+            SetError(e, kFn, kTableColumnsOpen, nullptr, L"Close the columns of %s first",
                      table->tablePath.c_str());
             return nullptr;
         }
@@ -265,11 +257,11 @@ ORVIK_API long odsc_TableClose(Odsc_Table *table, Oerr_ErrorReport **err) ORVIK_
     if (err) *err = nullptr;
     if (!table) return 0;
     if (!IsTable(table)) {
-        SetError(err, kFn, kBadArgument, nullptr, L"Invalid descriptor table");
+        SetError(err, kFn, kTableBadArgument, nullptr, L"Invalid descriptor table");
         return -1;
     }
     if (!table->open.empty()) {
-        SetError(err, kFn, kColumnsOpen, nullptr, L"Close the columns of %s first",
+        SetError(err, kFn, kTableColumnsOpen, nullptr, L"Close the columns of %s first",
                  table->tablePath.c_str());
         return -1;
     }

@@ -2,24 +2,14 @@
 // an object of design "Odsc_BinFunction" (the host record is Odsc_BinFunction).
 #include "core/guard.hpp"
 #include "dsc/bin_function.hpp"
+#include "dsc/report.hpp"
 #include "dsc/table_store.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using namespace orvik::dsc;
 
-namespace {
-
-// Report numbers of the two functions.
-enum BinFunctionReport : long {
-    kBadArgument = 1,
-    kWrongCount = 2,
-    kWriteFailed = 3,
-    kReadFailed = 4,
-    kDamaged = 5,
-};
-
-} // namespace
+namespace {} // namespace
 
 extern "C" {
 
@@ -31,12 +21,13 @@ ORVIK_API long odsc_TableSetBinFunction(Odsc_Table *table, const Odsc_BinFunctio
     Oerr_ErrorReport **e = err ? err : &local;
     const long result = Guarded<long>(e, kFn, -1, [&]() -> long {
         if (!IsTable(table) || !IsValidBinFunction(binFunction)) {
-            SetError(e, kFn, kBadArgument, nullptr, L"Invalid table or bin function");
+            SetError(e, kFn, kBinFunctionBadArgument, nullptr, L"Invalid table or bin function");
             return -1;
         }
         if (binFunction->numBins != table->numRows) {
-            SetError(e, kFn, kWrongCount, nullptr, L"A bin function of %ld bins for %ld rows",
-                     long{binFunction->numBins}, long{table->numRows});
+            SetError(e, kFn, kBinFunctionWrongCount, nullptr,
+                     L"A bin function of %ld bins for %ld rows", long{binFunction->numBins},
+                     long{table->numRows});
             return -1;
         }
         const Omif_Design *design = StoreDesign(kBinFunctionDesign, kFn, e);
@@ -52,7 +43,7 @@ ORVIK_API long odsc_TableSetBinFunction(Odsc_Table *table, const Odsc_BinFunctio
                 ohfa_ObjectWrite(table->file, table->tablePath.c_str(), kBinFunctionEntry,
                                  kBinFunctionDesign, OHFA_WRITE_LAST_CHILD, binFunction, design, e);
         if (written == 0) return 0;
-        SetError(e, kFn, kWriteFailed, *e, L"Cannot store the bin function of %s",
+        SetError(e, kFn, kBinFunctionWriteFailed, *e, L"Cannot store the bin function of %s",
                  table->tablePath.c_str());
         return -1;
     });
@@ -69,7 +60,7 @@ ORVIK_API Odsc_BinFunction *odsc_TableGetBinFunction(Odsc_Table *table, Oerr_Err
     Odsc_BinFunction *result =
         Guarded<Odsc_BinFunction *>(e, kFn, nullptr, [&]() -> Odsc_BinFunction * {
             if (!IsTable(table)) {
-                SetError(e, kFn, kBadArgument, nullptr, L"Invalid descriptor table");
+                SetError(e, kFn, kBinFunctionBadArgument, nullptr, L"Invalid descriptor table");
                 return nullptr;
             }
             const Omif_Design *design = StoreDesign(kBinFunctionDesign, kFn, e);
@@ -80,7 +71,7 @@ ORVIK_API Odsc_BinFunction *odsc_TableGetBinFunction(Odsc_Table *table, Oerr_Err
                                                    design, e);
             Odsc_BinFunction *copy = nullptr;
             if (*e) {
-                SetError(e, kFn, kReadFailed, *e, L"Cannot read the bin function of %s",
+                SetError(e, kFn, kBinFunctionReadFailed, *e, L"Cannot read the bin function of %s",
                          table->tablePath.c_str());
             } else if (found && read.numBins == table->numRows) {
                 // Made anew from its fields, so it passes every check of a new function
@@ -90,8 +81,8 @@ ORVIK_API Odsc_BinFunction *odsc_TableGetBinFunction(Odsc_Table *table, Oerr_Err
                     copy = odsc_BinFunctionCreate(read.numBins, read.type, read.minLimit,
                                                   read.maxLimit, read.binLimits, &inner);
                 if (!copy)
-                    SetError(e, kFn, kDamaged, inner, L"The bin function of %s is damaged",
-                             table->tablePath.c_str());
+                    SetError(e, kFn, kBinFunctionDamaged, inner,
+                             L"The bin function of %s is damaged", table->tablePath.c_str());
             }
             omif_ObjectItemsFree(&read, design, nullptr);
             return copy;

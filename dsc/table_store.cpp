@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/guard.hpp"
+#include "dsc/report.hpp"
 
 using orvik::core::SetError;
 
@@ -51,7 +52,7 @@ constexpr int64_t kChunk = 1 << 16;
 const Omif_Design *StoreDesign(const wchar_t *name, const wchar_t *fn, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
     const Omif_Design *d = omif_BuiltinDesignFetch(&g_designs, name, &inner);
-    if (!d) SetError(err, fn, 20, inner, L"Design %s is not available", name);
+    if (!d) SetError(err, fn, kStoreDesignMissing, inner, L"Design %s is not available", name);
     return d;
 }
 
@@ -90,7 +91,7 @@ bool ReadColumnRecord(Odsc_Table *table, const std::wstring &path, const std::ws
     auto *bytes = static_cast<unsigned char *>(
         ohfa_ObjectDataReadIfPresent(table->file, path.c_str(), OHFA_SEEK_PATH, &count, err));
     if (*err) {
-        SetError(err, fn, 21, *err, L"Cannot read column \"%s\"", name.c_str());
+        SetError(err, fn, kStoreReadFailed, *err, L"Cannot read column \"%s\"", name.c_str());
         return false;
     }
     Ohfa_Entry entry{};
@@ -103,7 +104,8 @@ bool ReadColumnRecord(Odsc_Table *table, const std::wstring &path, const std::ws
     const bool sound = std::strcmp(entry.type, "Odsc_Column") == 0 &&
                        DecodeColumnRecord(bytes, count, table->numRows, fileSize, out);
     omsc_HeapFree(bytes);
-    if (!sound) SetError(err, fn, 22, nullptr, L"Column \"%s\" is damaged", name.c_str());
+    if (!sound)
+        SetError(err, fn, kStoreDamaged, nullptr, L"Column \"%s\" is damaged", name.c_str());
     return sound;
 }
 
@@ -114,7 +116,8 @@ bool RewriteColumnRecord(Odsc_Table *table, const std::wstring &path, const Colu
     if (ohfa_ObjectWrite(table->file, path.c_str(), nullptr, nullptr, OHFA_WRITE_CURRENT, &r,
                          design, err) == 0)
         return true;
-    SetError(err, fn, 23, *err, L"Cannot write the record of column %s", path.c_str());
+    SetError(err, fn, kStoreRecordWriteFailed, *err, L"Cannot write the record of column %s",
+             path.c_str());
     return false;
 }
 
@@ -123,13 +126,13 @@ uint32_t NewDataBlock(Ohfa_File *file, int64_t rows, int64_t elementSize, uint32
                       const wchar_t *fn) {
     const int64_t size = rows * elementSize;
     if (size <= 0 || size > 0x7FFFFFFF) {
-        SetError(err, fn, 24, nullptr, L"A column of %ld bytes does not fit in a file",
+        SetError(err, fn, kStoreTooLarge, nullptr, L"A column of %ld bytes does not fit in a file",
                  static_cast<long>(size));
         return 0;
     }
     const uint32_t at = ohfa_NextFreePos(file, static_cast<long>(size), err);
     if (at == 0) {
-        SetError(err, fn, 25, *err, L"ohfa_NextFreePos failed");
+        SetError(err, fn, kStoreNoSpace, *err, L"ohfa_NextFreePos failed");
         return 0;
     }
     // Filled in pieces: kept rows converted to the new element width, the rest zero.
@@ -144,7 +147,7 @@ uint32_t NewDataBlock(Ohfa_File *file, int64_t rows, int64_t elementSize, uint32
             if (ohfa_FileMIFDataRead(file, static_cast<long>(from + row * fromElementSize),
                                      static_cast<long>(in.size()), in.data(),
                                      err) != static_cast<long>(in.size())) {
-                SetError(err, fn, 26, *err, L"Cannot read column data");
+                SetError(err, fn, kStoreDataReadFailed, *err, L"Cannot read column data");
                 ReleaseDataBlock(file, at, size);
                 return 0;
             }
@@ -157,7 +160,7 @@ uint32_t NewDataBlock(Ohfa_File *file, int64_t rows, int64_t elementSize, uint32
         if (ohfa_FileMIFDataWrite(file, static_cast<long>(at + row * elementSize),
                                   static_cast<long>(out.size()), out.data(),
                                   err) != static_cast<long>(out.size())) {
-            SetError(err, fn, 27, *err, L"Cannot write column data");
+            SetError(err, fn, kStoreDataWriteFailed, *err, L"Cannot write column data");
             ReleaseDataBlock(file, at, size);
             return 0;
         }

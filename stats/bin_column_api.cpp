@@ -15,7 +15,7 @@ namespace {
 
 bool CheckWriteTable(const Odsc_Table *table, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (odsc_TableGetNumRows(table) >= 1) return true;
-    SetError(err, fn, kBadTable, nullptr, L"Invalid descriptor table");
+    SetError(err, fn, kBinsBadTable, nullptr, L"Invalid descriptor table");
     return false;
 }
 
@@ -63,7 +63,7 @@ Osta_Histogram *ReadHistogram(Odsc_Table *table, Osta_Histogram *histogram, int3
                               Oerr_ErrorReport **e) {
     if (!CheckRead(kHistogramReading, table, startBin, nBins, fn, e)) return nullptr;
     if (histogram && !IsValidHistogram(histogram)) {
-        SetError(e, fn, kBadHistogram, nullptr,
+        SetError(e, fn, kBinsBadHistogram, nullptr,
                  L"Input histogram not an Osta_Histogram (wrong data type)");
         return nullptr;
     }
@@ -99,7 +99,7 @@ ORVIK_API long osta_HistogramWrite(Odsc_Table *table, const Osta_Histogram *hist
             0)
             return -1;
         if (!IsValidHistogram(histogram)) {
-            SetError(e, kFn, kBadHistogram, nullptr,
+            SetError(e, kFn, kBinsBadHistogram, nullptr,
                      L"Input histogram not an Osta_Histogram (wrong data type)");
             return -1;
         }
@@ -109,7 +109,7 @@ ORVIK_API long osta_HistogramWrite(Odsc_Table *table, const Osta_Histogram *hist
         if (written < 0 || histogram->binFunction->numBins != odsc_TableGetNumRows(table))
             return written;
         if (odsc_TableSetBinFunction(table, histogram->binFunction, e) == 0) return written;
-        SetError(e, kFn, kCannotWrite, *e, kHistogramColumn.cannotWrite);
+        SetError(e, kFn, kBinsCannotWrite, *e, kHistogramColumn.cannotWrite);
         return -1;
     });
 }
@@ -177,7 +177,7 @@ ORVIK_API long osta_ColorTableStackWrite(Odsc_Table *table, const Osta_ColorTabl
     return WithReport<long>(err, kFn, -1, [&](Oerr_ErrorReport **e) -> long {
         if (!stack || !stack->layers || stack->count < 1 ||
             stack->count > OSTA_MAX_COLOR_COMPONENTS) {
-            SetError(e, kFn, kBadStack, nullptr,
+            SetError(e, kFn, kBinsBadStack, nullptr,
                      L"A color table stack holds 1 to 4 components, not %ld",
                      stack ? long{stack->count} : 0L);
             return -1;
@@ -186,8 +186,8 @@ ORVIK_API long osta_ColorTableStackWrite(Odsc_Table *table, const Osta_ColorTabl
         for (int32_t i = 0; i < stack->count; ++i) {
             written = WriteColor(table, stack->layers[i], i, startBin, nBins, kFn, e);
             if (written < 0) {
-                SetError(e, kFn, kComponentFailed, *e, L"Could not write color table component %ld",
-                         long{i});
+                SetError(e, kFn, kBinsComponentFailed, *e,
+                         L"Could not write color table component %ld", long{i});
                 return -1;
             }
         }
@@ -205,7 +205,7 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackRead(Odsc_Table *table,
             if (!CheckRead(kColorReading, table, startBin, nBins, kFn, e)) return nullptr;
             if (stack &&
                 (!stack->layers || stack->count < 1 || stack->count > OSTA_MAX_COLOR_COMPONENTS)) {
-                SetError(e, kFn, kBadStack, nullptr,
+                SetError(e, kFn, kBinsBadStack, nullptr,
                          L"A color table stack holds 1 to 4 components, not %ld",
                          long{stack->count});
                 return nullptr;

@@ -32,13 +32,13 @@ bool CheckColumnType(const BinColumn &kind, Odsc_Column *column, const wchar_t *
         return true;
     if (kind.type == ODSC_COLUMN_REAL && type == ODSC_COLUMN_INTEGER) {
         if (!writing) return true;
-        Oerr_ErrorReport *w = oerr_CreateErrorReport(fn, kWrongType, OERR_KIND_WARNING, nullptr,
+        Oerr_ErrorReport *w = oerr_CreateErrorReport(fn, kBinsWrongType, OERR_KIND_WARNING, nullptr,
                                                      L"%s", kIntegerHistogramWarning);
         oerr_PrintErrorReport(w, OERR_REPORT_FULL);
         oerr_DeleteErrorReportEx(&w);
         return true;
     }
-    SetError(err, fn, kWrongType, nullptr, kind.wrongType, name);
+    SetError(err, fn, kBinsWrongType, nullptr, kind.wrongType, name);
     return false;
 }
 
@@ -47,8 +47,9 @@ bool HasRoom(const Ogda_BaseData *values, int32_t startBin, int32_t n, const wch
     if (values && values->objecttype == Ogda_Table && values->numcolumns == 1 &&
         int64_t{startBin} + n <= values->numrows)
         return true;
-    SetError(err, fn, kTooFewValues, nullptr, L"Bins %ld to %ld requested of a table of %ld bins",
-             long{startBin}, long{startBin} + n - 1, values ? long{values->numrows} : 0L);
+    SetError(err, fn, kBinsTooFewValues, nullptr,
+             L"Bins %ld to %ld requested of a table of %ld bins", long{startBin},
+             long{startBin} + n - 1, values ? long{values->numrows} : 0L);
     return false;
 }
 
@@ -59,7 +60,7 @@ bool Close(Odsc_Column *column, const wchar_t *message, const wchar_t *fn, Oerr_
     if (*err) {
         oerr_DeleteErrorReportEx(&inner);
     } else {
-        SetError(err, fn, kCannotClose, inner, message);
+        SetError(err, fn, kBinsCannotClose, inner, message);
     }
     return false;
 }
@@ -69,7 +70,8 @@ bool Close(Odsc_Column *column, const wchar_t *message, const wchar_t *fn, Oerr_
 const wchar_t *ColorColumnOf(Odsc_Table *table, int32_t component, const wchar_t *fn,
                              Oerr_ErrorReport **err) {
     if (component < OSTA_RED || component > OSTA_OPACITY) {
-        SetError(err, fn, kBadComponent, nullptr, L"Invalid color component %ld", long{component});
+        SetError(err, fn, kBinsBadComponent, nullptr, L"Invalid color component %ld",
+                 long{component});
         return nullptr;
     }
     const bool opacity =
@@ -88,7 +90,7 @@ long WriteBins(const BinColumn &kind, const wchar_t *name, Odsc_Table *table,
     if (odsc_ColumnExist(table, name, nullptr)) {
         column = odsc_ColumnOpen(table, name, err);
         if (!column) {
-            SetError(err, fn, kCannotOpen, *err, kind.cannotOpen, name);
+            SetError(err, fn, kBinsCannotOpen, *err, kind.cannotOpen, name);
             return -1;
         }
         if (!CheckColumnType(kind, column, name, true, fn, err)) {
@@ -98,14 +100,14 @@ long WriteBins(const BinColumn &kind, const wchar_t *name, Odsc_Table *table,
     } else {
         column = odsc_ColumnCreate(table, name, kind.type, err);
         if (!column) {
-            SetError(err, fn, kCannotCreate, *err, kind.cannotCreate, name);
+            SetError(err, fn, kBinsCannotCreate, *err, kind.cannotCreate, name);
             return -1;
         }
     }
     Ogda_BaseData *view = ogda_BaseDataDerived(values, startBin, 0, n, 1, err);
     const bool written = view && odsc_ColumnWrite(column, startBin, n, view, err) == n;
     ogda_BaseDataDelete(view, nullptr);
-    if (!written) SetError(err, fn, kCannotWrite, *err, kind.cannotWrite);
+    if (!written) SetError(err, fn, kBinsCannotWrite, *err, kind.cannotWrite);
     const bool closed = Close(column, kind.cannotClose, fn, err);
     return written && closed ? n : -1;
 }
@@ -113,16 +115,16 @@ long WriteBins(const BinColumn &kind, const wchar_t *name, Odsc_Table *table,
 bool CheckRead(const BinColumnReading &reading, const Odsc_Table *table, int32_t startBin,
                int32_t nBins, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (odsc_TableGetNumRows(table) < 1) {
-        SetError(err, fn, kBadTable, nullptr, reading.badTable);
+        SetError(err, fn, kBinsBadTable, nullptr, reading.badTable);
         return false;
     }
     if (nBins <= 0) {
-        SetError(err, fn, kBadBinCount, nullptr,
+        SetError(err, fn, kColumnBadCount, nullptr,
                  L"Number of bins to read should be greater than 0");
         return false;
     }
     if (startBin < 0) {
-        SetError(err, fn, kBadStartBin, nullptr,
+        SetError(err, fn, kColumnBadStart, nullptr,
                  L"Invalid start bin - start bin must be greater than or equal to 0");
         return false;
     }
@@ -135,12 +137,12 @@ int ReadBins(const BinColumn &kind, const BinColumnReading &reading, const wchar
     if (!HasRoom(values, startBin, nBins, fn, err)) return -1;
     if (!odsc_ColumnExist(table, name, nullptr)) {
         if (ifPresent) return 0;
-        SetError(err, fn, kNoColumn, nullptr, reading.noColumn, name);
+        SetError(err, fn, kBinsNoColumn, nullptr, reading.noColumn, name);
         return -1;
     }
     Odsc_Column *column = odsc_ColumnOpen(table, name, err);
     if (!column) {
-        SetError(err, fn, kCannotOpen, *err, reading.cannotOpen);
+        SetError(err, fn, kBinsCannotOpen, *err, reading.cannotOpen);
         return -1;
     }
     if (!CheckColumnType(kind, column, name, false, fn, err)) {
@@ -150,7 +152,7 @@ int ReadBins(const BinColumn &kind, const BinColumnReading &reading, const wchar
     Ogda_BaseData *view = ogda_BaseDataDerived(values, startBin, 0, nBins, 1, err);
     const bool read = view && odsc_ColumnRead(column, startBin, nBins, view, err) != nullptr;
     ogda_BaseDataDelete(view, nullptr);
-    if (!read) SetError(err, fn, kCannotRead, *err, reading.cannotRead);
+    if (!read) SetError(err, fn, kBinsCannotRead, *err, reading.cannotRead);
     odsc_ColumnClose(column, nullptr);
     return read ? 1 : -1;
 }

@@ -8,27 +8,9 @@
 #include <orvik/osta.h>
 
 #include "stats/bin_columns.hpp"
+#include "stats/report.hpp"
 
 namespace orvik::stats {
-
-// Report numbers of the column writers and readers (ResolveBinRows numbers 1 and 2).
-enum BinColumnReport : long {
-    kBadStartBin = 1,
-    kBadBinCount = 2,
-    kCannotOpen = 3,
-    kCannotCreate = 4,
-    kCannotWrite = 5,
-    kCannotClose = 6,
-    kWrongType = 7,
-    kTooFewValues = 8,
-    kBadTable = 9,
-    kNoColumn = 10,
-    kCannotRead = 11,
-    kBadComponent = 12,
-    kBadStack = 13,
-    kComponentFailed = 14,
-    kBadHistogram = 15,
-};
 
 // The readers' messages of one record kind ("%s": the column name).
 struct BinColumnReading {

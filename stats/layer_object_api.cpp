@@ -10,27 +10,17 @@
 #include "stats/report_slot.hpp"
 #include "stats/layer_objects.hpp"
 #include "stats/osta_designs.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::SetError;
 
 namespace {
 
-// Report numbers of this file's own checks (the shared steps number theirs 1 to 7).
-enum LayerReport : long {
-    kBadArgument = 8,
-    kCreateFailed = 9,
-    kNoMemory = 10,
-    kParent = 11,
-    kBadRecord = 12,
-    kOpenFailed = 13,
-    kCloseFailed = 14,
-};
-
 bool CheckArgs(const Ohfa_File *file, const wchar_t *node, const void *record, const wchar_t *fn,
                Oerr_ErrorReport **err) {
     if (file && node && record) return true;
-    SetError(err, fn, kBadArgument, nullptr, L"Invalid file, node or record");
+    SetError(err, fn, kLayerBadArgument, nullptr, L"Invalid file, node or record");
     return false;
 }
 
@@ -58,7 +48,7 @@ void FreeItems(void *record, const wchar_t *designName) {
 Osta_Covariance *ReadCovariance(Ohfa_File *file, const wchar_t *node, Osta_Covariance *covariance,
                                 const wchar_t *fn, Oerr_ErrorReport **e) {
     if (!file || !node) {
-        SetError(e, fn, kBadArgument, nullptr, L"Invalid file or node");
+        SetError(e, fn, kLayerBadArgument, nullptr, L"Invalid file or node");
         return nullptr;
     }
     // Read into a record of its own: the caller's keeps its matrix until the read succeeded.
@@ -66,10 +56,10 @@ Osta_Covariance *ReadCovariance(Ohfa_File *file, const wchar_t *node, Osta_Covar
     const int found = ReadLayerObject(kCovarianceObject, file, node, &read, fn, e);
     Osta_Covariance *out = nullptr;
     if (found > 0 && !IsSquareMatrix(&read.covariance)) {
-        SetError(e, fn, kBadRecord, nullptr, L"Covariance of %s is not a square matrix", node);
+        SetError(e, fn, kLayerBadRecord, nullptr, L"Covariance of %s is not a square matrix", node);
     } else if (found > 0) {
         out = osta_CovarianceCopy(&read, covariance, e);
-        if (!out) SetError(e, fn, kCreateFailed, *e, L"osta_CovarianceCopy failed");
+        if (!out) SetError(e, fn, kLayerCreateFailed, *e, L"osta_CovarianceCopy failed");
     }
     FreeItems(&read, L"Osta_Covariance");
     return out;
@@ -80,7 +70,7 @@ Omsc_Boolean AreExcluded(Ohfa_File *file, const wchar_t *node, Osta_ExcludedValu
     if (values) *values = nullptr;
     return WithReport<Omsc_Boolean>(err, fn, OMSC_FALSE, [&](Oerr_ErrorReport **e) {
         if (!file || !node) {
-            SetError(e, fn, kBadArgument, nullptr, L"Invalid file or node");
+            SetError(e, fn, kLayerBadArgument, nullptr, L"Invalid file or node");
             return OMSC_FALSE;
         }
         Osta_ExcludedValues read{};
@@ -90,7 +80,7 @@ Omsc_Boolean AreExcluded(Ohfa_File *file, const wchar_t *node, Osta_ExcludedValu
         if (ok && any && values) {
             *values = osta_ExcludedValuesCreate(read.valueBD, e);
             if (!*values) {
-                SetError(e, fn, kCreateFailed, *e, L"osta_ExcludedValuesCreate failed");
+                SetError(e, fn, kLayerCreateFailed, *e, L"osta_ExcludedValuesCreate failed");
                 ok = false;
             }
         }
@@ -105,7 +95,7 @@ R WithFile(const wchar_t *fileName, const wchar_t *mode, const wchar_t *fn, R fa
            Oerr_ErrorReport **e, F &&body) {
     Ohfa_File *file = fileName ? ohfa_FileOpen(fileName, mode, 0, e) : nullptr;
     if (!file) {
-        SetError(e, fn, kOpenFailed, *e, L"Cannot open %s", fileName ? fileName : L"(null)");
+        SetError(e, fn, kLayerOpenFailed, *e, L"Cannot open %s", fileName ? fileName : L"(null)");
         return failure;
     }
     R r = body(file);
@@ -114,7 +104,7 @@ R WithFile(const wchar_t *fileName, const wchar_t *mode, const wchar_t *fn, R fa
         if (*e) {
             oerr_DeleteErrorReportEx(&closeErr);
         } else {
-            SetError(e, fn, kCloseFailed, closeErr, L"Cannot close %s", fileName);
+            SetError(e, fn, kLayerCloseFailed, closeErr, L"Cannot close %s", fileName);
             return failure;
         }
     }
@@ -140,14 +130,14 @@ ORVIK_API Osta_Statistics *osta_StatisticsRead(Ohfa_File *file, const wchar_t *n
     return WithReport<Osta_Statistics *>(
         err, kFn, nullptr, [&](Oerr_ErrorReport **e) -> Osta_Statistics * {
             if (!file || !node) {
-                SetError(e, kFn, kBadArgument, nullptr, L"Invalid file or node");
+                SetError(e, kFn, kLayerBadArgument, nullptr, L"Invalid file or node");
                 return nullptr;
             }
             Osta_Statistics *out = statistics;
             if (!out) {
                 out = osta_StatisticsCreate(e);
                 if (!out) {
-                    SetError(e, kFn, kCreateFailed, *e, L"osta_StatisticsCreate failed");
+                    SetError(e, kFn, kLayerCreateFailed, *e, L"osta_StatisticsCreate failed");
                     return nullptr;
                 }
             }
@@ -162,7 +152,7 @@ ORVIK_API Osta_Statistics *osta_StatisticsRead(Ohfa_File *file, const wchar_t *n
                 // itself is not asked.
                 wchar_t *path = ofnp_NodePathGet(node, OFNP_PART_PATH, e);
                 if (!path) {
-                    SetError(e, kFn, kNoMemory, *e, L"No memory");
+                    SetError(e, kFn, kLayerNoMemory, *e, L"No memory");
                     return fail();
                 }
                 while (found == 0) {
@@ -170,7 +160,7 @@ ORVIK_API Osta_Statistics *osta_StatisticsRead(Ohfa_File *file, const wchar_t *n
                     omsc_HeapFree(path);
                     path = parent;
                     if (!parent) {
-                        SetError(e, kFn, kParent, *e, L"ofnp_NodePathGet failed");
+                        SetError(e, kFn, kLayerParent, *e, L"ofnp_NodePathGet failed");
                         return fail();
                     }
                     if (std::wcscmp(parent, OFNP_ROOT) == 0) break;
@@ -199,7 +189,7 @@ ORVIK_API long osta_CovarianceWrite(Ohfa_File *file, const wchar_t *node,
     constexpr const wchar_t *kFn = L"osta_CovarianceWrite";
     if (covariance && !IsSquareMatrix(&covariance->covariance)) {
         if (err) *err = nullptr;
-        SetError(err, kFn, kBadArgument, nullptr, L"Covariance is not a square matrix");
+        SetError(err, kFn, kLayerBadArgument, nullptr, L"Covariance is not a square matrix");
         return -1;
     }
     return WriteChecked(kCovarianceObject, file, node, covariance, kFn, err);
@@ -212,7 +202,7 @@ ORVIK_API long osta_CovarianceWriteByName(const wchar_t *fileName, const wchar_t
     return WithReport<long>(err, kFn, -1, [&](Oerr_ErrorReport **e) {
         return WithFile<long>(fileName, L"r+", kFn, -1, e, [&](Ohfa_File *file) -> long {
             if (osta_CovarianceWrite(file, node, covariance, e) == 0) return 0;
-            SetError(e, kFn, kCreateFailed, *e, L"osta_CovarianceWrite failed");
+            SetError(e, kFn, kLayerCreateFailed, *e, L"osta_CovarianceWrite failed");
             return -1;
         });
     });
@@ -311,19 +301,19 @@ ORVIK_API Osta_SkipFactors *osta_StatisticsGetSkipFactors(Ohfa_File *file, const
     return WithReport<Osta_SkipFactors *>(
         err, kFn, nullptr, [&](Oerr_ErrorReport **e) -> Osta_SkipFactors * {
             if (!file || !node) {
-                SetError(e, kFn, kBadArgument, nullptr, L"Invalid file or node");
+                SetError(e, kFn, kLayerBadArgument, nullptr, L"Invalid file or node");
                 return nullptr;
             }
             Osta_SkipFactors read{};
             const int found = ReadLayerObject(kSkipFactorsObject, file, node, &read, kFn, e);
             if (found <= 0) return nullptr;
             if (read.skipFactorX < 1 || read.skipFactorY < 1) {
-                SetError(e, kFn, kBadRecord, nullptr, L"Bad skip factors %ld, %ld in %s",
+                SetError(e, kFn, kLayerBadRecord, nullptr, L"Bad skip factors %ld, %ld in %s",
                          long{read.skipFactorX}, long{read.skipFactorY}, node);
                 return nullptr;
             }
             Osta_SkipFactors *out = osta_SkipFactorsCopy(&read, skip, e);
-            if (!out) SetError(e, kFn, kCreateFailed, *e, L"osta_SkipFactorsCopy failed");
+            if (!out) SetError(e, kFn, kLayerCreateFailed, *e, L"osta_SkipFactorsCopy failed");
             return out;
         });
 }

@@ -8,6 +8,7 @@
 
 #include "core/guard.hpp"
 #include "stats/osta_designs.hpp"
+#include "stats/report.hpp"
 
 using orvik::core::SetError;
 
@@ -15,20 +16,9 @@ namespace orvik::stats {
 
 namespace {
 
-// Report numbers of the writers and readers, in the order of their steps.
-enum ObjectReport : long {
-    kDesignFetch = 1,
-    kDictionary = 2,
-    kNoNode = 3,
-    kSeek = 4,
-    kPath = 5,
-    kWrite = 6,
-    kRead = 7,
-};
-
 const Omif_Design *Design(const LayerObject &kind, const wchar_t *fn, Oerr_ErrorReport **err) {
     const Omif_Design *design = SharedDesign(kind.designName, fn, err);
-    if (!design) SetError(err, fn, kDesignFetch, *err, L"OMIF_DESIGN_FETCH failed");
+    if (!design) SetError(err, fn, kLayerDesignFetch, *err, L"OMIF_DESIGN_FETCH failed");
     return design;
 }
 
@@ -37,9 +27,9 @@ bool SeekNode(Ohfa_File *file, const wchar_t *node, const wchar_t *fn, Oerr_Erro
     const long found = ohfa_EntrySeek(file, OHFA_SEEK_PATH, node, err);
     if (found > 0) return true;
     if (found == 0)
-        SetError(err, fn, kNoNode, nullptr, L"Cannot find %s", node);
+        SetError(err, fn, kLayerNoNode, nullptr, L"Cannot find %s", node);
     else
-        SetError(err, fn, kSeek, *err, L"EntrySeek failed");
+        SetError(err, fn, kLayerSeek, *err, L"EntrySeek failed");
     return false;
 }
 
@@ -55,13 +45,13 @@ long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *n
     const Omif_Design *design = Design(kind, fn, err);
     if (!design) return -1;
     if (!ohfa_FileDictionaryAddDesign(file, design, err)) {
-        SetError(err, fn, kDictionary, *err, L"Trouble adding design to dictionary");
+        SetError(err, fn, kLayerDictionary, *err, L"Trouble adding design to dictionary");
         return -1;
     }
     if (!SeekNode(file, node, fn, err)) return -1;
     const long hasChild = ohfa_EntrySeek(file, OHFA_SEEK_CHILD_NAMED, kind.entryName, err);
     if (hasChild < 0) {
-        SetError(err, fn, kSeek, *err, L"EntrySeek failed");
+        SetError(err, fn, kLayerSeek, *err, L"EntrySeek failed");
         return -1;
     }
     long written = 0;
@@ -69,7 +59,7 @@ long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *n
         // Overwritten in place, so the layer keeps exactly one such child.
         wchar_t *path = ohfa_CurrentEntryPath(file, err);
         if (!path) {
-            SetError(err, fn, kPath, *err, L"ohfa_CurrentEntryPath failed");
+            SetError(err, fn, kLayerPath, *err, L"ohfa_CurrentEntryPath failed");
             return -1;
         }
         written = ohfa_ObjectWrite(file, path, nullptr, kind.designName, OHFA_WRITE_CURRENT, object,
@@ -80,7 +70,7 @@ long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *n
                                    OHFA_WRITE_LAST_CHILD, object, design, err);
     }
     if (written != 0) {
-        SetError(err, fn, kWrite, *err, L"Object Write failed");
+        SetError(err, fn, kLayerWrite, *err, L"Object Write failed");
         return -1;
     }
     return 0;
@@ -95,7 +85,7 @@ int ReadLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *nod
     void *read = ohfa_ObjectReadIfPresent(file, kind.designName, OHFA_SEEK_CHILD_OF_TYPE, object,
                                           design, err);
     if (*err) {
-        SetError(err, fn, kRead, *err, L"ohfa_ObjectReadIfPresent failed");
+        SetError(err, fn, kLayerRead, *err, L"ohfa_ObjectReadIfPresent failed");
         return -1;
     }
     return read ? 1 : 0;
@@ -104,19 +94,19 @@ int ReadLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *nod
 double EntryTime(Ohfa_File *file, const wchar_t *node, const wchar_t *relative, const wchar_t *fn,
                  Oerr_ErrorReport **err) {
     if (!file || !node) {
-        SetError(err, fn, kNoNode, nullptr, L"Invalid file or node");
+        SetError(err, fn, kLayerNoNode, nullptr, L"Invalid file or node");
         return -1;
     }
     wchar_t *path = ofnp_NodePathJoin(node, relative, err);
     if (!path) {
-        SetError(err, fn, kNoNode, *err, L"Cannot find %s", node);
+        SetError(err, fn, kLayerNoNode, *err, L"Cannot find %s", node);
         return -1;
     }
     Ohfa_Entry entry{};
     const long found = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path, &entry, err);
     omsc_HeapFree(path);
     if (found < 0 || *err) {
-        SetError(err, fn, kSeek, *err, L"EntrySeek failed");
+        SetError(err, fn, kLayerSeek, *err, L"EntrySeek failed");
         return -1;
     }
     return found > 0 ? entry.modTime : 0;

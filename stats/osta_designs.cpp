@@ -5,9 +5,11 @@
 
 #include "core/guard.hpp"
 #include "stats/osta_designs.hpp"
+#include "stats/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using namespace orvik::stats;
 
 namespace {
 
@@ -39,7 +41,7 @@ Omif_BuiltinDesigns g_designs = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);
 const Omif_Dictionary *ModuleDictionary(const wchar_t *function, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
     const Omif_Dictionary *d = omif_BuiltinDictionaryGet(&g_designs, &inner);
-    if (!d) SetError(err, function, 1, inner, L"Dictionary create fail");
+    if (!d) SetError(err, function, kDesignDictionaryFailed, inner, L"Dictionary create fail");
     return d;
 }
 
@@ -51,7 +53,7 @@ Omif_Design *Fetch(const wchar_t *function, const wchar_t *name, Oerr_ErrorRepor
         Oerr_ErrorReport *inner = nullptr;
         const Omif_Design *shared = omif_DictionarySearchByName(d, name, &inner);
         Omif_Design *copy = shared ? omif_DesignCopy(shared, &inner) : nullptr;
-        if (!copy) SetError(err, function, 2, inner, L"Design create failed");
+        if (!copy) SetError(err, function, kDesignCopyFailed, inner, L"Design create failed");
         return copy;
     });
 }
@@ -66,7 +68,7 @@ const Omif_Design *SharedDesign(const wchar_t *name, const wchar_t *function,
     if (!d) return nullptr;
     Oerr_ErrorReport *inner = nullptr;
     const Omif_Design *shared = omif_DictionarySearchByName(d, name, &inner);
-    if (!shared) SetError(err, function, 2, inner, L"Design create failed");
+    if (!shared) SetError(err, function, kDesignCopyFailed, inner, L"Design create failed");
     return shared;
 }
 
@@ -92,7 +94,7 @@ ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err) OR
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, kFn, OMSC_FALSE, [&] {
         if (!toolkit) {
-            SetError(err, kFn, 1, nullptr, L"Toolkit has not been initialized");
+            SetError(err, kFn, kInitNoToolkit, nullptr, L"Toolkit has not been initialized");
             return OMSC_FALSE;
         }
         return ModuleDictionary(kFn, err) ? OMSC_TRUE : OMSC_FALSE;
