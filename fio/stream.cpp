@@ -226,7 +226,10 @@ bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, st
     // a read-buffer fill can miss them.
     if (!FlushWrites(err, fn)) return false;
 
-    bool sequential = position == m_lastReadEnd;
+    // A read that continues the previous one, or skips less than kReadAheadGap bytes after it,
+    // is a forward walk (records of a structure laid out in order, with data between them):
+    // it is served from a buffer fill.
+    bool sequential = position >= m_lastReadEnd && position - m_lastReadEnd < kReadAheadGap;
     // Part already in the read buffer.
     if (m_readLength > 0 && position >= m_readStart &&
         position < m_readStart + static_cast<std::int64_t>(m_readLength)) {
@@ -285,11 +288,26 @@ bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
         end > m_readStart) {
         m_readLength = 0;
     }
-    if (m_writeLength > 0 &&
-        (position != m_writeStart + static_cast<std::int64_t>(m_writeLength) ||
-         m_writeLength + count > m_bufferSize) &&
-        !FlushWrites(err, fn)) {
-        return false;
+    if (m_writeLength > 0) {
+        // Writes that touch the buffered range join it: one that starts inside it or right
+        // after it (overwriting and extending), or one that ends right where it begins.
+        // Later bytes replace earlier ones, so the buffer always holds the result of an
+        // unbroken run of writes: the file never shows a later write without an earlier one.
+        const std::int64_t bufEnd = m_writeStart + static_cast<std::int64_t>(m_writeLength);
+        if (position >= m_writeStart && position <= bufEnd &&
+            end - m_writeStart <= static_cast<std::int64_t>(m_bufferSize)) {
+            std::memcpy(m_writeBuffer + (position - m_writeStart), buffer, count);
+            m_writeLength = static_cast<std::size_t>(std::max(end, bufEnd) - m_writeStart);
+            return true;
+        }
+        if (end == m_writeStart && m_writeLength + count <= m_bufferSize) {
+            std::memmove(m_writeBuffer + count, m_writeBuffer, m_writeLength);
+            std::memcpy(m_writeBuffer, buffer, count);
+            m_writeStart = position;
+            m_writeLength += count;
+            return true;
+        }
+        if (!FlushWrites(err, fn)) return false;
     }
     if (count < m_bufferSize && EnsureBuffer(m_writeBuffer)) {
         if (m_writeLength == 0) m_writeStart = position;

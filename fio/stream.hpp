@@ -4,7 +4,8 @@
 // I/O design (measured in bench/fio.cpp, explained in docs/fio.md): every transfer is
 // positional (pread/pwrite) at the stream's logical position, so seeking costs no system
 // call. Two small buffers sit in front of the system:
-// - a write buffer collects small writes that continue one another and is written out when
+// - a write buffer collects small writes that touch its range (continue, overlap, or end where
+//   it begins) and is written out when
 //   a write lands elsewhere, a read needs it, on flush and on close;
 // - a read buffer is filled only when a small read continues the previous one (text and
 //   character reading, sequential record reads); a small read anywhere else goes straight
@@ -25,6 +26,9 @@ namespace orvik::fio {
 
 // Default size of each of the two buffers (see docs/fio.md for the measurements).
 constexpr std::size_t kDefaultBufferSize = 64 * 1024;
+// A small read starting at most this far after the end of the previous one fills the read
+// buffer (a forward walk); farther away it goes straight to the system.
+constexpr std::int64_t kReadAheadGap = 1024;
 
 struct OpenMode {
     os::OpenRequest request;

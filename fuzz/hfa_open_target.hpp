@@ -2,11 +2,15 @@
 // as an HFA file. Recognition must answer without an error; whatever opens read-only must
 // also open for update, survive taking and returning space, a growing dictionary and the last
 // close, and then open again with a sound free list (the writes of this library never turn an
-// openable file into a broken one). Leaks and memory errors are caught by the sanitizers.
+// openable file into a broken one). The integrity check and the listing run over every file
+// that opens; a file the check finds sound must still be sound after those writes, and a copy of
+// any file that opens always yields a sound file. Leaks and memory errors are caught by the
+// sanitizers.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,6 +37,25 @@ inline const std::string &ScratchPath() {
 }
 
 inline void Delete(Oerr_ErrorReport *&err) { oerr_DeleteErrorReportEx(&err); }
+
+// Runs the integrity check (which must always answer) and returns its problem count.
+inline long Check(Ohfa_File *f) {
+    Oerr_ErrorReport *err = nullptr;
+    ostr_StringList *problems = nullptr;
+    const long n = ohfa_FileCheck(f, &problems, &err);
+    FUZZ_CHECK(n >= 0 && problems != nullptr && err == nullptr);
+    ostr_StringListDelete(problems, nullptr);
+    return n;
+}
+
+// Lists the whole file to the null device.
+inline void List(Ohfa_File *f) {
+    static FILE *sink = std::fopen("/dev/null", "w");
+    FUZZ_CHECK(sink != nullptr);
+    Oerr_ErrorReport *err = nullptr;
+    ohfa_ListFile(f, nullptr, sink, &err);
+    Delete(err);
+}
 
 // Visits the entry tree in preorder (bounded: a damaged tree may be endless) and reads the
 // data of every entry it reaches in file form.
@@ -92,6 +115,8 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
     Delete(err);
     orvik::hfa::CheckFreeList(f);
     WalkEntries(f);
+    const bool sound = Check(f) == 0;
+    List(f);
     FUZZ_CHECK(ohfa_FileClose(f, &err) == 0);
 
     f = ohfa_FileOpen(name.c_str(), L"r+b", 0, &err);
@@ -114,6 +139,17 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
     Delete(err);
 
     f = ohfa_FileOpen(name.c_str(), L"r", 0, &err);
+    FUZZ_CHECK(f != nullptr);
+    FUZZ_CHECK(orvik::hfa::CheckFreeList(f) == 0);
+    FUZZ_CHECK(!sound || Check(f) == 0);
+    FUZZ_CHECK(ohfa_FileClose(f, &err) == 0);
+
+    // A copy reads what it can of a damaged file, reports the rest, and writes a sound file.
+    const std::wstring copy = name + L".copy";
+    const long copied = ohfa_FileCopy(name.c_str(), copy.c_str(), &err);
+    FUZZ_CHECK(copied >= 0 ? err == nullptr : err != nullptr);
+    Delete(err);
+    f = ohfa_FileOpen(copy.c_str(), L"r", 0, &err);
     FUZZ_CHECK(f != nullptr);
     FUZZ_CHECK(orvik::hfa::CheckFreeList(f) == 0);
     FUZZ_CHECK(ohfa_FileClose(f, &err) == 0);

@@ -13,6 +13,9 @@ using namespace orvik::hfa;
 
 namespace {
 
+// Records larger than this are converted into the stream instead of a copy in memory.
+constexpr long kStreamedRecord = 1L << 20;
+
 // The checks every positioned transfer makes before it allocates or moves anything: a
 // position inside the 32-bit file (-1 only where allowed) and a size that the file can
 // hold (reads are further checked against the file's end by ReadStart).
@@ -81,6 +84,19 @@ ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif
         if (!design || !hostBuffer) {
             SetError(err, kFn, kDataDesignFailed, nullptr, L"Design fetch failed");
             return -1;
+        }
+        if (size > kStreamedRecord) {
+            // Large records are converted straight into the stream, chunk by chunk: no copy
+            // of the whole record in memory.
+            if (!CheckWritable(file, kFn, err)) return -1;
+            if (ofio_Seek(file->stream, position, OFIO_SEEK_SET, err) != 0 ||
+                omif_ConvertToMIF(file->stream, hostBuffer, design, nullptr, 0, err) != size ||
+                *err) {
+                SetError(err, kFn, kDataEncodeFailed, *err, L"omif_ConvertToMIF failed");
+                return -1;
+            }
+            NoteWritten(file, position, size);
+            return size;
         }
         // Converted in memory first, so that the record reaches the file in one write.
         std::vector<unsigned char> bytes(static_cast<std::size_t>(size));

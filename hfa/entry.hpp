@@ -1,11 +1,13 @@
 // Internal: the entry tree of an open HFA file - the current entry, the path stack from the
-// root down to it, and the table of entries reached so far (position -> parent and name, and
-// (parent, name) -> position for sibling look-up by name). One thread at a time, like the
-// file record that holds it.
+// root down to it, the entry records reached so far (by position) and the sibling name index
+// ((parent, name) -> position, and each parent's last child). One thread at a time, like the file
+// record that holds it.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -15,9 +17,18 @@ struct Ohfa_File_;
 
 namespace orvik::hfa {
 
-struct EntryPathInfo {
-    uint32_t parent;
-    std::string name; // UTF-8, as stored
+// The children of one parent: the first child of each name (with how many siblings carry
+// it) and the last child. Only complete indexes are kept: one walk of the sibling list builds
+// it, every entry write, delete, rename and move keeps it in step, and a change it cannot
+// follow cheaply (a second entry of a name inserted before the end, the first of several
+// deleted) drops it, to be rebuilt by the next look-up.
+struct ChildIndex {
+    struct Slot {
+        uint32_t first; // position of the first child of that name in list order
+        uint32_t count; // children of that name
+    };
+    std::unordered_map<std::string, Slot> byName;
+    uint32_t last = 0; // 0: no children
 };
 
 struct EntryState {
@@ -25,16 +36,18 @@ struct EntryState {
     uint32_t position = 0;         // of the current entry
     Ohfa_Entry record{};           // host copy of the current entry
     std::vector<std::string> path; // names below the root down to the current entry
-    std::unordered_map<uint32_t, EntryPathInfo> byPosition;
-    std::unordered_map<std::string, uint32_t> byParentAndName; // key: parent + '/' + name
+    std::unordered_map<uint32_t, ChildIndex> children; // by parent position
+    // Entry records as last read or written (write-through; every raw write over one drops
+    // it). Bounded: it starts afresh when full.
+    std::map<uint32_t, Ohfa_Entry> records;
 
     void Forget() {
         valid = false;
         position = 0;
         record = Ohfa_Entry{};
         path.clear();
-        byPosition.clear();
-        byParentAndName.clear();
+        children.clear();
+        records.clear();
     }
 };
 
@@ -49,8 +62,26 @@ bool WriteEntry(Ohfa_File_ *file, uint32_t position, const Ohfa_Entry &entry,
 long SeekEntry(Ohfa_File_ *file, long method, const wchar_t *name, Oerr_ErrorReport **err,
                const wchar_t *fn);
 
-// Records `position` (child of `parent`, called `name`) in the entry table.
-void HashEntry(EntryState &state, uint32_t position, uint32_t parent, const std::string &name);
-void UnhashEntry(EntryState &state, uint32_t position);
+// Keeping the sibling name index in step (child_index.cpp). A parent without an index is
+// left alone. `after` is the sibling the new entry follows (0: it became the first child).
+void IndexInsert(EntryState &state, uint32_t parent, uint32_t position, const std::string &name,
+                 uint32_t after);
+// `prev` is the removed entry's predecessor (the new last child when it was the last).
+void IndexRemove(EntryState &state, uint32_t parent, uint32_t position, const std::string &name,
+                 uint32_t prev);
+void IndexRename(EntryState &state, uint32_t parent, uint32_t position, const std::string &from,
+                 const std::string &to);
+// A deleted entry can no longer be a parent (its position may be reused).
+void IndexForgetParent(EntryState &state, uint32_t parent);
+
+// Node path of the current entry ("/" for the root).
+std::wstring CurrentPath(const EntryState &state);
+
+// Makes every entry below the node `startNode` (null: the root; the node itself too when
+// `withStart`) current in turn, in preorder, and calls `visit`, which stops the walk by
+// returning false. The walk is bounded; a tree that does not end is reported. True when it
+// ended; the current entry is then wherever the walk left it.
+bool WalkBelow(Ohfa_File_ *file, const wchar_t *startNode, bool withStart,
+               const std::function<bool()> &visit, Oerr_ErrorReport **err, const wchar_t *fn);
 
 } // namespace orvik::hfa

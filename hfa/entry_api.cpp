@@ -8,6 +8,7 @@
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
+#include "hfa/link_journal.hpp"
 #include "strings/node_path.hpp"
 #include "core/utf8.hpp"
 #include "hfa/report.hpp"
@@ -18,8 +19,16 @@ using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
+// Entry records kept in memory at most (about 180 bytes each).
+constexpr std::size_t kMaxCachedRecords = std::size_t{1} << 18;
+
 bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_ErrorReport **err,
                const wchar_t *fn) {
+    auto &records = file->entry.records;
+    if (auto hit = records.find(position); hit != records.end()) {
+        entry = hit->second;
+        return true;
+    }
     unsigned char bytes[kEntrySize];
     if (position < kTagSize || !ReadAt(file, position, bytes, kEntrySize, err, fn) ||
         !RecordFromBytes(kEntryDesign, bytes, kEntrySize, &entry, err, fn)) {
@@ -30,6 +39,8 @@ bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_Error
     }
     entry.name[sizeof entry.name - 1] = 0;
     entry.type[sizeof entry.type - 1] = 0;
+    if (records.size() >= kMaxCachedRecords) records.clear();
+    records.emplace(position, entry);
     return true;
 }
 
@@ -37,8 +48,15 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
                 const wchar_t *fn) {
     unsigned char bytes[kEntrySize];
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
-        WriteAt(file, position, bytes, kEntrySize, err, fn))
+        WriteAt(file, position, bytes, kEntrySize, err, fn)) {
+        auto &records = file->entry.records;
+        if (records.size() >= kMaxCachedRecords) records.clear();
+        // As a reader would see it: the text items end inside their width.
+        Ohfa_Entry &kept = records[position] = entry;
+        kept.name[sizeof kept.name - 1] = 0;
+        kept.type[sizeof kept.type - 1] = 0;
         return true;
+    }
     SetError(err, fn, kEntryWriteFailed, *err, L"WriteCurrentEntry fail");
     return false;
 }
@@ -52,6 +70,10 @@ constexpr int kMaxName = 63;
 double Now() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
         .count();
+}
+
+std::string NameOf(const Ohfa_Entry &e) {
+    return std::string(e.name, strnlen(e.name, sizeof e.name));
 }
 
 // Copies a wide text into a fixed 8-bit item; false when it does not fit.
@@ -79,7 +101,6 @@ void Become(Ohfa_File *file, uint32_t position, const Ohfa_Entry &record, bool c
         s.path.back() = name;
     s.position = position;
     s.record = record;
-    HashEntry(s, position, record.parent, name);
 }
 
 // Writes a new entry after `at` (a sibling record) and links it in: the new record first,
@@ -96,13 +117,18 @@ bool InsertAfter(Ohfa_File *file, uint32_t at, Ohfa_Entry &pred, Ohfa_Entry &fre
     fresh.parent = pred.parent;
     if (!WriteEntry(file, position, fresh, err, fn)) return false;
     const uint32_t successor = pred.next;
+    Ohfa_Entry next{};
+    if (successor && !ReadEntry(file, successor, next, err, fn)) return false;
+    // Two links change: the pair is journalled first.
+    if (successor &&
+        !JournalBegin(file, {{at, kNextField, position}, {successor, kPrevField, position}}, err,
+                      fn))
+        return false;
     pred.next = position;
     if (!WriteEntry(file, at, pred, err, fn)) return false;
     if (successor) {
-        Ohfa_Entry next{};
-        if (!ReadEntry(file, successor, next, err, fn)) return false;
         next.prev = position;
-        if (!WriteEntry(file, successor, next, err, fn)) return false;
+        if (!WriteEntry(file, successor, next, err, fn) || !JournalEnd(file, err, fn)) return false;
     }
     return true;
 }
@@ -137,6 +163,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         if (type) std::memcpy(rec.type, fresh.type, sizeof rec.type);
         rec.modTime = fresh.modTime;
         if (!WriteEntry(file, s.position, rec, err, fn)) return -1;
+        if (name) IndexRename(s, rec.parent, s.position, NameOf(s.record), NameOf(rec));
         Become(file, s.position, rec, false);
         return 0;
     }
@@ -169,17 +196,25 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
                 fresh.parent = s.record.parent;
                 fresh.next = s.position;
                 if (!WriteEntry(file, position, fresh, err, fn)) return -1;
+                if (!JournalBegin(file,
+                                  {{s.record.parent, kChildField, position},
+                                   {s.position, kPrevField, position}},
+                                  err, fn))
+                    return -1;
                 parent.child = position;
                 if (!WriteEntry(file, s.record.parent, parent, err, fn)) return -1;
                 Ohfa_Entry old = s.record;
                 old.prev = position;
-                if (!WriteEntry(file, s.position, old, err, fn)) return -1;
+                if (!WriteEntry(file, s.position, old, err, fn) || !JournalEnd(file, err, fn))
+                    return -1;
+                IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
                 Become(file, position, fresh, false);
                 return 0;
             }
         }
         uint32_t position = 0;
         if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+        IndexInsert(s, fresh.parent, position, NameOf(fresh), at);
         Become(file, position, fresh, false);
         return 0;
     }
@@ -190,12 +225,16 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
             return -1;
         }
         if (s.record.child != 0) {
-            if (SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, fn) < 0 ||
-                SeekEntry(file, OHFA_SEEK_LAST, nullptr, err, fn) < 0)
+            // The last child comes from the sibling name index: no walk of the list.
+            if (SeekEntry(file, OHFA_SEEK_LAST_CHILD, nullptr, err, fn) <= 0) {
+                SetError(err, fn, kMoveNoLast, err && *err ? *err : nullptr, L"Couldn't find last");
                 return -1;
+            }
             Ohfa_Entry pred = s.record;
+            const uint32_t at = s.position;
             uint32_t position = 0;
-            if (!InsertAfter(file, s.position, pred, fresh, err, fn, position)) return -1;
+            if (!InsertAfter(file, at, pred, fresh, err, fn, position)) return -1;
+            IndexInsert(s, fresh.parent, position, NameOf(fresh), at);
             Become(file, position, fresh, false);
             return 0;
         }
@@ -210,6 +249,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         parent.child = position;
         if (!WriteEntry(file, s.position, parent, err, fn)) return -1;
         s.record = parent;
+        IndexInsert(s, fresh.parent, position, NameOf(fresh), 0);
         Become(file, position, fresh, true);
         return 0;
     }
@@ -251,16 +291,21 @@ bool CollectSubtree(Ohfa_File *file, uint32_t first,
 // Takes the record `rec` out of its sibling list: the predecessor's next (or the parent's
 // child) first, then the successor's back link.
 bool Unlink(Ohfa_File *file, const Ohfa_Entry &rec, Oerr_ErrorReport **err, const wchar_t *fn) {
-    Ohfa_Entry link{};
+    Ohfa_Entry link{}, next{};
     const uint32_t holder = rec.prev ? rec.prev : rec.parent;
     if (!ReadEntry(file, holder, link, err, fn)) return false;
+    if (rec.next && !ReadEntry(file, rec.next, next, err, fn)) return false;
+    // With a follower two links change: the pair is journalled first.
+    if (rec.next && !JournalBegin(file,
+                                  {{holder, rec.prev ? kNextField : kChildField, rec.next},
+                                   {rec.next, kPrevField, rec.prev}},
+                                  err, fn))
+        return false;
     (rec.prev ? link.next : link.child) = rec.next;
     if (!WriteEntry(file, holder, link, err, fn)) return false;
     if (rec.next == 0) return true;
-    Ohfa_Entry next{};
-    if (!ReadEntry(file, rec.next, next, err, fn)) return false;
     next.prev = rec.prev;
-    return WriteEntry(file, rec.next, next, err, fn);
+    return WriteEntry(file, rec.next, next, err, fn) && JournalEnd(file, err, fn);
 }
 
 // Moves the current entry (with its subtree) to be the last child of the node `toPath`.
@@ -276,8 +321,16 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         SetError(err, fn, kMoveBadPath, nullptr, L"Invalid 'move to' path");
         return -1;
     }
-    const EntryState kept = s;
-    auto restore = [&] { s = kept; };
+    // Only the current entry is put back on a refusal; the indexes stay valid (nothing written).
+    const bool keptValid = s.valid;
+    const Ohfa_Entry keptRecord = s.record;
+    const std::vector<std::string> keptPath = s.path;
+    auto restore = [&] {
+        s.valid = keptValid;
+        s.position = at;
+        s.record = keptRecord;
+        s.path = keptPath;
+    };
     const long found = SeekEntry(file, OHFA_SEEK_PATH, toPath, err, fn);
     if (found <= 0) {
         restore();
@@ -313,6 +366,7 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         SetError(err, fn, kMoveWriteFailed, *err, L"ohfa_WriteCurrentEntry failed");
         return -1;
     }
+    IndexRemove(s, rec.parent, at, name, rec.prev);
     // Link in as the target's last child: the moved record first, then the link to it.
     Ohfa_Entry parent{};
     if (!ReadEntry(file, target, parent, err, fn)) return -1;
@@ -337,7 +391,9 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         parent.child = at;
         if (!WriteEntry(file, target, parent, err, fn)) return -1;
     }
-    s.Forget();
+    IndexInsert(s, target, at, name, last);
+    // The moved entry and its subtree keep their positions; only the moved one's parent and
+    // path change, and the seek below records them.
     return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(at).c_str(), err, fn) > 0
                ? 0
                : -1;
@@ -368,8 +424,9 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
         SetError(err, fn, kEntryDeleteFailed, *err, L"Delete failed");
         return -1;
     }
+    IndexRemove(s, rec.parent, at, NameOf(rec), rec.prev);
     for (const auto &[position, e] : gone) {
-        UnhashEntry(s, position);
+        IndexForgetParent(s, position);
         Oerr_ErrorReport *freeErr = nullptr;
         if (!GiveSpace(file, position, kEntrySize, &freeErr, L"ohfa_FreeSpace") ||
             (e.data && e.dataSize > 0 &&

@@ -18,13 +18,47 @@ struct Ohfa_EntryPosition_ {
     wchar_t *path; // library heap
 };
 
-namespace {
+namespace orvik::hfa {
 
 std::wstring CurrentPath(const EntryState &s) {
     std::wstring path;
     for (const std::string &n : s.path) path += L"/" + orvik::text::Utf8ToWideLossy(n);
     return path.empty() ? L"/" : path;
 }
+
+bool WalkBelow(Ohfa_File *file, const wchar_t *startNode, bool withStart,
+               const std::function<bool()> &visit, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const wchar_t *start = startNode ? startNode : L"/";
+    if (SeekEntry(file, OHFA_SEEK_PATH, start, err, fn) <= 0) {
+        SetError(err, fn, kListNoStart, *err, L"Could not find starting node \"%s\"", start);
+        return false;
+    }
+    if (withStart && !visit()) return false;
+    // Preorder below the start node, bounded like every walk of the tree.
+    const std::size_t depth = file->entry.path.size();
+    const int64_t bound = file->fileEnd / kEntrySize + 1;
+    long r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, fn);
+    for (int64_t steps = 0; r > 0 && steps <= bound; ++steps) {
+        if (!visit()) return false;
+        r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, fn);
+        while (r == 0) {
+            r = SeekEntry(file, OHFA_SEEK_NEXT, nullptr, err, fn);
+            if (r != 0 || file->entry.path.size() <= depth + 1) break;
+            r = SeekEntry(file, OHFA_SEEK_PARENT, nullptr, err, fn);
+            if (r > 0)
+                r = 0;
+            else
+                break;
+        }
+    }
+    if (r > 0)
+        SetError(err, fn, kListEndless, nullptr, L"The entry tree below %s does not end", start);
+    return r == 0;
+}
+
+} // namespace orvik::hfa
+
+namespace {
 
 wchar_t *HeapCopy(const std::wstring &text) {
     auto *out = static_cast<wchar_t *>(
@@ -155,37 +189,15 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
     Oerr_ErrorReport **err = slot.get();
     return Guarded<ostr_StringList *>(err, kFn, nullptr, [&]() -> ostr_StringList * {
         if (!CheckFile(file, kFn, err)) return nullptr;
-        const wchar_t *start = startNode ? startNode : L"/";
-        if (SeekEntry(file, OHFA_SEEK_PATH, start, err, kFn) <= 0) {
-            SetError(err, kFn, kListNoStart, *err, L"Could not find starting node \"%s\"", start);
-            return nullptr;
-        }
         ostr_StringList *list = ostr_StringListCreate(0, err);
         if (!list) return nullptr;
-        // Preorder below the start node, bounded like every walk of the tree.
-        const std::size_t depth = file->entry.path.size();
-        const int64_t bound = file->fileEnd / kEntrySize + 1;
-        long r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, kFn);
-        for (int64_t steps = 0; r > 0 && steps <= bound; ++steps) {
-            if (!ostr_StringListAppend(list, CurrentPath(file->entry).c_str(), err) || *err) {
-                ostr_StringListDelete(list, nullptr);
-                return nullptr;
-            }
-            r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, kFn);
-            while (r == 0) {
-                r = SeekEntry(file, OHFA_SEEK_NEXT, nullptr, err, kFn);
-                if (r != 0 || file->entry.path.size() <= depth + 1) break;
-                r = SeekEntry(file, OHFA_SEEK_PARENT, nullptr, err, kFn);
-                if (r > 0)
-                    r = 0;
-                else
-                    break;
-            }
-        }
-        if (r > 0)
-            SetError(err, kFn, kListEndless, nullptr, L"The entry tree below %s does not end",
-                     start);
-        if (r != 0) {
+        const bool ok = WalkBelow(
+            file, startNode, false,
+            [&] {
+                return ostr_StringListAppend(list, CurrentPath(file->entry).c_str(), err) && !*err;
+            },
+            err, kFn);
+        if (!ok) {
             ostr_StringListDelete(list, nullptr);
             return nullptr;
         }

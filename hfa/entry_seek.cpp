@@ -56,6 +56,10 @@ class Seeker {
     template <class Match>
     long WalkSiblings(Cursor &c, bool self, long (Seeker::*step)(Cursor &), Match match);
     long Descendant(Cursor &c, const std::string &name);
+    // The child of that name / the last child, through the sibling name index.
+    long NamedChild(Cursor &c, const std::string &name);
+    long LastChild(Cursor &c);
+    ChildIndex *Children(const Cursor &parent, long &r);
     long AtPosition(Cursor &c, uint32_t position);
     long Path(Cursor &c, const wchar_t *path);
     std::string ParentName(const Cursor &c);
@@ -222,13 +226,88 @@ long Seeker::Path(Cursor &c, const wchar_t *path) {
     }
     long r = Root(c);
     for (std::size_t i = 0; r > 0 && i < names.size(); ++i) {
-        const std::string wanted = text::WideToUtf8Lossy(names[i]);
-        r = Child(c);
-        if (r > 0)
-            r = WalkSiblings(c, true, &Seeker::Next,
-                             [&](const Ohfa_Entry &e) { return NameOf(e) == wanted; });
+        r = NamedChild(c, text::WideToUtf8Lossy(names[i]));
     }
     return r;
+}
+
+// The index of the parent `parent`, built by one checked, bounded walk of its children when
+// there is none. Null when the list is damaged (never indexed): the caller then walks it
+// step by step, reaching what lies before the damage and reporting the damage itself.
+ChildIndex *Seeker::Children(const Cursor &parent, long &r) {
+    EntryState &s = m_file->entry;
+    auto it = s.children.find(parent.position);
+    if (it != s.children.end()) {
+        r = 1;
+        return &it->second;
+    }
+    ChildIndex index;
+    Cursor walk = parent;
+    r = Child(walk);
+    for (int64_t steps = 0; r > 0; ++steps) {
+        if (steps > m_bound) {
+            SetError(m_err, m_fn, kSeekCorruptSibling, nullptr,
+                     L"Corrupt sibling entry (%s) of %s detected",
+                     Wide(NameOf(walk.record)).c_str(), Wide(NameOf(parent.record)).c_str());
+            r = -1;
+            break;
+        }
+        auto slot =
+            index.byName.try_emplace(NameOf(walk.record), ChildIndex::Slot{walk.position, 0});
+        ++slot.first->second.count;
+        index.last = walk.position;
+        r = Next(walk);
+    }
+    if (r < 0) {
+        oerr_DeleteErrorReportEx(m_err);
+        return nullptr;
+    }
+    r = 1;
+    return &s.children.emplace(parent.position, std::move(index)).first->second;
+}
+
+long Seeker::NamedChild(Cursor &c, const std::string &name) {
+    long r = 0;
+    ChildIndex *index = Children(c, r);
+    auto walk = [&] {
+        if ((r = Child(c)) <= 0) return r;
+        return WalkSiblings(c, true, &Seeker::Next,
+                            [&](const Ohfa_Entry &x) { return NameOf(x) == name; });
+    };
+    if (!index) return walk();
+    auto found = index->byName.find(name);
+    if (found == index->byName.end()) return 0;
+    Ohfa_Entry e{};
+    if (!ReadEntry(m_file, found->second.first, e, m_err, m_fn)) return -1;
+    if (e.parent != c.position || NameOf(e) != name) {
+        // Changed behind the index (another writer): forget it and walk.
+        m_file->entry.children.erase(c.position);
+        return walk();
+    }
+    c.position = found->second.first;
+    c.record = e;
+    c.path.push_back(name);
+    return 1;
+}
+long Seeker::LastChild(Cursor &c) {
+    long r = 0;
+    ChildIndex *index = Children(c, r);
+    if (!index) {
+        if ((r = Child(c)) <= 0) return r;
+        return Last(c);
+    }
+    if (index->last == 0) return 0;
+    Ohfa_Entry e{};
+    if (!ReadEntry(m_file, index->last, e, m_err, m_fn)) return -1;
+    if (e.parent != c.position || e.next != 0) {
+        m_file->entry.children.erase(c.position);
+        if ((r = Child(c)) <= 0) return r;
+        return Last(c);
+    }
+    c.position = index->last;
+    c.record = e;
+    c.path.push_back(NameOf(e));
+    return 1;
 }
 
 // Decimal position text of methods 17 and 18.
@@ -275,13 +354,12 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
         if ((r = Path(c, name)) < 0) return Fail(kSeekPathFailed, L"EntryPathPathSeek failed");
         return r;
     case 9:
-        if ((r = Child(c)) <= 0) return r;
-        return Last(c);
+        return LastChild(c);
     case 10:
+        return NamedChild(c, wanted);
     case 14:
         if ((r = Child(c)) <= 0) return r;
-        return method == 10 ? WalkSiblings(c, true, &Seeker::Next, byName)
-                            : WalkSiblings(c, true, &Seeker::Next, byType);
+        return WalkSiblings(c, true, &Seeker::Next, byType);
     case 11:
         return Descendant(c, wanted);
     case 12:
@@ -289,26 +367,12 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
     case 15:
         return WalkSiblings(c, false, &Seeker::Next, byType);
     case 13: {
-        EntryState &s = m_file->entry;
-        const std::string key = std::to_string(c.record.parent) + "/" + wanted;
-        auto found = s.byParentAndName.find(key);
-        if (found == s.byParentAndName.end()) {
-            // Not reached yet: hash the whole sibling list once.
-            Cursor walk = c;
-            if (First(walk) < 0)
-                return Fail(kSeekSiblingFailed, L"EntryPathSiblingNameSeek failed");
-            do {
-                HashEntry(s, walk.position, walk.record.parent, NameOf(walk.record));
-            } while ((r = Next(walk)) > 0);
-            if (r < 0) return Fail(kSeekSiblingFailed, L"EntryPathSiblingNameSeek failed");
-            found = s.byParentAndName.find(key);
-            if (found == s.byParentAndName.end()) return 0;
-        }
-        Cursor at = c;
-        if (AtPosition(at, found->second) < 0)
+        if (c.record.parent == 0) return 0;
+        Cursor up = c;
+        if ((r = Parent(up)) < 0 || (r > 0 && (r = NamedChild(up, wanted)) < 0))
             return Fail(kSeekSiblingFailed, L"EntryPathSiblingNameSeek failed");
-        c = at;
-        return 1;
+        if (r > 0) c = std::move(up);
+        return r;
     }
     case 17: {
         uint32_t position = m_file->batchStartNode;
@@ -390,21 +454,6 @@ bool AllowedInBatch(long method) {
 
 } // namespace
 
-void HashEntry(EntryState &state, uint32_t position, uint32_t parent, const std::string &name) {
-    auto old = state.byPosition.find(position);
-    if (old != state.byPosition.end())
-        state.byParentAndName.erase(std::to_string(old->second.parent) + "/" + old->second.name);
-    state.byPosition[position] = EntryPathInfo{parent, name};
-    state.byParentAndName[std::to_string(parent) + "/" + name] = position;
-}
-
-void UnhashEntry(EntryState &state, uint32_t position) {
-    auto old = state.byPosition.find(position);
-    if (old == state.byPosition.end()) return;
-    state.byParentAndName.erase(std::to_string(old->second.parent) + "/" + old->second.name);
-    state.byPosition.erase(old);
-}
-
 long SeekEntry(Ohfa_File *file, long method, const wchar_t *name, Oerr_ErrorReport **err,
                const wchar_t *fn) {
     if (method < 0 || method > 18) {
@@ -434,7 +483,6 @@ long SeekEntry(Ohfa_File *file, long method, const wchar_t *name, Oerr_ErrorRepo
     s.position = c.position;
     s.record = c.record;
     s.path = std::move(c.path);
-    HashEntry(s, s.position, s.record.parent, NameOf(s.record));
     return 1;
 }
 

@@ -52,8 +52,9 @@ struct Ohfa_File_ {
     uint32_t cacheArg = 0;         // the caller's, kept unchanged
     std::wstring name;             // as opened, "\" turned into "/"
     bool readOnly = false;
-    int64_t sizeAtOpen = 0;                          // measured when opened
-    int64_t fileEnd = 0;                             // current length: where the file grows
+    int64_t sizeAtOpen = 0; // measured when opened
+    int64_t fileEnd = 0;    // current length: where the file grows
+    int64_t writtenEnd = 0; // what the stream has been given; below fileEnd while growth waits
     int localFileSystem = orvik::hfa::kLocalUnknown; // -2 unknown, else 0 / 1
     bool mapped = false;
     int64_t mapSize = 0;
@@ -85,7 +86,7 @@ class ErrSlot {
 };
 
 // The flush guard (see docs/hfa-format.md): the outermost holder runs the deferred work
-// (writing the free-list cache) when the guard asks for it on leaving.
+// (settling the file's growth) when the guard asks for it on leaving.
 class GuardScope {
   public:
     explicit GuardScope(Ohfa_File *file);
@@ -118,6 +119,13 @@ bool RecordFromBytes(const wchar_t *design, const unsigned char *bytes, long siz
 // Raw transfers that keep the record's file end up to date.
 bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
              Oerr_ErrorReport **err, const wchar_t *fn);
+// Bookkeeping of a write made to the stream directly: the file's end and the cached entry
+// records the bytes overlap.
+void NoteWritten(Ohfa_File *file, int64_t position, int64_t count);
+// Growth of the file is written lazily: the allocator moves fileEnd, and the first write
+// that reaches the new end makes it real. Before an operation ends (and at every flush),
+// this writes the last bytes of whatever growth no write reached yet.
+bool SettleEnd(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn);
 // Reads exactly count bytes inside [0, fileEnd); anything reaching beyond is refused.
 bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_ErrorReport **err,
             const wchar_t *fn);
@@ -138,6 +146,10 @@ void NotifyChanged(const Ohfa_File *file);
 // the record (open, reinitialise), and the fixed records of a new file (create).
 bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn);
 bool WriteNewHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn);
+// Decodes the dictionary text stored at `at` (never reading past the file end) into a new
+// dictionary; `length` gets the bytes the text takes. Null with a report under `fn`.
+Omif_Dictionary *ReadStoredDictionary(Ohfa_File *file, uint32_t at, int64_t &length,
+                                      Oerr_ErrorReport **err, const wchar_t *fn);
 
 // Options (options.cpp): one parsed option of a list.
 struct Option {

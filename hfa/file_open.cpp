@@ -76,7 +76,7 @@ Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cach
             FreeRecord(file);
             return nullptr;
         }
-        file->sizeAtOpen = file->fileEnd = size;
+        file->sizeAtOpen = file->fileEnd = file->writtenEnd = size;
         if (size > kMaxFileSize)
             Warn(kInit, kOpenTooLarge, L"File size %ld of file %s exceeds the OS or OHFA limit",
                  static_cast<long>(size), name.c_str());
@@ -419,6 +419,7 @@ ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) 
         }
         const int64_t keptEnd = file->fileEnd;
         file->fileEnd = size;
+        file->writtenEnd = size;
         if (!ReadDiskHeader(file, err, kFn)) {
             file->fileEnd = keptEnd;
             SetError(err, kFn, kReinitializeHeaderFailed, *err, L"Error re-reading header");

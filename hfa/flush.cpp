@@ -16,10 +16,14 @@ namespace {
 
 constexpr const wchar_t *kDictWriteFn = L"ohfa_DictionaryWrite";
 
-// What the guard's release does: the free-list cache goes to disk, then the stream.
+// What the guard's release does after an operation: the growth of the file is written. The
+// free-list cache is written back by a flush (ohfa_FileFlush, the last close): until then the
+// disk names no free space at all (rule 1 of free_list.hpp), so a crash only leaks it. The
+// stream itself is flushed by a flush too: until then its buffer holds an unbroken run of the
+// latest writes, in order, so a crash leaves the file as some earlier point of the write
+// order left it.
 bool ReleasePending(Ohfa_File *file, Oerr_ErrorReport **err) {
-    if (!FlushFreeList(file, err)) return false;
-    return ofio_Flush(file->stream, err) == 0;
+    return SettleEnd(file, err, L"ohfa_NextFreePos");
 }
 
 } // namespace
@@ -114,7 +118,13 @@ bool FlushFile(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     const uint32_t notFlushed = file->optionFlags & kFlagNotFlushedOnWrite;
     file->optionFlags &= ~kFlagNotFlushedOnWrite;
     bool ok = true;
-    if (ofio_Flush(file->stream, err) != 0) {
+    // The free-list cache reaches the stream before the stream is flushed.
+    if (!file->readOnly &&
+        (!SettleEnd(file, err, L"ohfa_NextFreePos") || !FlushFreeList(file, err))) {
+        SetError(err, fn, kFlushFreeListFailed, *err, L"freeListCacheFlush failed");
+        ok = false;
+    }
+    if (ok && ofio_Flush(file->stream, err) != 0) {
         SetError(err, fn, kFlushStreamFailed, *err, L"File flush failed");
         ok = false;
     }
@@ -125,6 +135,11 @@ bool FlushFile(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
             ok = false;
         } else {
             file->dictionaryModified = false;
+        }
+        // The dictionary's old block joined the free list: written back like the rest.
+        if (ok && !FlushFreeList(file, err)) {
+            SetError(err, fn, kFlushFreeListFailed, *err, L"freeListCacheFlush failed");
+            ok = false;
         }
         if (ok && ofio_Flush(file->stream, err) != 0) {
             SetError(err, fn, kFlushStreamFailed, *err, L"File flush failed");

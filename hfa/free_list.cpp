@@ -17,7 +17,8 @@ using namespace orvik::hfa;
 namespace orvik::hfa {
 
 struct FreeListAccess {
-    static std::vector<FreeBlock> &Blocks(FreeList &l) { return l.m_blocks; }
+    static std::deque<FreeBlock> &Blocks(FreeList &l) { return l.m_blocks; }
+    static std::vector<uint32_t> &Changed(FreeList &l) { return l.m_changed; }
     static void MarkLoaded(FreeList &l) { l.m_loaded = true; }
     static void SetDirty(FreeList &l, bool dirty) { l.m_dirty = dirty; }
 };
@@ -25,6 +26,12 @@ struct FreeListAccess {
 namespace {
 
 constexpr const wchar_t *kFlushFn = L"freeListCacheFlush";
+
+// Marks a block's node as needing its write-back.
+void Touch(FreeList &list, FreeBlock &b) {
+    b.onDisk = false;
+    FreeListAccess::Changed(list).push_back(b.position);
+}
 
 bool Overlaps(int64_t a, int64_t aSize, int64_t b, int64_t bSize) {
     return a < b + bSize && b < a + aSize;
@@ -79,7 +86,20 @@ bool EnsureLoaded(Ohfa_File *file, bool strict, Oerr_ErrorReport **err, const wc
         if (!blocks.empty()) blocks.back().onDisk = false;
         FreeListAccess::SetDirty(list, true);
     }
-    FreeListAccess::Blocks(list) = std::move(blocks);
+    // Blocks that touch (a list written by someone else) are merged, as a release would have.
+    std::vector<FreeBlock> merged;
+    for (const FreeBlock &b : blocks) {
+        if (!merged.empty() && int64_t{merged.back().position} + merged.back().size == b.position) {
+            merged.back().size += b.size;
+            merged.back().onDisk = false;
+            FreeListAccess::SetDirty(list, true);
+        } else {
+            merged.push_back(b);
+        }
+    }
+    FreeListAccess::Blocks(list).assign(merged.begin(), merged.end());
+    for (FreeBlock &b : FreeListAccess::Blocks(list))
+        if (!b.onDisk) Touch(list, b);
     FreeListAccess::MarkLoaded(list);
     SyncHead(file);
     return true;
@@ -87,8 +107,14 @@ bool EnsureLoaded(Ohfa_File *file, bool strict, Oerr_ErrorReport **err, const wc
 
 // Makes the file end at `newEnd` by writing at most one 4-byte word of zeros, none of it
 // before the old end (growth by fewer than 4 bytes writes only the new bytes).
+// Without a mapping the word is written when the operation ends, unless a write of the
+// caller reaches the new end first (see SettleEnd): the common case costs no extra write.
 bool Extend(Ohfa_File *file, int64_t newEnd, Oerr_ErrorReport **err, const wchar_t *fn) {
     static const unsigned char kZeros[4] = {0, 0, 0, 0};
+    if (!file->mapped) {
+        file->fileEnd = newEnd;
+        return true;
+    }
     const int64_t from = std::max(file->fileEnd, newEnd - 4);
     if (WriteAt(file, from, kZeros, static_cast<long>(newEnd - from), err, fn)) return true;
     SetError(err, fn, kFreeExtendFailed, *err, L"ofio_FileWriteDirect failed");
@@ -145,7 +171,8 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
         return 0;
     }
     if (!CheckWritable(file, fn, err) || !EnsureLoaded(file, false, err, fn)) return 0;
-    std::vector<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
+    std::deque<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
+    FreeList &list = file->freeList;
 
     // First fit in file order: an exact fit, or a block that leaves room for a node.
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -159,9 +186,9 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
         } else {
             b.position += static_cast<uint32_t>(size);
             b.size -= static_cast<uint32_t>(size);
-            b.onDisk = false;
+            Touch(list, b);
         }
-        if (i > 0) blocks[i - 1].onDisk = false;
+        if (i > 0) Touch(list, blocks[i - 1]);
         SyncHead(file);
         return position;
     }
@@ -188,7 +215,7 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
     if (tail) {
         if (!Detach(file, err, fn)) return 0;
         blocks.pop_back();
-        if (!blocks.empty()) blocks.back().onDisk = false;
+        if (!blocks.empty()) Touch(list, blocks.back());
         SyncHead(file);
     }
     if (file->mapped) {
@@ -220,7 +247,8 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
         return false;
     }
     if (!EnsureLoaded(file, true, err, fn)) return false;
-    std::vector<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
+    std::deque<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
+    FreeList &list = file->freeList;
     const auto at = std::upper_bound(blocks.begin(), blocks.end(), position,
                                      [](uint32_t p, const FreeBlock &b) { return p < b.position; });
     const std::size_t i = static_cast<std::size_t>(at - blocks.begin());
@@ -243,16 +271,17 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
             prev->size += next->size;
             blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(i));
         }
-        blocks[i - 1].onDisk = false;
+        Touch(list, blocks[i - 1]);
     } else if (joinNext) {
         next->position = position;
         next->size += static_cast<uint32_t>(size);
-        next->onDisk = false;
-        if (i > 0) blocks[i - 1].onDisk = false;
+        Touch(list, *next);
+        if (i > 0) Touch(list, blocks[i - 1]);
     } else {
         blocks.insert(blocks.begin() + static_cast<std::ptrdiff_t>(i),
                       FreeBlock{position, static_cast<uint32_t>(size), false});
-        if (i > 0) blocks[i - 1].onDisk = false;
+        Touch(list, blocks[i]);
+        if (i > 0) Touch(list, blocks[i - 1]);
     }
     SyncHead(file);
     return true;
@@ -261,7 +290,7 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
 bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
     FreeList &list = file->freeList;
     if (!list.Loaded() || !list.Dirty()) return true;
-    std::vector<FreeBlock> &blocks = FreeListAccess::Blocks(list);
+    std::deque<FreeBlock> &blocks = FreeListAccess::Blocks(list);
     const uint32_t head = blocks.empty() ? 0 : blocks.front().position;
     if (head != file->header.freeList) {
         SetError(err, kFlushFn, kFreeListCachedRead, nullptr,
@@ -270,9 +299,17 @@ bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
     }
     // The disk may still name the old list; nodes are rewritten only once it names none.
     if (list.DiskHead() != 0 && !HeaderReWrite(file, err, kFlushFn)) return false;
-    for (std::size_t i = 0; i < blocks.size(); ++i) {
+    // Only blocks named by the change list can be off the disk.
+    std::vector<uint32_t> &changed = FreeListAccess::Changed(list);
+    std::sort(changed.begin(), changed.end());
+    changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
+    for (const uint32_t at : changed) {
+        const auto found =
+            std::lower_bound(blocks.begin(), blocks.end(), at,
+                             [](const FreeBlock &b, uint32_t p) { return b.position < p; });
+        if (found == blocks.end() || found->position != at || found->onDisk) continue;
+        const std::size_t i = static_cast<std::size_t>(found - blocks.begin());
         FreeBlock &b = blocks[i];
-        if (b.onDisk) continue;
         Ohfa_FreeListNode node{i + 1 < blocks.size() ? blocks[i + 1].position : 0,
                                static_cast<int32_t>(b.size)};
         unsigned char bytes[kNodeSize];
@@ -284,6 +321,7 @@ bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
         }
         b.onDisk = true;
     }
+    changed.clear();
     FreeListAccess::SetDirty(list, false);
     if (HeaderReWrite(file, err, kFlushFn)) return true;
     FreeListAccess::SetDirty(list, true);
@@ -295,7 +333,7 @@ int CheckFreeList(Ohfa_File_ *file) {
     std::vector<FreeBlock> blocks;
     int problems = 0;
     if (file->freeList.Loaded()) {
-        blocks = file->freeList.Blocks();
+        blocks.assign(file->freeList.Blocks().begin(), file->freeList.Blocks().end());
         const uint32_t head = blocks.empty() ? 0 : blocks.front().position;
         if (head != file->header.freeList) ++problems;
     } else {

@@ -3,7 +3,7 @@
 // On disk the free space is a singly linked list of 8-byte nodes (next, size), one at the
 // start of every free block, in increasing order of position; the header's freeList item is
 // the head. While a file is open the list is held here, loaded at the first allocation or
-// release and written back when the flush guard is released (flush, close). Crash safety
+// release and written back by a flush (ohfa_FileFlush, close). Crash safety
 // rests on two rules (docs/hfa-format.md, "Write order"):
 //   1. Before a block that the on-disk list may name is handed out, the header is rewritten
 //      with an empty list (freeList 0). From then on the disk names no free space at all, so
@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <vector>
 
@@ -36,7 +37,7 @@ class FreeList {
   public:
     bool Loaded() const { return m_loaded; }
     bool Dirty() const { return m_dirty; }
-    const std::vector<FreeBlock> &Blocks() const { return m_blocks; }
+    const std::deque<FreeBlock> &Blocks() const { return m_blocks; }
     // The head the header on disk holds, as far as this handle wrote or read it.
     uint32_t DiskHead() const { return m_diskHead; }
     void SetDiskHead(uint32_t head) { m_diskHead = head; }
@@ -45,13 +46,19 @@ class FreeList {
     // Forget the cache (reinitialise): the disk list is read again when next needed.
     void Reset(uint32_t diskHead) {
         m_blocks.clear();
+        m_changed.clear();
         m_loaded = m_dirty = false;
         m_diskHead = diskHead;
     }
 
   private:
     friend struct FreeListAccess;
-    std::vector<FreeBlock> m_blocks; // increasing position, never touching
+    // Increasing position, never touching. A deque: first fit mostly takes blocks near the
+    // head, and erasing there costs nothing.
+    std::deque<FreeBlock> m_blocks;
+    // Positions of blocks whose node changed since the last write-back (may name blocks that
+    // merged away since): the write-back visits these, not the whole list.
+    std::vector<uint32_t> m_changed;
     bool m_loaded = false;
     bool m_dirty = false; // the cache differs from the list on disk
     uint32_t m_diskHead = 0;

@@ -10,6 +10,7 @@
 #include "core/guard.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/link_journal.hpp"
 #include "mif/codec.hpp"
 #include "mif/dictionary.hpp"
 #include "hfa/report.hpp"
@@ -75,6 +76,23 @@ bool WriteRootEntry(Ohfa_File *file, uint32_t position, Oerr_ErrorReport **err, 
 
 } // namespace
 
+Omif_Dictionary *ReadStoredDictionary(Ohfa_File *file, uint32_t at, int64_t &length,
+                                      Oerr_ErrorReport **err, const wchar_t *fn) {
+    DictionarySource source(file, at);
+    Omif_Dictionary *dictionary = mif::DecodeDictionary(source, nullptr, err);
+    if (!dictionary) {
+        Oerr_ErrorReport *cause = source.TakeFailure();
+        if (cause) {
+            oerr_DeleteErrorReportEx(err);
+            *err = cause;
+        }
+        SetError(err, fn, kHeaderDictionaryFailed, *err, L"omif_DecodeDictionary failed");
+        return nullptr;
+    }
+    length = source.Consumed();
+    return dictionary;
+}
+
 bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     Ohfa_HeaderTag tag{};
     if (file->fileEnd < int64_t{kTagSize} + kHeaderSize || !ReadTag(file->stream, tag, err, fn) ||
@@ -102,26 +120,19 @@ bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) 
                  static_cast<unsigned long>(header.dictionaryPtr), file->name.c_str());
         return false;
     }
-    DictionarySource source(file, header.dictionaryPtr);
-    Omif_Dictionary *dictionary = mif::DecodeDictionary(source, nullptr, err);
-    if (!dictionary) {
-        Oerr_ErrorReport *cause = source.TakeFailure();
-        if (cause) {
-            oerr_DeleteErrorReportEx(err);
-            *err = cause;
-        }
-        SetError(err, fn, kHeaderDictionaryFailed, *err, L"omif_DecodeDictionary failed");
-        return false;
-    }
+    int64_t length = 0;
+    Omif_Dictionary *dictionary = ReadStoredDictionary(file, header.dictionaryPtr, length, err, fn);
+    if (!dictionary) return false;
     if (file->dictionary) mif::FreeDictionary(file->dictionary);
     file->dictionary = dictionary;
     file->dictionaryModified = false;
     file->dictionaryPos = header.dictionaryPtr;
-    file->dictionaryLength = static_cast<uint32_t>(source.Consumed());
+    file->dictionaryLength = static_cast<uint32_t>(length);
     file->headerPtr = tag.headerPtr;
     file->header = header;
     file->freeList.Reset(header.freeList);
-    return true;
+    // A pair of link writes that a crash interrupted is completed before anything else.
+    return JournalComplete(file, err, fn);
 }
 
 bool WriteNewHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {

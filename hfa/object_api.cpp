@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/guard.hpp"
+#include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "mif/dictionary.hpp"
@@ -41,24 +42,55 @@ R Finish(GuardScope &guard, R result, bool ok, Oerr_ErrorReport **err, const wch
 }
 
 // Chooses the data block of the current entry for `size` bytes. `keep` says whether the
-// current block may be kept. A failure to free the old block is only printed.
+// current block may be kept. A block that is given up is returned only after the entry
+// names its successor (FreeOldBlock), so the new data can never land on the old bytes.
 uint32_t DataPosition(Ohfa_File *file, long writePosition, int64_t size, bool keep,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     const Ohfa_Entry &current = file->entry.record;
     if (writePosition == 0 && current.data != 0 && keep) return current.data;
-    if (writePosition == 0 && current.data != 0 && current.dataSize > 0) {
-        Oerr_ErrorReport *freeErr = nullptr;
-        if (!GiveSpace(file, current.data, current.dataSize, &freeErr, L"ohfa_FreeSpace")) {
-            Oerr_ErrorReport *wrapped =
-                oerr_CreateErrorReport(nullptr, kObjectOldBlockKept, OERR_KIND_PLAIN, freeErr,
-                                       L"The old data block stays unused");
-            PrintAndDelete(wrapped);
-        }
-    }
     if (size == 0) return 0;
     const uint32_t position = TakeSpace(file, size, err, L"ohfa_NextFreePos");
     if (position == 0) SetError(err, fn, kObjectNoSpace, *err, L"ohfa_NextFreePos failed");
     return position;
+}
+
+// Returns the block an entry no longer names. A failure only leaks it and is printed.
+void FreeOldBlock(Ohfa_File *file, uint32_t data, int32_t size) {
+    if (data == 0 || size <= 0) return;
+    Oerr_ErrorReport *freeErr = nullptr;
+    if (!GiveSpace(file, data, size, &freeErr, L"ohfa_FreeSpace")) {
+        Oerr_ErrorReport *wrapped =
+            oerr_CreateErrorReport(nullptr, kObjectOldBlockKept, OERR_KIND_PLAIN, freeErr,
+                                   L"The old data block stays unused");
+        PrintAndDelete(wrapped);
+    }
+}
+
+// A design only this handle knows would make an entry of that type damage after a crash:
+// the stored dictionary takes it before any entry names it (unless flushes are told not to
+// write the dictionary).
+bool StoreDictionary(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!file->dictionaryModified || file->readOnly || (file->optionFlags & kFlagNotFlushedOnWrite))
+        return true;
+    if (!WriteDictionary(file, err)) {
+        SetError(err, fn, kObjectDictionaryFailed, *err, L"ohfa_DictionaryWrite failed");
+        return false;
+    }
+    file->dictionaryModified = false;
+    return true;
+}
+
+// Raw data carries no design: a type the library itself defines (a standard MIF record or a
+// fixed HFA record) joins the file's dictionary like the design of an object; any other type
+// must already be there (ohfa_FileDictionaryAddDesign) for the file to describe its data.
+bool AddKnownDesign(Ohfa_File *file, const wchar_t *type, Oerr_ErrorReport **err) {
+    if (!type || orvik::mif::FindDesign(file->dictionary, type)) return true;
+    Oerr_ErrorReport *missing = nullptr;
+    const Omif_Design *known = omif_StandardDesignFetch(type, &missing);
+    oerr_DeleteErrorReportEx(&missing);
+    if (!known) known = FixedDesign(type, &missing);
+    oerr_DeleteErrorReportEx(&missing);
+    return !known || ohfa_FileDictionaryAddDesign(file, known, err) != nullptr;
 }
 
 // The common body of the two writers: seek, write the entry, place and write the data
@@ -87,6 +119,8 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
     const uint32_t position = DataPosition(file, writePosition, size, keep, err, fn);
     if (size > 0 && position == 0) return false;
     if (size > 0 && !writeData(position)) return false;
+    const uint32_t oldData = writePosition == 0 && position != current.data ? current.data : 0;
+    const int32_t oldSize = current.dataSize;
     Ohfa_Entry rec = current;
     rec.data = position;
     rec.dataSize = static_cast<int32_t>(size);
@@ -96,6 +130,7 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
         return false;
     }
     file->entry.record = rec;
+    FreeOldBlock(file, oldData, oldSize);
     return true;
 }
 
@@ -143,7 +178,8 @@ ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const 
         bool ok = size >= 0;
         if (!ok) SetError(err, kFn, kObjectSizeFailed, *err, L"omif_ObjectSize failed");
         // The file stays self-describing: the design goes into its dictionary.
-        ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr;
+        ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr &&
+             StoreDictionary(file, err, kFn);
         ok = ok &&
              WriteObject(
                  file, nodePath, name, typeName ? typeName : design->name, writePosition, size,
@@ -173,14 +209,16 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
         }
         GuardScope guard(file);
         file->flushGuard = kGuardPending;
-        const bool ok = WriteObject(
-            file, nodePath, name, typeName, writePosition, count, true,
-            [&](uint32_t at) {
-                if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) == count) return true;
-                SetError(err, kFn, kObjectDataFailed, *err, L"ohfa_FileMIFDataWrite failed");
-                return false;
-            },
-            err, kFn);
+        const bool ok =
+            AddKnownDesign(file, typeName, err) && StoreDictionary(file, err, kFn) &&
+            WriteObject(
+                file, nodePath, name, typeName, writePosition, count, true,
+                [&](uint32_t at) {
+                    if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) == count) return true;
+                    SetError(err, kFn, kObjectDataFailed, *err, L"ohfa_FileMIFDataWrite failed");
+                    return false;
+                },
+                err, kFn);
         return Finish<long>(guard, 0, ok, err, kFn, -1);
     });
 }

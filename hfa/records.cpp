@@ -1,6 +1,7 @@
 // Fixed records in file form and the raw transfers of an open file. Every record is
 // converted into a byte block first and written with one call, so that a record on disk is
 // either old or new, never half of each (the unit of the crash-safety rules).
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -97,9 +98,28 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
         SetError(err, fn, kRecordWriteFailed, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
         return false;
     }
-    if (position + count > file->fileEnd) file->fileEnd = position + count;
-    file->changed = true;
+    NoteWritten(file, position, count);
     return true;
+}
+
+void NoteWritten(Ohfa_File *file, int64_t position, int64_t count) {
+    if (position + count > file->fileEnd) file->fileEnd = position + count;
+    if (position + count > file->writtenEnd) file->writtenEnd = position + count;
+    file->changed = true;
+    // Cached entry records that these bytes overlap are stale now.
+    auto &records = file->entry.records;
+    auto it = records.lower_bound(
+        position >= kEntrySize ? static_cast<uint32_t>(position - kEntrySize + 1) : 0);
+    while (it != records.end() && it->first < position + count) it = records.erase(it);
+}
+
+bool SettleEnd(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
+    static const unsigned char kZeros[4] = {0, 0, 0, 0};
+    if (file->writtenEnd >= file->fileEnd) return true;
+    const int64_t from = std::max(file->writtenEnd, file->fileEnd - 4);
+    if (WriteAt(file, from, kZeros, static_cast<long>(file->fileEnd - from), err, fn)) return true;
+    SetError(err, fn, kFreeExtendFailed, *err, L"ofio_FileWriteDirect failed");
+    return false;
 }
 
 bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_ErrorReport **err,

@@ -162,6 +162,28 @@ enum ReportNumber : long {
     kObjectNoObject = 5,
     kObjectBadArgument = 6,
     kObjectFreeListFailed = 40,
+    kObjectDictionaryFailed = 7,
+    // A stored data block decoded with its design (under the caller's name)
+    kStoredBeyondEnd = 50,
+    kStoredNoRecord = 51,
+    kStoredDecodeFailed = 52,
+    // The link journal (under the caller's name)
+    kJournalWriteFailed = 60,
+    kJournalCompleteFailed = 62,
+    kJournalOutside = 63, // warning
+    // ohfa_FileCheck
+    kCheckNoList = 2,
+    // Copies: ohfa_ObjectCopy, ohfa_FileCopy
+    kCopyBadArgument = 1,
+    kCopySourceMissing = 2,
+    kCopyTargetMissing = 3,
+    kCopyExists = 4,
+    kCopyUnreadable = 5, // some parts were skipped; the previous records name them
+    kCopyWriteFailed = 6,
+    kCopyAlreadyOpen = 7,
+    kCopyOpenFailed = 8,
+    kCopyCloseFailed = 9,
+    kCopyProblem = 10, // one skipped part
 };
 
 } // namespace orvik::hfa

@@ -25,6 +25,7 @@
 #define ORVIK_OHFA_H
 
 #include <stdint.h>
+#include <stdio.h>
 #include <wchar.h>
 
 #include <orvik/oerr.h>
@@ -349,6 +350,27 @@ ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *nam
 ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
+/* ---- Listing and integrity check ------------------------------------------------------ */
+
+/* Prints every entry below `startNode` (null: the root), the start node included, in
+ * preorder to `out` (null: standard output): per entry its node path, "(%s Object)" with
+ * its type, "(last modified %s)" with its time, then each item of its data decoded through
+ * the file's dictionary, one line per element (see docs/hfa-check.md). Entries whose data
+ * cannot be decoded get one line saying so. The current entry is kept. Returns 0, or -1. */
+ORVIK_API long ohfa_ListFile(Ohfa_File *file, const wchar_t *startNode, FILE *out,
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Checks the whole file as stored on disk (flush first what this handle changed): header,
+ * dictionary, every link of the entry tree, names and types, every data block (inside the
+ * file, decoding with its design), the free list, and that no two structures share a byte.
+ * *problems gets a new list with one line per problem (at most 1000, then one line with the
+ * number of the others). Bytes that no structure holds and that are not free are reported
+ * on one last line beginning with OHFA_CHECK_LEAK_PREFIX; that line is not a problem. Returns
+ * the number of problems (0: sound, perhaps with leaked bytes), or -1 with a report. */
+#define OHFA_CHECK_LEAK_PREFIX L"Leaked: "
+ORVIK_API long ohfa_FileCheck(Ohfa_File *file, ostr_StringList **problems, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
 /* ---- Free space ---------------------------------------------------------------------- */
 
 /* Position of a block of `size` bytes, now in use; 0 on failure. */
@@ -365,6 +387,38 @@ ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **err) O
 
 /* Prints the free list to standard output, one line a block. Returns 0, or -1. */
 ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* ---- Copies ----------------------------------------------------------------------------
+ * A copy reads every entry it can reach, then writes them into the target in the same order,
+ * data blocks byte for byte, each entry keeping its modTime; the designs of the copied data
+ * join the target's dictionary. A new file written by ohfa_FileCopy holds no free space but
+ * what is left of the block of its first dictionary (less than one entry), so copying
+ * compacts a file. Damaged parts of the source (unreadable entries or data, links
+ * that loop or name the wrong parent, missing designs) are skipped: everything else is
+ * copied, and the call then fails with a report whose previous records name each part that
+ * was skipped. Walks are bounded by the size of the source. */
+
+/* Called after each entry copied with the count so far and the number to copy. */
+typedef void (*Ohfa_FileCopyProgress)(void *context, long done, long total);
+
+/* Installs the one process-wide progress callback of the copies (null removes it). */
+ORVIK_API void ohfa_FileCopyProgressUpdate(Ohfa_FileCopyProgress callback, void *context)
+    ORVIK_NOEXCEPT;
+
+/* Copies the node `sourcePath` of `source` with its subtree to be the last child of the node
+ * `targetPath` of `target` (the same file is allowed). Refused: a missing node ("%s|Node not
+ * found"), the root as source, a target node that already has a child of that name ("%s|Node
+ * already exists for file %s"). The current entry of `source` becomes the copied node, that
+ * of `target` the last entry written. Returns the number of entries copied, or -1. */
+ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohfa_File *target,
+                               const wchar_t *targetPath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Copies the HFA file `source` into a new file `destination` (created, replacing any file of
+ * that name) entry by entry, the root's own type and data included. Refused when the
+ * destination is open or names the source: "Cannot copy to >%s< when it is already open".
+ * Returns the number of entries copied below the root, or -1. */
+ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

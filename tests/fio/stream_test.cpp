@@ -435,3 +435,47 @@ TEST(FioStream, WritesBeyondTheFileSizeLimitAreReported) {
 }
 
 } // namespace
+
+namespace {
+
+// Writes that overlap, extend or end where the buffered range begins join the buffer; the
+// file on disk always shows the result of a prefix of the writes, never a later one alone.
+TEST(FioStream, WritesJoiningTheBufferKeepTheirOrderOnDisk) {
+    TempDir dir;
+    const std::wstring name = dir.Wide("join.bin");
+    Oerr_ErrorReport *err = nullptr;
+    Ofio_File *f = orvik::fio::OpenStream(name.c_str(), L"w+b", 64, &err, L"test");
+    ASSERT_NE(f, nullptr);
+    std::vector<std::string> prefixes{""};
+    auto write = [&](int64_t at, std::size_t n, char fill) {
+        const std::string bytes(n, fill);
+        ASSERT_EQ(ofio_FileWriteDirect(f, at, bytes.data(), static_cast<long>(n), &err),
+                  static_cast<long>(n));
+        std::string next = prefixes.back();
+        if (next.size() < static_cast<std::size_t>(at) + n) next.resize(at + n, '\0');
+        next.replace(static_cast<std::size_t>(at), n, bytes);
+        prefixes.push_back(next);
+        const std::string disk = ReadRaw(dir.Narrow("join.bin"));
+        bool isPrefix = false;
+        for (const std::string &p : prefixes) isPrefix = isPrefix || p == disk;
+        EXPECT_TRUE(isPrefix) << "after writing " << n << " at " << at;
+    };
+    write(100, 20, 'a'); // buffered
+    write(105, 5, 'b');  // inside
+    write(115, 15, 'c'); // overlapping the end and extending it
+    write(130, 4, 'd');  // right after
+    write(90, 10, 'e');  // ending where the buffer begins
+    write(80, 20, 'f');  // overlapping the start: written out first
+    write(60, 20, 'g');  // ends at the buffer: joins it
+    write(40, 20, 'h');  // would not fit in 64 bytes: written out first
+    write(10, 4, 'i');   // elsewhere
+    ASSERT_EQ(ofio_Flush(f, &err), 0);
+    EXPECT_EQ(ReadRaw(dir.Narrow("join.bin")), prefixes.back());
+    std::string got(prefixes.back().size(), '\0');
+    ASSERT_EQ(ofio_FileReadDirect(f, 0, got.data(), static_cast<long>(got.size()), &err),
+              static_cast<long>(got.size()));
+    EXPECT_EQ(got, prefixes.back());
+    ASSERT_EQ(ofio_FileClose(f, &err), 0);
+}
+
+} // namespace

@@ -100,15 +100,16 @@ TEST_F(HfaObject, SmallerRewriteKeepsItsBlockLargerMovesAndFrees) {
 TEST_F(HfaObject, RawDataKeepsItsBlockOnlyForAnEqualCount) {
     const char bytes[16] = "0123456789abcde";
     Report err;
-    ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/", L"R", L"PTR", 3, 16, bytes, &err), 0);
+    ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/", L"R", L"Bytes", 3, 16, bytes, &err), 0);
     const Ohfa_Entry first = Entry(L"/R");
     ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/R", nullptr, nullptr, 0, 16, bytes, &err), 0);
     EXPECT_EQ(Entry(L"/R").data, first.data);
     EXPECT_TRUE(FreeBlocks(m_file).empty());
-    // Smaller: the old block is freed and a new one taken - first fit splits the freed block.
+    // Smaller: a new block is taken and filled first, the old one freed after the entry
+    // names the new one, so the new bytes never land on the old ones.
     ASSERT_EQ(ohfa_ObjectDataWrite(m_file, L"/R", nullptr, nullptr, 0, 8, bytes, &err), 0);
-    EXPECT_EQ(FreeBlocks(m_file),
-              (std::vector<std::pair<uint32_t, uint32_t>>{{first.data + 8, 8}}));
+    EXPECT_EQ(FreeBlocks(m_file), (std::vector<std::pair<uint32_t, uint32_t>>{{first.data, 16}}));
+    EXPECT_NE(Entry(L"/R").data, first.data);
     EXPECT_EQ(Entry(L"/R").dataSize, 8);
     EXPECT_EQ(ohfa_ObjectDataWrite(m_file, L"/none", nullptr, nullptr, 0, 8, bytes, &err), -1);
     EXPECT_EQ(err.Message(), L"nodePath /none not found");
@@ -162,6 +163,34 @@ TEST_F(HfaObject, DeleteReturnsTheRecordAndItsDataAndIgnoresMissingEntries) {
     EXPECT_EQ(orvik::hfa::CheckFreeList(m_file), 0);
     EXPECT_EQ(ohfa_EntrySeek(m_file, 0, nullptr, nullptr), 1);
     EXPECT_EQ(ohfa_EntryCurrentHasChild(m_file, nullptr), OMSC_FALSE);
+}
+
+} // namespace
+
+namespace {
+
+// A record larger than a megabyte is converted straight into the stream: it reads back
+// whole, after a reopen too, and the entries around it are untouched.
+TEST_F(HfaObject, LargeRecordsReadBackAndLeaveTheirNeighboursAlone) {
+    WriteSeries(5, 3);
+    WriteSeries(200000, 0); // grows: the data moves to a new block at the end
+    Report err;
+    ASSERT_EQ(ohfa_EntrySeek(m_file, 0, nullptr, &err), 1);
+    ASSERT_EQ(ohfa_EntryWrite(m_file, 3, L"After", L"Mark", &err), 0);
+    for (int round = 0; round < 2; ++round) {
+        Series s{};
+        ASSERT_EQ(ohfa_ObjectRead(m_file, L"/S", 8, &s, m_design, &err), &s) << err.Message();
+        ASSERT_EQ(s.values.count, 200000);
+        bool same = true;
+        for (int i = 0; i < 200000; ++i) same = same && s.values.data[i] == i;
+        EXPECT_TRUE(same);
+        omsc_HeapFree(s.values.data);
+        EXPECT_STREQ(Entry(L"/After").type, "Mark");
+        EXPECT_EQ(Entry(L"/S").dataSize, 8 + 200000 * 8);
+        ASSERT_EQ(ohfa_FileClose(m_file, nullptr), 0);
+        m_file = ohfa_FileOpen(Name("obj.hfa").c_str(), L"r+b", 0, nullptr);
+        ASSERT_NE(m_file, nullptr);
+    }
 }
 
 } // namespace
