@@ -141,6 +141,31 @@ static void Preferences(void) {
 }
 
 /* The toolkit's start-up flag and an HFA file created and recognised from C. */
+/* Statistics and a colour column of a layer, written and read back. */
+static void LayerRecords(Ohfa_File *file) {
+    Oerr_ErrorReport *err = NULL;
+    CHECK(ohfa_EntrySeek(file, OHFA_SEEK_ROOT, NULL, &err) == 1);
+    CHECK(ohfa_EntryWrite(file, OHFA_WRITE_LAST_CHILD, L"Layer_1", L"Layer", &err) == 0);
+    Osta_Statistics stats = {1, 9, 5, 4, 3, 2};
+    CHECK(osta_StatisticsWrite(file, L"/Layer_1", &stats, &err) == 0 && err == NULL);
+    Osta_Statistics *read = osta_StatisticsRead(file, L"/Layer_1", NULL, OMSC_FALSE, &err);
+    CHECK(read != NULL && err == NULL && read->maximum == 9);
+    osta_StatisticsDelete(read);
+    Odsc_Table *table = odsc_TableCreate(file, L"/Layer_1", 16, &err);
+    CHECK(table != NULL && err == NULL);
+    Osta_ColorTable *red = osta_ColorTableCreate(16, &err);
+    CHECK(red != NULL);
+    if (table && red) {
+        ((double *)red->data)[15] = 0.5;
+        CHECK(osta_ColorTableWrite(table, red, OSTA_RED, 10, -1, &err) == 6 && err == NULL);
+        ((double *)red->data)[15] = 0;
+        CHECK(osta_ColorTableRead(table, red, OSTA_RED, 0, 16, &err) == red && err == NULL);
+        CHECK(((double *)red->data)[15] == 0.5);
+    }
+    osta_ColorTableDelete(red);
+    CHECK(odsc_TableClose(table, &err) == 0);
+}
+
 static void HfaFiles(void) {
     Oerr_ErrorReport *err = NULL;
     CHECK(oint_GetInit() == OMSC_FALSE);
@@ -169,6 +194,7 @@ static void HfaFiles(void) {
         ogda_BaseDataDelete(in, NULL);
         ogda_BaseDataDelete(out, NULL);
         CHECK(oimg_LayerClose(layer, &err) == 0 && err == NULL);
+        LayerRecords(file);
         CHECK(ohfa_FileClose(file, &err) == 0 && err == NULL);
     }
     CHECK(ohfa_IsHFAFile(Wide("new.hfa"), &err) > 0 && err == NULL);
