@@ -1,13 +1,13 @@
-// POSIX dynamic loading (see dynlib.hpp). dlerror is per thread, so the reason read right
-// after a failing call belongs to that call.
-#include "toolkit/dynlib.hpp"
+// POSIX dynamic loading (see port/dynamic_library.hpp). dlerror is per thread, so the reason read
+// right after a failing call belongs to that call.
+#include "port/dynamic_library.hpp"
 
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <vector>
 
-namespace orvik::toolkit {
+namespace orvik::port {
 
 namespace {
 std::string LastReason() {
@@ -55,4 +55,4 @@ std::string ExecutableFile() {
     return std::string(buf.data(), static_cast<size_t>(n));
 }
 
-} // namespace orvik::toolkit
+} // namespace orvik::port
