@@ -16,6 +16,8 @@ void *LibraryProcessImage();
 void *LibrarySymbol(void *module, const std::string &symbol);
 // Releases one load of the library; false with a reason on failure.
 bool LibraryUnload(void *module, std::string &reason);
+// Whether the loader holds the library at `path` now (loads nothing).
+bool LibraryIsLoaded(const std::string &path);
 // The file this library (the toolkit core itself) was loaded from, or "".
 std::string LibraryOwnFile();
 // The running executable's file, or "".

@@ -42,6 +42,14 @@ bool LibraryUnload(void *module, std::string &reason) {
     return false;
 }
 
+bool LibraryIsLoaded(const std::string &path) {
+    // RTLD_NOLOAD only looks the library up; the extra reference is given back at once.
+    void *m = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (!m) return false;
+    dlclose(m);
+    return true;
+}
+
 std::string LibraryOwnFile() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void *>(&LibraryOwnFile), &info) == 0 || !info.dli_fname) return {};

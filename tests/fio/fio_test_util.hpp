@@ -12,13 +12,11 @@
 
 #include <orvik/oerr.h>
 
+#include "portable.hpp"
+
 class TempDir {
   public:
-    TempDir() {
-        std::string tmpl = (std::filesystem::temp_directory_path() / "ofio-test-XXXXXX").string();
-        if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
-        m_path = tmpl;
-    }
+    TempDir() : m_path(orvik_test::MakeTempFolder("ofio-test-")) {}
     ~TempDir() {
         std::error_code ec;
         std::filesystem::remove_all(m_path, ec);

@@ -10,7 +10,11 @@
 
 #include "test_plugin.h"
 
+#ifdef _WIN32
+#define EXPORT __declspec(dllexport)
+#else
 #define EXPORT __attribute__((visibility("default")))
+#endif
 
 static void Log(const char *event, const wchar_t *instance) {
     const char *file = getenv(TEST_PLUGIN_LOG_VARIABLE);
