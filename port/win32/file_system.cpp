@@ -40,7 +40,9 @@ bool IsNotFound(Code code) {
     return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND || code == ERROR_DIRECTORY;
 }
 bool IsMissing(Code code) { return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND; }
-bool IsAlreadyExists(Code code) { return code == ERROR_ALREADY_EXISTS || code == ERROR_FILE_EXISTS; }
+bool IsAlreadyExists(Code code) {
+    return code == ERROR_ALREADY_EXISTS || code == ERROR_FILE_EXISTS;
+}
 bool IsCrossDevice(Code code) { return code == ERROR_NOT_SAME_DEVICE; }
 Code FileTooLargeCode() { return ERROR_DISK_FULL; }
 
@@ -69,9 +71,9 @@ Code Open(const std::string &path, const OpenRequest &request, Handle &out) {
     }
     // Sharing everything keeps POSIX behaviour: others may read, write, rename and delete
     // the file while it is open.
-    HANDLE h = CreateFileW(wide.c_str(), access,
-                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                           disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE h =
+        CreateFileW(wide.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) {
         const Code code = Last();
         const DWORD attributes = GetFileAttributesW(wide.c_str());
@@ -258,10 +260,9 @@ std::string TemporaryDirectory() {
 
 Code Map(Handle handle, std::size_t size, bool writable, void *&address) {
     const auto wide = static_cast<std::uint64_t>(size);
-    HANDLE mapping = CreateFileMappingW(ToHandle(handle), nullptr,
-                                        writable ? PAGE_READWRITE : PAGE_READONLY,
-                                        static_cast<DWORD>(wide >> 32),
-                                        static_cast<DWORD>(wide & 0xFFFFFFFFu), nullptr);
+    HANDLE mapping = CreateFileMappingW(
+        ToHandle(handle), nullptr, writable ? PAGE_READWRITE : PAGE_READONLY,
+        static_cast<DWORD>(wide >> 32), static_cast<DWORD>(wide & 0xFFFFFFFFu), nullptr);
     if (!mapping) return Last();
     void *p = MapViewOfFile(mapping, writable ? FILE_MAP_WRITE : FILE_MAP_READ, 0, 0, size);
     const Code code = p ? 0 : Last();
@@ -282,9 +283,9 @@ std::size_t PageSize() {
 Code IsLocal(Handle handle, bool &local) {
     std::wstring name(MAX_PATH + 1, L'\0');
     for (;;) {
-        const DWORD n =
-            GetFinalPathNameByHandleW(ToHandle(handle), name.data(), static_cast<DWORD>(name.size()),
-                                      FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+        const DWORD n = GetFinalPathNameByHandleW(ToHandle(handle), name.data(),
+                                                  static_cast<DWORD>(name.size()),
+                                                  FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
         if (n == 0) return Last();
         // A result that does not fit comes back as the size it needs, terminator included.
         const bool fits = n < name.size();

@@ -108,8 +108,8 @@ Code ReplaceValues(const std::wstring &root, const std::wstring &path,
     HKEY base = RootHandle(root);
     if (!base) return ERROR_INVALID_HANDLE;
     OpenKey key;
-    LONG code = RegOpenKeyExW(base, SubKey(path).c_str(), 0, KEY_QUERY_VALUE | KEY_SET_VALUE,
-                              &key.handle);
+    LONG code =
+        RegOpenKeyExW(base, SubKey(path).c_str(), 0, KEY_QUERY_VALUE | KEY_SET_VALUE, &key.handle);
     if (code != ERROR_SUCCESS) return code;
     // Old values go first, so that a value no longer saved does not linger.
     for (;;) {

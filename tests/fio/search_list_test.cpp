@@ -49,7 +49,8 @@ TEST_F(FioSearch, DirScanMatchesFilesOnlyInNameOrder) {
     EXPECT_EQ(err, nullptr);
     EXPECT_EQ(ofio_DirScan(W("nothere").c_str(), L"*", &err), nullptr);
     ExpectReport(err, L"ofio_DirScan", 2,
-                 L"Cannot scan folder \"" + W("nothere") + L"\": No such file or directory");
+                 L"Cannot scan folder \"" + W("nothere") + L"\": " +
+                     SystemReason(L"No such file or directory"));
 }
 
 TEST_F(FioSearch, ListsFromTextExpandTrimSplitAndDropRepeats) {
@@ -138,7 +139,8 @@ TEST_F(FioSearch, FilesFindCollectsFolderByFolder) {
     list = ofio_SearchListCreateFromText(bad.c_str(), &err);
     EXPECT_EQ(ofio_SearchListFilesFind(list, L"*.dll", &err), nullptr);
     ExpectReport(err, L"ofio_SearchListFilesFind", 2,
-                 L"Cannot scan folder \"" + W("p/readme") + L"\": Not a directory");
+                 L"Cannot scan folder \"" + W("p/readme") + L"\": " +
+                     SystemReason(L"Not a directory"));
     ostr_StringListDelete(list, nullptr);
 }
 

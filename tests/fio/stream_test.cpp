@@ -20,7 +20,8 @@ TEST(FioStream, OpenReportsModeNameAndSystemReason) {
     std::wstring missing = dir.Wide("missing.bin");
     EXPECT_EQ(ofio_FileOpen(missing.c_str(), L"rb", &err), nullptr);
     ExpectReport(err, L"ofio_FileOpen", 2,
-                 L"Cannot open file \"" + missing + L"\": No such file or directory");
+                 L"Cannot open file \"" + missing + L"\": " +
+                     SystemReason(L"No such file or directory"));
 
     EXPECT_EQ(ofio_FileOpen(missing.c_str(), L"q", &err), nullptr);
     ExpectReport(err, L"ofio_FileOpen", 1, L"Invalid mode \"q\" for file \"" + missing + L"\"");
@@ -31,12 +32,14 @@ TEST(FioStream, OpenReportsModeNameAndSystemReason) {
 
     std::wstring folder = dir.Wide("");
     EXPECT_EQ(ofio_FileOpen(folder.c_str(), L"r", &err), nullptr);
-    ExpectReport(err, L"ofio_FileOpen", 2, L"Cannot open file \"" + folder + L"\": Is a directory");
+    ExpectReport(err, L"ofio_FileOpen", 2,
+                 L"Cannot open file \"" + folder + L"\": " + SystemReason(L"Is a directory"));
 
     WriteRaw(dir.Narrow("exists"), "x");
     std::wstring exists = dir.Wide("exists");
     EXPECT_EQ(ofio_FileOpen(exists.c_str(), L"wx", &err), nullptr);
-    ExpectReport(err, L"ofio_FileOpen", 2, L"Cannot open file \"" + exists + L"\": File exists");
+    ExpectReport(err, L"ofio_FileOpen", 2,
+                 L"Cannot open file \"" + exists + L"\": " + SystemReason(L"File exists"));
 }
 
 TEST(FioStream, BackslashesAreSeparators) {
@@ -329,7 +332,8 @@ TEST(FioStream, NullHandlesAndCloseOfNull) {
     ExpectReport(err, L"ofio_FileSizeGetByHandle", 1, L"Invalid file handle");
     EXPECT_EQ(ofio_FileSizeGetByName(L"/nonexistent/ofio/x", &err), -1);
     ExpectReport(err, L"ofio_FileSizeGetByName", 2,
-                 L"Cannot measure file \"/nonexistent/ofio/x\": No such file or directory");
+                 L"Cannot measure file \"/nonexistent/ofio/x\": " +
+                     SystemReason(L"No such file or directory"));
 }
 
 TEST(FioStream, ExhaustedHeapOnOpenIsReportedAndBuffersAreOptional) {

@@ -66,8 +66,8 @@ TEST(WideText, UnpairedOrMisorderedSurrogatesAndCodedSurrogatesFail) {
 TEST(WideText, FormatterCarriesPairsWholeInEveryStringConversion) {
     WStr s(ostr_Sprintf(nullptr, 0, L"[%s|%S|%ls|%hs]", kWide, kNarrow, kWide, kNarrow));
     ASSERT_NE(s, nullptr);
-    EXPECT_EQ(std::wstring(s.get()), L"[" + std::wstring(kWide) + L"|" + kWide + L"|" + kWide +
-                                         L"|" + kWide + L"]");
+    EXPECT_EQ(std::wstring(s.get()),
+              L"[" + std::wstring(kWide) + L"|" + kWide + L"|" + kWide + L"|" + kWide + L"]");
     // A narrow string broken inside a four-byte sequence prints U+FFFD per byte, never half
     // of a pair.
     WStr broken(ostr_Sprintf(nullptr, 0, L"%S", "\xF0\x9F\x98"));
