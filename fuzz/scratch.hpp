@@ -16,13 +16,15 @@ inline const std::string &ScratchFolder() {
     static const std::string *folder = [] {
         std::error_code ec;
         std::filesystem::path base = "/dev/shm";
-        if (!std::filesystem::is_directory(base, ec)) base = std::filesystem::temp_directory_path(ec);
+        if (!std::filesystem::is_directory(base, ec))
+            base = std::filesystem::temp_directory_path(ec);
         std::mt19937_64 random{std::random_device{}()};
         auto *made = new std::string;
         for (int attempt = 0; attempt < 100 && made->empty(); ++attempt) {
             const std::filesystem::path candidate =
                 base / ("orvik_fuzz_" + std::to_string(random() % 1000000000000ULL));
-            if (std::filesystem::create_directory(candidate, ec)) *made = candidate.generic_string();
+            if (std::filesystem::create_directory(candidate, ec))
+                *made = candidate.generic_string();
         }
         std::atexit([] {
             std::error_code ignored;

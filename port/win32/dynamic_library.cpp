@@ -3,8 +3,12 @@
 #include "port/dynamic_library.hpp"
 
 #include <cstdint>
+#include <vector>
 
 #include "port/win32/win32_text.hpp"
+
+// After <windows.h>, which it needs.
+#include <psapi.h>
 
 namespace orvik::port {
 
@@ -85,10 +89,33 @@ void *LibraryLoad(const std::string &name, std::string &reason) {
 
 void *LibraryProcessImage() { return GetModuleHandleW(nullptr); }
 
+namespace {
+void *Entry(HMODULE module, const std::string &symbol) {
+    FARPROC entry = GetProcAddress(module, symbol.c_str());
+    return reinterpret_cast<void *>(reinterpret_cast<std::uintptr_t>(entry));
+}
+} // namespace
+
+// The process image stands for the program and every library loaded with it (as a POSIX
+// loader's global scope does), so its entries are looked up in each module in load order.
 void *LibrarySymbol(void *module, const std::string &symbol) {
     if (!module) return nullptr;
-    FARPROC entry = GetProcAddress(static_cast<HMODULE>(module), symbol.c_str());
-    return reinterpret_cast<void *>(reinterpret_cast<std::uintptr_t>(entry));
+    if (void *entry = Entry(static_cast<HMODULE>(module), symbol)) return entry;
+    if (module != LibraryProcessImage()) return nullptr;
+    std::vector<HMODULE> modules(256);
+    DWORD bytes = 0;
+    for (;;) {
+        const auto capacity = static_cast<DWORD>(modules.size() * sizeof(HMODULE));
+        if (!K32EnumProcessModules(GetCurrentProcess(), modules.data(), capacity, &bytes))
+            return nullptr;
+        if (bytes <= capacity) break;
+        modules.resize(bytes / sizeof(HMODULE));
+    }
+    modules.resize(bytes / sizeof(HMODULE));
+    for (HMODULE m : modules) {
+        if (void *entry = Entry(m, symbol)) return entry;
+    }
+    return nullptr;
 }
 
 bool LibraryUnload(void *module, std::string &reason) {

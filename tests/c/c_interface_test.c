@@ -1,8 +1,13 @@
 /* Exercises the C interface from strict C11: at least one function of every module. */
 #define _POSIX_C_SOURCE 200809L /* mkdtemp, setenv */
 
+#ifdef _WIN32
+#include <direct.h>
+#include <process.h>
+#else
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <stdio.h>
 #include <stdlib.h>

@@ -277,7 +277,8 @@ TEST_F(Files, AProcessKilledMidSaveLeavesTheOldFileWhole) {
 
 TEST_F(Files, RegistryKeysAreSavedAndReadThroughTheEmulation) {
     m_env.Set("GIO_PREFERENCES_PATH", "HKEY_CURRENT_USER\\Software\\Orvik;" + m_dir.Narrow("site"));
-    m_env.Set("TMPDIR", m_dir.Narrow("tmp"));
+    // TMPDIR names the temporary folder on POSIX, TMP on Windows.
+    m_env.Set("TMPDIR", m_dir.Narrow("tmp")).Set("TMP", m_dir.Narrow("tmp"));
     std::filesystem::create_directories(m_dir.Narrow("tmp"));
     WriteFile(m_dir.Narrow("site/v8preference"), "viewer.title : \"site\";\n");
     Init();

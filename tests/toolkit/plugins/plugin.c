@@ -19,7 +19,7 @@
 static void Log(const char *event, const wchar_t *instance) {
     const char *file = getenv(TEST_PLUGIN_LOG_VARIABLE);
     if (!file) return;
-    FILE *f = fopen(file, "a");
+    FILE *f = fopen(file, "ab"); /* "\n" stays one byte on Windows */
     if (!f) return;
     fprintf(f, "%s %ls\n", event, instance ? instance : L"?");
     fclose(f);
