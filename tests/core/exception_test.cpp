@@ -1,7 +1,7 @@
 // OerrException, its narrow adapter, the logging base and the dispatcher's signals.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <system_error>
 
 #include <cerrno>
 #include <cwchar>
@@ -484,8 +484,9 @@ TEST(OerrException, ThrowWithMessageWrapsTheHeldChain) {
         e.Throw(23, static_cast<unsigned int>(ENOENT));
         FAIL() << "Throw returned";
     } catch (OerrException &x) {
-        // The C library's own text for the number ("No such file or directory" with glibc).
-        const std::string text = std::strerror(ENOENT);
+        // The system's text for the number: "No such file or directory" on Linux; Windows
+        // reads it as its own error 2, "File not found".
+        const std::string text = std::system_category().message(ENOENT);
         EXPECT_EQ(std::wstring(static_cast<Oerr_ErrorReport *>(x)->message),
                   std::wstring(text.begin(), text.end()));
         x.Clear();

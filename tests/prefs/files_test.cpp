@@ -8,9 +8,11 @@
 
 #include <cstring>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "port/registry.hpp"
 #include "prefs/atomic_file.hpp"
 #include "prefs_test_util.hpp"
 
@@ -311,6 +313,37 @@ TEST_F(Files, RegistryKeysAreSavedAndReadThroughTheEmulation) {
     const std::string text = ReadRaw(key);
     EXPECT_EQ(text.find("from key"), std::string::npos);
     EXPECT_NE(text.find("viewer.title : \"again\" ;\n"), std::string::npos);
+}
+
+// With no registry folder named, Windows keeps "HKEY_" keys in the system registry.
+TEST_F(Files, RegistryKeysUseTheSystemRegistryWhereThereIsOne) {
+    if (!orvik::port::registry::Available()) GTEST_SKIP() << "this host has no system registry";
+    const std::wstring path = L"Software/OrvikTest/" + std::to_wstring(std::random_device{}());
+    const std::string element = "HKEY_CURRENT_USER\\" + std::string(path.begin(), path.end());
+    m_env.Set("GIO_REGISTRY_PATH", std::nullopt)
+        .Set("GIO_PREFERENCES_PATH", element + ";" + m_dir.Narrow("site"));
+    Init();
+    Oerr_ErrorReport *err = nullptr;
+    opmg_PutStringPreference(L"viewer", L"title", L"in the registry \U0001F600", &err);
+    opmg_PutNumberPreference(L"viewer", L"zoom", 3, &err);
+    ASSERT_EQ(opmg_SaveUserPreference(&err), 0) << ChainText(err);
+    std::vector<orvik::port::registry::Value> values;
+    bool exists = false;
+    ASSERT_EQ(orvik::port::registry::ReadValues(L"HKEY_CURRENT_USER", path, values, exists), 0);
+    EXPECT_TRUE(exists);
+    ASSERT_EQ(values.size(), 2u);
+    EXPECT_EQ(values[0].name, L"viewer.title");
+    EXPECT_EQ(values[0].text, L"in the registry \U0001F600");
+    EXPECT_EQ(values[1].name, L"viewer.zoom");
+    EXPECT_TRUE(values[1].isNumber);
+    EXPECT_EQ(values[1].number, 3);
+    ASSERT_EQ(opmg_Close(&err), 0);
+    Init();
+    EXPECT_EQ(Title(), L"in the registry \U0001F600");
+    EXPECT_EQ(Zoom(), 3);
+    EXPECT_EQ(orvik::port::registry::DeleteTree(L"HKEY_CURRENT_USER", path), 0);
+    ASSERT_EQ(orvik::port::registry::ReadValues(L"HKEY_CURRENT_USER", path, values, exists), 0);
+    EXPECT_FALSE(exists);
 }
 
 TEST_F(Files, WritingAListToANamedFile) {
