@@ -10,8 +10,15 @@
 
 namespace orvik::core {
 
-// Report number used when an unexpected C++ exception reaches an exported function.
-constexpr long kUnexpectedExceptionNumber = 9999;
+// Report numbers of the core module.
+enum ReportNumber : long {
+    // Thread keys: othr_KeyCreate, othr_KeyCreateWithCallback, othr_KeySetValue
+    kKeyBadArgument = 1,
+    kKeyUnknown = 1,
+    kKeysExhausted = 2,
+    // Any exported function an unexpected C++ exception reaches.
+    kUnexpectedException = 9999,
+};
 
 // Stores a new error record (kind 2) in *err, taking over `previous`. `err` may be null, in
 // which case the chain is dropped. Format arguments follow the library's wide convention.
@@ -32,6 +39,12 @@ inline void SetOutOfMemory(Oerr_ErrorReport **err, const wchar_t *function,
     SetError(err, function, OERR_NUMBER_OUT_OF_MEMORY, previous, L"Out of memory");
 }
 
+// As above, for a function whose documented interface names its own out-of-memory text.
+inline void SetOutOfMemory(Oerr_ErrorReport **err, const wchar_t *function,
+                           Oerr_ErrorReport *previous, const wchar_t *message) {
+    SetError(err, function, OERR_NUMBER_OUT_OF_MEMORY, previous, L"%s", message);
+}
+
 // Runs `body` and converts any escaping exception into a report on `err` (taking over
 // whatever *err already held) and the failure value. std::bad_alloc becomes number 5.
 template <class R, class F>
@@ -41,10 +54,10 @@ R Guarded(Oerr_ErrorReport **err, const wchar_t *function, R failure, F &&body) 
     } catch (const std::bad_alloc &) {
         SetOutOfMemory(err, function, err ? *err : nullptr);
     } catch (const std::exception &e) {
-        SetError(err, function, kUnexpectedExceptionNumber, err ? *err : nullptr,
+        SetError(err, function, kUnexpectedException, err ? *err : nullptr,
                  L"Unexpected exception: %S", e.what());
     } catch (...) {
-        SetError(err, function, kUnexpectedExceptionNumber, err ? *err : nullptr,
+        SetError(err, function, kUnexpectedException, err ? *err : nullptr,
                  L"Unexpected exception");
     }
     return failure;

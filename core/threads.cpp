@@ -87,13 +87,15 @@ long CreateKey(Othr_Key *key, Othr_KeyDestructor destructor, Oerr_ErrorReport **
     if (err) *err = nullptr;
     return orvik::core::Guarded<long>(err, name, -1, [&]() -> long {
         if (!key) {
-            orvik::core::SetError(err, name, 1, nullptr, L"Invalid argument");
+            orvik::core::SetError(err, name, orvik::core::kKeyBadArgument, nullptr,
+                                  L"Invalid argument");
             return -1;
         }
         KeyTable &t = Keys();
         std::lock_guard<std::mutex> g(t.lock);
         if (t.destructors.size() >= 0xFFFFFFFEu) {
-            orvik::core::SetError(err, name, 2, nullptr, L"No more thread keys");
+            orvik::core::SetError(err, name, orvik::core::kKeysExhausted, nullptr,
+                                  L"No more thread keys");
             return -1;
         }
         t.destructors.push_back(destructor);
@@ -150,8 +152,8 @@ ORVIK_API long othr_KeySetValue(Othr_Key key, void *value, Oerr_ErrorReport **er
     static const wchar_t *const kName = L"othr_KeySetValue";
     return orvik::core::Guarded<long>(err, kName, -1, [&]() -> long {
         if (!KeyIsLive(key)) {
-            orvik::core::SetError(err, kName, 1, nullptr, L"Unknown thread key %lu",
-                                  static_cast<unsigned long>(key));
+            orvik::core::SetError(err, kName, orvik::core::kKeyUnknown, nullptr,
+                                  L"Unknown thread key %lu", static_cast<unsigned long>(key));
             return -1;
         }
         if (tlsValues.values.size() < key) tlsValues.values.resize(key, nullptr);

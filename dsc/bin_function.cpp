@@ -6,6 +6,7 @@
 
 #include "core/guard.hpp"
 #include "dsc/bin_function.hpp"
+#include "dsc/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -97,13 +98,13 @@ Ogda_BaseData *CopyLimits(const Ogda_BaseData *limits, Oerr_ErrorReport **err) {
         copy = nullptr;
     }
     if (!copy) {
-        SetError(err, kCreate, 4, inner, L"Cannot copy the bin limits");
+        SetError(err, kCreate, kCreateLimitsCopyFailed, inner, L"Cannot copy the bin limits");
         return nullptr;
     }
     const double *v = static_cast<const double *>(copy->data);
     for (int32_t i = 0; i < copy->numelements; ++i) {
         if (!std::isfinite(v[i]) || (i > 0 && !(v[i] > v[i - 1]))) {
-            SetError(err, kCreate, 7, nullptr,
+            SetError(err, kCreate, kCreateLimitsNotAscending, nullptr,
                      L"Bin limit %ld (%g) is not finite or not above the one before it", long{i},
                      v[i]);
             ogda_BaseDataDelete(copy, nullptr);
@@ -126,7 +127,8 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunc
         Odsc_BinFunction f{numBins, type, minLimit, maxLimit, nullptr};
         const bool listed = type == ODSC_BIN_EXPLICIT || type == ODSC_BIN_UNIQUE;
         if (type < ODSC_BIN_DIRECT || type > ODSC_BIN_UNIQUE) {
-            SetError(err, kCreate, 1, nullptr, L"Unknown bin function type %ld", long{type});
+            SetError(err, kCreate, kCreateUnknownType, nullptr, L"Unknown bin function type %ld",
+                     long{type});
             return nullptr;
         }
         if (listed) {
@@ -134,7 +136,7 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunc
                 binLimits->datatype < OGDA_U1 || binLimits->datatype > OGDA_F64 ||
                 binLimits->numelements < (type == ODSC_BIN_EXPLICIT ? 2 : 1) ||
                 binLimits->numelements > ODSC_MAX_BINS) {
-                SetError(err, kCreate, 2, nullptr,
+                SetError(err, kCreate, kCreateBadLimits, nullptr,
                          L"Bin limits must be a numeric table of 1 to %ld entries (2 or more "
                          L"edges for explicit bins)",
                          long{ODSC_MAX_BINS});
@@ -142,7 +144,7 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunc
             }
             const int32_t n = binLimits->numelements - (type == ODSC_BIN_EXPLICIT ? 1 : 0);
             if (numBins != 0 && numBins != n) {
-                SetError(err, kCreate, 3, nullptr,
+                SetError(err, kCreate, kCreateBadBins, nullptr,
                          L"Number of bins %ld does not match the %ld bins of the limits",
                          long{numBins}, long{n});
                 return nullptr;
@@ -158,7 +160,7 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCreate(int32_t numBins, Odsc_BinFunc
             f.minLimit = v[0];
             f.maxLimit = v[binLimits->numelements - 1];
         } else if (!IsValidBinFunction(&f)) {
-            SetError(err, kCreate, 3, nullptr,
+            SetError(err, kCreate, kCreateBadBins, nullptr,
                      L"Bad bins: %ld bins from %g to %g do not suit the bin function type",
                      long{numBins}, minLimit, maxLimit);
             return nullptr;
@@ -180,7 +182,7 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCopy(const Odsc_BinFunction *source,
     if (err) *err = nullptr;
     return Guarded<Odsc_BinFunction *>(err, kFn, nullptr, [&]() -> Odsc_BinFunction * {
         if (!IsValidBinFunction(source)) {
-            SetError(err, kFn, 1, nullptr, L"Bad source bin function");
+            SetError(err, kFn, kCopyBadSource, nullptr, L"Bad source bin function");
             return nullptr;
         }
         Odsc_BinFunction f = *source;
@@ -188,7 +190,7 @@ ORVIK_API Odsc_BinFunction *odsc_BinFunctionCopy(const Odsc_BinFunction *source,
             Oerr_ErrorReport *inner = nullptr;
             f.binLimits = ogda_BaseDataCopy(source->binLimits, nullptr, &inner);
             if (!f.binLimits) {
-                SetError(err, kFn, 2, inner, L"Cannot copy the bin limits");
+                SetError(err, kFn, kCopyLimitsFailed, inner, L"Cannot copy the bin limits");
                 return nullptr;
             }
         }

@@ -14,26 +14,13 @@
 #include "gda/ascii_form.hpp"
 #include "gda/layout.hpp"
 #include "gda/pixel_text.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using namespace orvik::gda;
 
 namespace {
-
-// Failure points, numbered in the order a read meets them.
-enum Failure : long {
-    kArgs = 1,
-    kOpen = 2,
-    kFgetc = 3,
-    kSeek = 4,
-    kNoMemory = 5,
-    kFgets = 6,
-    kRecord = 7,
-    kMismatch = 8,
-    kCreate = 9,
-    kSize = 10,
-};
 
 struct Failed {
     long number;
@@ -70,7 +57,7 @@ void ScanFile(Ofio_File *file, bool countLines, int64_t *lines, int64_t *firstLi
     int64_t n = 0, first = -1, column = 0;
     for (;;) {
         const int c = ofio_Fgetc(file, &inner);
-        if (c == OFIO_ERROR) throw Failed{kFgetc, L"ofio_Fgetc failed", inner};
+        if (c == OFIO_ERROR) throw Failed{kReadFgetcFailed, L"ofio_Fgetc failed", inner};
         if (c == OFIO_EOF) break;
         if (c == '\n') {
             ++n;
@@ -88,7 +75,7 @@ void ScanFile(Ofio_File *file, bool countLines, int64_t *lines, int64_t *firstLi
     *lines = n;
     *firstLineBytes = first;
     if (ofio_Seek(file, 0, OFIO_SEEK_SET, &inner) != 0)
-        throw Failed{kSeek, L"ofio_Seek failed", inner};
+        throw Failed{kReadSeekFailed, L"ofio_Seek failed", inner};
 }
 
 int64_t Utf8Bytes(const wchar_t *text, size_t count) {
@@ -103,7 +90,7 @@ int64_t Utf8Bytes(const wchar_t *text, size_t count) {
 int64_t Tell(Ofio_File *file) {
     Oerr_ErrorReport *inner = nullptr;
     const int64_t at = ofio_Tell(file, &inner);
-    if (at < 0) throw Failed{kFgets, L"ofio_Fgets failed", inner};
+    if (at < 0) throw Failed{kReadFgetsFailed, L"ofio_Fgets failed", inner};
     return at;
 }
 
@@ -123,14 +110,14 @@ class LineReader {
             Oerr_ErrorReport *inner = nullptr;
             const int64_t before = Tell(m_file);
             if (!ofio_Fgets(m_buffer.data(), m_buffer.count(), m_file, &inner)) {
-                if (inner) throw Failed{kFgets, L"ofio_Fgets failed", inner};
+                if (inner) throw Failed{kReadFgetsFailed, L"ofio_Fgets failed", inner};
                 return !line.empty();
             }
             const size_t n = std::wcslen(m_buffer.data());
             if (Utf8Bytes(m_buffer.data(), n) != Tell(m_file) - before) {
-                SetError(&inner, L"LineReader", kRecord, nullptr, L"NUL character in line %lld",
-                         static_cast<long long>(m_number));
-                throw Failed{kRecord, L"Error reading ASCII record", inner};
+                SetError(&inner, L"LineReader", kReadBadRecord, nullptr,
+                         L"NUL character in line %lld", static_cast<long long>(m_number));
+                throw Failed{kReadBadRecord, L"Error reading ASCII record", inner};
             }
             line.append(m_buffer.data(), n);
             if (!line.empty() && line.back() == L'\n') {
@@ -187,18 +174,19 @@ void ParseRow(const std::wstring &line, const Ogda_BaseDataStack *stack, int32_t
         for (int32_t l = 0; l < stack->count; ++l) {
             if (!NextAsciiValue(p, end, &first, &last) ||
                 !StoreValue(stack->layers[l], r, c, first, last))
-                throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+                throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
             p = last;
         }
     }
     if (NextAsciiValue(p, end, &first, &last))
-        throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+        throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
 }
 
 void ReadRows(LineReader &reader, std::wstring &line, const Ogda_BaseDataStack *stack,
               int32_t firstRow, int32_t rows, int32_t columns) {
     for (int32_t r = firstRow; r < rows; ++r) {
-        if (!reader.Next(line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+        if (!reader.Next(line))
+            throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
         ParseRow(line, stack, r, columns);
     }
 }
@@ -206,7 +194,7 @@ void ReadRows(LineReader &reader, std::wstring &line, const Ogda_BaseDataStack *
 int64_t FileBytes(Ofio_File *file) {
     Oerr_ErrorReport *inner = nullptr;
     const int64_t size = ofio_FileSizeGetByHandle(file, &inner);
-    if (size < 0) throw Failed{kSize, L"ofio_FileSizeGetByHandle failed", inner};
+    if (size < 0) throw Failed{kReadBadSize, L"ofio_FileSizeGetByHandle failed", inner};
     return size;
 }
 
@@ -222,7 +210,7 @@ class FileCloser {
 Ofio_File *OpenForReading(const wchar_t *fileName) {
     Oerr_ErrorReport *inner = nullptr;
     Ofio_File *file = ofio_FileOpen(fileName, L"r", &inner);
-    if (!file) throw Failed{kOpen, L"Error opening file", inner};
+    if (!file) throw Failed{kReadOpenFailed, L"Error opening file", inner};
     return file;
 }
 
@@ -240,18 +228,19 @@ ogda_CreateBaseDataStackFromAscii(Ogda_ObjectType objecttype, Ogda_PixelType dat
     auto result = Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
         try {
             if (!fileName || !IsPixelType(datatype) || !IsObjectType(objecttype))
-                throw Failed{kArgs, L"Args", nullptr};
+                throw Failed{kReadArgs, L"Args", nullptr};
             Ofio_File *file = OpenForReading(fileName);
             FileCloser closer(file);
             int64_t lines = 0, firstBytes = 0;
             ScanFile(file, nrows < 1, &lines, &firstBytes);
             LineReader reader(file);
             if (!reader.buffer().Resize(firstBytes + 2))
-                throw Failed{kNoMemory, L"No Memory", nullptr};
+                throw Failed{kReadNoMemory, L"No Memory", nullptr};
             std::wstring line;
-            if (!reader.Next(line)) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+            if (!reader.Next(line))
+                throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
             const int64_t values = CountValues(line);
-            if (values < 1) throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+            if (values < 1) throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
             // The one-layer rule looks at what the caller gave, before the object type fixes
             // the column count.
             if (nlayers < 1 && ncolumns < 1) nlayers = 1;
@@ -259,18 +248,18 @@ ogda_CreateBaseDataStackFromAscii(Ogda_ObjectType objecttype, Ogda_PixelType dat
             if (objecttype == Ogda_Scalar && nrows < 1) nrows = 1;
             if (ncolumns < 1) {
                 if (values % nlayers != 0)
-                    throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
+                    throw Failed{kReadColumnMismatch, L"ASCII file column count mismatch", nullptr};
                 ncolumns = static_cast<int32_t>(values / nlayers);
             } else if (nlayers < 1) {
                 if (values % ncolumns != 0)
-                    throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
+                    throw Failed{kReadColumnMismatch, L"ASCII file column count mismatch", nullptr};
                 nlayers = static_cast<int32_t>(values / ncolumns);
             } else if (values != int64_t{ncolumns} * nlayers) {
-                throw Failed{kMismatch, L"ASCII file column count mismatch", nullptr};
+                throw Failed{kReadColumnMismatch, L"ASCII file column count mismatch", nullptr};
             }
             if (nrows < 1) {
                 if (lines > INT32_MAX)
-                    throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+                    throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
                 nrows = static_cast<int32_t>(lines);
             }
             // Every value takes at least one character and one blank or line end, so a shape
@@ -279,11 +268,11 @@ ogda_CreateBaseDataStackFromAscii(Ogda_ObjectType objecttype, Ogda_PixelType dat
             const int64_t fillable = (FileBytes(file) + 1) / 2;
             if (int64_t{nrows} * ncolumns > fillable / nlayers ||
                 int64_t{nrows} * ncolumns * nlayers > fillable)
-                throw Failed{kRecord, L"Error reading ASCII record", nullptr};
+                throw Failed{kReadBadRecord, L"Error reading ASCII record", nullptr};
             Oerr_ErrorReport *inner = nullptr;
             stack =
                 ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
-            if (!stack) throw Failed{kCreate, L"ogda_BaseDataStackCreate failed", inner};
+            if (!stack) throw Failed{kReadCreateFailed, L"ogda_BaseDataStackCreate failed", inner};
             ParseRow(line, stack, 0, ncolumns);
             ReadRows(reader, line, stack, 1, nrows, ncolumns);
             return std::exchange(stack, nullptr);
@@ -304,18 +293,19 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackReadAscii(Ogda_BaseDataStack *st
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
         try {
             if (!fileName || !stack || stack->count < 1 || !stack->layers || !stack->layers[0])
-                throw Failed{kArgs, L"Args", nullptr};
+                throw Failed{kReadArgs, L"Args", nullptr};
             const int32_t rows = stack->layers[0]->numrows, columns = stack->layers[0]->numcolumns;
             for (int32_t l = 0; l < stack->count; ++l) {
                 const Ogda_BaseData *layer = stack->layers[l];
                 if (!layer || !layer->data || !IsPixelType(layer->datatype) ||
                     layer->numrows < rows || layer->numcolumns < columns)
-                    throw Failed{kArgs, L"Args", nullptr};
+                    throw Failed{kReadArgs, L"Args", nullptr};
             }
             Ofio_File *file = OpenForReading(fileName);
             FileCloser closer(file);
             LineReader reader(file);
-            if (!reader.buffer().Resize(4096)) throw Failed{kNoMemory, L"No Memory", nullptr};
+            if (!reader.buffer().Resize(4096))
+                throw Failed{kReadNoMemory, L"Out of memory", nullptr};
             std::wstring line;
             ReadRows(reader, line, stack, 0, rows, columns);
             return stack;

@@ -9,6 +9,7 @@
 #include "gda/layout.hpp"
 #include "gda/pixel_text.hpp"
 #include "core/utf8.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -71,7 +72,7 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, fn, OMSC_FALSE, [&]() -> Omsc_Boolean {
         if (!stack || stack->count < 1 || !stack->layers || !stack->layers[0] || !fileName) {
-            SetError(err, fn, 1, nullptr, L"Args");
+            SetError(err, fn, kWriteArgs, nullptr, L"Args");
             return OMSC_FALSE;
         }
         const int32_t rows = stack->layers[0]->numrows, columns = stack->layers[0]->numcolumns;
@@ -80,13 +81,13 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
             const Ogda_BaseData *layer = stack->layers[l];
             if (!layer || !layer->data || !IsPixelType(layer->datatype) || layer->numrows < rows ||
                 layer->numcolumns < columns) {
-                SetError(err, fn, 1, nullptr, L"Args");
+                SetError(err, fn, kWriteArgs, nullptr, L"Args");
                 return OMSC_FALSE;
             }
         }
         int32_t badRow, badColumn, badLayer;
         if (FindUnwritable(stack, rows, columns, &badRow, &badColumn, &badLayer)) {
-            SetError(err, fn, 4, nullptr,
+            SetError(err, fn, kWriteUnreadableString, nullptr,
                      L"String at row %d, column %d, layer %d would not read back (null, empty, "
                      L"blanks, leading \"(\" or not UTF-8)",
                      badRow, badColumn, badLayer);
@@ -95,7 +96,7 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
         Oerr_ErrorReport *inner = nullptr;
         Ofio_File *file = ofio_FileOpen(fileName, L"w", &inner);
         if (!file) {
-            SetError(err, fn, 2, inner, L"Error opening file");
+            SetError(err, fn, kWriteOpenFailed, inner, L"Error opening file");
             return OMSC_FALSE;
         }
         std::string buffer;
@@ -121,11 +122,11 @@ ORVIK_API Omsc_Boolean ogda_BaseDataStackWriteAscii(const Ogda_BaseDataStack *st
         if (ok) ok = flush();
         if (!ok) {
             ofio_FileClose(file, nullptr);
-            SetError(err, fn, 3, inner, L"Write error");
+            SetError(err, fn, kWriteFailed, inner, L"Write error");
             return OMSC_FALSE;
         }
         if (ofio_FileClose(file, &inner) != 0) {
-            SetError(err, fn, 3, inner, L"Write error");
+            SetError(err, fn, kWriteFailed, inner, L"Write error");
             return OMSC_FALSE;
         }
         return OMSC_TRUE;

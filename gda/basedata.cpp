@@ -5,10 +5,12 @@
 
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::GuardedVoid;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 using namespace orvik::gda;
 
 namespace orvik::gda {
@@ -61,17 +63,18 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCreate(int32_t nrows, int32_t ncolumns,
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (!IsPixelType(datatype)) {
-            SetError(err, fn, 3, nullptr, L"incoming datatype is not a valid OGDA datatype");
+            SetError(err, fn, kCreateBadType, nullptr,
+                     L"incoming datatype is not a valid OGDA datatype");
             return nullptr;
         }
         if (!ShapeFits(nrows, ncolumns, datatype, objecttype)) {
-            SetError(err, fn, 4, nullptr, L"Bad nRows or nColumns");
+            SetError(err, fn, kCreateBadShape, nullptr, L"Bad nRows or nColumns");
             return nullptr;
         }
         auto *o = static_cast<Ogda_BaseData *>(omsc_HeapMalloc(sizeof(Ogda_BaseData)));
         if (!o) {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr,
-                     L"calloc could not allocate space for Ogda_BaseData structure");
+            SetOutOfMemory(err, fn, nullptr,
+                           L"calloc could not allocate space for Ogda_BaseData structure");
             return nullptr;
         }
         SetShape(o, nrows, ncolumns, datatype, objecttype);
@@ -85,8 +88,8 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCreate(int32_t nrows, int32_t ncolumns,
                 data = omsc_HeapMalloc(static_cast<int32_t>(bytes));
                 if (!data) {
                     omsc_HeapFree(o);
-                    SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr,
-                             L"calloc could not allocate space for Ogda_BaseData data");
+                    SetOutOfMemory(err, fn, nullptr,
+                                   L"calloc could not allocate space for Ogda_BaseData data");
                     return nullptr;
                 }
             }
@@ -106,22 +109,23 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReCreate(Ogda_BaseData *object, int32_t nr
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (nrows < 1 || ncolumns < 1) {
-            SetError(err, fn, 1, nullptr, L"Bad nRows or nColumns");
+            SetError(err, fn, kReCreateBadShape, nullptr, L"Bad nRows or nColumns");
             return object;
         }
         if (!object) {
             Oerr_ErrorReport *inner = nullptr;
             Ogda_BaseData *created =
                 ogda_BaseDataCreate(nrows, ncolumns, datatype, objecttype, data, &inner);
-            if (!created) SetError(err, fn, 2, inner, L"ogda_BaseDataCreate failed");
+            if (!created)
+                SetError(err, fn, kReCreateCreateFailed, inner, L"ogda_BaseDataCreate failed");
             return created;
         }
         if (!object->derivedFlag) {
-            SetError(err, fn, 3, nullptr, L"srcBaseData must be derived");
+            SetError(err, fn, kReCreateNotDerived, nullptr, L"srcBaseData must be derived");
             return nullptr;
         }
         if (!IsPixelType(datatype) || !ShapeFits(nrows, ncolumns, datatype, objecttype)) {
-            SetError(err, fn, 4, nullptr, L"Bad datatype or shape");
+            SetError(err, fn, kReCreateMismatch, nullptr, L"Bad datatype or shape");
             return nullptr;
         }
         SetShape(object, nrows, ncolumns, datatype, objecttype);
@@ -142,27 +146,27 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReDerive(const Ogda_BaseData *source, Ogda
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, view, [&]() -> Ogda_BaseData * {
         if (!source) {
-            SetError(err, fn, 1, nullptr, L"Null srcBaseData");
+            SetError(err, fn, kReDeriveNoSource, nullptr, L"Null srcBaseData");
             return view;
         }
         if (nRows < 1 || nColumns < 1) {
-            SetError(err, fn, 2, nullptr, L"Bad nRows or nColumns");
+            SetError(err, fn, kReDeriveBadShape, nullptr, L"Bad nRows or nColumns");
             return view;
         }
         if (rOffset < 0 || cOffset < 0) {
-            SetError(err, fn, 3, nullptr, L"Bad rOffset or cOffset");
+            SetError(err, fn, kReDeriveBadOffset, nullptr, L"Bad rOffset or cOffset");
             return view;
         }
         if (int64_t{rOffset} + nRows > source->numrows ||
             int64_t{cOffset} + nColumns > source->numcolumns) {
-            SetError(err, fn, 4, nullptr, L"srcBaseData is too small");
+            SetError(err, fn, kReDeriveTooSmall, nullptr, L"srcBaseData is too small");
             return view;
         }
         Ogda_BaseData *v = view;
         if (!v) {
             v = static_cast<Ogda_BaseData *>(omsc_HeapMalloc(sizeof(Ogda_BaseData)));
             if (!v) {
-                SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"No memory");
+                SetOutOfMemory(err, fn, nullptr, L"No memory");
                 return view;
             }
         }
@@ -192,7 +196,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataDerived(const Ogda_BaseData *source, int32
     Ogda_BaseData *v =
         ogda_BaseDataReDerive(source, nullptr, rOffset, cOffset, nRows, nColumns, &inner);
     if (inner) {
-        SetError(err, fn, 1, inner, L"ogda_BaseDataReDerive failed");
+        SetError(err, fn, kDerivedFailed, inner, L"ogda_BaseDataReDerive failed");
         return nullptr;
     }
     return v;

@@ -7,6 +7,7 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/pixel_values.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -48,11 +49,11 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataClip(Ogda_BaseData *object, double minimum
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (!object || (!object->dataStart && object->numelements > 0)) {
-            SetError(err, fn, 1, nullptr, L"Null BaseData");
+            SetError(err, fn, kClipNoObject, nullptr, L"Null BaseData");
             return nullptr;
         }
         if (!(minimum <= maximum)) {
-            SetError(err, fn, 2, nullptr, L"Bad range");
+            SetError(err, fn, kClipBadRange, nullptr, L"Bad range");
             return nullptr;
         }
         bool ok = true;
@@ -114,13 +115,13 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataClip(Ogda_BaseData *object, double minimum
             }
             break;
         default:
-            SetError(err, fn, 3, nullptr, L"Cannot clip %s data",
+            SetError(err, fn, kClipBadType, nullptr, L"Cannot clip %s data",
                      IsPixelType(object->datatype) ? ogda_PixelNameFromType(object->datatype)
                                                    : L"invalid");
             return nullptr;
         }
         if (!ok) {
-            SetError(err, fn, 4, nullptr, L"Range holds no %s value",
+            SetError(err, fn, kClipEmptyRange, nullptr, L"Range holds no %s value",
                      ogda_PixelNameFromType(object->datatype));
             return nullptr;
         }

@@ -7,6 +7,7 @@
 #include "core/guard.hpp"
 #include "gda/copy_lines.hpp"
 #include "gda/layout.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -20,12 +21,12 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopy(const Ogda_BaseData *source, Ogda_Bas
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (!source) {
-            SetError(err, fn, 1, nullptr, L"source BaseData is NULL !");
+            SetError(err, fn, kCopyNoSource, nullptr, L"source BaseData is NULL !");
             return nullptr;
         }
         if (!IsPixelType(source->datatype) ||
             (destination && !IsPixelType(destination->datatype))) {
-            SetError(err, fn, 4, nullptr, L"Bad datatype");
+            SetError(err, fn, kCopyBadType, nullptr, L"Bad datatype");
             return nullptr;
         }
         Ogda_BaseData *dst = destination;
@@ -34,11 +35,12 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopy(const Ogda_BaseData *source, Ogda_Bas
             dst = ogda_BaseDataCreate(source->numrows, source->numcolumns, source->datatype,
                                       source->objecttype, nullptr, &inner);
             if (!dst) {
-                SetError(err, fn, 2, inner, L"ogda_BaseDataCreate failed");
+                SetError(err, fn, kCopyCreateFailed, inner, L"ogda_BaseDataCreate failed");
                 return nullptr;
             }
         } else if (dst->objecttype != source->objecttype) {
-            SetError(err, fn, 3, nullptr, L"the object type is not the same for input and output");
+            SetError(err, fn, kCopyObjectTypeMismatch, nullptr,
+                     L"the object type is not the same for input and output");
             return nullptr;
         }
 

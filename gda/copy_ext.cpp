@@ -5,6 +5,7 @@
 #include "core/guard.hpp"
 #include "gda/copy_lines.hpp"
 #include "gda/layout.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -30,21 +31,22 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopyExt(const Ogda_BaseData *source, int32
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (!source) {
-            SetError(err, fn, 1, nullptr, L"source BaseData is NULL !");
+            SetError(err, fn, kCopyExtNoSource, nullptr, L"source BaseData is NULL !");
             return nullptr;
         }
         if (nRows < 1 || nColumns < 1) {
-            SetError(err, fn, 2, nullptr, L"Bad nRows or nColumns");
+            SetError(err, fn, kCopyExtBadShape, nullptr, L"Bad nRows or nColumns");
             return nullptr;
         }
         if (srcRow < 0 || srcColumn < 0 || dstRow < 0 || dstColumn < 0 ||
             (!destination && (dstRow != 0 || dstColumn != 0))) {
-            SetError(err, fn, 3, nullptr, L"Bad row or column offset");
+            SetError(err, fn, kCopyExtBadOffset, nullptr, L"Bad row or column offset");
             return nullptr;
         }
         if (!IsPixelType(source->datatype) || !source->data ||
             !WindowInside(source, srcRow, srcColumn, nRows, nColumns)) {
-            SetError(err, fn, 4, nullptr, L"source window exceeds source BaseData");
+            SetError(err, fn, kCopyExtSourceWindow, nullptr,
+                     L"source window exceeds source BaseData");
             return nullptr;
         }
         Ogda_BaseData *dst = destination;
@@ -53,15 +55,17 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataCopyExt(const Ogda_BaseData *source, int32
             dst = ogda_BaseDataCreate(nRows, nColumns, source->datatype, source->objecttype,
                                       nullptr, &inner);
             if (!dst) {
-                SetError(err, fn, 5, inner, L"ogda_BaseDataCreate failed");
+                SetError(err, fn, kCopyExtCreateFailed, inner, L"ogda_BaseDataCreate failed");
                 return nullptr;
             }
         } else if (dst->objecttype != source->objecttype) {
-            SetError(err, fn, 6, nullptr, L"the object type is not the same for input and output");
+            SetError(err, fn, kCopyExtObjectTypeMismatch, nullptr,
+                     L"the object type is not the same for input and output");
             return nullptr;
         } else if (!IsPixelType(dst->datatype) || !dst->data ||
                    !WindowInside(dst, dstRow, dstColumn, nRows, nColumns)) {
-            SetError(err, fn, 7, nullptr, L"destination window exceeds destination BaseData");
+            SetError(err, fn, kCopyExtDestinationWindow, nullptr,
+                     L"destination window exceeds destination BaseData");
             return nullptr;
         }
         const Opxm_ConvertRow *table =

@@ -6,6 +6,7 @@
 #include "core/guard.hpp"
 #include "gda/matrix_checks.hpp"
 #include "gda/matrix_dense.hpp"
+#include "gda/report.hpp"
 
 namespace orvik::gda {
 
@@ -110,7 +111,7 @@ extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixLUDecomposition(Ogda_BaseData *ma
         return nullptr;
     }
     if (!pivots) {
-        SetError(err, kFn, 1, nullptr, L"Null pivot array");
+        SetError(err, kFn, kAlgebraNoPivots, nullptr, L"Null pivot array");
         return nullptr;
     }
     return orvik::core::Guarded<Ogda_BaseData *>(err, kFn, nullptr, [&] {
@@ -120,10 +121,11 @@ extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixLUDecomposition(Ogda_BaseData *ma
             int32_t parity = 1;
             switch (LuFactor(a, perm, parity, StorageEpsilon(matrix->datatype))) {
             case LuResult::kSingular:
-                SetError(err, kFn, 6, nullptr, L"The matrix is singular");
+                SetError(err, kFn, kAlgebraSingular, nullptr, L"The matrix is singular");
                 return nullptr;
             case LuResult::kNotFinite:
-                SetError(err, kFn, 7, nullptr, L"The matrix holds a value that is not finite");
+                SetError(err, kFn, kAlgebraNotFinite, nullptr,
+                         L"The matrix holds a value that is not finite");
                 return nullptr;
             case LuResult::kFactored:
                 break;

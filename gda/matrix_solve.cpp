@@ -2,6 +2,7 @@
 #include "core/guard.hpp"
 #include "gda/matrix_checks.hpp"
 #include "gda/matrix_dense.hpp"
+#include "gda/report.hpp"
 
 using namespace orvik::gda;
 using orvik::core::SetError;
@@ -18,10 +19,11 @@ Ogda_BaseData *WithFactors(const wchar_t *fn, const Ogda_BaseData *a, Oerr_Error
     int32_t sign = 1;
     switch (LuFactor(lu, perm, sign, StorageEpsilon(a->datatype))) {
     case LuResult::kSingular:
-        SetError(err, fn, 6, nullptr, L"The matrix is singular");
+        SetError(err, fn, kAlgebraSingular, nullptr, L"The matrix is singular");
         return nullptr;
     case LuResult::kNotFinite:
-        SetError(err, fn, 7, nullptr, L"The matrix holds a value that is not finite");
+        SetError(err, fn, kAlgebraNotFinite, nullptr,
+                 L"The matrix holds a value that is not finite");
         return nullptr;
     case LuResult::kFactored:
         break;
@@ -38,7 +40,7 @@ Ogda_BaseData *Deliver(const wchar_t *fn, const Dense<W> &result, const Ogda_Bas
         out = ogda_BaseDataCreate(like->numrows, like->numcolumns, like->datatype, like->objecttype,
                                   nullptr, &inner);
         if (!out) {
-            SetError(err, fn, 8, inner, L"ogda_BaseDataCreate failed");
+            SetError(err, fn, kAlgebraCreateFailed, inner, L"ogda_BaseDataCreate failed");
             return nullptr;
         }
     }
@@ -59,20 +61,21 @@ extern "C" ORVIK_API Ogda_BaseData *ogda_MatrixDivide(const Ogda_BaseData *a,
         return nullptr;
     }
     if (!b || !b->data) {
-        SetError(err, kFn, 1, nullptr, L"Null right-hand side");
+        SetError(err, kFn, kAlgebraNoRightHandSide, nullptr, L"Null right-hand side");
         return nullptr;
     }
     if (b->objecttype != Ogda_Matrix && b->objecttype != Ogda_Table) {
-        SetError(err, kFn, 2, nullptr, L"The right-hand side must be a matrix or a table");
+        SetError(err, kFn, kAlgebraBadRightHandSide, nullptr,
+                 L"The right-hand side must be a matrix or a table");
         return nullptr;
     }
     if (b->datatype != a->datatype) {
-        SetError(err, kFn, 3, nullptr,
+        SetError(err, kFn, kAlgebraTypeMismatch, nullptr,
                  L"The data type is not matched between the input and output data");
         return nullptr;
     }
     if (b->numrows != a->numrows || b->numcolumns < 1) {
-        SetError(err, kFn, 4, nullptr,
+        SetError(err, kFn, kAlgebraSizeMismatch, nullptr,
                  L"The data size is not matched between the input and output data");
         return nullptr;
     }

@@ -9,6 +9,7 @@
 #include "gda/layout.hpp"
 #include "gda/pixel_values.hpp"
 #include "core/utf8.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::SetError;
 using namespace orvik::gda;
@@ -78,7 +79,7 @@ ORVIK_API void ogda_BaseDataPrint(const Ogda_BaseData *object, Oerr_ErrorReport 
     ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (!object) {
-        SetError(err, L"ogda_BaseDataPrint", 1, nullptr, L"Null BaseData");
+        SetError(err, L"ogda_BaseDataPrint", kPrintNoObject, nullptr, L"Null BaseData");
         return;
     }
     orvik::core::GuardedVoid(err, L"ogda_BaseDataPrint", [&] {

@@ -6,9 +6,11 @@
 
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 using namespace orvik::gda;
 
 namespace {
@@ -43,12 +45,12 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t 
             (object->objecttype == Ogda_Scalar && (nRows != 1 || nColumns != 1)) ||
             AllocationBytes(object->numbytes, object->objecttype, nRows, nColumns) > INT32_MAX ||
             int64_t{nRows} * nColumns > INT32_MAX) {
-            SetError(err, fn, 1, nullptr, L"Bad nRows or nColumns");
+            SetError(err, fn, kReallocateBadShape, nullptr, L"Bad nRows or nColumns");
             return nullptr;
         }
         // A derived object's block belongs to someone else and cannot be resized.
         if (object->derivedFlag) {
-            SetError(err, fn, 2, nullptr, L"BaseData must own its data");
+            SetError(err, fn, kReallocateNotOwner, nullptr, L"BaseData must own its data");
             return nullptr;
         }
         if (KeepsMemoryOrder(object, nRows, nColumns)) {
@@ -64,7 +66,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t 
             }
             void *block = omsc_HeapRealloc(object->data, bytes);
             if (!block) {
-                SetError(err, fn, 3, nullptr, L"No memory");
+                SetOutOfMemory(err, fn);
                 return nullptr;
             }
             for (wchar_t *s : dropped) omsc_HeapFree(s);
@@ -81,12 +83,12 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataReallocate(Ogda_BaseData *object, int32_t 
             Ogda_BaseData *fresh = ogda_BaseDataCreate(nRows, nColumns, object->datatype,
                                                        object->objecttype, nullptr, &inner);
             if (!fresh) {
-                SetError(err, fn, 4, inner, L"ogda_BaseDataCreate failed");
+                SetError(err, fn, kReallocateCreateFailed, inner, L"ogda_BaseDataCreate failed");
                 return nullptr;
             }
             if (!ogda_BaseDataCopy(object, fresh, &inner)) {
                 ogda_BaseDataDelete(fresh, nullptr);
-                SetError(err, fn, 5, inner, L"ogda_BaseDataCopy failed");
+                SetError(err, fn, kReallocateCopyFailed, inner, L"ogda_BaseDataCopy failed");
                 return nullptr;
             }
             const uint32_t tag = object->tag;

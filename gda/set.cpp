@@ -7,9 +7,11 @@
 
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 using namespace orvik::gda;
 
 namespace {
@@ -43,7 +45,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, fn, nullptr, [&]() -> Ogda_BaseData * {
         if (!object || !values || (!object->data && object->numelements > 0)) {
-            SetError(err, fn, 1, nullptr, L"Null BaseData or values");
+            SetError(err, fn, kSetNoArgument, nullptr, L"Null BaseData or values");
             return nullptr;
         }
         const int32_t nb = object->numbytes;
@@ -56,7 +58,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
             return true;
         };
         auto outOfMemory = [&]() -> Ogda_BaseData * {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"Out of memory");
+            SetOutOfMemory(err, fn);
             return nullptr;
         };
         switch (region) {
@@ -78,7 +80,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
         }
         case OGDA_REGION_DIAGONAL: {
             if (object->numrows != object->numcolumns) {
-                SetError(err, fn, 2, nullptr, nullptr);
+                SetError(err, fn, kSetNotSquare, nullptr, nullptr);
                 return nullptr;
             }
             auto *element = static_cast<unsigned char *>(object->data);
@@ -91,7 +93,8 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
         case OGDA_REGION_COLUMN: {
             const bool row = region == OGDA_REGION_ROW;
             if (index < 0 || index >= (row ? object->numrows : object->numcolumns)) {
-                SetError(err, fn, 3, nullptr, L"Bad index %ld", static_cast<long>(index));
+                SetError(err, fn, kSetBadIndex, nullptr, L"Bad index %ld",
+                         static_cast<long>(index));
                 return nullptr;
             }
             const int32_t n = row ? object->numcolumns : object->numrows;
@@ -102,7 +105,7 @@ ORVIK_API Ogda_BaseData *ogda_BaseDataSetBoth(Ogda_BaseData *object, const void 
             return object;
         }
         default:
-            SetError(err, fn, 4, nullptr, L"Bad region %ld", static_cast<long>(region));
+            SetError(err, fn, kSetBadRegion, nullptr, L"Bad region %ld", static_cast<long>(region));
             return nullptr;
         }
     });

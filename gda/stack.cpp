@@ -6,9 +6,11 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/stack_record.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 using namespace orvik::gda;
 
 namespace orvik::gda {
@@ -50,12 +52,12 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nr
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
         if (!CountFits(count)) {
-            SetError(err, fn, 3, nullptr, L"Args");
+            SetError(err, fn, kStackArgs, nullptr, L"Args");
             return nullptr;
         }
         Ogda_BaseDataStack *s = NewStack(count, 0);
         if (!s) {
-            SetError(err, fn, 1, nullptr, L"can't allocate space");
+            SetError(err, fn, kStackNoSpace, nullptr, L"can't allocate space");
             return nullptr;
         }
         for (int32_t i = 0; i < count; ++i) {
@@ -64,7 +66,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCreate(int32_t count, int32_t nr
                 ogda_BaseDataCreate(nrows, ncolumns, datatype, objecttype, nullptr, &inner);
             if (!s->layers[i]) {
                 ogda_BaseDataStackDelete(s, nullptr);
-                SetError(err, fn, 2, inner, L"ogda_BaseDataCreate failed");
+                SetError(err, fn, kStackLayerFailed, inner, L"ogda_BaseDataCreate failed");
                 return nullptr;
             }
         }
@@ -78,12 +80,12 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackPtrCreate(int32_t count,
     static const wchar_t *const fn = L"ogda_BaseDataStackPtrCreate";
     if (err) *err = nullptr;
     if (!CountFits(count)) {
-        SetError(err, fn, 2, nullptr, L"Args");
+        SetError(err, fn, kStackPtrArgs, nullptr, L"Args");
         return nullptr;
     }
     Ogda_BaseDataStack *s = NewStack(count, 1);
     if (!s) {
-        SetError(err, fn, 1, nullptr, L"can't allocate space");
+        SetError(err, fn, kStackPtrNoSpace, nullptr, L"can't allocate space");
         return nullptr;
     }
     if (layers && count > 0) std::memcpy(s->layers, layers, count * sizeof *layers);
@@ -118,18 +120,18 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCopy(const Ogda_BaseDataStack *s
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
         if (!src || (src->count > 0 && !src->layers)) {
-            SetError(err, fn, 1, nullptr, L"Null source stack");
+            SetError(err, fn, kStackNoStack, nullptr, L"Null source stack");
             return nullptr;
         }
         Ogda_BaseDataStack *out = dst;
         if (!out) {
             out = NewStack(src->count, 0);
             if (!out) {
-                SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"can't allocate space");
+                SetOutOfMemory(err, fn, nullptr);
                 return nullptr;
             }
         } else if (out->count != src->count || (out->count > 0 && !out->layers)) {
-            SetError(err, fn, 2, nullptr, L"Layer count mismatch: %ld and %ld",
+            SetError(err, fn, kStackCountMismatch, nullptr, L"Layer count mismatch: %ld and %ld",
                      static_cast<long>(src->count), static_cast<long>(out->count));
             return nullptr;
         }
@@ -138,7 +140,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackCopy(const Ogda_BaseDataStack *s
             Ogda_BaseData *layer = ogda_BaseDataCopy(src->layers[i], out->layers[i], &inner);
             if (!layer) {
                 if (!dst) ogda_BaseDataStackDelete(out, nullptr);
-                SetError(err, fn, 3, inner, L"ogda_BaseDataCopy failed");
+                SetError(err, fn, kStackCopyLayerFailed, inner, L"ogda_BaseDataCopy failed");
                 return nullptr;
             }
             out->layers[i] = layer;
@@ -170,12 +172,12 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
         if (!src || (src->count > 0 && !src->layers)) {
-            SetError(err, fn, 1, nullptr, L"Null source stack");
+            SetError(err, fn, kStackNoStack, nullptr, L"Null source stack");
             return nullptr;
         }
         Ogda_BaseDataStack *out = NewStack(src->count, 0);
         if (!out) {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"can't allocate space");
+            SetOutOfMemory(err, fn, nullptr);
             return nullptr;
         }
         for (int32_t i = 0; i < src->count; ++i) {
@@ -184,7 +186,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerived(const Ogda_BaseDataStack
                 ogda_BaseDataDerived(src->layers[i], rOffset, cOffset, nRows, nColumns, &inner);
             if (!out->layers[i]) {
                 ogda_BaseDataStackDelete(out, nullptr);
-                SetError(err, fn, 2, inner, L"ogda_BaseDataDerived failed");
+                SetError(err, fn, kStackLayerCallFailed, inner, L"ogda_BaseDataDerived failed");
                 return nullptr;
             }
         }
@@ -198,19 +200,19 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackDerivedFromDataLayer(const Ogda_
     static const wchar_t *const fn = L"ogda_BaseDataStackDerivedFromDataLayer";
     if (err) *err = nullptr;
     if (!layer) {
-        SetError(err, fn, 1, nullptr, L"Null BaseData");
+        SetError(err, fn, kStackNoStack, nullptr, L"Null BaseData");
         return nullptr;
     }
     Ogda_BaseDataStack *out = NewStack(1, 0);
     if (!out) {
-        SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"can't allocate space");
+        SetOutOfMemory(err, fn, nullptr);
         return nullptr;
     }
     Oerr_ErrorReport *inner = nullptr;
     out->layers[0] = ogda_BaseDataDerived(layer, 0, 0, layer->numrows, layer->numcolumns, &inner);
     if (!out->layers[0]) {
         ogda_BaseDataStackDelete(out, nullptr);
-        SetError(err, fn, 2, inner, L"ogda_BaseDataDerived failed");
+        SetError(err, fn, kStackLayerCallFailed, inner, L"ogda_BaseDataDerived failed");
         return nullptr;
     }
     return out;
@@ -221,7 +223,7 @@ ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_Err
     static const wchar_t *const fn = L"ogda_BaseDataStackPrint";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {
-        SetError(err, fn, 1, nullptr, L"Null stack");
+        SetError(err, fn, kStackNoStack, nullptr, L"Null stack");
         return;
     }
     std::printf(" ----------------- BaseDataStack ------------------- \n");
@@ -229,7 +231,7 @@ ORVIK_API void ogda_BaseDataStackPrint(const Ogda_BaseDataStack *stack, Oerr_Err
         Oerr_ErrorReport *inner = nullptr;
         ogda_BaseDataPrint(stack->layers[i], &inner);
         if (inner) {
-            SetError(err, fn, 2, inner, L"ogda_BaseDataPrint failed");
+            SetError(err, fn, kStackLayerCallFailed, inner, L"ogda_BaseDataPrint failed");
             return;
         }
     }
@@ -241,13 +243,13 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetScalar(Ogda_BaseDataStack *st
     static const wchar_t *const fn = L"ogda_BaseDataStackSetScalar";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {
-        SetError(err, fn, 1, nullptr, L"Null stack");
+        SetError(err, fn, kStackNoStack, nullptr, L"Null stack");
         return nullptr;
     }
     for (int32_t i = 0; i < stack->count; ++i) {
         Oerr_ErrorReport *inner = nullptr;
         if (!ogda_BaseDataSetScalar(stack->layers[i], value, OGDA_REGION_ALL, 0, &inner)) {
-            SetError(err, fn, 2, inner, L"ogda_BaseDataSetScalar failed");
+            SetError(err, fn, kStackLayerCallFailed, inner, L"ogda_BaseDataSetScalar failed");
             return nullptr;
         }
     }
@@ -259,7 +261,7 @@ ORVIK_API Ogda_BaseDataStack *ogda_BaseDataStackSetZero(Ogda_BaseDataStack *stac
     static const wchar_t *const fn = L"ogda_BaseDataStackSetZero";
     if (err) *err = nullptr;
     if (!stack || (stack->count > 0 && !stack->layers)) {
-        SetError(err, fn, 1, nullptr, L"Null stack");
+        SetError(err, fn, kStackNoStack, nullptr, L"Null stack");
         return nullptr;
     }
     for (int32_t i = 0; i < stack->count; ++i) {

@@ -2,9 +2,12 @@
 #include <orvik/ogda.h>
 
 #include "core/guard.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
+using namespace orvik::gda;
 
 namespace {
 
@@ -39,12 +42,12 @@ ogda_BaseDataStackArrayCreate(int32_t count, int32_t nlayers, int32_t nrows, int
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
         if (count < 0) {
-            SetError(err, fn, 1, nullptr, L"Args");
+            SetError(err, fn, kStackArrayArgs, nullptr, L"Args");
             return nullptr;
         }
         Ogda_BaseDataStackArray *a = NewArray(count);
         if (!a) {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"can't allocate space");
+            SetOutOfMemory(err, fn, nullptr);
             return nullptr;
         }
         for (int32_t i = 0; i < count; ++i) {
@@ -53,7 +56,7 @@ ogda_BaseDataStackArrayCreate(int32_t count, int32_t nlayers, int32_t nrows, int
                 ogda_BaseDataStackCreate(nlayers, nrows, ncolumns, datatype, objecttype, &inner);
             if (!a->stacks[i]) {
                 ogda_BaseDataStackArrayDelete(a, nullptr);
-                SetError(err, fn, 2, inner, L"ogda_BaseDataStackCreate failed");
+                SetError(err, fn, kStackArrayCallFailed, inner, L"ogda_BaseDataStackCreate failed");
                 return nullptr;
             }
         }
@@ -69,19 +72,20 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDa
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
         if (!Usable(src)) {
-            SetError(err, fn, 1, nullptr, L"Null source stack array");
+            SetError(err, fn, kStackArrayArgs, nullptr, L"Null source stack array");
             return nullptr;
         }
         Ogda_BaseDataStackArray *out = dst;
         if (!out) {
             out = NewArray(src->count);
             if (!out) {
-                SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"can't allocate space");
+                SetOutOfMemory(err, fn, nullptr);
                 return nullptr;
             }
         } else if (!Usable(out) || out->count != src->count) {
-            SetError(err, fn, 2, nullptr, L"Stack count mismatch: %ld and %ld",
-                     static_cast<long>(src->count), static_cast<long>(out->count));
+            SetError(err, fn, kStackArrayCountMismatch, nullptr,
+                     L"Stack count mismatch: %ld and %ld", static_cast<long>(src->count),
+                     static_cast<long>(out->count));
             return nullptr;
         }
         for (int32_t i = 0; i < src->count; ++i) {
@@ -89,7 +93,7 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArrayCopy(const Ogda_BaseDa
             Ogda_BaseDataStack *s = ogda_BaseDataStackCopy(src->stacks[i], out->stacks[i], &inner);
             if (!s) {
                 if (!dst) ogda_BaseDataStackArrayDelete(out, nullptr);
-                SetError(err, fn, 3, inner, L"ogda_BaseDataStackCopy failed");
+                SetError(err, fn, kStackArrayCopyFailed, inner, L"ogda_BaseDataStackCopy failed");
                 return nullptr;
             }
             out->stacks[i] = s;
@@ -118,12 +122,12 @@ ogda_BaseDataStackArrayDerived(const Ogda_BaseDataStackArray *src, int32_t rOffs
     if (err) *err = nullptr;
     return Guarded<Ogda_BaseDataStackArray *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStackArray * {
         if (!Usable(src)) {
-            SetError(err, fn, 1, nullptr, L"Null source stack array");
+            SetError(err, fn, kStackArrayArgs, nullptr, L"Null source stack array");
             return nullptr;
         }
         Ogda_BaseDataStackArray *out = NewArray(src->count);
         if (!out) {
-            SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, nullptr, L"can't allocate space");
+            SetOutOfMemory(err, fn, nullptr);
             return nullptr;
         }
         for (int32_t i = 0; i < src->count; ++i) {
@@ -132,7 +136,8 @@ ogda_BaseDataStackArrayDerived(const Ogda_BaseDataStackArray *src, int32_t rOffs
                                                        nColumns, &inner);
             if (!out->stacks[i]) {
                 ogda_BaseDataStackArrayDelete(out, nullptr);
-                SetError(err, fn, 2, inner, L"ogda_BaseDataStackDerived failed");
+                SetError(err, fn, kStackArrayCallFailed, inner,
+                         L"ogda_BaseDataStackDerived failed");
                 return nullptr;
             }
         }
@@ -147,13 +152,13 @@ ORVIK_API Ogda_BaseDataStackArray *ogda_BaseDataStackArraySetScalar(Ogda_BaseDat
     static const wchar_t *const fn = L"ogda_BaseDataStackArraySetScalar";
     if (err) *err = nullptr;
     if (!Usable(array)) {
-        SetError(err, fn, 1, nullptr, L"Null stack array");
+        SetError(err, fn, kStackArrayArgs, nullptr, L"Null stack array");
         return nullptr;
     }
     for (int32_t i = 0; i < array->count; ++i) {
         Oerr_ErrorReport *inner = nullptr;
         if (!ogda_BaseDataStackSetScalar(array->stacks[i], value, &inner)) {
-            SetError(err, fn, 2, inner, L"ogda_BaseDataStackSetScalar failed");
+            SetError(err, fn, kStackArrayCallFailed, inner, L"ogda_BaseDataStackSetScalar failed");
             return nullptr;
         }
     }

@@ -7,6 +7,7 @@
 #include "core/guard.hpp"
 #include "gda/layout.hpp"
 #include "gda/stack_record.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -35,7 +36,7 @@ ORVIK_API int32_t ogda_BaseDataStackDataSize(int32_t count, int32_t nrows, int32
     if (err) *err = nullptr;
     const int64_t stride = StrideOf(count, nrows, ncolumns, datatype, objecttype);
     if (stride < 0) {
-        SetError(err, L"ogda_BaseDataStackDataSize", 1, nullptr, L"Args");
+        SetError(err, L"ogda_BaseDataStackDataSize", kContiguousArgs, nullptr, L"Args");
         return 0;
     }
     return static_cast<int32_t>(stride * count);
@@ -46,7 +47,7 @@ ORVIK_API int32_t ogda_BaseDataStackMaxElements(int32_t bytes, int32_t count,
                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     if (err) *err = nullptr;
     if (bytes < 0 || count < 1 || !IsPixelType(datatype) || !IsObjectType(objecttype)) {
-        SetError(err, L"ogda_BaseDataStackMaxElements", 1, nullptr, L"Args");
+        SetError(err, L"ogda_BaseDataStackMaxElements", kContiguousArgs, nullptr, L"Args");
         return 0;
     }
     return (bytes / count / 8 * 8) / BytesPerPixel(datatype);
@@ -61,21 +62,21 @@ ogda_BaseDataStackCreateContiguous(int32_t count, int32_t nrows, int32_t ncolumn
     return Guarded<Ogda_BaseDataStack *>(err, fn, nullptr, [&]() -> Ogda_BaseDataStack * {
         const int64_t stride = StrideOf(count, nrows, ncolumns, datatype, objecttype);
         if (stride < 0) {
-            SetError(err, fn, 1, nullptr, L"Args");
+            SetError(err, fn, kContiguousArgs, nullptr, L"Args");
             return nullptr;
         }
         const bool ownBlock = block == nullptr;
         if (ownBlock) {
             block = omsc_HeapMalloc(static_cast<int32_t>(stride * count));
             if (!block) {
-                SetError(err, fn, 2, nullptr, L"No memory");
+                SetError(err, fn, kContiguousNoMemory, nullptr, L"No memory");
                 return nullptr;
             }
         }
         Ogda_BaseDataStack *s = NewStack(count, 0);
         if (!s) {
             if (ownBlock) omsc_HeapFree(block);
-            SetError(err, fn, 2, nullptr, L"No memory");
+            SetError(err, fn, kContiguousNoMemory, nullptr, L"No memory");
             return nullptr;
         }
         s->ownsBlock = ownBlock ? 1 : 0;
@@ -88,7 +89,7 @@ ogda_BaseDataStackCreateContiguous(int32_t count, int32_t nrows, int32_t ncolumn
                 // Layer 0 carries the block address that the delete frees.
                 if (i == 0 && ownBlock) omsc_HeapFree(block);
                 ogda_BaseDataStackDelete(s, nullptr);
-                SetError(err, fn, 3, inner, L"ogda_BaseDataCreate failed");
+                SetError(err, fn, kContiguousLayerFailed, inner, L"ogda_BaseDataCreate failed");
                 return nullptr;
             }
         }

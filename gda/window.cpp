@@ -2,9 +2,11 @@
 #include <orvik/ogda.h>
 
 #include "core/guard.hpp"
+#include "gda/report.hpp"
 
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::gda;
 
 extern "C" {
 
@@ -25,7 +27,7 @@ ORVIK_API Ogda_Window *ogda_WindowCopy(const Ogda_Window *src, Ogda_Window *dst,
     static const wchar_t *const fn = L"ogda_WindowCopy";
     if (err) *err = nullptr;
     if (!src) {
-        SetError(err, fn, 1, nullptr, L"Null source window");
+        SetError(err, fn, kWindowNoSource, nullptr, L"Null source window");
         return nullptr;
     }
     if (!dst) {

@@ -5,6 +5,7 @@
 #include "core/guard.hpp"
 #include "hfa/file.hpp"
 #include "mif/dictionary.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -20,8 +21,9 @@ bool CheckTransfer(Ohfa_File *file, long position, long size, bool allowCurrent,
     if (!CheckFile(file, fn, err)) return false;
     if (size < 0 || size > kMaxFileSize || (position < 0 && !(allowCurrent && position == -1)) ||
         position > kMaxFileSize - size) {
-        SetError(err, fn, 2, nullptr, L"Invalid position %ld or size %ld for file %s", position,
-                 size, file->name.c_str());
+        SetError(err, fn, kDataBadTransfer, nullptr,
+                 L"Invalid position %ld or size %ld for file %s", position, size,
+                 file->name.c_str());
         return false;
     }
     return true;
@@ -33,11 +35,11 @@ int64_t ReadStart(Ohfa_File *file, long position, long size, Oerr_ErrorReport **
                   const wchar_t *fn) {
     int64_t at = position;
     if (position == -1 && (at = ofio_Tell(file->stream, err)) < 0) {
-        SetError(err, fn, 3, *err, L"ofio_ReadSeq failed");
+        SetError(err, fn, kDataReadFailed, *err, L"ofio_ReadSeq failed");
         return -1;
     }
     if (at > file->fileEnd - size) {
-        SetError(err, fn, 3, nullptr, L"ofio_ReadSeq failed");
+        SetError(err, fn, kDataReadFailed, nullptr, L"ofio_ReadSeq failed");
         return -1;
     }
     return at;
@@ -48,7 +50,7 @@ bool ReadBytes(Ohfa_File *file, int64_t at, long size, void *buffer, Oerr_ErrorR
                const wchar_t *fn) {
     if (!ReadAt(file, at, buffer, size, err, fn) ||
         ofio_Seek(file->stream, at + size, OFIO_SEEK_SET, err) != 0) {
-        SetError(err, fn, 3, *err, L"ofio_ReadSeq failed");
+        SetError(err, fn, kDataReadFailed, *err, L"ofio_ReadSeq failed");
         return false;
     }
     return true;
@@ -58,7 +60,7 @@ bool WriteBytes(Ohfa_File *file, long position, long size, const void *buffer,
                 Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!CheckWritable(file, fn, err)) return false;
     if (!WriteAt(file, position, buffer, size, err, fn)) {
-        SetError(err, fn, 5, *err, L"ofio_WriteSeq failed");
+        SetError(err, fn, kDataWriteFailed, *err, L"ofio_WriteSeq failed");
         return false;
     }
     return true;
@@ -77,7 +79,7 @@ ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, false, err, kFn)) return -1;
         if (!design || !hostBuffer) {
-            SetError(err, kFn, 6, nullptr, L"Design fetch failed");
+            SetError(err, kFn, kDataDesignFailed, nullptr, L"Design fetch failed");
             return -1;
         }
         // Converted in memory first, so that the record reaches the file in one write.
@@ -85,7 +87,7 @@ ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif
         Omif_Buffer buffer{bytes.data(), size, 0, position};
         const long written = omif_ConvertToMIF(nullptr, hostBuffer, design, &buffer, 0, err);
         if (*err || written != size) {
-            SetError(err, kFn, 7, *err, L"omif_ConvertToMIF failed");
+            SetError(err, kFn, kDataEncodeFailed, *err, L"omif_ConvertToMIF failed");
             return -1;
         }
         return WriteBytes(file, position, size, bytes.data(), err, kFn) ? size : -1;
@@ -101,7 +103,7 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, true, err, kFn)) return -1;
         if (!design || !hostBuffer) {
-            SetError(err, kFn, 6, nullptr, L"Design fetch failed");
+            SetError(err, kFn, kDataDesignFailed, nullptr, L"Design fetch failed");
             return -1;
         }
         const int64_t at = ReadStart(file, position, size, err, kFn);
@@ -111,7 +113,7 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
         Omif_Buffer buffer{bytes.data(), size, 0, static_cast<long>(at)};
         omif_ConvertToHostX(nullptr, &buffer, design, hostBuffer, err);
         if (*err) {
-            SetError(err, kFn, 8, *err, L"omif_ConvertToHostX failed");
+            SetError(err, kFn, kDataDecodeFailed, *err, L"omif_ConvertToHostX failed");
             return -1;
         }
         return size;
@@ -126,7 +128,7 @@ ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size, 
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, false, err, kFn)) return -1;
         if (size > 0 && !buffer) {
-            SetError(err, kFn, 6, nullptr, L"Missing buffer");
+            SetError(err, kFn, kDataNoBuffer, nullptr, L"Missing buffer");
             return -1;
         }
         return WriteBytes(file, position, size, buffer, err, kFn) ? size : -1;
@@ -141,7 +143,7 @@ ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, v
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, true, err, kFn)) return -1;
         if (size > 0 && !buffer) {
-            SetError(err, kFn, 6, nullptr, L"Missing buffer");
+            SetError(err, kFn, kDataNoBuffer, nullptr, L"Missing buffer");
             return -1;
         }
         const int64_t at = ReadStart(file, position, size, err, kFn);
@@ -178,7 +180,7 @@ ORVIK_API const Omif_Design *ohfa_FileDictionaryAddDesign(Ohfa_File *file,
     return Guarded<const Omif_Design *>(err, kFn, nullptr, [&]() -> const Omif_Design * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         if (!design || !design->name) {
-            SetError(err, kFn, 2, nullptr, L"Invalid design");
+            SetError(err, kFn, kDataBadDesign, nullptr, L"Invalid design");
             return nullptr;
         }
         if (const Omif_Design *present = orvik::mif::FindDesign(file->dictionary, design->name))

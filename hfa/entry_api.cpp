@@ -10,6 +10,7 @@
 #include "hfa/file.hpp"
 #include "strings/node_path.hpp"
 #include "core/utf8.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -22,8 +23,9 @@ bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_Error
     unsigned char bytes[kEntrySize];
     if (position < kTagSize || !ReadAt(file, position, bytes, kEntrySize, err, fn) ||
         !RecordFromBytes(kEntryDesign, bytes, kEntrySize, &entry, err, fn)) {
-        SetError(err, fn, 30, err ? *err : nullptr, L"Cannot read entry at %lu of file %s",
-                 static_cast<unsigned long>(position), file->name.c_str());
+        SetError(err, fn, kEntryReadFailed, err ? *err : nullptr,
+                 L"Cannot read entry at %lu of file %s", static_cast<unsigned long>(position),
+                 file->name.c_str());
         return false;
     }
     entry.name[sizeof entry.name - 1] = 0;
@@ -37,7 +39,7 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
         WriteAt(file, position, bytes, kEntrySize, err, fn))
         return true;
-    SetError(err, fn, 31, *err, L"WriteCurrentEntry fail");
+    SetError(err, fn, kEntryWriteFailed, *err, L"WriteCurrentEntry fail");
     return false;
 }
 
@@ -63,7 +65,7 @@ bool SetText(char *dst, std::size_t width, const wchar_t *text) {
 
 bool CheckEntryFile(Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (!CheckFile(file, fn, err)) return false;
-    if (!file->entry.valid && SeekEntry(file, 0, nullptr, err, fn) < 0) return false;
+    if (!file->entry.valid && SeekEntry(file, OHFA_SEEK_ROOT, nullptr, err, fn) < 0) return false;
     return true;
 }
 
@@ -86,7 +88,7 @@ bool InsertAfter(Ohfa_File *file, uint32_t at, Ohfa_Entry &pred, Ohfa_Entry &fre
                  Oerr_ErrorReport **err, const wchar_t *fn, uint32_t &position) {
     position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
     if (position == 0) {
-        SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+        SetError(err, fn, kEntryNoSpace, *err, L"ohfa_NextFreePos failed");
         return false;
     }
     fresh.prev = at;
@@ -109,13 +111,13 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
                 Oerr_ErrorReport **err, const wchar_t *fn) {
     Ohfa_Entry fresh{};
     if (name && !SetText(fresh.name, sizeof fresh.name, name)) {
-        SetError(err, fn, 21, nullptr,
+        SetError(err, fn, kEntryNameTooLong, nullptr,
                  L"The length of OHFA entry name '%s' exceeds the %d character maximum", name,
                  kMaxName);
         return -1;
     }
     if (type && !SetText(fresh.type, sizeof fresh.type, type)) {
-        SetError(err, fn, 22, nullptr, L"Type name '%s' is too long", type);
+        SetError(err, fn, kEntryTypeTooLong, nullptr, L"Type name '%s' is too long", type);
         return -1;
     }
     if (!CheckWritable(file, fn, err)) return -1;
@@ -126,7 +128,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
     switch (where) {
     case 0: {
         if (batch && name && s.position == file->batchStartNode) {
-            SetError(err, fn, 24, nullptr,
+            SetError(err, fn, kEntryBatchRename, nullptr,
                      L"Cannot change the name of the noCache start node in batch mode");
             return -1;
         }
@@ -141,11 +143,12 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
     case 1:
     case 2: {
         if (batch && where == 1) {
-            SetError(err, fn, 25, nullptr, L"Cannot write before an existing node in batch mode");
+            SetError(err, fn, kEntryBatchInsert, nullptr,
+                     L"Cannot write before an existing node in batch mode");
             return -1;
         }
         if (s.record.parent == 0) {
-            SetError(err, fn, 26, nullptr, L"The root entry cannot have siblings");
+            SetError(err, fn, kEntryRootSibling, nullptr, L"The root entry cannot have siblings");
             return -1;
         }
         uint32_t at = s.position;
@@ -160,7 +163,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
                 if (!ReadEntry(file, s.record.parent, parent, err, fn)) return -1;
                 const uint32_t position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
                 if (position == 0) {
-                    SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+                    SetError(err, fn, kEntryNoSpace, *err, L"ohfa_NextFreePos failed");
                     return -1;
                 }
                 fresh.parent = s.record.parent;
@@ -182,13 +185,13 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
     }
     case 3: {
         if (batch && s.record.child != 0) {
-            SetError(err, fn, 27, nullptr,
+            SetError(err, fn, kEntryBatchOffspring, nullptr,
                      L"Cannot write additional offspring to a node in batch mode");
             return -1;
         }
         if (s.record.child != 0) {
-            if (SeekEntry(file, 5, nullptr, err, fn) < 0 ||
-                SeekEntry(file, 3, nullptr, err, fn) < 0)
+            if (SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, fn) < 0 ||
+                SeekEntry(file, OHFA_SEEK_LAST, nullptr, err, fn) < 0)
                 return -1;
             Ohfa_Entry pred = s.record;
             uint32_t position = 0;
@@ -198,7 +201,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         }
         const uint32_t position = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
         if (position == 0) {
-            SetError(err, fn, 20, *err, L"ohfa_NextFreePos failed");
+            SetError(err, fn, kEntryNoSpace, *err, L"ohfa_NextFreePos failed");
             return -1;
         }
         fresh.parent = s.position;
@@ -211,7 +214,7 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
         return 0;
     }
     default:
-        SetError(err, fn, 28, nullptr,
+        SetError(err, fn, kEntryBadPosition, nullptr,
                  batch ? L"Invalid write position for batch write mode"
                        : L"Invalid write position %ld",
                  where);
@@ -228,14 +231,14 @@ bool CollectSubtree(Ohfa_File *file, uint32_t first,
     const int64_t bound = file->fileEnd / kEntrySize + 1;
     while (!todo.empty()) {
         if (static_cast<int64_t>(out.size()) > bound) {
-            SetError(err, fn, 32, nullptr, L"Couldn't find child");
+            SetError(err, fn, kEntryNoChild, nullptr, L"Couldn't find child");
             return false;
         }
         const uint32_t at = todo.back();
         todo.pop_back();
         Ohfa_Entry e{};
         if (!ReadEntry(file, at, e, err, fn)) {
-            SetError(err, fn, 32, *err, L"Couldn't find child");
+            SetError(err, fn, kEntryNoChild, *err, L"Couldn't find child");
             return false;
         }
         out.emplace_back(at, e);
@@ -270,18 +273,18 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
     Ohfa_Entry rec = s.record;
     const std::string name(rec.name, strnlen(rec.name, sizeof rec.name));
     if (!toPath || rec.parent == 0) {
-        SetError(err, fn, 40, nullptr, L"Invalid 'move to' path");
+        SetError(err, fn, kMoveBadPath, nullptr, L"Invalid 'move to' path");
         return -1;
     }
     const EntryState kept = s;
     auto restore = [&] { s = kept; };
-    const long found = SeekEntry(file, 8, toPath, err, fn);
+    const long found = SeekEntry(file, OHFA_SEEK_PATH, toPath, err, fn);
     if (found <= 0) {
         restore();
         if (found == 0)
-            SetError(err, fn, 41, nullptr, L"%s|Node not found", toPath);
+            SetError(err, fn, kMoveNotFound, nullptr, L"%s|Node not found", toPath);
         else
-            SetError(err, fn, 40, *err, L"Invalid 'move to' path");
+            SetError(err, fn, kMoveBadPath, *err, L"Invalid 'move to' path");
         return -1;
     }
     const uint32_t target = s.position;
@@ -290,23 +293,24 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         Ohfa_Entry e{};
         if (up == at || steps > file->fileEnd / kEntrySize || !ReadEntry(file, up, e, err, fn)) {
             restore();
-            SetError(err, fn, 40, err && *err ? *err : nullptr, L"Invalid 'move to' path");
+            SetError(err, fn, kMoveBadPath, err && *err ? *err : nullptr,
+                     L"Invalid 'move to' path");
             return -1;
         }
         up = e.parent;
     }
     const std::wstring wideName = orvik::text::Utf8ToWideLossy(name);
-    if (SeekEntry(file, 10, wideName.c_str(), err, fn) != 0) {
+    if (SeekEntry(file, OHFA_SEEK_CHILD_NAMED, wideName.c_str(), err, fn) != 0) {
         restore();
         SetError(
-            err, fn, 42, nullptr, L"%s|Node already exists for file %s",
+            err, fn, kMoveExists, nullptr, L"%s|Node already exists for file %s",
             ((std::wstring(toPath) == L"/" ? L"" : std::wstring(toPath)) + L"/" + wideName).c_str(),
             file->name.c_str());
         return -1;
     }
     if (!Unlink(file, rec, err, fn)) {
         restore();
-        SetError(err, fn, 43, *err, L"ohfa_WriteCurrentEntry failed");
+        SetError(err, fn, kMoveWriteFailed, *err, L"ohfa_WriteCurrentEntry failed");
         return -1;
     }
     // Link in as the target's last child: the moved record first, then the link to it.
@@ -316,7 +320,7 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
     Ohfa_Entry lastRec{};
     for (int64_t steps = 0; last != 0; ++steps) {
         if (steps > file->fileEnd / kEntrySize || !ReadEntry(file, last, lastRec, err, fn)) {
-            SetError(err, fn, 44, err && *err ? *err : nullptr, L"Couldn't find last");
+            SetError(err, fn, kMoveNoLast, err && *err ? *err : nullptr, L"Couldn't find last");
             return -1;
         }
         if (lastRec.next == 0) break;
@@ -334,7 +338,9 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
         if (!WriteEntry(file, target, parent, err, fn)) return -1;
     }
     s.Forget();
-    return SeekEntry(file, 18, std::to_wstring(at).c_str(), err, fn) > 0 ? 0 : -1;
+    return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(at).c_str(), err, fn) > 0
+               ? 0
+               : -1;
 }
 
 // Deletes the current entry with everything below it. Links are rewritten first, the space
@@ -342,7 +348,8 @@ long EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err, c
 // sibling becomes current, else the next one, else the parent.
 long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!file->caching) {
-        SetError(err, fn, 33, nullptr, L"Deletion not allowed while cache is not in use");
+        SetError(err, fn, kEntryDeleteUncached, nullptr,
+                 L"Deletion not allowed while cache is not in use");
         return -1;
     }
     if (!CheckWritable(file, fn, err)) return -1;
@@ -351,14 +358,14 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     const uint32_t at = s.position;
     const Ohfa_Entry rec = s.record;
     if (rec.parent == 0) {
-        SetError(err, fn, 34, nullptr, L"The root entry cannot be deleted");
+        SetError(err, fn, kEntryDeleteRoot, nullptr, L"The root entry cannot be deleted");
         return -1;
     }
     std::vector<std::pair<uint32_t, Ohfa_Entry>> gone;
     if (!CollectSubtree(file, rec.child, gone, err, fn)) return -1;
     gone.emplace_back(at, rec);
     if (!Unlink(file, rec, err, fn)) {
-        SetError(err, fn, 35, *err, L"Delete failed");
+        SetError(err, fn, kEntryDeleteFailed, *err, L"Delete failed");
         return -1;
     }
     for (const auto &[position, e] : gone) {
@@ -398,7 +405,7 @@ ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_Error
         if (EntryMove(file, toPath, err, kFn) < 0) return -1;
         file->flushGuard = kGuardPending;
         if (guard.Leave(err)) return 0;
-        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        SetError(err, kFn, kEntryFreeListFailed, *err, L"freeListCacheFlush failed");
         return -1;
     });
 }
@@ -413,7 +420,7 @@ ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK
         if (EntryDelete(file, err, kFn) < 0) return -1;
         file->flushGuard = kGuardPending;
         if (guard.Leave(err)) return 0;
-        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        SetError(err, kFn, kEntryFreeListFailed, *err, L"freeListCacheFlush failed");
         return -1;
     });
 }
@@ -442,7 +449,7 @@ ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_
         // Written: the free-list write-back runs when the outermost guard is left.
         file->flushGuard = kGuardPending;
         if (guard.Leave(err)) return 0;
-        SetError(err, kFn, 29, *err, L"freeListCacheFlush failed");
+        SetError(err, kFn, kEntryFreeListFailed, *err, L"freeListCacheFlush failed");
         return -1;
     });
 }

@@ -6,6 +6,7 @@
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "core/utf8.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -34,7 +35,7 @@ wchar_t *HeapCopy(const std::wstring &text) {
 
 // Makes sure there is a current entry (the root when none was reached yet).
 bool HaveCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
-    return file->entry.valid || SeekEntry(file, 0, nullptr, err, fn) > 0;
+    return file->entry.valid || SeekEntry(file, OHFA_SEEK_ROOT, nullptr, err, fn) > 0;
 }
 
 } // namespace
@@ -48,7 +49,7 @@ ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorR
     Oerr_ErrorReport **err = slot.get();
     return Guarded<Ohfa_EntryPosition *>(err, kFn, nullptr, [&]() -> Ohfa_EntryPosition * {
         if (!file) {
-            SetError(err, kFn, 1, nullptr, L"Null file parameter");
+            SetError(err, kFn, kPositionNoFile, nullptr, L"Null file parameter");
             return nullptr;
         }
         if (!HaveCurrent(file, err, kFn)) return nullptr;
@@ -73,21 +74,22 @@ ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file) {
-            SetError(err, kFn, 1, nullptr, L"Null file parameter");
+            SetError(err, kFn, kPositionNoFile, nullptr, L"Null file parameter");
             return -1;
         }
         if (!position || !position->path) {
-            SetError(err, kFn, 2, nullptr, L"Null position parameter");
+            SetError(err, kFn, kPositionNoPosition, nullptr, L"Null position parameter");
             return -1;
         }
         // By path, so that a position survives entries moving around it.
-        const long r = SeekEntry(file, 8, position->path, err, kFn);
+        const long r = SeekEntry(file, OHFA_SEEK_PATH, position->path, err, kFn);
         if (r < 0) {
-            SetError(err, kFn, 3, *err, L"Cannot find entry position");
+            SetError(err, kFn, kPositionNotFound, *err, L"Cannot find entry position");
             return -1;
         }
         if (r == 0) {
-            SetError(err, kFn, 4, nullptr, L"Couldn't find entry %s", position->path);
+            SetError(err, kFn, kPositionNoEntry, nullptr, L"Couldn't find entry %s",
+                     position->path);
             return -1;
         }
         return 0;
@@ -118,7 +120,10 @@ ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
-        return SeekEntry(file, 18, std::to_wstring(position).c_str(), err, kFn) > 0 ? 0 : -1;
+        return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(position).c_str(), err,
+                         kFn) > 0
+                   ? 0
+                   : -1;
     });
 }
 
@@ -131,7 +136,7 @@ ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
         if (!CheckFile(file, kFn, err)) return 0;
         Ohfa_EntryPosition *saved = ohfa_EntryPositionGet(file, err);
         if (!saved) {
-            SetError(err, kFn, 2, *err, L"ohfa_EntryPositionGet failed");
+            SetError(err, kFn, kPeekPositionFailed, *err, L"ohfa_EntryPositionGet failed");
             return 0;
         }
         const long found = SeekEntry(file, method, name, err, kFn);
@@ -151,8 +156,8 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
     return Guarded<ostr_StringList *>(err, kFn, nullptr, [&]() -> ostr_StringList * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         const wchar_t *start = startNode ? startNode : L"/";
-        if (SeekEntry(file, 8, start, err, kFn) <= 0) {
-            SetError(err, kFn, 2, *err, L"Could not find starting node \"%s\"", start);
+        if (SeekEntry(file, OHFA_SEEK_PATH, start, err, kFn) <= 0) {
+            SetError(err, kFn, kListNoStart, *err, L"Could not find starting node \"%s\"", start);
             return nullptr;
         }
         ostr_StringList *list = ostr_StringListCreate(0, err);
@@ -160,24 +165,26 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
         // Preorder below the start node, bounded like every walk of the tree.
         const std::size_t depth = file->entry.path.size();
         const int64_t bound = file->fileEnd / kEntrySize + 1;
-        long r = SeekEntry(file, 5, nullptr, err, kFn);
+        long r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, kFn);
         for (int64_t steps = 0; r > 0 && steps <= bound; ++steps) {
             if (!ostr_StringListAppend(list, CurrentPath(file->entry).c_str(), err) || *err) {
                 ostr_StringListDelete(list, nullptr);
                 return nullptr;
             }
-            r = SeekEntry(file, 5, nullptr, err, kFn);
+            r = SeekEntry(file, OHFA_SEEK_CHILD, nullptr, err, kFn);
             while (r == 0) {
-                r = SeekEntry(file, 1, nullptr, err, kFn);
+                r = SeekEntry(file, OHFA_SEEK_NEXT, nullptr, err, kFn);
                 if (r != 0 || file->entry.path.size() <= depth + 1) break;
-                r = SeekEntry(file, 6, nullptr, err, kFn);
+                r = SeekEntry(file, OHFA_SEEK_PARENT, nullptr, err, kFn);
                 if (r > 0)
                     r = 0;
                 else
                     break;
             }
         }
-        if (r > 0) SetError(err, kFn, 3, nullptr, L"The entry tree below %s does not end", start);
+        if (r > 0)
+            SetError(err, kFn, kListEndless, nullptr, L"The entry tree below %s does not end",
+                     start);
         if (r != 0) {
             ostr_StringListDelete(list, nullptr);
             return nullptr;

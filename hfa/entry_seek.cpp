@@ -9,8 +9,10 @@
 #include "hfa/file.hpp"
 #include "strings/node_path.hpp"
 #include "core/utf8.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
@@ -78,11 +80,12 @@ long Seeker::Root(Cursor &c) {
     const uint32_t at = m_file->header.rootEntryPtr;
     Ohfa_Entry root{};
     if (at == 0 || !ReadEntry(m_file, at, root, m_err, m_fn)) {
-        SetError(m_err, m_fn, 2, *m_err, L"Couldn't locate root");
+        SetError(m_err, m_fn, kSeekNoRoot, *m_err, L"Couldn't locate root");
         return -1;
     }
     if (root.next || root.prev || root.parent) {
-        SetError(m_err, m_fn, 3, nullptr, L"Corrupt root entry detected...cannot continue");
+        SetError(m_err, m_fn, kSeekCorruptRoot, nullptr,
+                 L"Corrupt root entry detected...cannot continue");
         return -1;
     }
     c.position = at;
@@ -97,8 +100,9 @@ long Seeker::Sibling(Cursor &c, bool forward) {
     Ohfa_Entry e{};
     if (!ReadEntry(m_file, to, e, m_err, m_fn)) return -1;
     if (e.parent != c.record.parent || to == c.position) {
-        SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
-                 Wide(NameOf(e)).c_str(), Wide(ParentName(c)).c_str());
+        SetError(m_err, m_fn, kSeekCorruptSibling, nullptr,
+                 L"Corrupt sibling entry (%s) of %s detected", Wide(NameOf(e)).c_str(),
+                 Wide(ParentName(c)).c_str());
         return -1;
     }
     c.position = to;
@@ -112,8 +116,9 @@ long Seeker::Child(Cursor &c) {
     Ohfa_Entry e{};
     if (!ReadEntry(m_file, c.record.child, e, m_err, m_fn)) return -1;
     if (e.parent != c.position) {
-        SetError(m_err, m_fn, 5, nullptr, L"Corrupt child entry (%s) of %s detected",
-                 Wide(NameOf(e)).c_str(), Wide(NameOf(c.record)).c_str());
+        SetError(m_err, m_fn, kSeekCorruptChild, nullptr,
+                 L"Corrupt child entry (%s) of %s detected", Wide(NameOf(e)).c_str(),
+                 Wide(NameOf(c.record)).c_str());
         return -1;
     }
     c.position = c.record.child;
@@ -128,7 +133,7 @@ long Seeker::Parent(Cursor &c) {
     if (!ReadEntry(m_file, c.record.parent, e, m_err, m_fn)) return -1;
     c.position = c.record.parent;
     c.record = e;
-    if (c.path.empty()) return Fail(6, L"Pop failure");
+    if (c.path.empty()) return Fail(kSeekPopFailed, L"Pop failure");
     c.path.pop_back();
     return 1;
 }
@@ -138,8 +143,9 @@ long Seeker::Last(Cursor &c) {
         const long r = Next(c);
         if (r <= 0) return r < 0 ? -1 : 1;
     }
-    SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
-             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    SetError(m_err, m_fn, kSeekCorruptSibling, nullptr,
+             L"Corrupt sibling entry (%s) of %s detected", Wide(NameOf(c.record)).c_str(),
+             Wide(ParentName(c)).c_str());
     return -1;
 }
 
@@ -148,8 +154,9 @@ long Seeker::First(Cursor &c) {
         const long r = Prev(c);
         if (r <= 0) return r < 0 ? -1 : 1;
     }
-    SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
-             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    SetError(m_err, m_fn, kSeekCorruptSibling, nullptr,
+             L"Corrupt sibling entry (%s) of %s detected", Wide(NameOf(c.record)).c_str(),
+             Wide(ParentName(c)).c_str());
     return -1;
 }
 
@@ -161,8 +168,9 @@ long Seeker::WalkSiblings(Cursor &c, bool self, long (Seeker::*step)(Cursor &), 
         if (r <= 0) return r;
         if (match(c.record)) return 1;
     }
-    SetError(m_err, m_fn, 4, nullptr, L"Corrupt sibling entry (%s) of %s detected",
-             Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
+    SetError(m_err, m_fn, kSeekCorruptSibling, nullptr,
+             L"Corrupt sibling entry (%s) of %s detected", Wide(NameOf(c.record)).c_str(),
+             Wide(ParentName(c)).c_str());
     return -1;
 }
 
@@ -184,7 +192,7 @@ long Seeker::Descendant(Cursor &c, const std::string &name) {
         }
     }
     if (r <= 0) return r;
-    SetError(m_err, m_fn, 5, nullptr, L"Corrupt child entry (%s) of %s detected",
+    SetError(m_err, m_fn, kSeekCorruptChild, nullptr, L"Corrupt child entry (%s) of %s detected",
              Wide(NameOf(c.record)).c_str(), Wide(ParentName(c)).c_str());
     return -1;
 }
@@ -196,7 +204,7 @@ long Seeker::AtPosition(Cursor &c, uint32_t position) {
     std::vector<std::string> path;
     Ohfa_Entry up = e;
     for (int64_t steps = 0; up.parent != 0; ++steps) {
-        if (steps > m_bound) return Fail(7, L"Parent not hashed yet?");
+        if (steps > m_bound) return Fail(kSeekParentNotHashed, L"Parent not hashed yet?");
         path.push_back(NameOf(up));
         if (!ReadEntry(m_file, up.parent, up, m_err, m_fn)) return -1;
     }
@@ -209,7 +217,7 @@ long Seeker::AtPosition(Cursor &c, uint32_t position) {
 long Seeker::Path(Cursor &c, const wchar_t *path) {
     std::vector<std::wstring_view> names;
     if (fnp::ParseNodePath(path, names) != fnp::Syntax::Ok) {
-        SetError(m_err, m_fn, 8, nullptr, L"Invalid node path %s", path);
+        SetError(m_err, m_fn, kSeekBadPath, nullptr, L"Invalid node path %s", path);
         return -1;
     }
     long r = Root(c);
@@ -258,13 +266,13 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
         return Parent(c);
     case 7:
     case 16:
-        if (c.record.parent == 0) return Fail(9, L"Current entry has no parent");
+        if (c.record.parent == 0) return Fail(kSeekNoParent, L"Current entry has no parent");
         if (First(c) < 0) return -1;
         return WalkSiblings(c, true, &Seeker::Next, [&](const Ohfa_Entry &e) {
             return method == 7 ? byName(e) : byType(e);
         });
     case 8:
-        if ((r = Path(c, name)) < 0) return Fail(10, L"EntryPathPathSeek failed");
+        if ((r = Path(c, name)) < 0) return Fail(kSeekPathFailed, L"EntryPathPathSeek failed");
         return r;
     case 9:
         if ((r = Child(c)) <= 0) return r;
@@ -287,37 +295,40 @@ long Seeker::Run(long method, const wchar_t *name, Cursor &c) {
         if (found == s.byParentAndName.end()) {
             // Not reached yet: hash the whole sibling list once.
             Cursor walk = c;
-            if (First(walk) < 0) return Fail(11, L"EntryPathSiblingNameSeek failed");
+            if (First(walk) < 0)
+                return Fail(kSeekSiblingFailed, L"EntryPathSiblingNameSeek failed");
             do {
                 HashEntry(s, walk.position, walk.record.parent, NameOf(walk.record));
             } while ((r = Next(walk)) > 0);
-            if (r < 0) return Fail(11, L"EntryPathSiblingNameSeek failed");
+            if (r < 0) return Fail(kSeekSiblingFailed, L"EntryPathSiblingNameSeek failed");
             found = s.byParentAndName.find(key);
             if (found == s.byParentAndName.end()) return 0;
         }
         Cursor at = c;
-        if (AtPosition(at, found->second) < 0) return Fail(11, L"EntryPathSiblingNameSeek failed");
+        if (AtPosition(at, found->second) < 0)
+            return Fail(kSeekSiblingFailed, L"EntryPathSiblingNameSeek failed");
         c = at;
         return 1;
     }
     case 17: {
         uint32_t position = m_file->batchStartNode;
-        if (name && !ParsePosition(name, position)) return Fail(12, L"Couldn't set current entry");
+        if (name && !ParsePosition(name, position))
+            return Fail(kSeekSetCurrentFailed, L"Couldn't set current entry");
         if (position == 0 || AtPosition(c, position) < 0)
-            return Fail(12, L"Couldn't set current entry");
+            return Fail(kSeekSetCurrentFailed, L"Couldn't set current entry");
         return 1;
     }
     case 18: {
         uint32_t position = 0;
         if (!ParsePosition(name, position) || AtPosition(c, position) < 0)
-            return Fail(13, L"ohfa_FileHostDataRead failed");
+            return Fail(kSeekReadFailed, L"ohfa_FileHostDataRead failed");
         // The stream stands after the record, where a read at position -1 continues.
         if (ofio_Seek(m_file->stream, int64_t{position} + kEntrySize, OFIO_SEEK_SET, m_err) != 0)
-            return Fail(13, L"ohfa_FileHostDataRead failed");
+            return Fail(kSeekReadFailed, L"ohfa_FileHostDataRead failed");
         return 1;
     }
     default:
-        return Fail(14, L"Invalid seek method");
+        return Fail(kSeekBadMethod, L"Invalid seek method");
     }
 }
 
@@ -333,7 +344,7 @@ bool CheckName(long method, const wchar_t *name, Oerr_ErrorReport **err, const w
     case 5:
     case 6:
     case 9:
-        if (name) Warn(fn, 15, L"Name parameter '%s' will be ignored", name);
+        if (name) Warn(fn, kSeekNameIgnored, L"Name parameter '%s' will be ignored", name);
         return true;
     case 7:
     case 8:
@@ -345,14 +356,14 @@ bool CheckName(long method, const wchar_t *name, Oerr_ErrorReport **err, const w
     case 15:
     case 16:
         if (!name) {
-            SetError(err, fn, 16, nullptr,
+            SetError(err, fn, kSeekNameMissing, nullptr,
                      L"Name parameter must not be null for requested seek type");
             return false;
         }
         [[fallthrough]];
     case 17:
         if (name && !*name) {
-            SetError(err, fn, 17, nullptr, L"Name parameter must not be null string");
+            SetError(err, fn, kSeekNameEmpty, nullptr, L"Name parameter must not be null string");
             return false;
         }
         return true;
@@ -397,11 +408,12 @@ void UnhashEntry(EntryState &state, uint32_t position) {
 long SeekEntry(Ohfa_File *file, long method, const wchar_t *name, Oerr_ErrorReport **err,
                const wchar_t *fn) {
     if (method < 0 || method > 18) {
-        SetError(err, fn, 14, nullptr, L"Invalid seek method");
+        SetError(err, fn, kSeekBadMethod, nullptr, L"Invalid seek method");
         return -1;
     }
     if ((file->optionFlags & kFlagBatch) && !AllowedInBatch(method)) {
-        SetError(err, fn, 18, nullptr, L"Invalid seek method for writing w/o caching");
+        SetError(err, fn, kSeekBadMethodInBatch, nullptr,
+                 L"Invalid seek method for writing w/o caching");
         return -1;
     }
     if (!CheckName(method, name, err, fn)) return -1;

@@ -12,6 +12,7 @@
 #include "hfa/file.hpp"
 #include "hfa/open_list.hpp"
 #include "mif/dictionary.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -60,7 +61,7 @@ Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cach
     if (!CheckReady(kInit, true, err)) return nullptr;
     Ohfa_File *file = new (std::nothrow) Ohfa_File_;
     if (!file) {
-        SetError(err, kInit, 2, nullptr, L"No memory");
+        SetError(err, kInit, kOpenNoMemory, nullptr, L"No memory");
         return nullptr;
     }
     try {
@@ -71,26 +72,26 @@ Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cach
         file->name = name;
         const int64_t size = ofio_FileSizeGetByHandle(stream, err);
         if (size < 0) {
-            SetError(err, kInit, 3, *err, L"ofio_FileSizeGetByHandle failed");
+            SetError(err, kInit, kOpenSizeFailed, *err, L"ofio_FileSizeGetByHandle failed");
             FreeRecord(file);
             return nullptr;
         }
         file->sizeAtOpen = file->fileEnd = size;
         if (size > kMaxFileSize)
-            Warn(kInit, 4, L"File size %ld of file %s exceeds the OS or OHFA limit",
+            Warn(kInit, kOpenTooLarge, L"File size %ld of file %s exceeds the OS or OHFA limit",
                  static_cast<long>(size), name.c_str());
         file->caching = 1;
         file->localFileSystem = kLocalUnknown;
         file->flushGuard = kGuardInside; // held by the initialisation until it is done
         if (!step(file, err, kInit)) {
-            SetError(err, kInit, 5, *err, L"diskFileHeaderFunction failed");
+            SetError(err, kInit, kOpenHeaderStepFailed, *err, L"diskFileHeaderFunction failed");
             FreeRecord(file);
             return nullptr;
         }
         // The free-list cache is loaded when first needed; no block cache is attached.
         file->flushGuard = kGuardIdle;
         if (!readOnly && !FlushFreeList(file, err)) {
-            SetError(err, kInit, 6, *err, L"CacheInit failed");
+            SetError(err, kInit, kOpenCacheFailed, *err, L"CacheInit failed");
             FreeRecord(file);
             return nullptr;
         }
@@ -102,7 +103,7 @@ Ohfa_File *InitRecord(Ofio_File *stream, const std::wstring &name, uint32_t cach
         OpenListInsert(file);
     } catch (const std::bad_alloc &) {
         FreeRecord(file);
-        SetError(err, kInit, 7, nullptr, L"Unsuccessful in adding file to the list");
+        SetError(err, kInit, kOpenListFailed, nullptr, L"Unsuccessful in adding file to the list");
         return nullptr;
     }
     if (file->changed) {
@@ -117,8 +118,8 @@ void ApplyOpenOptions(Ohfa_File *file, const std::vector<Option> &options, const
     if (options.empty()) return;
     Oerr_ErrorReport *e = nullptr;
     if (ApplyOptions(file, options, &e, fn)) return;
-    Oerr_ErrorReport *w =
-        oerr_CreateErrorReport(fn, 20, OERR_KIND_WARNING, e, L"Could not set options on file");
+    Oerr_ErrorReport *w = oerr_CreateErrorReport(fn, kOpenOptionsFailed, OERR_KIND_WARNING, e,
+                                                 L"Could not set options on file");
     PrintAndDelete(w);
 }
 
@@ -131,12 +132,12 @@ bool Prologue(const wchar_t *nameIn, bool exclusive, std::wstring &name, Ohfa_Fi
     shared = nullptr;
     if (!CheckReady(fn, true, err)) return false;
     if (!nameIn || !*nameIn) {
-        SetError(err, fn, 3, nullptr, L"Missing file name");
+        SetError(err, fn, kOpenNoName, nullptr, L"Missing file name");
         return false;
     }
     name = orvik::fio::NormalizedName(nameIn);
     if (exclusive && OpenListContains(name)) {
-        SetError(err, fn, 2, nullptr, L"File %s is already open", name.c_str());
+        SetError(err, fn, kOpenAlreadyOpen, nullptr, L"File %s is already open", name.c_str());
         return false;
     }
     shared = OpenListAddRef(name);
@@ -150,30 +151,30 @@ Ohfa_File *Open(const wchar_t *nameIn, const wchar_t *mode, uint32_t cacheArg,
     Ohfa_File *shared = nullptr;
     if (!Prologue(nameIn, exclusive, name, shared, err, fn)) return shared;
     if (!mode) {
-        SetError(err, fn, 3, nullptr, L"Missing mode");
+        SetError(err, fn, kOpenNoName, nullptr, L"Missing mode");
         return nullptr;
     }
     if (!FixedDesign(kTagDesign, err) || !FixedDesign(kHeaderDesign, err)) {
-        SetError(err, fn, 4, *err, L"OMIF_DESIGN_FETCH failed");
+        SetError(err, fn, kOpenDesignFailed, *err, L"OMIF_DESIGN_FETCH failed");
         return nullptr;
     }
     const int64_t size = ofio_FileSizeGetByName(name.c_str(), err);
     oerr_DeleteErrorReportEx(err); // a missing file is reported by the open below
     if (size >= 0 && size < int64_t{kTagSize} + kHeaderSize) {
-        SetError(err, fn, 5, nullptr, L"File %s is not an OHFA file", name.c_str());
+        SetError(err, fn, kOpenNotHfa, nullptr, L"File %s is not an OHFA file", name.c_str());
         return nullptr;
     }
     // Only ever "rb" or "r+b": a mode that truncates or appends must not reach the file.
     const bool readOnly = IsReadOnlyMode(mode);
     Ofio_File *stream = ofio_FileOpen(name.c_str(), readOnly ? L"rb" : L"r+b", err);
     if (!stream) {
-        SetError(err, fn, 6, *err, L"Error on opening file \"%s\"", name.c_str());
+        SetError(err, fn, kOpenStreamFailed, *err, L"Error on opening file \"%s\"", name.c_str());
         return nullptr;
     }
     StreamHolder holder(stream);
     Ohfa_File *file = InitRecord(stream, name, cacheArg, readOnly, ReadDiskHeader, err);
     if (!file) {
-        SetError(err, fn, 7, *err, L"Header initialization failure");
+        SetError(err, fn, kOpenHeaderFailed, *err, L"Header initialization failure");
         return nullptr;
     }
     holder.Release();
@@ -194,7 +195,7 @@ Ohfa_File *Create(const wchar_t *nameIn, uint32_t cacheArg, const std::vector<Op
         // The open may have created the file before it failed.
         if (!existed) ofio_FileRemove(name.c_str(), &probe);
         oerr_DeleteErrorReportEx(&probe);
-        SetError(err, fn, 6, *err, L"Error on opening file \"%s\"", name.c_str());
+        SetError(err, fn, kOpenStreamFailed, *err, L"Error on opening file \"%s\"", name.c_str());
         return nullptr;
     }
     Ohfa_File *file = nullptr;
@@ -217,7 +218,7 @@ Ohfa_File *Create(const wchar_t *nameIn, uint32_t cacheArg, const std::vector<Op
         threw = false;
     }
     if (!file) {
-        SetError(err, fn, 7, *err, L"Header initialization failure");
+        SetError(err, fn, kOpenHeaderFailed, *err, L"Header initialization failure");
         return nullptr;
     }
     ApplyOpenOptions(file, options, fn);
@@ -304,12 +305,13 @@ ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList, 
     return Guarded<Ohfa_File *>(err, kFn, nullptr, [&]() -> Ohfa_File * {
         wchar_t *path = ofio_Which(searchList, name, err);
         if (!path) {
-            SetError(err, kFn, 1, *err, L"Error returned from ofio_Which");
+            SetError(err, kFn, kSearchWhichFailed, *err, L"Error returned from ofio_Which");
             return nullptr;
         }
         Ohfa_File *file = ohfa_FileOpen(path, mode, cacheArg, err);
         omsc_HeapFree(path);
-        if (!file) SetError(err, kFn, 2, *err, L"Error returned from ohfa_FileOpen");
+        if (!file)
+            SetError(err, kFn, kSearchOpenFailed, *err, L"Error returned from ohfa_FileOpen");
         return file;
     });
 }
@@ -329,7 +331,7 @@ ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_N
             Oerr_ErrorReport *closeErr = nullptr;
             if (ofio_FileClose(file->stream, &closeErr) != 0) {
                 if (ok) {
-                    SetError(err, kStep, 1, closeErr, L"ofio_FileClose failed");
+                    SetError(err, kStep, kCloseFailed, closeErr, L"ofio_FileClose failed");
                     ok = false;
                 } else {
                     PrintAndDelete(closeErr);
@@ -338,7 +340,7 @@ ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_N
             file->stream = nullptr;
         }
         FreeRecord(file);
-        if (!ok) SetError(err, kFn, 1, *err, L"DeleteAndCloseHFAFile failed");
+        if (!ok) SetError(err, kFn, kCloseFailed, *err, L"DeleteAndCloseHFAFile failed");
         return ok ? 0 : -1;
     });
 }
@@ -360,7 +362,7 @@ ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) O
         Oerr_ErrorReport *local = nullptr;
         long answer = 0;
         if (!FixedDesign(kTagDesign, &local) || !FixedDesign(kHeaderDesign, &local)) {
-            SetError(&local, kFn, 2, local, L"OMIF_DESIGN_FETCH failed");
+            SetError(&local, kFn, kIsHfaDesignFailed, local, L"OMIF_DESIGN_FETCH failed");
             PrintAndDelete(local);
             return 0;
         }
@@ -369,7 +371,7 @@ ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) O
         if (size < int64_t{kTagSize} + kHeaderSize) return 0;
         Ofio_File *stream = ofio_FileOpen(name.c_str(), L"r", &local);
         if (!stream) {
-            SetError(&local, kFn, 3, local, L"Unable to open %s", name.c_str());
+            SetError(&local, kFn, kIsHfaOpenFailed, local, L"Unable to open %s", name.c_str());
             PrintAndDelete(local);
             return 0;
         }
@@ -407,19 +409,19 @@ ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) 
         if (!CheckFile(file, kFn, err)) return -1;
         // What the stream still buffers may be stale now; pending writes go out first.
         if (ofio_Flush(file->stream, err) != 0) {
-            SetError(err, kFn, 4, *err, L"Error re-initializing cache");
+            SetError(err, kFn, kReinitializeCacheFailed, *err, L"Error re-initializing cache");
             return -1;
         }
         const int64_t size = ofio_FileSizeGetByHandle(file->stream, err);
         if (size < 0) {
-            SetError(err, kFn, 2, *err, L"ofio_FileSizeGetByHandle failed");
+            SetError(err, kFn, kReinitializeSizeFailed, *err, L"ofio_FileSizeGetByHandle failed");
             return -1;
         }
         const int64_t keptEnd = file->fileEnd;
         file->fileEnd = size;
         if (!ReadDiskHeader(file, err, kFn)) {
             file->fileEnd = keptEnd;
-            SetError(err, kFn, 3, *err, L"Error re-reading header");
+            SetError(err, kFn, kReinitializeHeaderFailed, *err, L"Error re-reading header");
             return -1;
         }
         file->sizeAtOpen = size;

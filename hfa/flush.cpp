@@ -5,6 +5,7 @@
 #include "core/guard.hpp"
 #include "hfa/file.hpp"
 #include "mif/codec.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -52,7 +53,7 @@ GuardScope::~GuardScope() {
 bool DeleteDictionaryBlock(Ohfa_File *file, uint32_t position, int64_t length,
                            Oerr_ErrorReport **err, const wchar_t *fn) {
     if (GiveSpace(file, position, length, err, L"ohfa_FreeSpace")) return true;
-    SetError(err, fn, 1, *err, L"ohfa_FreeSpace failed");
+    SetError(err, fn, kDictionaryStepFailed, *err, L"ohfa_FreeSpace failed");
     return false;
 }
 
@@ -60,7 +61,7 @@ bool WriteDictionary(Ohfa_File *file, Oerr_ErrorReport **err) {
     const wchar_t *fn = kDictWriteFn;
     mif::StringSink sink;
     if (mif::EncodeDictionary(file->dictionary, sink, err) < 0) {
-        SetError(err, fn, 1, *err, L"omif_DictionaryEncodedLength failed");
+        SetError(err, fn, kDictionaryStepFailed, *err, L"omif_DictionaryEncodedLength failed");
         return false;
     }
     const std::string &text = sink.Text();
@@ -74,13 +75,13 @@ bool WriteDictionary(Ohfa_File *file, Oerr_ErrorReport **err) {
     if (!inPlace) {
         position = TakeSpace(file, length, err, L"ohfa_NextFreePos");
         if (position == 0) {
-            SetError(err, fn, 2, *err, L"ohfa_NextFreePos failed");
+            SetError(err, fn, kDictionaryNoSpace, *err, L"ohfa_NextFreePos failed");
             return false;
         }
     }
     // One write: the text on disk is the old one or the new one (see "Write order").
     if (!WriteAt(file, position, text.data(), static_cast<long>(length), err, fn)) {
-        SetError(err, fn, 3, *err, L"omif_EncodeDictionary fail");
+        SetError(err, fn, kDictionaryEncodeFailed, *err, L"omif_EncodeDictionary fail");
         return false;
     }
     file->dictionaryPos = position;
@@ -90,18 +91,19 @@ bool WriteDictionary(Ohfa_File *file, Oerr_ErrorReport **err) {
         if (length < oldLength &&
             !DeleteDictionaryBlock(file, position + static_cast<uint32_t>(length),
                                    oldLength - length, err, fn)) {
-            SetError(err, fn, 4, *err, L"Troubling freeing up old dictionary xtra space");
+            SetError(err, fn, kDictionaryFreeTailFailed, *err,
+                     L"Troubling freeing up old dictionary xtra space");
             return false;
         }
         return true;
     }
     // The header must name the new text before the old block may join the free list.
     if (!HeaderReWrite(file, err, fn)) {
-        SetError(err, fn, 5, *err, L"Header rewrite failed");
+        SetError(err, fn, kDictionaryHeaderFailed, *err, L"Header rewrite failed");
         return false;
     }
     if (oldPos != 0 && !DeleteDictionaryBlock(file, oldPos, oldLength, err, fn)) {
-        SetError(err, fn, 6, *err, L"Troubling freeing up old dictionary");
+        SetError(err, fn, kDictionaryFreeOldFailed, *err, L"Troubling freeing up old dictionary");
         return false;
     }
     return true;
@@ -113,26 +115,26 @@ bool FlushFile(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     file->optionFlags &= ~kFlagNotFlushedOnWrite;
     bool ok = true;
     if (ofio_Flush(file->stream, err) != 0) {
-        SetError(err, fn, 2, *err, L"File flush failed");
+        SetError(err, fn, kFlushStreamFailed, *err, L"File flush failed");
         ok = false;
     }
     if (ok && !file->readOnly) file->flushGuard = kGuardPending;
     if (ok && file->dictionaryModified && !file->readOnly && notFlushed == 0) {
         if (!WriteDictionary(file, err)) {
-            SetError(err, fn, 3, *err, L"ohfa_DictionaryWrite failed");
+            SetError(err, fn, kFlushDictionaryFailed, *err, L"ohfa_DictionaryWrite failed");
             ok = false;
         } else {
             file->dictionaryModified = false;
         }
         if (ok && ofio_Flush(file->stream, err) != 0) {
-            SetError(err, fn, 2, *err, L"File flush failed");
+            SetError(err, fn, kFlushStreamFailed, *err, L"File flush failed");
             ok = false;
         }
     }
     file->optionFlags |= notFlushed;
     if (!ok) return false;
     if (!guard.Leave(err)) {
-        SetError(err, fn, 4, *err, L"freeListCacheFlush failed");
+        SetError(err, fn, kFlushFreeListFailed, *err, L"freeListCacheFlush failed");
         return false;
     }
     if (guard.Outermost() && file->changed) {
@@ -154,7 +156,7 @@ ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_N
     Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file) {
-            SetError(err, kFn, 1, nullptr, L"Invalid file handle!");
+            SetError(err, kFn, kFlushBadHandle, nullptr, L"Invalid file handle!");
             return -1;
         }
         return FlushFile(file, err, kFn) ? 0 : -1;
@@ -183,7 +185,7 @@ ORVIK_API long ohfa_DictionaryDelete(Ohfa_File *file, uint32_t position, long le
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (position == file->dictionaryPos && position != 0) {
-            SetError(err, kFn, 2, nullptr, L"The dictionary at %lu is still in use",
+            SetError(err, kFn, kDictionaryInUse, nullptr, L"The dictionary at %lu is still in use",
                      static_cast<unsigned long>(position));
             return -1;
         }

@@ -9,8 +9,10 @@
 #include "core/guard.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
@@ -49,7 +51,7 @@ bool Detach(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     FreeListAccess::SetDirty(file->freeList, true);
     if (file->freeList.DiskHead() == 0) return true;
     if (HeaderReWrite(file, err, fn)) return true;
-    SetError(err, fn, 20, *err, L"ohfa_HeaderReWrite fail");
+    SetError(err, fn, kFreeHeaderRewriteFailed, *err, L"ohfa_HeaderReWrite fail");
     return false;
 }
 
@@ -68,10 +70,11 @@ bool EnsureLoaded(Ohfa_File *file, bool strict, Oerr_ErrorReport **err, const wc
     FreeList &list = file->freeList;
     if (end == WalkEnd::Corrupt) {
         if (strict) {
-            SetError(err, fn, 21, nullptr, L"Free list corruption detected");
+            SetError(err, fn, kFreeListCorrupt, nullptr, L"Free list corruption detected");
             return false;
         }
-        Warn(fn, 22, L"Free list corruption detected while reading %s", file->name.c_str());
+        Warn(fn, kFreeListCorruptRead, L"Free list corruption detected while reading %s",
+             file->name.c_str());
         // The last sound node gets a zero link at the next write-back.
         if (!blocks.empty()) blocks.back().onDisk = false;
         FreeListAccess::SetDirty(list, true);
@@ -88,14 +91,14 @@ bool Extend(Ohfa_File *file, int64_t newEnd, Oerr_ErrorReport **err, const wchar
     static const unsigned char kZeros[4] = {0, 0, 0, 0};
     const int64_t from = std::max(file->fileEnd, newEnd - 4);
     if (WriteAt(file, from, kZeros, static_cast<long>(newEnd - from), err, fn)) return true;
-    SetError(err, fn, 24, *err, L"ofio_FileWriteDirect failed");
+    SetError(err, fn, kFreeExtendFailed, *err, L"ofio_FileWriteDirect failed");
     return false;
 }
 
 bool Remap(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     int64_t size = 0;
     if (!ofio_FileRemap(file->stream, &size, err)) {
-        SetError(err, fn, 25, *err, L"ofio_FileRemap failed");
+        SetError(err, fn, kFreeRemapFailed, *err, L"ofio_FileRemap failed");
         return false;
     }
     file->mapSize = size;
@@ -108,9 +111,9 @@ WalkEnd WalkDiskList(Ohfa_File_ *file,
                      const std::function<void(uint32_t, uint32_t, uint32_t)> &visit,
                      Oerr_ErrorReport **err, const wchar_t *fn) {
     if (file->freeList.Loaded()) {
-        SetError(err, L"freeListItemGet", 1, nullptr,
+        SetError(err, L"freeListItemGet", kFreeListCachedRead, nullptr,
                  L"Attempt to read free list from disk, while free list is cached in memory");
-        SetError(err, fn, 26, *err, L"freeListItemGet failed");
+        SetError(err, fn, kFreeItemGetFailed, *err, L"freeListItemGet failed");
         return WalkEnd::Failed;
     }
     uint32_t position = file->header.freeList;
@@ -122,7 +125,7 @@ WalkEnd WalkDiskList(Ohfa_File_ *file,
         Ohfa_FreeListNode node{};
         if (!ReadAt(file, position, bytes, kNodeSize, err, L"freeListItemGet") ||
             !RecordFromBytes(kNodeDesign, bytes, kNodeSize, &node, err, L"freeListItemGet")) {
-            SetError(err, fn, 26, *err, L"freeListItemGet failed");
+            SetError(err, fn, kFreeItemGetFailed, *err, L"freeListItemGet failed");
             return WalkEnd::Failed;
         }
         const int64_t size = node.freeSize;
@@ -138,7 +141,7 @@ WalkEnd WalkDiskList(Ohfa_File_ *file,
 
 uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (size <= 0) {
-        SetError(err, fn, 1, nullptr, L"Zero or negative size; long integer overflow?");
+        SetError(err, fn, kFreeBadSize, nullptr, L"Zero or negative size; long integer overflow?");
         return 0;
     }
     if (!CheckWritable(file, fn, err) || !EnsureLoaded(file, false, err, fn)) return 0;
@@ -176,7 +179,7 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
         if (page > 0) reserve = (reserve + page - 1) / page * page;
     }
     if (start + reserve > kMaxFileSize) {
-        SetError(err, fn, 2, nullptr,
+        SetError(err, fn, kFreeBeyondLimit, nullptr,
                  L"Cannot allocate free block; resulting file would exceed the OS or OHFA limit");
         return 0;
     }
@@ -192,7 +195,7 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
         if (!Remap(file, err, fn)) return 0;
         if (reserve - size >= kNodeSize &&
             !GiveSpace(file, static_cast<uint32_t>(start + size), reserve - size, err, fn)) {
-            SetError(err, fn, 3, *err, L"ohfa_FreeSpace failed");
+            SetError(err, fn, kFreeSpaceFailed, *err, L"ohfa_FreeSpace failed");
             return 0;
         }
     }
@@ -202,7 +205,7 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
 bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorReport **err,
                const wchar_t *fn) {
     if (size <= 0) {
-        SetError(err, fn, 1, nullptr, L"Zero or negative size; long integer overflow?");
+        SetError(err, fn, kFreeBadSize, nullptr, L"Zero or negative size; long integer overflow?");
         return false;
     }
     if (!CheckWritable(file, fn, err)) return false;
@@ -210,7 +213,8 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
     // file makes a caller believe so (the disk walk would call such a list corrupt).
     if (position < kTagSize || position + size > file->fileEnd ||
         CoversFixedRecord(file, position, size)) {
-        SetError(err, fn, 4, nullptr, L"Cannot free %lld bytes at %lu: not space of file %s",
+        SetError(err, fn, kFreeNotFileSpace, nullptr,
+                 L"Cannot free %lld bytes at %lu: not space of file %s",
                  static_cast<long long>(size), static_cast<unsigned long>(position),
                  file->name.c_str());
         return false;
@@ -224,7 +228,7 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
     FreeBlock *next = i < blocks.size() ? &blocks[i] : nullptr;
     if ((prev && int64_t{prev->position} + prev->size > position) ||
         (next && position + size > next->position)) {
-        SetError(err, fn, 5, nullptr, L"Free list corruption detected");
+        SetError(err, fn, kFreeCorrupt, nullptr, L"Free list corruption detected");
         return false;
     }
     const bool joinPrev = prev && int64_t{prev->position} + prev->size == position;
@@ -260,7 +264,7 @@ bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
     std::vector<FreeBlock> &blocks = FreeListAccess::Blocks(list);
     const uint32_t head = blocks.empty() ? 0 : blocks.front().position;
     if (head != file->header.freeList) {
-        SetError(err, kFlushFn, 1, nullptr,
+        SetError(err, kFlushFn, kFreeListCachedRead, nullptr,
                  L"Inconsistency detected - position of first cached node not same as free list");
         return false;
     }
@@ -275,7 +279,7 @@ bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
         if (!RecordToBytes(kNodeDesign, &node, bytes, kNodeSize, b.position, err,
                            L"freeListItemSet") ||
             !WriteAt(file, b.position, bytes, kNodeSize, err, L"freeListItemSet")) {
-            SetError(err, kFlushFn, 2, *err, L"freeListItemSet failed");
+            SetError(err, kFlushFn, kFreeItemSetFailed, *err, L"freeListItemSet failed");
             return false;
         }
         b.onDisk = true;
@@ -283,7 +287,7 @@ bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
     FreeListAccess::SetDirty(list, false);
     if (HeaderReWrite(file, err, kFlushFn)) return true;
     FreeListAccess::SetDirty(list, true);
-    SetError(err, kFlushFn, 3, *err, L"ohfa_HeaderReWrite failed");
+    SetError(err, kFlushFn, kFreeHeaderFailed, *err, L"ohfa_HeaderReWrite failed");
     return false;
 }
 

@@ -3,6 +3,7 @@
 
 #include "core/guard.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -47,7 +48,7 @@ ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **errIn)
             file, [&](uint32_t, uint32_t, uint32_t size) { total += size; }, err, kFn);
         if (end == WalkEnd::Failed) return -1;
         if (end == WalkEnd::Corrupt) {
-            SetError(err, kFn, 2, nullptr, L"Corrupt free list");
+            SetError(err, kFn, kFreeSizeCorrupt, nullptr, L"Corrupt free list");
             return -1;
         }
         return total;

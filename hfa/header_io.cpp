@@ -12,8 +12,10 @@
 #include "hfa/file.hpp"
 #include "mif/codec.hpp"
 #include "mif/dictionary.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
@@ -78,22 +80,25 @@ bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) 
     if (file->fileEnd < int64_t{kTagSize} + kHeaderSize || !ReadTag(file->stream, tag, err, fn) ||
         std::memcmp(tag.label, kTagLabel, sizeof kTagLabel) != 0) {
         oerr_DeleteErrorReportEx(err);
-        SetError(err, fn, 10, nullptr, L"File %s is not an OHFA file", file->name.c_str());
+        SetError(err, fn, kHeaderNotHfa, nullptr, L"File %s is not an OHFA file",
+                 file->name.c_str());
         return false;
     }
     if (tag.headerPtr < kTagSize || int64_t{tag.headerPtr} + kHeaderSize > file->fileEnd) {
-        SetError(err, fn, 11, nullptr, L"Header pointer %lu lies outside file %s",
+        SetError(err, fn, kHeaderOutside, nullptr, L"Header pointer %lu lies outside file %s",
                  static_cast<unsigned long>(tag.headerPtr), file->name.c_str());
         return false;
     }
     Ohfa_FileHeader header{};
     if (!ReadHeader(file->stream, tag.headerPtr, header, err, fn)) return false;
     if (header.dictionaryPtr == 0) {
-        SetError(err, fn, 12, nullptr, L"File does not contain an OMIF dictionary");
+        SetError(err, fn, kHeaderNoDictionary, nullptr,
+                 L"File does not contain an OMIF dictionary");
         return false;
     }
     if (header.dictionaryPtr >= file->fileEnd) {
-        SetError(err, fn, 13, nullptr, L"Dictionary pointer %lu lies outside file %s",
+        SetError(err, fn, kHeaderDictionaryOutside, nullptr,
+                 L"Dictionary pointer %lu lies outside file %s",
                  static_cast<unsigned long>(header.dictionaryPtr), file->name.c_str());
         return false;
     }
@@ -105,7 +110,7 @@ bool ReadDiskHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) 
             oerr_DeleteErrorReportEx(err);
             *err = cause;
         }
-        SetError(err, fn, 14, *err, L"omif_DecodeDictionary failed");
+        SetError(err, fn, kHeaderDictionaryFailed, *err, L"omif_DecodeDictionary failed");
         return false;
     }
     if (file->dictionary) mif::FreeDictionary(file->dictionary);
@@ -126,7 +131,7 @@ bool WriteNewHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) 
     for (const wchar_t *name : kStoredDesigns) {
         const Omif_Design *design = FixedDesign(name, err);
         if (!design || !mif::AddDesignCopy(dictionary, design, fn, err)) {
-            SetError(err, fn, 15, *err, L"OMIF_DESIGN_FETCH failed");
+            SetError(err, fn, kHeaderDesignFailed, *err, L"OMIF_DESIGN_FETCH failed");
             return false;
         }
     }
@@ -138,7 +143,7 @@ bool WriteNewHeader(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) 
     file->fileEnd = kNewHeaderPtr + kHeaderSize;
     const uint32_t root = TakeSpace(file, kEntrySize, err, L"ohfa_NextFreePos");
     if (root == 0) {
-        SetError(err, fn, 16, *err, L"ohfa_NextFreePos failed");
+        SetError(err, fn, kHeaderNoSpace, *err, L"ohfa_NextFreePos failed");
         return false;
     }
     file->header.rootEntryPtr = root;

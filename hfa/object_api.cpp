@@ -10,6 +10,7 @@
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "mif/dictionary.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -35,7 +36,7 @@ R Finish(GuardScope &guard, R result, bool ok, Oerr_ErrorReport **err, const wch
     }
     if (released) return result;
     *err = late;
-    SetError(err, fn, 40, *err, L"freeListCacheFlush failed");
+    SetError(err, fn, kObjectFreeListFailed, *err, L"freeListCacheFlush failed");
     return failure;
 }
 
@@ -48,14 +49,15 @@ uint32_t DataPosition(Ohfa_File *file, long writePosition, int64_t size, bool ke
     if (writePosition == 0 && current.data != 0 && current.dataSize > 0) {
         Oerr_ErrorReport *freeErr = nullptr;
         if (!GiveSpace(file, current.data, current.dataSize, &freeErr, L"ohfa_FreeSpace")) {
-            Oerr_ErrorReport *wrapped = oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, freeErr,
-                                                               L"The old data block stays unused");
+            Oerr_ErrorReport *wrapped =
+                oerr_CreateErrorReport(nullptr, kObjectOldBlockKept, OERR_KIND_PLAIN, freeErr,
+                                       L"The old data block stays unused");
             PrintAndDelete(wrapped);
         }
     }
     if (size == 0) return 0;
     const uint32_t position = TakeSpace(file, size, err, L"ohfa_NextFreePos");
-    if (position == 0) SetError(err, fn, 3, *err, L"ohfa_NextFreePos failed");
+    if (position == 0) SetError(err, fn, kObjectNoSpace, *err, L"ohfa_NextFreePos failed");
     return position;
 }
 
@@ -66,17 +68,17 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
                  long writePosition, int64_t size, bool rawRule, WriteData &&writeData,
                  Oerr_ErrorReport **err, const wchar_t *fn) {
     if (nodePath) {
-        const long found = SeekEntry(file, 8, nodePath, err, fn);
+        const long found = SeekEntry(file, OHFA_SEEK_PATH, nodePath, err, fn);
         if (found <= 0) {
             if (rawRule && found == 0)
-                SetError(err, fn, 1, nullptr, L"nodePath %s not found", nodePath);
+                SetError(err, fn, kObjectSeekFailed, nullptr, L"nodePath %s not found", nodePath);
             else
-                SetError(err, fn, 1, *err, L"ohfa_EntrySeek failed");
+                SetError(err, fn, kObjectSeekFailed, *err, L"ohfa_EntrySeek failed");
             return false;
         }
     }
     if (ohfa_EntryWrite(file, writePosition, name, type, err) != 0) {
-        SetError(err, fn, 2, *err, L"ohfa_EntryWrite failed");
+        SetError(err, fn, kObjectEntryWriteFailed, *err, L"ohfa_EntryWrite failed");
         return false;
     }
     const Ohfa_Entry &current = file->entry.record;
@@ -90,7 +92,7 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
     rec.dataSize = static_cast<int32_t>(size);
     rec.modTime = Now();
     if (!WriteEntry(file, file->entry.position, rec, err, fn)) {
-        SetError(err, fn, 5, *err, L"ohfa_EntryWrite failed");
+        SetError(err, fn, kObjectEntryUpdateFailed, *err, L"ohfa_EntryWrite failed");
         return false;
     }
     file->entry.record = rec;
@@ -101,7 +103,7 @@ bool WriteObject(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name, 
 long ReaderSeek(Ohfa_File *file, const wchar_t *name, long method, Oerr_ErrorReport **err,
                 const wchar_t *fn, const wchar_t *failMessage) {
     const long r = SeekEntry(file, method, name, err, fn);
-    if (r < 0) SetError(err, fn, 2, *err, failMessage);
+    if (r < 0) SetError(err, fn, kObjectReaderSeekFailed, *err, L"%s", failMessage);
     return r;
 }
 
@@ -114,7 +116,7 @@ bool ReadData(Ohfa_File *file, long method, void *object, const Omif_Design *des
     const long position = method == 18 ? -1 : static_cast<long>(e.data);
     if (ohfa_FileHostDataRead(file, position, design, e.dataSize, object, err) == e.dataSize)
         return true;
-    SetError(err, fn, 4, *err, L"ohfa_FileHostDataRead failed");
+    SetError(err, fn, kObjectDataFailed, *err, L"ohfa_FileHostDataRead failed");
     return false;
 }
 
@@ -132,26 +134,27 @@ ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const 
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (!design || !object) {
-            SetError(err, kFn, 6, nullptr, L"Invalid object or design");
+            SetError(err, kFn, kObjectBadArgument, nullptr, L"Invalid object or design");
             return -1;
         }
         GuardScope guard(file);
         file->flushGuard = kGuardPending;
         const long size = omif_ObjectSize(object, design, err);
         bool ok = size >= 0;
-        if (!ok) SetError(err, kFn, 3, *err, L"omif_ObjectSize failed");
+        if (!ok) SetError(err, kFn, kObjectSizeFailed, *err, L"omif_ObjectSize failed");
         // The file stays self-describing: the design goes into its dictionary.
         ok = ok && ohfa_FileDictionaryAddDesign(file, design, err) != nullptr;
-        ok = ok && WriteObject(
-                       file, nodePath, name, typeName ? typeName : design->name, writePosition,
-                       size, false,
-                       [&](uint32_t at) {
-                           if (ohfa_FileHostDataWrite(file, at, design, size, object, err) == size)
-                               return true;
-                           SetError(err, kFn, 4, *err, L"ohfa_FileHostDataWrite failed");
-                           return false;
-                       },
-                       err, kFn);
+        ok = ok &&
+             WriteObject(
+                 file, nodePath, name, typeName ? typeName : design->name, writePosition, size,
+                 false,
+                 [&](uint32_t at) {
+                     if (ohfa_FileHostDataWrite(file, at, design, size, object, err) == size)
+                         return true;
+                     SetError(err, kFn, kObjectDataFailed, *err, L"ohfa_FileHostDataWrite failed");
+                     return false;
+                 },
+                 err, kFn);
         return Finish<long>(guard, 0, ok, err, kFn, -1);
     });
 }
@@ -165,7 +168,7 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (count < 0 || (count > 0 && !bytes)) {
-            SetError(err, kFn, 6, nullptr, L"Invalid byte count %ld", count);
+            SetError(err, kFn, kObjectBadArgument, nullptr, L"Invalid byte count %ld", count);
             return -1;
         }
         GuardScope guard(file);
@@ -174,7 +177,7 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
             file, nodePath, name, typeName, writePosition, count, true,
             [&](uint32_t at) {
                 if (ohfa_FileMIFDataWrite(file, at, count, bytes, err) == count) return true;
-                SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataWrite failed");
+                SetError(err, kFn, kObjectDataFailed, *err, L"ohfa_FileMIFDataWrite failed");
                 return false;
             },
             err, kFn);
@@ -192,7 +195,7 @@ ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekM
         if (!CheckFile(file, kFn, err)) return nullptr;
         GuardScope guard(file);
         const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failed");
-        if (found == 0) SetError(err, kFn, 3, nullptr, L"Object read failure!");
+        if (found == 0) SetError(err, kFn, kObjectReadFailed, nullptr, L"Object read failure!");
         const bool ok = found > 0 && ReadData(file, seekMethod, object, design, err, kFn);
         return Finish<void *>(guard, object, ok, err, kFn, nullptr);
     });
@@ -207,7 +210,7 @@ ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, l
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         if (!object) {
-            SetError(err, kFn, 5, nullptr, L"NULL omifobjectin parameter");
+            SetError(err, kFn, kObjectNoObject, nullptr, L"NULL omifobjectin parameter");
             return nullptr;
         }
         GuardScope guard(file);
@@ -234,7 +237,7 @@ ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *nam
             return Finish<void *>(guard, nullptr, true, err, kFn, nullptr);
         // The size is checked against the file before the block is allocated.
         if (int64_t{e.data} + e.dataSize > file->fileEnd) {
-            SetError(err, kFn, 4, nullptr, L"ohfa_FileMIFDataRead failed");
+            SetError(err, kFn, kObjectDataFailed, nullptr, L"ohfa_FileMIFDataRead failed");
             return Finish<void *>(guard, nullptr, false, err, kFn, nullptr);
         }
         void *bytes = omsc_HeapMalloc(e.dataSize);
@@ -244,7 +247,7 @@ ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *nam
         }
         if (ohfa_FileMIFDataRead(file, e.data, e.dataSize, bytes, err) != e.dataSize) {
             omsc_HeapFree(bytes);
-            SetError(err, kFn, 4, *err, L"ohfa_FileMIFDataRead failed");
+            SetError(err, kFn, kObjectDataFailed, *err, L"ohfa_FileMIFDataRead failed");
             return Finish<void *>(guard, nullptr, false, err, kFn, nullptr);
         }
         if (count) *count = e.dataSize;
@@ -263,7 +266,7 @@ ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seek
         const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failure!");
         if (found <= 0) return Finish<long>(guard, 0, found == 0, err, kFn, -1);
         bool ok = ohfa_EntryDelete(file, err) == 0;
-        if (!ok) SetError(err, kFn, 3, *err, L"EntryDelete failure!");
+        if (!ok) SetError(err, kFn, kObjectDeleteFailed, *err, L"EntryDelete failure!");
         return Finish<long>(guard, 0, ok, err, kFn, -1);
     });
 }

@@ -9,6 +9,7 @@
 #include "fio/path.hpp"
 #include "hfa/file.hpp"
 #include "hfa/open_list.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -24,7 +25,7 @@ bool SetMapping(Ohfa_File *file, bool on, Oerr_ErrorReport **err, const wchar_t 
     if (!on) {
         if (!file->mapped) return true;
         if (ofio_FileUnmap(file->stream, err) != 0) {
-            SetError(err, fn, 11, *err, L"ofio_FileUnmap failed");
+            SetError(err, fn, kOptionUnmapFailed, *err, L"ofio_FileUnmap failed");
             return false;
         }
         file->mapped = false;
@@ -35,7 +36,7 @@ bool SetMapping(Ohfa_File *file, bool on, Oerr_ErrorReport **err, const wchar_t 
         // Asked once per file and remembered.
         const int local = ofio_FileSystemIsLocal(file->stream, err);
         if (local < 0) {
-            SetError(err, fn, 12, *err, L"ofio_FileSystemIsLocal failed");
+            SetError(err, fn, kOptionLocalFailed, *err, L"ofio_FileSystemIsLocal failed");
             return false;
         }
         file->localFileSystem = local;
@@ -43,7 +44,7 @@ bool SetMapping(Ohfa_File *file, bool on, Oerr_ErrorReport **err, const wchar_t 
     if (file->localFileSystem == 0 || file->mapped) return true;
     int64_t size = 0;
     if (!ofio_FileMap(file->stream, &size, err)) {
-        SetError(err, fn, 13, *err, L"ofio_FileMap failed");
+        SetError(err, fn, kOptionMapFailed, *err, L"ofio_FileMap failed");
         return false;
     }
     file->mapped = true;
@@ -56,12 +57,13 @@ bool SetMapping(Ohfa_File *file, bool on, Oerr_ErrorReport **err, const wchar_t 
 // opened again, so the record always ends with a stream if it can.
 bool Rename(Ohfa_File *file, const wchar_t *to, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!to || !*to) {
-        SetError(err, fn, 14, nullptr, L"Destination file name not specified for file rename");
+        SetError(err, fn, kOptionNoDestination, nullptr,
+                 L"Destination file name not specified for file rename");
         return false;
     }
     const std::wstring target = fio::NormalizedName(to);
     if (!FlushFile(file, err, fn)) {
-        SetError(err, fn, 15, *err, L"ohfa_FileFlush failed");
+        SetError(err, fn, kOptionFlushFailed, *err, L"ohfa_FileFlush failed");
         return false;
     }
     const bool wasMapped = file->mapped;
@@ -69,7 +71,7 @@ bool Rename(Ohfa_File *file, const wchar_t *to, Oerr_ErrorReport **err, const wc
     file->mapSize = 0;
     if (ofio_FileClose(file->stream, err) != 0) {
         file->stream = nullptr;
-        SetError(err, fn, 16, *err, L"ofio_FileClose failed");
+        SetError(err, fn, kOptionCloseFailed, *err, L"ofio_FileClose failed");
         return false;
     }
     file->stream = nullptr;
@@ -81,11 +83,12 @@ bool Rename(Ohfa_File *file, const wchar_t *to, Oerr_ErrorReport **err, const wc
     if (!moved) {
         if (!file->stream) PrintAndDelete(*err);
         *err = moveErr;
-        SetError(err, fn, 17, *err, L"ofio_FileMove failed");
+        SetError(err, fn, kOptionMoveFailed, *err, L"ofio_FileMove failed");
         return false;
     }
     if (!file->stream) {
-        SetError(err, fn, 18, *err, L"Cannot reopen renamed file %s", target.c_str());
+        SetError(err, fn, kOptionReopenFailed, *err, L"Cannot reopen renamed file %s",
+                 target.c_str());
         return false;
     }
     OpenListRename(file, target);
@@ -103,7 +106,7 @@ std::vector<Option> ParseOptions(va_list args, const wchar_t *fn, bool &exclusiv
         o.code = va_arg(args, int);
         if (o.code == OHFA_OPTION_END) break;
         if (o.code < 0 || o.code > 8) {
-            Warn(fn, 10, L"Illegal option %ld", static_cast<long>(o.code));
+            Warn(fn, kOptionIllegal, L"Illegal option %ld", static_cast<long>(o.code));
             continue;
         }
         if (o.code == OHFA_OPTION_RENAME) {

@@ -11,9 +11,11 @@
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/open_list.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
@@ -25,15 +27,15 @@ std::atomic<Ohfa_FileChangedCallback> g_changed{nullptr};
 bool CheckReady(const wchar_t *fn, bool forOpen, Oerr_ErrorReport **err) {
     if (!oint_GetInit()) {
         // The package's name is misspelt in this message on purpose: callers match it.
-        SetError(err, fn, 1, nullptr, L"Ofha package has not been initialized");
+        SetError(err, fn, kNotReady, nullptr, L"Ofha package has not been initialized");
         return false;
     }
     if (forOpen && g_disabled.load(std::memory_order_relaxed)) {
-        SetError(err, fn, 1, nullptr, L"Ohfa package is disabled");
+        SetError(err, fn, kNotReady, nullptr, L"Ohfa package is disabled");
         return false;
     }
     if (!OpenListExists()) {
-        SetError(err, fn, 1, nullptr, L"Open file list is missing");
+        SetError(err, fn, kNotReady, nullptr, L"Open file list is missing");
         return false;
     }
     return true;
@@ -41,11 +43,11 @@ bool CheckReady(const wchar_t *fn, bool forOpen, Oerr_ErrorReport **err) {
 
 bool CheckFile(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (!file) {
-        SetError(err, fn, 1, nullptr, L"Invalid OHFA file handle");
+        SetError(err, fn, kNotReady, nullptr, L"Invalid OHFA file handle");
         return false;
     }
     if (!file->stream) { // a rename that could not reopen the file
-        SetError(err, fn, 1, nullptr, L"File %s has no open stream", file->name.c_str());
+        SetError(err, fn, kNotReady, nullptr, L"File %s has no open stream", file->name.c_str());
         return false;
     }
     return true;
@@ -53,7 +55,7 @@ bool CheckFile(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err)
 
 bool CheckWritable(const Ohfa_File *file, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (!file->readOnly) return true;
-    SetError(err, fn, 23, nullptr, L"File %s is open read-only", file->name.c_str());
+    SetError(err, fn, kReadOnly, nullptr, L"File %s is open read-only", file->name.c_str());
     return false;
 }
 
@@ -89,12 +91,13 @@ ORVIK_API long ohfa_Init(Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_Init";
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!oint_GetInit()) {
-            SetError(err, kFn, 1, nullptr, L"Ofha package has not been initialized");
+            SetError(err, kFn, kNotReady, nullptr, L"Ofha package has not been initialized");
             return -1;
         }
         // Creating the designs now keeps the first open from paying for it.
         if (!orvik::hfa::FixedDesign(orvik::hfa::kHeaderDesign, err)) {
-            SetError(err, kFn, 2, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
+            SetError(err, kFn, kInitDesignsFailed, err ? *err : nullptr,
+                     L"OMIF_DESIGN_FETCH failed");
             return -1;
         }
         orvik::hfa::OpenListCreate();

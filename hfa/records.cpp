@@ -7,8 +7,10 @@
 #include "core/guard.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::hfa;
 
 namespace orvik::hfa {
 
@@ -16,13 +18,13 @@ bool RecordToBytes(const wchar_t *designName, const void *host, unsigned char *b
                    long baseOffset, Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = FixedDesign(designName, err);
     if (!design) {
-        SetError(err, fn, 2, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
+        SetError(err, fn, kRecordDesignFailed, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
         return false;
     }
     Omif_Buffer buffer{bytes, size, 0, baseOffset};
     omif_ConvertToMIF(nullptr, host, design, &buffer, baseOffset, err);
     if (err && *err) {
-        SetError(err, fn, 3, *err, L"omif_ConvertToMIF failed");
+        SetError(err, fn, kRecordEncodeFailed, *err, L"omif_ConvertToMIF failed");
         return false;
     }
     return true;
@@ -32,13 +34,13 @@ bool RecordFromBytes(const wchar_t *designName, const unsigned char *bytes, long
                      Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = FixedDesign(designName, err);
     if (!design) {
-        SetError(err, fn, 2, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
+        SetError(err, fn, kRecordDesignFailed, err ? *err : nullptr, L"OMIF_DESIGN_FETCH failed");
         return false;
     }
     Omif_Buffer buffer{const_cast<unsigned char *>(bytes), size, 0, 0};
     omif_ConvertToHost(nullptr, &buffer, design, host, err);
     if (err && *err) {
-        SetError(err, fn, 4, *err, L"ConvertToHost failure");
+        SetError(err, fn, kRecordDecodeFailed, *err, L"ConvertToHost failure");
         return false;
     }
     return true;
@@ -47,7 +49,7 @@ bool RecordFromBytes(const wchar_t *designName, const unsigned char *bytes, long
 bool ReadTag(Ofio_File *stream, Ohfa_HeaderTag &tag, Oerr_ErrorReport **err, const wchar_t *fn) {
     unsigned char bytes[kTagSize];
     if (ofio_FileReadDirect(stream, 0, bytes, kTagSize, err) != kTagSize) {
-        SetError(err, fn, 5, err ? *err : nullptr, L"Seek failure");
+        SetError(err, fn, kRecordSeekFailed, err ? *err : nullptr, L"Seek failure");
         return false;
     }
     return RecordFromBytes(kTagDesign, bytes, kTagSize, &tag, err, fn);
@@ -57,7 +59,7 @@ bool ReadHeader(Ofio_File *stream, uint32_t at, Ohfa_FileHeader &header, Oerr_Er
                 const wchar_t *fn) {
     unsigned char bytes[kHeaderSize];
     if (ofio_FileReadDirect(stream, at, bytes, kHeaderSize, err) != kHeaderSize) {
-        SetError(err, fn, 5, err ? *err : nullptr, L"Seek failure");
+        SetError(err, fn, kRecordSeekFailed, err ? *err : nullptr, L"Seek failure");
         return false;
     }
     return RecordFromBytes(kHeaderDesign, bytes, kHeaderSize, &header, err, fn);
@@ -86,13 +88,13 @@ bool HeaderReWrite(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
              Oerr_ErrorReport **err, const wchar_t *fn) {
     if (position < 0 || position + count > kMaxFileSize) {
-        SetError(err, fn, 6, nullptr,
+        SetError(err, fn, kRecordBeyondLimit, nullptr,
                  L"%ld bytes at %lld would carry file %s beyond the OHFA limit", count,
                  static_cast<long long>(position), file->name.c_str());
         return false;
     }
     if (ofio_FileWriteDirect(file->stream, position, bytes, count, err) != count) {
-        SetError(err, fn, 7, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
+        SetError(err, fn, kRecordWriteFailed, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
         return false;
     }
     if (position + count > file->fileEnd) file->fileEnd = position + count;
@@ -103,13 +105,14 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
 bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_ErrorReport **err,
             const wchar_t *fn) {
     if (position < 0 || count < 0 || position > file->fileEnd - count) {
-        SetError(err, fn, 8, nullptr, L"%ld bytes at %lld lie beyond the end (%lld) of file %s",
-                 count, static_cast<long long>(position), static_cast<long long>(file->fileEnd),
+        SetError(err, fn, kRecordBeyondEnd, nullptr,
+                 L"%ld bytes at %lld lie beyond the end (%lld) of file %s", count,
+                 static_cast<long long>(position), static_cast<long long>(file->fileEnd),
                  file->name.c_str());
         return false;
     }
     if (ofio_FileReadDirect(file->stream, position, bytes, count, err) != count) {
-        SetError(err, fn, 9, err ? *err : nullptr, L"ofio_FileReadDirect failed");
+        SetError(err, fn, kRecordReadFailed, err ? *err : nullptr, L"ofio_FileReadDirect failed");
         return false;
     }
     return true;

@@ -11,10 +11,12 @@
 #include "mif/design_create.hpp"
 #include "mif/design_tree.hpp"
 #include "mif/dictionary.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::mif;
 
 namespace {
 
@@ -50,7 +52,8 @@ bool ImportReferences(Omif_Dictionary *dictionary, const Omif_ItemDescription *i
 bool FillSet(Omif_Dictionary *dictionary, Omif_BuiltinDesigns *set, Oerr_ErrorReport **err) {
     for (const Omif_DesignTable *t = set->designs; t && t->name; ++t) {
         if (!ImportReferences(dictionary, t->items, set->base, 0, err)) {
-            SetError(err, kGet, 2, err ? *err : nullptr, L"Cannot create design %s", t->name);
+            SetError(err, kGet, kBuiltinCreateFailed, err ? *err : nullptr,
+                     L"Cannot create design %s", t->name);
             return false;
         }
         Omif_Design *design = orvik::mif::BuildDesign(t->name, t->items, -1, dictionary, kGet, err);
@@ -64,7 +67,8 @@ bool FillSet(Omif_Dictionary *dictionary, Omif_BuiltinDesigns *set, Oerr_ErrorRe
             }
             if (!linked) {
                 orvik::mif::DestroyDesign(design);
-                SetError(err, kGet, 3, nullptr, L"Design %s is declared twice", t->name);
+                SetError(err, kGet, kBuiltinDeclaredTwice, nullptr, L"Design %s is declared twice",
+                         t->name);
             }
         }
         if (!linked) return false;
@@ -99,7 +103,7 @@ ORVIK_API const Omif_Dictionary *omif_BuiltinDictionaryGet(Omif_BuiltinDesigns *
     if (err) *err = nullptr;
     return Guarded<const Omif_Dictionary *>(err, kGet, nullptr, [&]() -> const Omif_Dictionary * {
         if (!set) {
-            SetError(err, kGet, 1, nullptr, L"NULL design set");
+            SetError(err, kGet, kBuiltinNoSet, nullptr, L"NULL design set");
             return nullptr;
         }
         std::atomic_ref<Omif_Dictionary *> published(set->dictionary);
@@ -117,16 +121,17 @@ ORVIK_API const Omif_Design *omif_BuiltinDesignFetch(Omif_BuiltinDesigns *set, c
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_BuiltinDesignFetch";
     if (!name) {
-        SetError(err, kName, 1, nullptr, L"NULL name");
+        SetError(err, kName, kBuiltinNoName, nullptr, L"NULL name");
         return nullptr;
     }
     const Omif_Dictionary *dictionary = omif_BuiltinDictionaryGet(set, err);
     if (!dictionary) {
-        SetError(err, kName, 2, err ? *err : nullptr, L"omif_BuiltinDictionaryGet failed");
+        SetError(err, kName, kBuiltinDictionaryFailed, err ? *err : nullptr,
+                 L"omif_BuiltinDictionaryGet failed");
         return nullptr;
     }
     const Omif_Design *design = orvik::mif::FindDesign(dictionary, name);
-    if (!design) SetError(err, kName, 3, nullptr, L"No built-in design %s", name);
+    if (!design) SetError(err, kName, kBuiltinNotFound, nullptr, L"No built-in design %s", name);
     return design;
 }
 

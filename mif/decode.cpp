@@ -14,9 +14,11 @@
 #include "mif/dictionary.hpp"
 #include "mif/item_types.hpp"
 #include "mif/layout.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -47,7 +49,8 @@ class Decoder {
             if (c == '.') break;
             const size_t references = m_references.size();
             Omif_Design *design = Design(c, 0);
-            if (!design) return Wrap(kDictionaryStep, 1, L"omif_DecodeDesign failed");
+            if (!design)
+                return Wrap(kDictionaryStep, kDecodeDesignFailed, L"omif_DecodeDesign failed");
             bool linked;
             try {
                 linked = LinkIfUnique(dictionary, design);
@@ -63,7 +66,7 @@ class Decoder {
         for (const Reference &r : m_references) {
             r.item->design = FindDesign(dictionary, r.designName.c_str());
             if (!r.item->design) {
-                SetError(m_err, kDictionaryStep, 2, nullptr,
+                SetError(m_err, kDictionaryStep, kDecodeMissingDesign, nullptr,
                          L"Design %s named by item %s is not in the dictionary",
                          r.designName.c_str(), r.item->name);
                 return false;
@@ -72,7 +75,8 @@ class Decoder {
         LayoutGroup layout;
         for (Omif_Design *d = mark ? mark->next : dictionary->designs; d; d = d->next)
             layout.Add(d);
-        if (!layout.Run(m_err)) return Wrap(kDictionaryStep, 3, L"SetSizes failed");
+        if (!layout.Run(m_err))
+            return Wrap(kDictionaryStep, kDecodeSizesFailed, L"SetSizes failed");
         return true;
     }
 
@@ -87,9 +91,10 @@ class Decoder {
         const int c = m_source.Next();
         if (c >= 0) return c;
         if (c == TextSource::kFailed) {
-            SetError(m_err, step, 8, m_source.TakeFailure(), L"readFunc failed");
+            SetError(m_err, step, kDecodeReadFailed, m_source.TakeFailure(), L"readFunc failed");
         } else {
-            SetError(m_err, step, 9, nullptr, L"Unexpected end of dictionary text");
+            SetError(m_err, step, kDecodeUnexpectedEnd, nullptr,
+                     L"Unexpected end of dictionary text");
         }
         return -1;
     }
@@ -102,14 +107,16 @@ class Decoder {
             if (c < 0) return false;
             if (c == ':' && digits) break;
             if (c < '0' || c > '9') {
-                SetError(m_err, step, 1, nullptr, L"Non-numeric character %c (0x%02lx) for count",
-                         static_cast<wint_t>(c), static_cast<long>(c));
+                SetError(m_err, step, kDecodeBadCount, nullptr,
+                         L"Non-numeric character %c (0x%02lx) for count", static_cast<wint_t>(c),
+                         static_cast<long>(c));
                 return false;
             }
             v = v * 10 + (c - '0');
             digits = true;
             if (v > max) {
-                SetError(m_err, step, 2, nullptr, L"Count exceeds %ld", static_cast<long>(max));
+                SetError(m_err, step, kDecodeCountTooLarge, nullptr, L"Count exceeds %ld",
+                         static_cast<long>(max));
                 return false;
             }
         }
@@ -125,14 +132,14 @@ class Decoder {
             if (c < 0) return false;
             if (c == ',') return true;
             if (!IsNameCharacter(static_cast<uint32_t>(c))) {
-                SetError(m_err, kNameStep, 1, nullptr,
+                SetError(m_err, kNameStep, kDecodeBadName, nullptr,
                          L"Non-printable character %c (0x%02lx) for name", static_cast<wint_t>(c),
                          static_cast<long>(c));
                 return false;
             }
             if (m_name.size() == kMaxNameLength) {
-                SetError(m_err, kNameStep, 2, nullptr, L"Name longer than %ld characters",
-                         static_cast<long>(kMaxNameLength));
+                SetError(m_err, kNameStep, kDecodeNameTooLong, nullptr,
+                         L"Name longer than %ld characters", static_cast<long>(kMaxNameLength));
                 return false;
             }
             m_name.push_back(static_cast<char>(c));
@@ -155,14 +162,14 @@ class Decoder {
     // A design whose first character `c` has been read; null after a report.
     Omif_Design *Design(int c, int depth) {
         if (c != '{') {
-            SetError(m_err, kDesignStep, 1, nullptr,
+            SetError(m_err, kDesignStep, kDecodeBadDesignStart, nullptr,
                      L"Character %c (0x%02lx) does not start a design", static_cast<wint_t>(c),
                      static_cast<long>(c));
             return nullptr;
         }
         if (depth > OMIF_MAX_NESTING) {
-            SetError(m_err, kDesignStep, 2, nullptr, L"Designs nested deeper than %ld levels",
-                     static_cast<long>(OMIF_MAX_NESTING));
+            SetError(m_err, kDesignStep, kDecodeTooDeep, nullptr,
+                     L"Designs nested deeper than %ld levels", static_cast<long>(OMIF_MAX_NESTING));
             return nullptr;
         }
         Omif_Design *design = NewZeroed<Omif_Design>();
@@ -193,15 +200,17 @@ class Decoder {
             }
             *tail = item;
             tail = &item->next;
-            if (!Item(c, item, depth)) return Wrap(kDesignStep, 3, L"omif_DecodeItem failed");
+            if (!Item(c, item, depth))
+                return Wrap(kDesignStep, kDecodeItemFailed, L"omif_DecodeItem failed");
         }
         design->name = Name();
-        return design->name || Wrap(kDesignStep, 4, L"omif_DecodeName failed");
+        return design->name ||
+               Wrap(kDesignStep, kDecodeDesignNameFailed, L"omif_DecodeName failed");
     }
 
     bool Item(int c, Omif_Item *item, int depth) {
         if (!Count(c, kCountStep, INT32_MAX, item->count))
-            return Wrap(kItemStep, 1, L"omif_DecodeCount failed");
+            return Wrap(kItemStep, kDecodeItemCountFailed, L"omif_DecodeCount failed");
         c = Get(kItemStep);
         if (c == '*' || c == 'p') {
             item->indirect = 1;
@@ -211,31 +220,34 @@ class Decoder {
         if (c < 0) return false;
         item->type = TypeFromLetter(c);
         if (!item->type) {
-            SetError(m_err, kItemStep, 2, nullptr, L"Unknown item type %c (0x%02lx)",
-                     static_cast<wint_t>(c), static_cast<long>(c));
+            SetError(m_err, kItemStep, kDecodeUnknownType, nullptr,
+                     L"Unknown item type %c (0x%02lx)", static_cast<wint_t>(c),
+                     static_cast<long>(c));
             return false;
         }
         if (item->type == OMIF_ITEM_ENUM && !EnumNames(item)) return false;
         if (item->type == OMIF_ITEM_OBJECT) {
-            if (!ReadName()) return Wrap(kItemStep, 3, L"omif_DecodeName failed");
+            if (!ReadName())
+                return Wrap(kItemStep, kDecodeItemNameFailed, L"omif_DecodeName failed");
             m_references.push_back({item, std::wstring(m_name.begin(), m_name.end())});
         }
         if (item->type == OMIF_ITEM_INLINE_OBJECT) {
             const int first = Get(kItemStep);
             if (first < 0) return false;
             item->design = Design(first, depth + 1);
-            if (!item->design) return Wrap(kItemStep, 4, L"omif_DecodeDesign failed");
+            if (!item->design)
+                return Wrap(kItemStep, kDecodeInlineDesignFailed, L"omif_DecodeDesign failed");
             item->ownsDesign = 1;
         }
         item->name = Name();
-        return item->name || Wrap(kItemStep, 3, L"omif_DecodeName failed");
+        return item->name || Wrap(kItemStep, kDecodeItemNameFailed, L"omif_DecodeName failed");
     }
 
     bool EnumNames(Omif_Item *item) {
         int32_t count;
         const int c = Get(kEnumCountStep);
         if (c < 0 || !Count(c, kEnumCountStep, INT16_MAX, count))
-            return Wrap(kItemStep, 5, L"omif_DecodeEnumCount failed");
+            return Wrap(kItemStep, kDecodeEnumCountFailed, L"omif_DecodeEnumCount failed");
         if (count == 0) return true;
         // Grown as names arrive, so a large count without names allocates little.
         std::vector<wchar_t *> names;
@@ -243,7 +255,7 @@ class Decoder {
             wchar_t *name = Name();
             if (!name) {
                 for (wchar_t *n : names) omsc_HeapFree(n);
-                return Wrap(kItemStep, 3, L"omif_DecodeName failed");
+                return Wrap(kItemStep, kDecodeItemNameFailed, L"omif_DecodeName failed");
             }
             try {
                 names.push_back(name);

@@ -4,18 +4,21 @@
 #include "core/guard.hpp"
 #include "mif/design_tree.hpp"
 #include "mif/layout.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
 using orvik::mif::CopyStatus;
+using namespace orvik::mif;
 
 namespace {
 
 template <class R>
 R *CopyFailed(CopyStatus status, const wchar_t *function, Oerr_ErrorReport **err) {
     if (status == CopyStatus::kBadText) {
-        SetError(err, function, 1, nullptr, L"A name of the design cannot be converted");
+        SetError(err, function, kDesignUnconvertibleName, nullptr,
+                 L"A name of the design cannot be converted");
     } else {
         SetOutOfMemory(err, function);
     }
@@ -48,7 +51,7 @@ ORVIK_API Omif_Design *omif_DesignCopy(const Omif_Design *design, Oerr_ErrorRepo
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignCopy";
     if (!design) {
-        SetError(err, kName, 1, nullptr, L"NULL design");
+        SetError(err, kName, kDesignNoDesign, nullptr, L"NULL design");
         return nullptr;
     }
     CopyStatus status;
@@ -62,7 +65,7 @@ ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorRepo
     static const wchar_t *const kName = L"omif_DesignA2U";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
         if (!design) {
-            SetError(err, kName, 1, nullptr, L"NULL design");
+            SetError(err, kName, kDesignNoDesign, nullptr, L"NULL design");
             return nullptr;
         }
         CopyStatus status;
@@ -77,7 +80,7 @@ ORVIK_API Omif_Design *omif_DesignA2U(const Omif_DesignA *design, Oerr_ErrorRepo
             throw;
         }
         if (!laidOut) {
-            SetError(err, kName, 2, err ? *err : nullptr, L"SetSizes failed");
+            SetError(err, kName, kDesignSizesFailed, err ? *err : nullptr, L"SetSizes failed");
             orvik::mif::DestroyDesign(wide);
             return nullptr;
         }
@@ -90,7 +93,7 @@ ORVIK_API Omif_DesignA *omif_DesignU2A(const Omif_Design *design, Oerr_ErrorRepo
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DesignU2A";
     if (!design) {
-        SetError(err, kName, 1, nullptr, L"NULL design");
+        SetError(err, kName, kDesignNoDesign, nullptr, L"NULL design");
         return nullptr;
     }
     CopyStatus status;

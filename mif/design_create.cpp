@@ -11,6 +11,7 @@
 #include "mif/dictionary.hpp"
 #include "mif/item_types.hpp"
 #include "mif/layout.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -32,13 +33,15 @@ class Builder {
     // Builds without layout; the caller lays out the whole tree once.
     Omif_Design *Build(const wchar_t *name, const Omif_ItemDescription *items, int32_t itemCount,
                        int depth) {
-        if (!name) return Fail(1, L"NULL design name");
+        if (!name) return Fail(kCreateBadArgument, L"NULL design name");
         if (depth > OMIF_MAX_NESTING)
-            return Fail(3, L"Design %s: inline designs nested deeper than %ld levels", name,
-                        static_cast<long>(OMIF_MAX_NESTING));
+            return Fail(kCreateTooDeep, L"Design %s: inline designs nested deeper than %ld levels",
+                        name, static_cast<long>(OMIF_MAX_NESTING));
         if (itemCount < 0) itemCount = TableLength(items);
-        if (itemCount < 0) return Fail(1, L"Item table of design %s has no end", name);
-        if (itemCount > 0 && !items) return Fail(1, L"NULL item list for design %s", name);
+        if (itemCount < 0)
+            return Fail(kCreateBadArgument, L"Item table of design %s has no end", name);
+        if (itemCount > 0 && !items)
+            return Fail(kCreateBadArgument, L"NULL item list for design %s", name);
 
         auto *design = static_cast<Omif_Design *>(omsc_HeapMalloc(sizeof(Omif_Design)));
         if (!design) return NoMemory();
@@ -69,19 +72,19 @@ class Builder {
     bool FillItem(Omif_Item *item, const Omif_ItemDescription &d, const wchar_t *designName,
                   int32_t position, int depth) {
         if (!d.name) {
-            Fail(2, L"Item %ld of design %s has no name", static_cast<long>(position + 1),
-                 designName);
+            Fail(kCreateBadItem, L"Item %ld of design %s has no name",
+                 static_cast<long>(position + 1), designName);
             return false;
         }
         if (!TypeInfo(d.type)) {
-            Fail(2, L"Item %s of design %s has unknown type %ld", d.name, designName,
+            Fail(kCreateBadItem, L"Item %s of design %s has unknown type %ld", d.name, designName,
                  static_cast<long>(d.type));
             return false;
         }
         if (d.count < 0 || (d.indirect != 0 && d.indirect != 1) ||
             (d.pointerKind != OMIF_POINTER_PLAIN && d.pointerKind != OMIF_POINTER_COUNTED)) {
-            Fail(2, L"Item %s of design %s: count %ld, indirect %ld, pointer kind %ld", d.name,
-                 designName, static_cast<long>(d.count), static_cast<long>(d.indirect),
+            Fail(kCreateBadItem, L"Item %s of design %s: count %ld, indirect %ld, pointer kind %ld",
+                 d.name, designName, static_cast<long>(d.count), static_cast<long>(d.indirect),
                  static_cast<long>(d.pointerKind));
             return false;
         }
@@ -102,8 +105,8 @@ class Builder {
         if (d.enumNames)
             while (n <= INT16_MAX && d.enumNames[n]) ++n;
         if (n > INT16_MAX) {
-            Fail(2, L"Item %s of design %s has more than 32767 enumeration names", d.name,
-                 designName);
+            Fail(kCreateBadItem, L"Item %s of design %s has more than 32767 enumeration names",
+                 d.name, designName);
             return false;
         }
         if (n == 0) return true;
@@ -123,8 +126,8 @@ class Builder {
         if (!element && d.designName && m_dictionary)
             element = FindDesign(m_dictionary, d.designName);
         if (!element) {
-            Fail(2, L"Item %s of design %s: element design %s not found", d.name, designName,
-                 NameOf(d.designName));
+            Fail(kCreateBadItem, L"Item %s of design %s: element design %s not found", d.name,
+                 designName, NameOf(d.designName));
             return false;
         }
         item->design = const_cast<Omif_Design *>(element);
@@ -140,7 +143,7 @@ class Builder {
             return item->design || NoMemory() != nullptr;
         }
         if (!d.items || !d.designName) {
-            Fail(2, L"Item %s of design %s has no inline design", d.name, designName);
+            Fail(kCreateBadItem, L"Item %s of design %s has no inline design", d.name, designName);
             return false;
         }
         item->design = Build(d.designName, d.items, -1, depth + 1);
@@ -177,7 +180,7 @@ Omif_Design *BuildDesign(const wchar_t *name, const Omif_ItemDescription *items,
         throw;
     }
     if (!laidOut) {
-        SetError(err, function, 4, err ? *err : nullptr, L"SetSizes failed");
+        SetError(err, function, kCreateSizesFailed, err ? *err : nullptr, L"SetSizes failed");
         DestroyDesign(design);
         return nullptr;
     }
@@ -187,6 +190,7 @@ Omif_Design *BuildDesign(const wchar_t *name, const Omif_ItemDescription *items,
 } // namespace orvik::mif
 
 using orvik::mif::BuildDesign;
+using namespace orvik::mif;
 
 namespace {
 
@@ -214,7 +218,7 @@ Omif_Design *CreateFromArguments(const wchar_t *name, va_list *args, const wchar
                                  Oerr_ErrorReport **err) {
     return Guarded<Omif_Design *>(err, function, nullptr, [&]() -> Omif_Design * {
         if (!args) {
-            SetError(err, function, 1, nullptr, L"NULL argument list");
+            SetError(err, function, kCreateBadArgument, nullptr, L"NULL argument list");
             return nullptr;
         }
         std::vector<Omif_ItemDescription> items;
@@ -236,7 +240,7 @@ ORVIK_API Omif_Design *omif_DesignCreate(const wchar_t *name, const Omif_ItemDes
     static const wchar_t *const kName = L"omif_DesignCreate";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
         if (itemCount < 0) {
-            SetError(err, kName, 1, nullptr, L"Negative item count %ld",
+            SetError(err, kName, kCreateBadArgument, nullptr, L"Negative item count %ld",
                      static_cast<long>(itemCount));
             return nullptr;
         }

@@ -13,6 +13,7 @@
 #include "mif/design_tree.hpp"
 #include "mif/item_types.hpp"
 #include "mif/layout.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::GuardedVoid;
@@ -126,15 +127,15 @@ class DesignAdder {
     // The dictionary's design of that name, adding a copy of `design` when there is none.
     Omif_Design *Take(const Omif_Design *design) {
         if (!design->name) {
-            SetError(m_err, m_function, 2, nullptr, L"Design without a name");
+            SetError(m_err, m_function, kDictionaryUnnamedDesign, nullptr,
+                     L"Design without a name");
             return nullptr;
         }
         if (Omif_Design *present = FindDesign(m_dictionary, design->name)) return present;
         CopyStatus status;
         Omif_Design *copy = CopyDesign(design, status);
         if (!copy) {
-            SetError(m_err, m_function, OERR_NUMBER_OUT_OF_MEMORY, nullptr,
-                     L"DesignPrepend failure NULL");
+            SetOutOfMemory(m_err, m_function, nullptr, L"DesignPrepend failure NULL");
             return nullptr;
         }
         try {
@@ -174,7 +175,7 @@ class DesignAdder {
         }
         if (!layout.Run(m_err)) {
             Oerr_ErrorReport *inner = m_err ? *m_err : nullptr;
-            SetError(m_err, m_function, 3, inner, L"SetSizes failed");
+            SetError(m_err, m_function, kDictionarySizesFailed, inner, L"SetSizes failed");
             return false;
         }
         return true;
@@ -229,7 +230,7 @@ ORVIK_API Omif_Design *omif_DictionaryAddDesign(Omif_Dictionary *dictionary,
     static const wchar_t *const kName = L"omif_DictionaryAddDesign";
     return Guarded<Omif_Design *>(err, kName, nullptr, [&]() -> Omif_Design * {
         if (!dictionary || !design) {
-            SetError(err, kName, 1, nullptr,
+            SetError(err, kName, kDictionaryNoArgument, nullptr,
                      dictionary ? L"NULL design" : L"NULL dictionary pointer");
             return nullptr;
         }
@@ -249,11 +250,11 @@ ORVIK_API Omif_Design *omif_DictionarySearchByName(const Omif_Dictionary *dictio
     if (err) *err = nullptr;
     static const wchar_t *const kName = L"omif_DictionarySearchByName";
     if (!name) {
-        SetError(err, kName, 1, nullptr, L"NULL name");
+        SetError(err, kName, kSearchNoName, nullptr, L"NULL name");
         return nullptr;
     }
     if (!dictionary) {
-        SetError(err, kName, 2, nullptr, L"NULL dictionary pointer");
+        SetError(err, kName, kSearchNoDictionary, nullptr, L"NULL dictionary pointer");
         return nullptr;
     }
     return FindDesign(dictionary, name);

@@ -5,9 +5,11 @@
 
 #include "core/guard.hpp"
 #include "mif/codec.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using namespace orvik::mif;
 
 namespace {
 
@@ -59,7 +61,9 @@ long Encode(Ofio_WriterFunc writer, void *context, Ofio_File *stream,
             const Omif_Dictionary *dictionary, const wchar_t *function, Oerr_ErrorReport **err) {
     WriterSink sink(writer, context, stream);
     const long length = orvik::mif::EncodeDictionary(dictionary, sink, err);
-    if (length < 0) SetError(err, function, 2, err ? *err : nullptr, L"DictionaryEncode fail");
+    if (length < 0)
+        SetError(err, function, kDictionaryCodecFailed, err ? *err : nullptr,
+                 L"DictionaryEncode fail");
     return length;
 }
 
@@ -68,7 +72,8 @@ Omif_Dictionary *Decode(Ofio_ReaderFunc reader, void *context, Omif_Dictionary *
     ReaderSource source(reader, context);
     Omif_Dictionary *dictionary = orvik::mif::DecodeDictionary(source, into, err);
     if (!dictionary)
-        SetError(err, function, 2, err ? *err : nullptr, L"omif_DictionaryDecode failed");
+        SetError(err, function, kDictionaryCodecFailed, err ? *err : nullptr,
+                 L"omif_DictionaryDecode failed");
     return dictionary;
 }
 
@@ -82,7 +87,7 @@ ORVIK_API long omif_EncodeDictionary(Ofio_File *file, const Omif_Dictionary *dic
     static const wchar_t *const kName = L"omif_EncodeDictionary";
     return Guarded<long>(err, kName, -1, [&]() -> long {
         if (!file || !dictionary) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kDictionaryArgs, nullptr, L"Args");
             return -1;
         }
         return Encode(ofio_Fprintf, file, file, dictionary, kName, err);
@@ -96,7 +101,7 @@ ORVIK_API long omif_DictionaryEncodeWithWriter(Ofio_WriterFunc writer, void *con
     static const wchar_t *const kName = L"omif_DictionaryEncodeWithWriter";
     return Guarded<long>(err, kName, -1, [&]() -> long {
         if (!writer || !dictionary) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kDictionaryArgs, nullptr, L"Args");
             return -1;
         }
         return Encode(writer, context, nullptr, dictionary, kName, err);
@@ -111,7 +116,8 @@ ORVIK_API long omif_DictionaryEncodedLength(const Omif_Dictionary *dictionary,
     return Guarded<long>(err, kName, 0, [&]() -> long {
         Ofio_File *null = ofio_NullDeviceOpen(err);
         if (!null) {
-            SetError(err, kName, 1, err ? *err : nullptr, L"Cannot compute length w/o NULL device");
+            SetError(err, kName, kDictionaryArgs, err ? *err : nullptr,
+                     L"Cannot compute length w/o NULL device");
             return 0;
         }
         long length;
@@ -132,7 +138,7 @@ ORVIK_API Omif_Dictionary *omif_DecodeDictionary(Ofio_File *file, Omif_Dictionar
     static const wchar_t *const kName = L"omif_DecodeDictionary";
     return Guarded<Omif_Dictionary *>(err, kName, nullptr, [&]() -> Omif_Dictionary * {
         if (!file) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kDictionaryArgs, nullptr, L"Args");
             return nullptr;
         }
         return Decode(ofio_FileReaderFunc, file, dictionary, kName, err);
@@ -146,7 +152,7 @@ ORVIK_API Omif_Dictionary *omif_DictionaryDecodeWithReader(Ofio_ReaderFunc reade
     static const wchar_t *const kName = L"omif_DictionaryDecodeWithReader";
     return Guarded<Omif_Dictionary *>(err, kName, nullptr, [&]() -> Omif_Dictionary * {
         if (!reader) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kDictionaryArgs, nullptr, L"Args");
             return nullptr;
         }
         return Decode(reader, context, dictionary, kName, err);

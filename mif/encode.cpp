@@ -13,8 +13,10 @@
 #include "core/guard.hpp"
 #include "mif/codec.hpp"
 #include "mif/item_types.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -30,7 +32,8 @@ class Encoder {
     long Dictionary(const Omif_Dictionary *dictionary) {
         for (const Omif_Design *d = dictionary->designs; d; d = d->next) {
             if (!Design(d, 0) || !Flush(kDesignStep)) {
-                SetError(m_err, kDictionaryStep, 1, Inner(), L"omif_EncodeDesign fail");
+                SetError(m_err, kDictionaryStep, kEncodeDesignFailed, Inner(),
+                         L"omif_EncodeDesign fail");
                 return -1;
             }
         }
@@ -41,15 +44,16 @@ class Encoder {
 
   private:
     bool Design(const Omif_Design *design, int depth) {
-        if (!design) return Fail(kDesignStep, 1, L"No design");
-        if (!design->name) return Fail(kDesignStep, 2, L"No design name");
+        if (!design) return Fail(kDesignStep, kEncodeNoDesign, L"No design");
+        if (!design->name) return Fail(kDesignStep, kEncodeNoDesignName, L"No design name");
         if (depth > OMIF_MAX_NESTING)
-            return Fail(kDesignStep, 3, L"Design %s: inline designs nested deeper than %ld levels",
-                        design->name, static_cast<long>(OMIF_MAX_NESTING));
+            return Fail(kDesignStep, kEncodeTooDeep,
+                        L"Design %s: inline designs nested deeper than %ld levels", design->name,
+                        static_cast<long>(OMIF_MAX_NESTING));
         m_text += '{';
         for (const Omif_Item *item = design->items; item; item = item->next) {
             if (!Item(item, depth)) {
-                SetError(m_err, kDesignStep, 4, Inner(), L"omif_EncodeItem fail");
+                SetError(m_err, kDesignStep, kEncodeItemFailed, Inner(), L"omif_EncodeItem fail");
                 return false;
             }
         }
@@ -58,12 +62,12 @@ class Encoder {
     }
 
     bool Item(const Omif_Item *item, int depth) {
-        if (!item) return Fail(kItemStep, 1, L"No item");
+        if (!item) return Fail(kItemStep, kEncodeNoItem, L"No item");
         const ItemTypeInfo *info = TypeInfo(item->type);
         if (!info) return true; // not an item: nothing is written
-        if (!item->name) return Fail(kItemStep, 2, L"No item name");
+        if (!item->name) return Fail(kItemStep, kEncodeNoItemName, L"No item name");
         if (item->count < 0)
-            return Fail(kItemStep, 3, L"Item %s has count %ld", item->name,
+            return Fail(kItemStep, kEncodeBadCount, L"Item %s has count %ld", item->name,
                         static_cast<long>(item->count));
         Number(item->count);
         m_text += ':';
@@ -75,21 +79,25 @@ class Encoder {
             m_text += ':';
             for (int32_t i = 0; item->enumNames && i < item->enumCount; ++i) {
                 if (!item->enumNames[i])
-                    return Fail(kItemStep, 4, L"Item %s: enumeration name %ld missing", item->name,
+                    return Fail(kItemStep, kEncodeMissingEnumName,
+                                L"Item %s: enumeration name %ld missing", item->name,
                                 static_cast<long>(i));
                 if (!Name(item->enumNames[i], kItemStep)) return false;
             }
             break;
         case OMIF_ITEM_OBJECT:
             if (!item->design || !item->design->name)
-                return Fail(kItemStep, 5, L"Item %s has no element design", item->name);
+                return Fail(kItemStep, kEncodeNoElementDesign, L"Item %s has no element design",
+                            item->name);
             if (!Name(item->design->name, kItemStep)) return false;
             break;
         case OMIF_ITEM_INLINE_OBJECT:
             if (!item->design)
-                return Fail(kItemStep, 5, L"Item %s has no element design", item->name);
+                return Fail(kItemStep, kEncodeNoElementDesign, L"Item %s has no element design",
+                            item->name);
             if (!Design(item->design, depth + 1)) {
-                SetError(m_err, kItemStep, 6, Inner(), L"omif_EncodeDesign fail");
+                SetError(m_err, kItemStep, kEncodeInlineDesignFailed, Inner(),
+                         L"omif_EncodeDesign fail");
                 return false;
             }
             break;
@@ -103,7 +111,8 @@ class Encoder {
     bool Name(const wchar_t *name, const wchar_t *step) {
         for (const wchar_t *c = name; *c; ++c) {
             if (!IsNameCharacter(static_cast<uint32_t>(*c)))
-                return Fail(step, 7, L"Name %s: character 0x%02lx cannot be written", name,
+                return Fail(step, kEncodeBadNameCharacter,
+                            L"Name %s: character 0x%02lx cannot be written", name,
                             static_cast<long>(static_cast<uint32_t>(*c)));
             m_text += static_cast<char>(*c);
         }
@@ -120,7 +129,7 @@ class Encoder {
     bool Flush(const wchar_t *step) {
         Oerr_ErrorReport *writerErr = nullptr;
         if (!m_sink.Write(m_text, &writerErr)) {
-            SetError(m_err, step, 8, writerErr, L"writeFunc failed");
+            SetError(m_err, step, kEncodeWriteFailed, writerErr, L"writeFunc failed");
             return false;
         }
         m_written += static_cast<long>(m_text.size());

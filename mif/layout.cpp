@@ -10,6 +10,9 @@
 
 #include "core/guard.hpp"
 #include "mif/item_types.hpp"
+#include "mif/report.hpp"
+
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -39,8 +42,9 @@ bool LayoutGroup::ElementOf(Omif_Item *item, const Omif_Design *owner, int depth
                             int32_t &align, Oerr_ErrorReport **err) {
     Omif_Design *element = item->design;
     if (!element) {
-        core::SetError(err, kStep, 2, nullptr, L"Item %s of design %s has no element design",
-                       NameOf(item->name), NameOf(owner->name));
+        core::SetError(err, kStep, kLayoutNoElementDesign, nullptr,
+                       L"Item %s of design %s has no element design", NameOf(item->name),
+                       NameOf(owner->name));
         return false;
     }
     if (item->type == OMIF_ITEM_INLINE_OBJECT) {
@@ -49,8 +53,9 @@ bool LayoutGroup::ElementOf(Omif_Item *item, const Omif_Design *owner, int depth
         if (it->second == State::kPending && !item->indirect) {
             if (!Layout(element, depth + 1, err)) return false;
         } else if (it->second == State::kInProgress && !item->indirect) {
-            core::SetError(err, kStep, 3, nullptr, L"Design %s contains itself (item %s)",
-                           NameOf(element->name), NameOf(item->name));
+            core::SetError(err, kStep, kLayoutRecursive, nullptr,
+                           L"Design %s contains itself (item %s)", NameOf(element->name),
+                           NameOf(item->name));
             return false;
         }
     }
@@ -67,8 +72,9 @@ bool LayoutGroup::ElementOf(Omif_Item *item, const Omif_Design *owner, int depth
 
 bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err) {
     if (depth > OMIF_MAX_NESTING) {
-        core::SetError(err, kStep, 1, nullptr, L"Design %s: objects nested deeper than %ld levels",
-                       NameOf(design->name), static_cast<long>(OMIF_MAX_NESTING));
+        core::SetError(err, kStep, kLayoutTooDeep, nullptr,
+                       L"Design %s: objects nested deeper than %ld levels", NameOf(design->name),
+                       static_cast<long>(OMIF_MAX_NESTING));
         return false;
     }
     auto tracked = m_state.find(design);
@@ -80,14 +86,15 @@ bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err)
     for (Omif_Item *item = design->items; item; item = item->next) {
         const ItemTypeInfo *info = TypeInfo(item->type);
         if (!info) {
-            core::SetError(err, kStep, 4, nullptr, L"Item %s of design %s has unknown type %ld",
-                           NameOf(item->name), NameOf(design->name), static_cast<long>(item->type));
+            core::SetError(err, kStep, kLayoutUnknownType, nullptr,
+                           L"Item %s of design %s has unknown type %ld", NameOf(item->name),
+                           NameOf(design->name), static_cast<long>(item->type));
             return false;
         }
         if (item->count < 0) {
-            core::SetError(err, kStep, 5, nullptr, L"Item %s of design %s has count %ld",
-                           NameOf(item->name), NameOf(design->name),
-                           static_cast<long>(item->count));
+            core::SetError(err, kStep, kLayoutBadCount, nullptr,
+                           L"Item %s of design %s has count %ld", NameOf(item->name),
+                           NameOf(design->name), static_cast<long>(item->count));
             return false;
         }
         int32_t elementSize = info->hostSize;
@@ -112,7 +119,7 @@ bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err)
             previous->padding =
                 static_cast<int32_t>(offset - previous->offset - previous->hostSize);
         if (offset + size > INT32_MAX) {
-            core::SetError(err, kStep, 6, nullptr,
+            core::SetError(err, kStep, kLayoutTooLarge, nullptr,
                            L"Design %s is larger than 2147483647 bytes on this host (item %s)",
                            NameOf(design->name), NameOf(item->name));
             return false;
@@ -125,7 +132,7 @@ bool LayoutGroup::Layout(Omif_Design *design, int depth, Oerr_ErrorReport **err)
     }
     const int64_t total = AlignUp(offset, recordAlign);
     if (total > INT32_MAX) {
-        core::SetError(err, kStep, 6, nullptr,
+        core::SetError(err, kStep, kLayoutTooLarge, nullptr,
                        L"Design %s is larger than 2147483647 bytes on this host",
                        NameOf(design->name));
         return false;

@@ -5,9 +5,11 @@
 
 #include "core/guard.hpp"
 #include "mif/object_internal.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 using namespace orvik::mif;
 
 namespace {
@@ -19,18 +21,18 @@ long ToHost(const wchar_t *fn, Ofio_File *stream, Omif_Buffer *buffer, const Omi
     if (err) *err = nullptr;
     return Guarded<long>(err, fn, 0, [&]() -> long {
         if (!object || !design || !design->items) {
-            SetError(err, fn, 1, nullptr, L"Invalid object or design!");
+            SetError(err, fn, kConvertBadArgument, nullptr, L"Invalid object or design!");
             return 0;
         }
         if (!stream && !buffer) {
-            SetError(err, fn, 2, nullptr, L"No stream or buffer");
+            SetError(err, fn, kConvertNoStream, nullptr, L"No stream or buffer");
             return 0;
         }
         if (buffer && rewind) buffer->cursor = 0;
         ByteSource source(buffer ? nullptr : stream, buffer);
         int64_t bytes = 0;
         if (!RecordToHost(source, design, static_cast<unsigned char *>(object), bytes, 0, err))
-            SetError(err, fn, 3, err ? *err : nullptr, L"omif_MIFtoObject failed");
+            SetError(err, fn, kConvertFailed, err ? *err : nullptr, L"omif_MIFtoObject failed");
         return static_cast<long>(bytes);
     });
 }
@@ -46,21 +48,21 @@ ORVIK_API long omif_ConvertToMIF(Ofio_File *stream, const void *object, const Om
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, 0, [&]() -> long {
         if (!object || !design) {
-            SetError(err, kFn, 1, nullptr, L"Invalid object");
+            SetError(err, kFn, kConvertBadArgument, nullptr, L"Invalid object");
             return 0;
         }
         if (!stream && !buffer) {
-            SetError(err, kFn, 2, nullptr, L"No stream or buffer");
+            SetError(err, kFn, kConvertNoStream, nullptr, L"No stream or buffer");
             return 0;
         }
         ByteSink sink(buffer ? nullptr : stream, buffer, baseOffset);
         int64_t bytes = 0;
         if (!RecordToFile(sink, design, static_cast<const unsigned char *>(object), bytes, 0,
                           err)) {
-            SetError(err, kFn, 3, err ? *err : nullptr, L"omif_ObjectToMIF failed");
+            SetError(err, kFn, kConvertFailed, err ? *err : nullptr, L"omif_ObjectToMIF failed");
         } else if (!buffer && g_immediateFlush.load(std::memory_order_relaxed) &&
                    ofio_Flush(stream, err) != 0) {
-            SetError(err, kFn, 4, err ? *err : nullptr, L"ofio_Flush failed");
+            SetError(err, kFn, kConvertFlushFailed, err ? *err : nullptr, L"ofio_Flush failed");
         }
         return static_cast<long>(bytes);
     });
@@ -89,7 +91,7 @@ ORVIK_API void *omif_ObjectAllocate(const Omif_Design *design, Oerr_ErrorReport 
     if (err) *err = nullptr;
     if (!design || design->hostSize <= 0) return nullptr;
     void *object = omsc_HeapMalloc(design->hostSize);
-    if (!object) SetError(err, L"omif_ObjectAllocate", 1, nullptr, L"No memory");
+    if (!object) SetError(err, L"omif_ObjectAllocate", kAllocateNoMemory, nullptr, L"No memory");
     return object;
 }
 
@@ -97,7 +99,8 @@ ORVIK_API void *omif_NewObject(const Omif_Design *design, Oerr_ErrorReport **err
     Oerr_ErrorReport *inner = nullptr;
     void *object = omif_ObjectAllocate(design, &inner);
     if (err) *err = nullptr;
-    if (inner) SetError(err, L"omif_NewObject", 1, inner, L"omif_NewObject failure!");
+    if (inner)
+        SetError(err, L"omif_NewObject", kNewObjectFailed, inner, L"omif_NewObject failure!");
     return object;
 }
 
@@ -106,7 +109,7 @@ ORVIK_API long omif_ObjectSize(const void *object, const Omif_Design *design,
     static const wchar_t *const kFn = L"omif_ObjectSize";
     if (err) *err = nullptr;
     if (!design) {
-        SetError(err, kFn, 1, nullptr, L"Missing design");
+        SetError(err, kFn, kObjectNoDesign, nullptr, L"Missing design");
         return -1;
     }
     int64_t size = 0;
@@ -120,7 +123,7 @@ ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oer
     if (err) *err = nullptr;
     if (!object) return 0;
     if (!design) {
-        SetError(err, L"omif_ObjectItemsFree", 1, nullptr, L"Missing design");
+        SetError(err, L"omif_ObjectItemsFree", kObjectNoDesign, nullptr, L"Missing design");
         return -1;
     }
     FreeRecordItems(design, static_cast<unsigned char *>(object), 0);
@@ -130,7 +133,8 @@ ORVIK_API long omif_ObjectItemsFree(void *object, const Omif_Design *design, Oer
 ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     if (omif_ObjectItemsFree(object, design, err) != 0) {
-        SetError(err, L"omif_ObjectFree", 1, err ? *err : nullptr, L"omif_ObjectItemsFree failed");
+        SetError(err, L"omif_ObjectFree", kFreeFailed, err ? *err : nullptr,
+                 L"omif_ObjectItemsFree failed");
         return -1;
     }
     omsc_HeapFree(object);
@@ -140,7 +144,7 @@ ORVIK_API long omif_ObjectFree(void *object, const Omif_Design *design, Oerr_Err
 ORVIK_API long omif_FreeObject(void *object, const Omif_Design *design, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     if (omif_ObjectFree(object, design, err) == 0) return 0;
-    SetError(err, L"omif_FreeObject", 1, err ? *err : nullptr, L"omif_FreeObject failed");
+    SetError(err, L"omif_FreeObject", kFreeFailed, err ? *err : nullptr, L"omif_FreeObject failed");
     return -1;
 }
 
@@ -150,15 +154,15 @@ ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
     if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!design) {
-            SetError(err, kFn, 1, nullptr, L"Missing design.");
+            SetError(err, kFn, kObjectNoDesign, nullptr, L"Missing design.");
             return nullptr;
         }
         if (!dstObjectPP) {
-            SetError(err, kFn, 2, nullptr, L"Bad dstObjectPP.");
+            SetError(err, kFn, kCopyBadDestination, nullptr, L"Bad dstObjectPP.");
             return nullptr;
         }
         if (!srcObjectPP || !*srcObjectPP) {
-            SetError(err, kFn, 3, nullptr, L"Bad srcObjectPP.");
+            SetError(err, kFn, kCopyBadSource, nullptr, L"Bad srcObjectPP.");
             return nullptr;
         }
         if (*dstObjectPP == *srcObjectPP) return *dstObjectPP;
@@ -168,7 +172,7 @@ ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
             *dstObjectPP = omif_ObjectAllocate(design, &inner);
             if (!*dstObjectPP) {
                 if (!inner) return nullptr; // a design of no size: nothing to copy
-                SetError(err, kFn, 4, inner, L"No memory");
+                SetOutOfMemory(err, kFn, inner);
                 return nullptr;
             }
         } else {
@@ -177,7 +181,8 @@ ORVIK_API void *omif_ObjectCopy(const Omif_Design *design, void **dstObjectPP,
         auto *dst = static_cast<unsigned char *>(*dstObjectPP);
         const auto *src = static_cast<const unsigned char *>(*srcObjectPP);
         if (!CopyRecordItems(design, dst, src, 0, err)) {
-            SetError(err, kFn, 5, err ? *err : nullptr, L"omif_ObjectItemsCopy failed");
+            SetError(err, kFn, kCopyItemsFailed, err ? *err : nullptr,
+                     L"omif_ObjectItemsCopy failed");
             if (fresh) {
                 FreeRecordItems(design, dst, 0);
                 omsc_HeapFree(dst);
@@ -196,7 +201,7 @@ ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *d
     if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!object || !design || !itemName || !destination) {
-            SetError(err, kFn, 1, nullptr, L"Args!");
+            SetError(err, kFn, kItemValueArgs, nullptr, L"Args!");
             return nullptr;
         }
         const Omif_Item *item = FindItem(design, itemName);
@@ -205,7 +210,7 @@ ORVIK_API void *omif_ObjectItemValueGet(const void *object, const Omif_Design *d
         std::memset(dst, 0, static_cast<std::size_t>(item->hostSize));
         if (!CopyItemValue(item, dst, static_cast<const unsigned char *>(object) + item->offset, 0,
                            err)) {
-            SetError(err, kFn, 2, err ? *err : nullptr, L"ObjectItemCopy fail");
+            SetError(err, kFn, kItemValueCopyFailed, err ? *err : nullptr, L"ObjectItemCopy fail");
             return nullptr;
         }
         return destination;
@@ -219,7 +224,7 @@ ORVIK_API void *omif_ObjectItemValueSet(void *object, const Omif_Design *design,
     if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!object || !design || !itemName || !source) {
-            SetError(err, kFn, 1, nullptr, L"Args!");
+            SetError(err, kFn, kItemValueArgs, nullptr, L"Args!");
             return nullptr;
         }
         const Omif_Item *item = FindItem(design, itemName);
@@ -227,7 +232,7 @@ ORVIK_API void *omif_ObjectItemValueSet(void *object, const Omif_Design *design,
         unsigned char *at = static_cast<unsigned char *>(object) + item->offset;
         FreeItemValue(item, at, 0);
         if (!CopyItemValue(item, at, static_cast<const unsigned char *>(source), 0, err)) {
-            SetError(err, kFn, 2, err ? *err : nullptr, L"ObjectItemCopy fail");
+            SetError(err, kFn, kItemValueCopyFailed, err ? *err : nullptr, L"ObjectItemCopy fail");
             return nullptr;
         }
         return object;

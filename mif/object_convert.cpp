@@ -9,8 +9,10 @@
 #include "core/guard.hpp"
 #include "mif/element_codec.hpp"
 #include "mif/object_internal.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -234,22 +236,6 @@ void StoreLE32(unsigned char *p, uint32_t v) {
 // Host bytes of one pixel, from the pixel-type table itself.
 int32_t PixelBytes(int32_t pixelType) { return omsc_AddressOf_ogda_NumBytesPerPixel()[pixelType]; }
 
-// Report numbers of the BaseData converters; 5 is the conventional "Out of memory".
-enum BaseDataToHostReport : long {
-    kBadDimensions = 2,
-    kUnknownPixelType = 3,
-    kTooLarge = 4,
-    kViewMismatch = 6,
-    kShortInput = 7,
-    kUnknownLayout = 8,
-};
-enum BaseDataToFileReport : long {
-    kUnstorablePixelType = 2,
-    kBadHostDimensions = 3,
-    kNoData = 4,
-    kUnstorableLayout = 5,
-};
-
 // Lines of a base-data block: a line runs along the first dimension for layout 2.
 struct BaseLines {
     int64_t lines;
@@ -310,18 +296,19 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
     const int32_t pixelType = header[8] | header[9] << 8;
     const int32_t layout = header[10] | header[11] << 8;
     if (rows < 0 || columns < 0) {
-        SetError(err, kBaseToHost, kBadDimensions, nullptr, L"Bad BaseData dimensions %ld x %ld",
-                 static_cast<long>(rows), static_cast<long>(columns));
+        SetError(err, kBaseToHost, kBaseBadDimensions, nullptr,
+                 L"Bad BaseData dimensions %ld x %ld", static_cast<long>(rows),
+                 static_cast<long>(columns));
         return false;
     }
     const int32_t itemType = PixelItemType(pixelType);
     if (!itemType) {
-        SetError(err, kBaseToHost, kUnknownPixelType, nullptr, L"Unknown BaseData pixel type %ld",
-                 static_cast<long>(pixelType));
+        SetError(err, kBaseToHost, kBaseUnknownPixelType, nullptr,
+                 L"Unknown BaseData pixel type %ld", static_cast<long>(pixelType));
         return false;
     }
     if (layout > Ogda_Raster) {
-        SetError(err, kBaseToHost, kUnknownLayout, nullptr, L"Unknown BaseData layout %ld",
+        SetError(err, kBaseToHost, kBaseUnknownLayout, nullptr, L"Unknown BaseData layout %ld",
                  static_cast<long>(layout));
         return false;
     }
@@ -332,8 +319,9 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
     // still a 32-bit field.
     if (hostBytes > std::numeric_limits<int32_t>::max() ||
         lineBytes > std::numeric_limits<int32_t>::max()) {
-        SetError(err, kBaseToHost, kTooLarge, nullptr, L"BaseData of %ld x %ld pixels is too large",
-                 static_cast<long>(rows), static_cast<long>(columns));
+        SetError(err, kBaseToHost, kBaseTooLarge, nullptr,
+                 L"BaseData of %ld x %ld pixels is too large", static_cast<long>(rows),
+                 static_cast<long>(columns));
         return false;
     }
     const int64_t remaining = source.Remaining(kBaseToHost, err);
@@ -341,7 +329,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
     if (BaseDataFileBytes(rows, columns, pixelType, layout) -
             static_cast<int64_t>(kBaseHeaderBytes) >
         remaining) {
-        SetError(err, kBaseToHost, kShortInput, nullptr,
+        SetError(err, kBaseToHost, kBaseShortInput, nullptr,
                  L"BaseData of %ld x %ld pixels needs more bytes than remain (%ld)",
                  static_cast<long>(rows), static_cast<long>(columns), static_cast<long>(remaining));
         return false;
@@ -351,7 +339,7 @@ bool BaseDataToHost(ByteSource &source, Ogda_BaseData *bd, int64_t &bytes, Oerr_
                            (bd->objecttype == Ogda_Matrix) == (layout == Ogda_Matrix);
     if (bd->dataStart && !sameShape) {
         if (bd->derivedFlag) {
-            SetError(err, kBaseToHost, kViewMismatch, nullptr,
+            SetError(err, kBaseToHost, kBaseViewMismatch, nullptr,
                      L"BaseData view of %ld x %ld does not match the stored %ld x %ld",
                      static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns),
                      static_cast<long>(rows), static_cast<long>(columns));
@@ -392,18 +380,18 @@ bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes,
                     Oerr_ErrorReport **err) {
     const int32_t itemType = PixelItemType(bd->datatype);
     if (!itemType) {
-        SetError(err, kBaseToFile, kUnstorablePixelType, nullptr,
+        SetError(err, kBaseToFile, kBaseUnstorablePixelType, nullptr,
                  L"BaseData of pixel type %ld cannot be stored", static_cast<long>(bd->datatype));
         return false;
     }
     if (bd->objecttype < Ogda_Scalar || bd->objecttype > Ogda_Raster) {
-        SetError(err, kBaseToFile, kUnstorableLayout, nullptr,
+        SetError(err, kBaseToFile, kBaseUnstorableLayout, nullptr,
                  L"BaseData of object type %ld cannot be stored",
                  static_cast<long>(bd->objecttype));
         return false;
     }
     if (bd->numrows < 0 || bd->numcolumns < 0) {
-        SetError(err, kBaseToFile, kBadHostDimensions, nullptr,
+        SetError(err, kBaseToFile, kBaseBadHostDimensions, nullptr,
                  L"Bad BaseData dimensions %ld x %ld", static_cast<long>(bd->numrows),
                  static_cast<long>(bd->numcolumns));
         return false;
@@ -411,8 +399,9 @@ bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes,
     const BaseLines l =
         PlanLines(LinesOf(bd->numrows, bd->numcolumns, bd->objecttype), itemType, bd->lineBytes);
     if (l.lines > 0 && l.length > 0 && !bd->dataStart) {
-        SetError(err, kBaseToFile, kNoData, nullptr, L"BaseData of %ld x %ld pixels has no data",
-                 static_cast<long>(bd->numrows), static_cast<long>(bd->numcolumns));
+        SetError(err, kBaseToFile, kBaseNoData, nullptr,
+                 L"BaseData of %ld x %ld pixels has no data", static_cast<long>(bd->numrows),
+                 static_cast<long>(bd->numcolumns));
         return false;
     }
     unsigned char header[kBaseHeaderBytes];
@@ -438,7 +427,7 @@ bool BaseDataToFile(ByteSink &sink, const Ogda_BaseData *bd, int64_t &bytes,
 
 bool DepthOk(int depth, const wchar_t *fn, Oerr_ErrorReport **err) {
     if (depth <= kMaxRecordDepth) return true;
-    SetError(err, fn, 3, nullptr, L"Records nested deeper than %ld levels",
+    SetError(err, fn, kRecordTooDeep, nullptr, L"Records nested deeper than %ld levels",
              static_cast<long>(kMaxRecordDepth));
     return false;
 }
@@ -446,8 +435,8 @@ bool DepthOk(int depth, const wchar_t *fn, Oerr_ErrorReport **err) {
 const ItemTypeInfo *CheckedType(const Omif_Item *item, const wchar_t *fn, Oerr_ErrorReport **err) {
     const ItemTypeInfo *info = TypeInfo(item->type);
     if (!info || (IsObjectType(item->type) && !item->design)) {
-        SetError(err, fn, 2, nullptr, L"Item %s has the unusable type %ld", item->name,
-                 static_cast<long>(item->type));
+        SetError(err, fn, kRecordUnusableType, nullptr, L"Item %s has the unusable type %ld",
+                 item->name, static_cast<long>(item->type));
         return nullptr;
     }
     return info;
@@ -466,7 +455,7 @@ bool PrepareIndirect(const Omif_Item *item, unsigned char *at, uint32_t count,
         if (count > 0 && !h.data) {
             h.data = omsc_HeapMalloc(static_cast<int32_t>(count * es));
             if (!h.data) {
-                SetError(err, kToHost, 6, nullptr, L"No memory");
+                SetError(err, kToHost, kRecordNoMemory, nullptr, L"No memory");
                 return false;
             }
         }
@@ -476,8 +465,9 @@ bool PrepareIndirect(const Omif_Item *item, unsigned char *at, uint32_t count,
         return true;
     }
     if (count > static_cast<uint32_t>(item->count)) {
-        SetError(err, kToHost, 5, nullptr, L"Item %s holds %ld elements, not %ld", item->name,
-                 static_cast<long>(item->count), static_cast<long>(count));
+        SetError(err, kToHost, kRecordTooManyElements, nullptr,
+                 L"Item %s holds %ld elements, not %ld", item->name, static_cast<long>(item->count),
+                 static_cast<long>(count));
         return false;
     }
     void *p = LoadPointer(at);
@@ -489,7 +479,7 @@ bool PrepareIndirect(const Omif_Item *item, unsigned char *at, uint32_t count,
     if (!p) {
         p = omsc_HeapMalloc(static_cast<int32_t>(item->count * es));
         if (!p) {
-            SetError(err, kToHost, 6, nullptr, L"No memory");
+            SetError(err, kToHost, kRecordNoMemory, nullptr, L"No memory");
             return false;
         }
         StorePointer(at, p);
@@ -507,8 +497,8 @@ bool HeldElements(const Omif_Item *item, const unsigned char *at, const unsigned
     } else if (item->pointerKind == OMIF_POINTER_COUNTED) {
         const CountedPointerHost h = LoadCounted(at);
         if (h.count < 0 || (h.count > 0 && !h.data)) {
-            SetError(err, fn, 4, nullptr, L"Item %s has the count %ld and %s", item->name,
-                     static_cast<long>(h.count), h.data ? L"data" : L"no data");
+            SetError(err, fn, kRecordBadCount, nullptr, L"Item %s has the count %ld and %s",
+                     item->name, static_cast<long>(h.count), h.data ? L"data" : L"no data");
             return false;
         }
         elements = static_cast<const unsigned char *>(h.data);
@@ -544,20 +534,21 @@ bool RecordToHost(ByteSource &source, const Omif_Design *design, unsigned char *
         if (item->indirect) {
             unsigned char words[8];
             if (!source.Read(words, sizeof words, L"omif_MIFtoULong", err)) {
-                SetError(err, kToHost, 1, err ? *err : nullptr, L"omif_MIFtoULong failed");
+                SetError(err, kToHost, kStepFailed, err ? *err : nullptr,
+                         L"omif_MIFtoULong failed");
                 return false;
             }
             bytes += 8;
             const uint32_t n = LoadLE32(words);
             if (n > static_cast<uint32_t>(std::numeric_limits<int32_t>::max())) {
-                SetError(err, kToHost, 4, nullptr, L"Item %s has the bad count %lu", item->name,
-                         static_cast<unsigned long>(n));
+                SetError(err, kToHost, kRecordBadCount, nullptr, L"Item %s has the bad count %lu",
+                         item->name, static_cast<unsigned long>(n));
                 return false;
             }
             const int64_t remaining = source.Remaining(kToHost, err);
             if (remaining < 0) return false;
             if (MinElementsBytes(item, n) > remaining) {
-                SetError(err, kToHost, 4, nullptr,
+                SetError(err, kToHost, kRecordBadCount, nullptr,
                          L"Item %s: %ld elements need more bytes than remain (%ld)", item->name,
                          static_cast<long>(n), static_cast<long>(remaining));
                 return false;
@@ -565,8 +556,8 @@ bool RecordToHost(ByteSource &source, const Omif_Design *design, unsigned char *
             const int64_t slots = item->pointerKind == OMIF_POINTER_COUNTED ? n : item->count;
             if (n > 0 && (item->elementSize <= 0 ||
                           slots * item->elementSize > std::numeric_limits<int32_t>::max())) {
-                SetError(err, kToHost, 4, nullptr, L"Item %s: %ld elements are too large",
-                         item->name, static_cast<long>(n));
+                SetError(err, kToHost, kRecordBadCount, nullptr,
+                         L"Item %s: %ld elements are too large", item->name, static_cast<long>(n));
                 return false;
             }
             if (!PrepareIndirect(item, at, n, elements, depth, err)) return false;
@@ -576,7 +567,8 @@ bool RecordToHost(ByteSource &source, const Omif_Design *design, unsigned char *
             for (int64_t i = 0; i < count; ++i) {
                 if (!RecordToHost(source, item->design, elements + i * item->elementSize, bytes,
                                   depth + 1, err)) {
-                    SetError(err, kToHost, 1, err ? *err : nullptr, L"omif_MIFtoObject failed");
+                    SetError(err, kToHost, kStepFailed, err ? *err : nullptr,
+                             L"omif_MIFtoObject failed");
                     return false;
                 }
             }
@@ -584,14 +576,16 @@ bool RecordToHost(ByteSource &source, const Omif_Design *design, unsigned char *
             for (int64_t i = 0; i < count; ++i) {
                 auto *bd = reinterpret_cast<Ogda_BaseData *>(elements + i * item->elementSize);
                 if (!BaseDataToHost(source, bd, bytes, err)) {
-                    SetError(err, kToHost, 1, err ? *err : nullptr, L"omif_MIFtoBaseData failed");
+                    SetError(err, kToHost, kStepFailed, err ? *err : nullptr,
+                             L"omif_MIFtoBaseData failed");
                     return false;
                 }
             }
         } else {
             if (!ElementsIn(source, item->type, elements, static_cast<std::size_t>(count),
                             step.toHost, err)) {
-                SetError(err, kToHost, 1, err ? *err : nullptr, L"%s failed", step.toHost);
+                SetError(err, kToHost, kStepFailed, err ? *err : nullptr, L"%s failed",
+                         step.toHost);
                 return false;
             }
             bytes += PlainFileBytes(*TypeInfo(item->type), count);
@@ -614,7 +608,8 @@ bool RecordToFile(ByteSink &sink, const Omif_Design *design, const unsigned char
             const int64_t position = sink.Position(kToFile, err);
             if (position < 0) return false;
             if (position > std::numeric_limits<uint32_t>::max()) {
-                SetError(err, kToFile, 5, nullptr, L"Offset %ld of item %s does not fit in 32 bits",
+                SetError(err, kToFile, kRecordOffsetTooLarge, nullptr,
+                         L"Offset %ld of item %s does not fit in 32 bits",
                          static_cast<long>(position), item->name);
                 return false;
             }
@@ -622,7 +617,8 @@ bool RecordToFile(ByteSink &sink, const Omif_Design *design, const unsigned char
             StoreLE32(words, static_cast<uint32_t>(count));
             StoreLE32(words + 4, static_cast<uint32_t>(position));
             if (!sink.Write(words, sizeof words, L"omif_ULongToMIF", err)) {
-                SetError(err, kToFile, 1, err ? *err : nullptr, L"omif_ULongToMIF failed");
+                SetError(err, kToFile, kStepFailed, err ? *err : nullptr,
+                         L"omif_ULongToMIF failed");
                 return false;
             }
             bytes += 8;
@@ -631,7 +627,8 @@ bool RecordToFile(ByteSink &sink, const Omif_Design *design, const unsigned char
             for (int64_t i = 0; i < count; ++i) {
                 if (!RecordToFile(sink, item->design, elements + i * item->elementSize, bytes,
                                   depth + 1, err)) {
-                    SetError(err, kToFile, 1, err ? *err : nullptr, L"omif_ObjectToMIF failed");
+                    SetError(err, kToFile, kStepFailed, err ? *err : nullptr,
+                             L"omif_ObjectToMIF failed");
                     return false;
                 }
             }
@@ -640,14 +637,16 @@ bool RecordToFile(ByteSink &sink, const Omif_Design *design, const unsigned char
                 const auto *bd =
                     reinterpret_cast<const Ogda_BaseData *>(elements + i * item->elementSize);
                 if (!BaseDataToFile(sink, bd, bytes, err)) {
-                    SetError(err, kToFile, 1, err ? *err : nullptr, L"omif_BaseDataToMIF failed");
+                    SetError(err, kToFile, kStepFailed, err ? *err : nullptr,
+                             L"omif_BaseDataToMIF failed");
                     return false;
                 }
             }
         } else {
             if (!ElementsOut(sink, item->type, elements, static_cast<std::size_t>(count),
                              step.toFile, err)) {
-                SetError(err, kToFile, 1, err ? *err : nullptr, L"%s failed", step.toFile);
+                SetError(err, kToFile, kStepFailed, err ? *err : nullptr, L"%s failed",
+                         step.toFile);
                 return false;
             }
             bytes += PlainFileBytes(*TypeInfo(item->type), count);
@@ -691,7 +690,8 @@ bool RecordFileSize(const Omif_Design *design, const unsigned char *record, int6
                 const auto *bd =
                     reinterpret_cast<const Ogda_BaseData *>(elements + i * item->elementSize);
                 if (!PixelItemType(bd->datatype) || bd->numrows < 0 || bd->numcolumns < 0) {
-                    SetError(err, kFn, 2, nullptr, L"BaseData of pixel type %ld cannot be stored",
+                    SetError(err, kFn, kRecordUnusableType, nullptr,
+                             L"BaseData of pixel type %ld cannot be stored",
                              static_cast<long>(bd->datatype));
                     return false;
                 }

@@ -6,8 +6,10 @@
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
 #include "mif/object_internal.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -41,8 +43,9 @@ bool CopyBaseData(Ogda_BaseData *dst, const Ogda_BaseData *src, Oerr_ErrorReport
     const int64_t length = matrix ? src->numrows : src->numcolumns;
     const int64_t lineBytes = length * src->numbytes;
     if (src->numbytes <= 0 || lines * lineBytes > std::numeric_limits<int32_t>::max()) {
-        SetError(err, kItemCopy, 2, nullptr, L"BaseData of %ld x %ld pixels cannot be copied",
-                 static_cast<long>(src->numrows), static_cast<long>(src->numcolumns));
+        SetError(err, kItemCopy, kItemCopyTooLarge, nullptr,
+                 L"BaseData of %ld x %ld pixels cannot be copied", static_cast<long>(src->numrows),
+                 static_cast<long>(src->numcolumns));
         return false;
     }
     auto *block =
@@ -126,8 +129,8 @@ void FreeRecordItems(const Omif_Design *design, unsigned char *record, int depth
 bool CopyItemValue(const Omif_Item *item, unsigned char *dst, const unsigned char *src, int depth,
                    Oerr_ErrorReport **err) {
     if (depth > kMaxRecordDepth) {
-        SetError(err, kItemCopy, 3, nullptr, L"Records nested deeper than %ld levels",
-                 static_cast<long>(kMaxRecordDepth));
+        SetError(err, kItemCopy, kItemCopyTooDeep, nullptr,
+                 L"Records nested deeper than %ld levels", static_cast<long>(kMaxRecordDepth));
         return false;
     }
     if (!item->indirect) return CopyElements(item, dst, src, item->count, depth, err);
@@ -162,7 +165,7 @@ bool CopyRecordItems(const Omif_Design *design, unsigned char *dst, const unsign
                      int depth, Oerr_ErrorReport **err) {
     for (const Omif_Item *item = design->items; item; item = item->next) {
         if (!CopyItemValue(item, dst + item->offset, src + item->offset, depth, err)) {
-            SetError(err, L"omif_ObjectItemsCopy", 1, err ? *err : nullptr,
+            SetError(err, L"omif_ObjectItemsCopy", kItemsCopyFailed, err ? *err : nullptr,
                      L"ObjectItemCopy failure");
             return false;
         }

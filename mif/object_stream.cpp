@@ -5,8 +5,10 @@
 #include <cstring>
 
 #include "core/guard.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::SetError;
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -15,11 +17,12 @@ namespace {
 constexpr std::size_t kLargestTransfer = std::size_t{1} << 30;
 
 void ReportRead(const wchar_t *function, Oerr_ErrorReport **err) {
-    SetError(err, function, 1, err ? *err : nullptr, L"Error reported by function ofio_ReadSeq");
+    SetError(err, function, kStepFailed, err ? *err : nullptr,
+             L"Error reported by function ofio_ReadSeq");
 }
 
 void ReportWrite(const wchar_t *function, Oerr_ErrorReport **err) {
-    SetError(err, function, 1, err ? *err : nullptr,
+    SetError(err, function, kStepFailed, err ? *err : nullptr,
              L"Error reported by function ofio_FileWriteSequential");
 }
 
@@ -30,14 +33,15 @@ int64_t ByteSource::Remaining(const wchar_t *function, Oerr_ErrorReport **err) {
     if (m_end < 0) {
         m_end = ofio_FileSizeGetByHandle(m_stream, err);
         if (m_end < 0) {
-            SetError(err, function, 2, err ? *err : nullptr,
+            SetError(err, function, kStreamPositionFailed, err ? *err : nullptr,
                      L"Error reported by function ofio_FileSizeGetByHandle");
             return -1;
         }
     }
     const int64_t position = ofio_Tell(m_stream, err);
     if (position < 0) {
-        SetError(err, function, 2, err ? *err : nullptr, L"Error reported by function ofio_Tell");
+        SetError(err, function, kStreamPositionFailed, err ? *err : nullptr,
+                 L"Error reported by function ofio_Tell");
         return -1;
     }
     return std::max<int64_t>(0, m_end - position);
@@ -47,7 +51,7 @@ bool ByteSource::Read(void *dst, std::size_t n, const wchar_t *function, Oerr_Er
     if (m_buffer) {
         if (m_buffer->cursor < 0 || m_buffer->cursor > m_buffer->size ||
             n > static_cast<std::size_t>(m_buffer->size - m_buffer->cursor)) {
-            SetError(err, function, 1, nullptr, L"Read past the end of the buffer");
+            SetError(err, function, kStepFailed, nullptr, L"Read past the end of the buffer");
             return false;
         }
         if (n) std::memcpy(dst, m_buffer->data + m_buffer->cursor, n);
@@ -73,7 +77,7 @@ const unsigned char *ByteSource::Borrow(std::size_t n, const wchar_t *function,
         const long at = m_buffer->cursor;
         if (!Read(nullptr, 0, function, err)) return nullptr; // validates the cursor
         if (n > static_cast<std::size_t>(m_buffer->size - at)) {
-            SetError(err, function, 1, nullptr, L"Read past the end of the buffer");
+            SetError(err, function, kStepFailed, nullptr, L"Read past the end of the buffer");
             return nullptr;
         }
         m_buffer->cursor += static_cast<long>(n);
@@ -87,7 +91,8 @@ int64_t ByteSink::Position(const wchar_t *function, Oerr_ErrorReport **err) {
     if (m_buffer) return m_buffer->baseOffset + m_buffer->cursor;
     const int64_t position = ofio_Tell(m_stream, err);
     if (position < 0) {
-        SetError(err, function, 2, err ? *err : nullptr, L"Error reported by function ofio_Tell");
+        SetError(err, function, kStreamPositionFailed, err ? *err : nullptr,
+                 L"Error reported by function ofio_Tell");
         return -1;
     }
     return position + m_baseOffset;
@@ -118,7 +123,7 @@ unsigned char *ByteSink::Reserve(std::size_t n, const wchar_t *function, Oerr_Er
     if (m_buffer) {
         if (m_buffer->cursor < 0 || m_buffer->cursor > m_buffer->size ||
             n > static_cast<std::size_t>(m_buffer->size - m_buffer->cursor)) {
-            SetError(err, function, 1, nullptr, L"Write past the end of the buffer");
+            SetError(err, function, kStepFailed, nullptr, L"Write past the end of the buffer");
             return nullptr;
         }
         return m_buffer->data + m_buffer->cursor;

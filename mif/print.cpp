@@ -11,9 +11,11 @@
 #include "core/guard.hpp"
 #include "mif/item_types.hpp"
 #include "core/utf8.hpp"
+#include "mif/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using namespace orvik::mif;
 
 namespace orvik::mif {
 namespace {
@@ -214,7 +216,7 @@ ORVIK_API long omif_FprintfDesign(FILE *file, const Omif_Design *design, Oerr_Er
     static const wchar_t *const kName = L"omif_FprintfDesign";
     return Guarded<long>(err, kName, -1, [&]() -> long {
         if (!file || !design) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kPrintArgs, nullptr, L"Args");
             return -1;
         }
         orvik::mif::PrintDesign(file, design, 0, 0);
@@ -228,7 +230,7 @@ ORVIK_API long omif_FprintfDictionary(FILE *file, const Omif_Dictionary *diction
     static const wchar_t *const kName = L"omif_FprintfDictionary";
     return Guarded<long>(err, kName, -1, [&]() -> long {
         if (!file || !dictionary) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kPrintArgs, nullptr, L"Args");
             return -1;
         }
         std::fprintf(file, "Dictionary of %ld designs\n", static_cast<long>(dictionary->count));
@@ -245,7 +247,7 @@ ORVIK_API long omif_FprintfItem(FILE *file, const void *object, const Omif_Item 
     static const wchar_t *const kName = L"omif_FprintfItem";
     return Guarded<long>(err, kName, -1, [&]() -> long {
         if (!file || !object || !item || !orvik::mif::TypeInfo(item->type)) {
-            SetError(err, kName, 1, nullptr, L"Args");
+            SetError(err, kName, kPrintArgs, nullptr, L"Args");
             return -1;
         }
         orvik::mif::ValuePrinter(file, maxValues)

@@ -6,10 +6,13 @@
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
 #include "core/utf8.hpp"
+#include "mif/report.hpp"
 #include <orvik/omif.h>
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
+using namespace orvik::mif;
 
 namespace {
 
@@ -59,7 +62,7 @@ ORVIK_API const Omif_Design *omif_StandardDesignFetch(const wchar_t *name, Oerr_
     ORVIK_NOEXCEPT {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_standard, name, err);
     if (!design)
-        SetError(err, L"omif_StandardDesignFetch", 1, err ? *err : nullptr,
+        SetError(err, L"omif_StandardDesignFetch", kStandardFetchFailed, err ? *err : nullptr,
                  L"omif_BuiltinDesignFetch failed");
     return design;
 }
@@ -70,7 +73,7 @@ ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text,
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!dst) {
-            SetError(err, kFn, 1, nullptr, L"Args");
+            SetError(err, kFn, kStandardArgs, nullptr, L"Args");
             return -1;
         }
         dst->count = 0;
@@ -78,12 +81,12 @@ ORVIK_API long omif_OmifStringFromString(Omif_String *dst, const wchar_t *text,
         if (!text || !*text) return 0;
         std::string narrow;
         if (!orvik::text::WideToUtf8(text, narrow).ok) {
-            SetError(err, kFn, 2, nullptr, L"Text cannot be converted to UTF-8");
+            SetError(err, kFn, kStringUnconvertible, nullptr, L"Text cannot be converted to UTF-8");
             return -1;
         }
         void *data = nullptr;
         if (!TerminatedBlock(narrow, dst->count, data)) {
-            SetError(err, kFn, 3, nullptr, L"No memory");
+            SetOutOfMemory(err, kFn);
             return -1;
         }
         dst->string = static_cast<char *>(data);
@@ -97,18 +100,18 @@ ORVIK_API wchar_t *omif_OmifStringToString(const Omif_String *src, Oerr_ErrorRep
     if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
         if (!src) {
-            SetError(err, kFn, 1, nullptr, L"Args");
+            SetError(err, kFn, kStandardArgs, nullptr, L"Args");
             return nullptr;
         }
         if (src->count <= 0 || !src->string) return nullptr;
         const Omif_PTR view{src->count, reinterpret_cast<unsigned char *>(src->string)};
         std::wstring wide;
         if (!orvik::text::Utf8ToWide(BlockText(view), wide).ok) {
-            SetError(err, kFn, 2, nullptr, L"Text is not valid UTF-8");
+            SetError(err, kFn, kStringUnconvertible, nullptr, L"Text is not valid UTF-8");
             return nullptr;
         }
         wchar_t *result = orvik::core::HeapDup(std::wstring_view(wide));
-        if (!result) SetError(err, kFn, 3, nullptr, L"No memory");
+        if (!result) SetOutOfMemory(err, kFn);
         return result;
     });
 }
@@ -118,7 +121,7 @@ ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String
     static const wchar_t *const kFn = L"omif_OmifStringFromOmifString";
     if (err) *err = nullptr;
     if (!dst) {
-        SetError(err, kFn, 1, nullptr, L"Args");
+        SetError(err, kFn, kStandardArgs, nullptr, L"Args");
         return -1;
     }
     dst->count = 0;
@@ -126,7 +129,7 @@ ORVIK_API long omif_OmifStringFromOmifString(Omif_String *dst, const Omif_String
     if (!src || src->count <= 0 || !src->string) return 0;
     dst->string = static_cast<char *>(omsc_HeapMalloc(src->count));
     if (!dst->string) {
-        SetError(err, kFn, 2, nullptr, L"No memory");
+        SetOutOfMemory(err, kFn);
         return -1;
     }
     std::memcpy(dst->string, src->string, static_cast<std::size_t>(src->count));
@@ -139,7 +142,7 @@ ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_Err
     static const wchar_t *const kFn = L"omif_PTRCopyContents";
     if (err) *err = nullptr;
     if (!dst || !src) {
-        SetError(err, kFn, 1, nullptr, L"Args");
+        SetError(err, kFn, kStandardArgs, nullptr, L"Args");
         return -1;
     }
     if (src->count == 0 && !src->data) {
@@ -148,12 +151,12 @@ ORVIK_API long omif_PTRCopyContents(Omif_PTR *dst, const Omif_PTR *src, Oerr_Err
         return 0;
     }
     if (src->count <= 0 || !src->data) {
-        SetError(err, kFn, 2, nullptr, L"Trouble");
+        SetError(err, kFn, kPtrTrouble, nullptr, L"Trouble");
         return -1;
     }
     auto *data = static_cast<unsigned char *>(omsc_HeapMalloc(src->count));
     if (!data) {
-        SetError(err, kFn, 3, nullptr, L"omsc_New failed");
+        SetError(err, kFn, kPtrNoMemory, nullptr, L"omsc_New failed");
         return -1;
     }
     std::memcpy(data, src->data, static_cast<std::size_t>(src->count));
@@ -191,7 +194,7 @@ ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObj
     static const wchar_t *const kFn = L"omif_MIFObjectCopyContents";
     if (err) *err = nullptr;
     if (!dst || !src) {
-        SetError(err, kFn, 1, nullptr, L"Args");
+        SetError(err, kFn, kStandardArgs, nullptr, L"Args");
         return -1;
     }
     Omif_MIFObject copy{};
@@ -200,7 +203,8 @@ ORVIK_API long omif_MIFObjectCopyContents(Omif_MIFObject *dst, const Omif_MIFObj
     for (int i = 0; i < 3; ++i) {
         if (omif_PTRCopyContents(to[i], from[i], err) != 0) {
             omif_MIFObjectFreeContents(&copy);
-            SetError(err, kFn, 2, err ? *err : nullptr, L"omif_PTRCopyContents failed");
+            SetError(err, kFn, kMIFObjectCopyFailed, err ? *err : nullptr,
+                     L"omif_PTRCopyContents failed");
             return -1;
         }
     }
@@ -244,25 +248,25 @@ ORVIK_API long omif_MIFableObjectConvertToMIF(const void *object, const Omif_Des
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertToMIF";
     if (err) *err = nullptr;
     if (!object || !design || !block) {
-        SetError(err, kFn, 1, nullptr, L"Args");
+        SetError(err, kFn, kStandardArgs, nullptr, L"Args");
         return -1;
     }
     Oerr_ErrorReport *inner = nullptr;
     const long size = omif_ObjectSize(object, design, &inner);
     if (size < 0 || size > INT32_MAX) {
-        SetError(err, kFn, 2, inner, L"omif_ObjectSize failed");
+        SetError(err, kFn, kToMIFSizeFailed, inner, L"omif_ObjectSize failed");
         return -1;
     }
     auto *data = static_cast<unsigned char *>(omsc_HeapMalloc(static_cast<int32_t>(size)));
     if (size > 0 && !data) {
-        SetError(err, kFn, 3, nullptr, L"No memory");
+        SetOutOfMemory(err, kFn);
         return -1;
     }
     Omif_Buffer buffer{data, size, 0, 0};
     omif_ConvertToMIF(nullptr, object, design, &buffer, 0, &inner);
     if (inner) {
         omsc_HeapFree(data);
-        SetError(err, kFn, 4, inner, L"omif_ConvertToMIF failed");
+        SetError(err, kFn, kToMIFConvertFailed, inner, L"omif_ConvertToMIF failed");
         return -1;
     }
     block->count = static_cast<int32_t>(size);
@@ -276,18 +280,19 @@ ORVIK_API long omif_MIFableObjectConvertFromMIF(const Omif_PTR *block, const Omi
     static const wchar_t *const kFn = L"omif_MIFableObjectConvertFromMIF";
     if (err) *err = nullptr;
     if (!block || !design || !object || block->count < 0 || (block->count > 0 && !block->data)) {
-        SetError(err, kFn, 1, nullptr, L"Args");
+        SetError(err, kFn, kStandardArgs, nullptr, L"Args");
         return -1;
     }
     Omif_Buffer buffer{block->data, block->count, 0, 0};
     Oerr_ErrorReport *inner = nullptr;
     const long read = omif_ConvertToHost(nullptr, &buffer, design, object, &inner);
     if (inner) {
-        SetError(err, kFn, 2, inner, L"omif_ConvertToHost failed");
+        SetError(err, kFn, kFromMIFConvertFailed, inner, L"omif_ConvertToHost failed");
         return -1;
     }
     if (read != block->count) {
-        SetError(err, kFn, 3, nullptr, L"The block holds %ld bytes after the record",
+        SetError(err, kFn, kFromMIFTrailingBytes, nullptr,
+                 L"The block holds %ld bytes after the record",
                  static_cast<long>(block->count - read));
         return -1;
     }
@@ -301,7 +306,7 @@ ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Om
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!object || !design || !dst || !design->name) {
-            SetError(err, kFn, 1, nullptr, L"Args");
+            SetError(err, kFn, kStandardArgs, nullptr, L"Args");
             return -1;
         }
         Omif_MIFObject result{};
@@ -310,29 +315,34 @@ ORVIK_API long omif_MIFableObjectConvertToMIFObject(const void *object, const Om
             SetError(err, kFn, number, err ? *err : nullptr, L"%s", message);
             return -1L;
         };
+        auto outOfMemory = [&] {
+            omif_MIFObjectFreeContents(&result);
+            SetOutOfMemory(err, kFn);
+            return -1L;
+        };
         std::string name;
         if (!orvik::text::WideToUtf8(design->name, name).ok)
-            return fail(2, L"Design name cannot be converted");
+            return fail(kToMIFObjectUnconvertibleName, L"Design name cannot be converted");
         void *block = nullptr;
-        if (!TerminatedBlock(name, result.typeName.count, block)) return fail(3, L"No memory");
+        if (!TerminatedBlock(name, result.typeName.count, block)) return outOfMemory();
         result.typeName.data = static_cast<unsigned char *>(block);
 
         Omif_Dictionary *dictionary = omif_DictionaryCreate(err);
-        if (!dictionary) return fail(4, L"omif_DictionaryCreate failed");
+        if (!dictionary) return fail(kToMIFObjectDictionaryFailed, L"omif_DictionaryCreate failed");
         wchar_t *text = nullptr;
         if (omif_DictionaryAddDesign(dictionary, design, err))
             text = omif_DictionaryEncodeToString(dictionary, err);
         omif_DictionaryDestroy(dictionary, nullptr);
-        if (!text) return fail(5, L"Dictionary encoding failed");
+        if (!text) return fail(kToMIFObjectEncodingFailed, L"Dictionary encoding failed");
         std::string narrow;
         const bool converted = orvik::text::WideToUtf8(text, narrow).ok;
         omsc_HeapFree(text);
-        if (!converted) return fail(5, L"Dictionary encoding failed");
-        if (!TerminatedBlock(narrow, result.dictionary.count, block)) return fail(3, L"No memory");
+        if (!converted) return fail(kToMIFObjectEncodingFailed, L"Dictionary encoding failed");
+        if (!TerminatedBlock(narrow, result.dictionary.count, block)) return outOfMemory();
         result.dictionary.data = static_cast<unsigned char *>(block);
 
         if (omif_MIFableObjectConvertToMIF(object, design, &result.data, err) < 0)
-            return fail(6, L"omif_MIFableObjectConvertToMIF failed");
+            return fail(kToMIFObjectConvertFailed, L"omif_MIFableObjectConvertToMIF failed");
         *dst = result;
         return static_cast<long>(result.data.count);
     });
@@ -345,17 +355,18 @@ ORVIK_API long omif_MIFableObjectConvertFromMIFObject(const Omif_MIFObject *src,
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!src || !design || !object || !design->name) {
-            SetError(err, kFn, 1, nullptr, L"Args");
+            SetError(err, kFn, kStandardArgs, nullptr, L"Args");
             return -1;
         }
         std::string name;
         if (!orvik::text::WideToUtf8(design->name, name).ok || name != BlockText(src->typeName)) {
-            SetError(err, kFn, 2, nullptr, L"Design mismatch");
+            SetError(err, kFn, kFromMIFObjectDesignMismatch, nullptr, L"Design mismatch");
             return -1;
         }
         const long read = omif_MIFableObjectConvertFromMIF(&src->data, design, object, err);
         if (read < 0)
-            SetError(err, kFn, 3, err ? *err : nullptr, L"omif_MIFableObjectConvertFromMIF failed");
+            SetError(err, kFn, kFromMIFObjectConvertFailed, err ? *err : nullptr,
+                     L"omif_MIFableObjectConvertFromMIF failed");
         return read;
     });
 }

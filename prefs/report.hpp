@@ -24,6 +24,8 @@ enum ReportNumber : long {
     kUnknownCategory = 22,
     kLengthCut = 23,
     kDeprecated = 24,
+    // The plain record naming a source position under a warning.
+    kPosition = 0,
 };
 
 // Creates a warning record (kind 1) with `previous` as its inner record, prints it through the
@@ -40,8 +42,8 @@ void Warn(const wchar_t *function, long number, Oerr_ErrorReport *previous, cons
 
 // A plain record naming a source position, for the inner record of a warning.
 inline Oerr_ErrorReport *Position(const wchar_t *file, long line, long column) {
-    return oerr_CreateErrorReport(nullptr, 0, OERR_KIND_PLAIN, nullptr, L"%s:%ld:%ld", file, line,
-                                  column);
+    return oerr_CreateErrorReport(nullptr, kPosition, OERR_KIND_PLAIN, nullptr, L"%s:%ld:%ld", file,
+                                  line, column);
 }
 
 } // namespace orvik::prefs

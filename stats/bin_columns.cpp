@@ -4,6 +4,7 @@
 #include <orvik/osta.h>
 
 #include "core/guard.hpp"
+#include "stats/report.hpp"
 
 namespace orvik::stats {
 
@@ -56,17 +57,17 @@ const wchar_t *const kIntegerHistogramWarning =
 int32_t ResolveBinRows(const BinColumn &column, const wchar_t *function, int32_t startBin,
                        int32_t nBins, int32_t rowCount, Oerr_ErrorReport **err) {
     if (startBin < 0) {
-        SetError(err, function, 1, nullptr, column.badStart, long{startBin});
+        SetError(err, function, kColumnBadStart, nullptr, column.badStart, long{startBin});
         return -1;
     }
     if (nBins == 0 || nBins < -1) {
-        SetError(err, function, 2, nullptr, column.badCount, long{nBins});
+        SetError(err, function, kColumnBadCount, nullptr, column.badCount, long{nBins});
         return -1;
     }
     if (nBins > 0) return nBins;
     const int32_t rest = rowCount - startBin;
     if (rest < 1) {
-        SetError(err, function, 2, nullptr, column.badCount, long{rest});
+        SetError(err, function, kColumnBadCount, nullptr, column.badCount, long{rest});
         return -1;
     }
     return rest;

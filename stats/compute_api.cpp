@@ -5,6 +5,7 @@
 #include "core/guard.hpp"
 #include "stats/compute.hpp"
 #include "stats/osta_tables.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::Guarded;
@@ -37,7 +38,7 @@ Osta_Histogram *NewHistogram(Odsc_BinFunctionType type, int32_t nBins, double lo
     Odsc_BinFunction *f = odsc_BinFunctionCreate(nBins, type, lo, hi, nullptr, &inner);
     Osta_Histogram *h = f ? osta_HistogramCreate(f, nBins, &inner) : nullptr;
     odsc_BinFunctionDelete(f);
-    if (!h) SetError(err, kFn, 6, inner, L"Cannot create the histogram");
+    if (!h) SetError(err, kFn, kComputeHistogramFailed, inner, L"Cannot create the histogram");
     return h;
 }
 
@@ -50,18 +51,19 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
     if (err) *err = nullptr;
     return Guarded<Osta_Statistics *>(err, kFn, nullptr, [&]() -> Osta_Statistics * {
         if (!IsSampleable(data)) {
-            SetError(err, kFn, 1, nullptr,
+            SetError(err, kFn, kComputeBadInput, nullptr,
                      L"Input data must be a non-empty array of a numeric, non-complex type");
             return nullptr;
         }
         if (!AreSkipFactors(skip)) {
-            SetError(err, kFn, 2, nullptr, L"Bad skip factors %ld, %ld (1 or more allowed)",
-                     long{skip->skipFactorX}, long{skip->skipFactorY});
+            SetError(err, kFn, kComputeBadSkipFactors, nullptr,
+                     L"Bad skip factors %ld, %ld (1 or more allowed)", long{skip->skipFactorX},
+                     long{skip->skipFactorY});
             return nullptr;
         }
         Osta_Histogram *given = histogram ? *histogram : nullptr;
         if (given && !IsValidHistogram(given)) {
-            SetError(err, kFn, 3, nullptr,
+            SetError(err, kFn, kComputeBadHistogram, nullptr,
                      L"Input histogram not an Osta_Histogram (wrong data type)");
             return nullptr;
         }
@@ -73,7 +75,8 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
         if (IsSmallInteger(data->datatype)) {
             const ValueCounts v = CountValues(data, g, x);
             if (StatisticsFromCounts(v, &s) == 0) {
-                SetError(err, kFn, 4, nullptr, L"No values left to compute statistics from");
+                SetError(err, kFn, kComputeNoValues, nullptr,
+                         L"No values left to compute statistics from");
                 return nullptr;
             }
             if (histogram && !given) {
@@ -85,7 +88,8 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
         } else {
             const RealSummary r = SummariseReals(data, g, x, given);
             if (r.moments.n == 0) {
-                SetError(err, kFn, 4, nullptr, L"No values left to compute statistics from");
+                SetError(err, kFn, kComputeNoValues, nullptr,
+                         L"No values left to compute statistics from");
                 return nullptr;
             }
             StatisticsFromSummary(r, &s);
@@ -106,7 +110,7 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
         Osta_Statistics *out = statistics ? statistics : osta_StatisticsCreate(&inner);
         if (!out) {
             osta_HistogramDelete(made);
-            SetError(err, kFn, 5, inner, L"osta_StatisticsCreate failed");
+            SetError(err, kFn, kComputeCreateFailed, inner, L"osta_StatisticsCreate failed");
             return nullptr;
         }
         *out = s;

@@ -9,6 +9,7 @@
 
 #include "core/guard.hpp"
 #include "stats/compute.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::Guarded;
@@ -97,21 +98,22 @@ osta_CovarianceCompute(const Ogda_BaseDataStack *layers, const Osta_ExcludedValu
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
         if (!layers || layers->count < 1 || layers->count > OGDA_MATRIX_MAX_ORDER ||
             !layers->layers) {
-            SetError(err, kFn, 1, nullptr, L"Bad layer stack");
+            SetError(err, kFn, kComputeBadInput, nullptr, L"Bad layer stack");
             return nullptr;
         }
         for (int32_t l = 0; l < layers->count; ++l)
             if (!IsSampleable(layers->layers[l]) ||
                 !SameShape(layers->layers[0], layers->layers[l])) {
                 SetError(
-                    err, kFn, 2, nullptr,
+                    err, kFn, kCovarianceBadLayer, nullptr,
                     L"Layer %ld is not a numeric, non-complex array of the first layer's shape",
                     long{l});
                 return nullptr;
             }
         if (!AreSkipFactors(skip)) {
-            SetError(err, kFn, 3, nullptr, L"Bad skip factors %ld, %ld (1 or more allowed)",
-                     long{skip->skipFactorX}, long{skip->skipFactorY});
+            SetError(err, kFn, kCovarianceBadSkipFactors, nullptr,
+                     L"Bad skip factors %ld, %ld (1 or more allowed)", long{skip->skipFactorX},
+                     long{skip->skipFactorY});
             return nullptr;
         }
         const int32_t k = layers->count;
@@ -136,13 +138,14 @@ osta_CovarianceCompute(const Ogda_BaseDataStack *layers, const Osta_ExcludedValu
         CoMoments cm(k);
         Accumulate(layers, grids.data(), ExcludedSet(excluded), cm);
         if (cm.n < 1) {
-            SetError(err, kFn, 4, nullptr, L"No values left to compute statistics from");
+            SetError(err, kFn, kComputeNoValues, nullptr,
+                     L"No values left to compute statistics from");
             return nullptr;
         }
         Oerr_ErrorReport *inner = nullptr;
         Osta_Covariance *fresh = osta_CovarianceCreate(k, &inner);
         if (!fresh) {
-            SetError(err, kFn, 5, inner, L"osta_CovarianceCreate failed");
+            SetError(err, kFn, kComputeCreateFailed, inner, L"osta_CovarianceCreate failed");
             return nullptr;
         }
         auto *out = static_cast<double *>(fresh->covariance.data);

@@ -4,6 +4,7 @@
 
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::SetError;
@@ -16,8 +17,8 @@ extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCreate(int32_t nBins, Oerr_Er
         *err = nullptr;
     }
     if (nBins < 1 || nBins > OHST_MAX_ENTRIES) {
-        SetError(err, kFn, 1, nullptr, L"Bad number of bins %ld (1 to %ld allowed)", long{nBins},
-                 long{OHST_MAX_ENTRIES});
+        SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad number of bins %ld (1 to %ld allowed)",
+                 long{nBins}, long{OHST_MAX_ENTRIES});
         return nullptr;
     }
     uint32_t *counts = HeapArray<uint32_t>(nBins);
@@ -43,7 +44,7 @@ extern "C" ORVIK_API Ohst_Histogram *ohst_HistogramCopy(const Ohst_Histogram *so
     }
     const int64_t bins = HistogramBins(source);
     if (bins == 0) {
-        SetError(err, kFn, 1, nullptr, L"Bad source histogram");
+        SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad source histogram");
         return nullptr;
     }
     if (source == destination) {

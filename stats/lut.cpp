@@ -3,6 +3,7 @@
 
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::SetError;
@@ -15,17 +16,18 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCreate(int32_t inMax, int32_t outMax, int
         *err = nullptr;
     }
     if (inMax < 0 || inMax >= OHST_MAX_ENTRIES) {
-        SetError(err, kFn, 1, nullptr, L"Bad inMax %ld (0 to %ld allowed)", long{inMax},
+        SetError(err, kFn, kLutBadInMax, nullptr, L"Bad inMax %ld (0 to %ld allowed)", long{inMax},
                  long{OHST_MAX_ENTRIES - 1});
         return nullptr;
     }
     if (outMax < 0) {
-        SetError(err, kFn, 2, nullptr, L"Bad outMax %ld", long{outMax});
+        SetError(err, kFn, kLutBadOutMax, nullptr, L"Bad outMax %ld", long{outMax});
         return nullptr;
     }
     if (nBreakPoints < 0 || nBreakPoints > OHST_MAX_ENTRIES) {
-        SetError(err, kFn, 3, nullptr, L"Bad number of breakpoints %ld (0 to %ld allowed)",
-                 long{nBreakPoints}, long{OHST_MAX_ENTRIES});
+        SetError(err, kFn, kLutBadBreakPointCount, nullptr,
+                 L"Bad number of breakpoints %ld (0 to %ld allowed)", long{nBreakPoints},
+                 long{OHST_MAX_ENTRIES});
         return nullptr;
     }
     auto *lut = static_cast<Ohst_LUT *>(omsc_HeapMalloc(sizeof(Ohst_LUT)));
@@ -53,7 +55,7 @@ extern "C" ORVIK_API Ohst_LUT *ohst_LUTCopy(const Ohst_LUT *source, Ohst_LUT *de
         *err = nullptr;
     }
     if (!IsValidLut(source)) {
-        SetError(err, kFn, 1, nullptr, L"Bad source LUT");
+        SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad source LUT");
         return nullptr;
     }
     if (source == destination) {

@@ -3,6 +3,7 @@
 
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 
@@ -12,7 +13,7 @@ extern "C" ORVIK_API int32_t ohst_LUTClip(Ohst_LUT *lut, Oerr_ErrorReport **err)
         *err = nullptr;
     }
     if (!IsValidLut(lut)) {
-        orvik::core::SetError(err, kFn, 1, nullptr, L"Bad LUT");
+        orvik::core::SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad LUT");
         return -1;
     }
     return orvik::core::Guarded<int32_t>(err, kFn, -1, [&] {

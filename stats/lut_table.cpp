@@ -4,6 +4,7 @@
 
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 namespace orvik::stats {
 
@@ -62,11 +63,11 @@ extern "C" ORVIK_API int32_t ohst_BreakPointsToTable(Ohst_LUT *lut, Oerr_ErrorRe
         *err = nullptr;
     }
     if (!IsValidLut(lut)) {
-        orvik::core::SetError(err, kFn, 1, nullptr, L"Bad LUT");
+        orvik::core::SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad LUT");
         return -1;
     }
     if (lut->nBreakPoints == 0) {
-        orvik::core::SetError(err, kFn, 2, nullptr, L"The LUT has no breakpoints");
+        orvik::core::SetError(err, kFn, kLutNoBreakPoints, nullptr, L"The LUT has no breakpoints");
         return -1;
     }
     FillTable(lut->breakPoints, lut->nBreakPoints, lut->table, lut->inMax, lut->outMax);

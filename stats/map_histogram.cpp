@@ -4,6 +4,7 @@
 
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::SetError;
@@ -17,15 +18,15 @@ ohst_MapHistogramThruLUT(const Ohst_Histogram *histogram, const Ohst_LUT *lut,
     }
     const int64_t bins = HistogramBins(histogram);
     if (bins == 0) {
-        SetError(err, kFn, 1, nullptr, L"Bad histogram");
+        SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad histogram");
         return nullptr;
     }
     if (!IsValidLut(lut)) {
-        SetError(err, kFn, 2, nullptr, L"Bad LUT");
+        SetError(err, kFn, kMapBadLut, nullptr, L"Bad LUT");
         return nullptr;
     }
     if (destination && (destination == histogram || HistogramBins(destination) == 0)) {
-        SetError(err, kFn, 3, nullptr, L"Bad destination histogram");
+        SetError(err, kFn, kMapBadDestination, nullptr, L"Bad destination histogram");
         return nullptr;
     }
     Ohst_Histogram *out = destination;
@@ -35,7 +36,7 @@ ohst_MapHistogramThruLUT(const Ohst_Histogram *histogram, const Ohst_LUT *lut,
             lut->outMax < std::numeric_limits<int32_t>::max() ? lut->outMax + 1 : lut->outMax;
         out = ohst_HistogramCreate(nBins, &inner);
         if (!out) {
-            SetError(err, kFn, 4, inner, L"ohst_HistogramCreate failed");
+            SetError(err, kFn, kMapCreateFailed, inner, L"ohst_HistogramCreate failed");
             return nullptr;
         }
     }

@@ -4,9 +4,11 @@
 #include <orvik/osta.h>
 
 #include "core/guard.hpp"
+#include "stats/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using namespace orvik::stats;
 
 namespace {
 
@@ -38,7 +40,7 @@ Omif_BuiltinDesigns g_designs = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);
 const Omif_Dictionary *ModuleDictionary(const wchar_t *function, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
     const Omif_Dictionary *d = omif_BuiltinDictionaryGet(&g_designs, &inner);
-    if (!d) SetError(err, function, 1, inner, L"Dictionary create fail");
+    if (!d) SetError(err, function, kDesignDictionaryFailed, inner, L"Dictionary create fail");
     return d;
 }
 
@@ -50,7 +52,7 @@ Omif_Design *Fetch(const wchar_t *function, const wchar_t *name, Oerr_ErrorRepor
         Oerr_ErrorReport *inner = nullptr;
         const Omif_Design *shared = omif_DictionarySearchByName(d, name, &inner);
         Omif_Design *copy = shared ? omif_DesignCopy(shared, &inner) : nullptr;
-        if (!copy) SetError(err, function, 2, inner, L"Design create failed");
+        if (!copy) SetError(err, function, kDesignCopyFailed, inner, L"Design create failed");
         return copy;
     });
 }
@@ -77,7 +79,7 @@ ORVIK_API Omsc_Boolean osta_Init(const void *toolkit, Oerr_ErrorReport **err) OR
     if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, kFn, OMSC_FALSE, [&] {
         if (!toolkit) {
-            SetError(err, kFn, 1, nullptr, L"Toolkit has not been initialized");
+            SetError(err, kFn, kInitNoToolkit, nullptr, L"Toolkit has not been initialized");
             return OMSC_FALSE;
         }
         return ModuleDictionary(kFn, err) ? OMSC_TRUE : OMSC_FALSE;

@@ -5,6 +5,7 @@
 #include "core/guard.hpp"
 #include "dsc/bin_function.hpp"
 #include "stats/osta_tables.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::Guarded;
@@ -45,15 +46,18 @@ ORVIK_API Osta_Histogram *osta_HistogramCreate(const Odsc_BinFunction *binFuncti
         if (binFunction) {
             f = odsc_BinFunctionCopy(binFunction, &inner);
             if (!f) {
-                SetError(err, kFn, 1, inner, L"odsc_BinFunctionCopy fail");
+                SetError(err, kFn, kHistogramBinFunctionCopyFailed, inner,
+                         L"odsc_BinFunctionCopy fail");
                 return nullptr;
             }
             if (nBins != f->numBins)
-                Warn(kFn, 2, L"Number of bins adjusted to match passed in bin function");
+                Warn(kFn, kHistogramBinsAdjusted,
+                     L"Number of bins adjusted to match passed in bin function");
         } else {
             f = odsc_BinFunctionCreate(nBins, ODSC_BIN_DIRECT, 0, 0, nullptr, &inner);
             if (!f) {
-                SetError(err, kFn, 3, inner, L"odsc_BinFunctionCreate fail");
+                SetError(err, kFn, kHistogramBinFunctionCreateFailed, inner,
+                         L"odsc_BinFunctionCreate fail");
                 return nullptr;
             }
         }
@@ -79,7 +83,7 @@ ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
         if (!IsValidHistogram(source)) {
-            SetError(err, kFn, 1, nullptr,
+            SetError(err, kFn, kHistogramNotHistogram, nullptr,
                      L"Input histogram not an Osta_Histogram (wrong data type)");
             return nullptr;
         }
@@ -87,7 +91,8 @@ ORVIK_API Osta_Histogram *osta_HistogramCopy(const Osta_Histogram *source,
         Oerr_ErrorReport *inner = nullptr;
         Odsc_BinFunction *f = odsc_BinFunctionCopy(source->binFunction, &inner);
         if (!f) {
-            SetError(err, kFn, 2, inner, L"odsc_BinFunctionCopy fail");
+            SetError(err, kFn, kHistogramCopyBinFunctionFailed, inner,
+                     L"odsc_BinFunctionCopy fail");
             return nullptr;
         }
         Ogda_BaseData *table = CopyBinTable(source->table, nullptr, OGDA_F64, kFn, err);
@@ -125,20 +130,21 @@ ORVIK_API Osta_Histogram *osta_HistogramBinFunctionReplace(Osta_Histogram *histo
     if (err) *err = nullptr;
     return Guarded<Osta_Histogram *>(err, kFn, nullptr, [&]() -> Osta_Histogram * {
         if (!IsValidHistogram(histogram)) {
-            SetError(err, kFn, 1, nullptr,
+            SetError(err, kFn, kHistogramNotHistogram, nullptr,
                      L"Input histogram not an Osta_Histogram (wrong data type)");
             return nullptr;
         }
         Oerr_ErrorReport *inner = nullptr;
         Odsc_BinFunction *f = odsc_BinFunctionCopy(binFunction, &inner);
         if (!f) {
-            SetError(err, kFn, 2, inner, L"odsc_BinFunctionCopy fail");
+            SetError(err, kFn, kHistogramCopyBinFunctionFailed, inner,
+                     L"odsc_BinFunctionCopy fail");
             return nullptr;
         }
         if (f->numBins != histogram->table->numrows &&
             !ogda_BaseDataReallocate(histogram->table, f->numBins, 1, &inner)) {
             odsc_BinFunctionDelete(f);
-            SetError(err, kFn, 3, inner, L"ogda_TableReallocate fail");
+            SetError(err, kFn, kHistogramReallocateFailed, inner, L"ogda_TableReallocate fail");
             return nullptr;
         }
         ClearBinTable(histogram->table);
@@ -154,7 +160,8 @@ ORVIK_API Osta_Histogram *osta_HistogramTranslate(const Osta_Histogram *source,
     constexpr const wchar_t *kFn = L"osta_HistogramTranslate";
     if (err) *err = nullptr;
     if (!IsValidHistogram(source) || !IsValidHistogram(destination) || source == destination) {
-        SetError(err, kFn, 1, nullptr, L"Input histogram not an Osta_Histogram (wrong data type)");
+        SetError(err, kFn, kHistogramNotHistogram, nullptr,
+                 L"Input histogram not an Osta_Histogram (wrong data type)");
         return nullptr;
     }
     const auto *in = static_cast<const double *>(source->table->data);

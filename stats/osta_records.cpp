@@ -6,10 +6,12 @@
 #include <orvik/osta.h>
 
 #include "core/guard.hpp"
+#include "stats/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::stats;
 
 namespace {
 
@@ -24,7 +26,7 @@ template <class T>
 T *CopyPlain(const T *source, T *destination, const wchar_t *function, Oerr_ErrorReport **err) {
     if (err) *err = nullptr;
     if (!source) {
-        SetError(err, function, 1, nullptr, L"NULL source");
+        SetError(err, function, kRecordNoSource, nullptr, L"NULL source");
         return nullptr;
     }
     T *out = destination ? destination : NewRecord<T>(function, err);
@@ -47,7 +49,8 @@ bool IsNumericTable(const Ogda_BaseData *t) {
 Ogda_BaseData *CopyValues(const Ogda_BaseData *values, const wchar_t *function,
                           Oerr_ErrorReport **err) {
     if (!IsNumericTable(values)) {
-        SetError(err, function, 1, nullptr, L"Excluded values must be a numeric table");
+        SetError(err, function, kExcludedNotNumeric, nullptr,
+                 L"Excluded values must be a numeric table");
         return nullptr;
     }
     Oerr_ErrorReport *inner = nullptr;
@@ -57,7 +60,7 @@ Ogda_BaseData *CopyValues(const Ogda_BaseData *values, const wchar_t *function,
         ogda_BaseDataDelete(t, nullptr);
         t = nullptr;
     }
-    if (!t) SetError(err, function, 2, inner, L"Cannot copy the excluded values");
+    if (!t) SetError(err, function, kExcludedCopyFailed, inner, L"Cannot copy the excluded values");
     return t;
 }
 
@@ -89,8 +92,9 @@ ORVIK_API Osta_SkipFactors *osta_SkipFactorsCreate(int32_t skipFactorX, int32_t 
     constexpr const wchar_t *kFn = L"osta_SkipFactorsCreate";
     if (err) *err = nullptr;
     if (skipFactorX < 1 || skipFactorY < 1) {
-        SetError(err, kFn, 1, nullptr, L"Bad skip factors %ld, %ld (1 or more allowed)",
-                 long{skipFactorX}, long{skipFactorY});
+        SetError(err, kFn, kRecordBadArgument, nullptr,
+                 L"Bad skip factors %ld, %ld (1 or more allowed)", long{skipFactorX},
+                 long{skipFactorY});
         return nullptr;
     }
     Osta_SkipFactors *s = NewRecord<Osta_SkipFactors>(kFn, err);
@@ -116,14 +120,16 @@ ORVIK_API Osta_Covariance *osta_CovarianceCreate(int32_t nLayers, Oerr_ErrorRepo
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
         if (nLayers < 1 || nLayers > OGDA_MATRIX_MAX_ORDER) {
-            SetError(err, kFn, 1, nullptr, L"Bad number of layers %ld (1 to %ld allowed)",
-                     long{nLayers}, long{OGDA_MATRIX_MAX_ORDER});
+            SetError(err, kFn, kRecordBadArgument, nullptr,
+                     L"Bad number of layers %ld (1 to %ld allowed)", long{nLayers},
+                     long{OGDA_MATRIX_MAX_ORDER});
             return nullptr;
         }
         Oerr_ErrorReport *inner = nullptr;
         Ogda_BaseData *m = ofga_MatrixCreate(nLayers, nLayers, OGDA_F64, &inner);
         if (!m) {
-            SetError(err, kFn, 2, inner, L"Error reported by function ofga_MatrixCreate");
+            SetError(err, kFn, kCovarianceMatrixFailed, inner,
+                     L"Error reported by function ofga_MatrixCreate");
             return nullptr;
         }
         Osta_Covariance *c = NewRecord<Osta_Covariance>(kFn, err);
@@ -143,14 +149,15 @@ ORVIK_API Osta_Covariance *osta_CovarianceCopy(const Osta_Covariance *source,
     if (err) *err = nullptr;
     return Guarded<Osta_Covariance *>(err, kFn, nullptr, [&]() -> Osta_Covariance * {
         if (!source) {
-            SetError(err, kFn, 1, nullptr, L"NULL source");
+            SetError(err, kFn, kRecordNoSource, nullptr, L"NULL source");
             return nullptr;
         }
         if (source == destination) return destination;
         Oerr_ErrorReport *inner = nullptr;
         Ogda_BaseData *m = ofga_MatrixCopy(&source->covariance, nullptr, &inner);
         if (!m) {
-            SetError(err, kFn, 2, inner, L"Error reported by function ofga_MatrixCopy");
+            SetError(err, kFn, kCovarianceMatrixFailed, inner,
+                     L"Error reported by function ofga_MatrixCopy");
             return nullptr;
         }
         Osta_Covariance *out = destination ? destination : NewRecord<Osta_Covariance>(kFn, err);
@@ -204,7 +211,7 @@ ORVIK_API Osta_ExcludedValues *osta_ExcludedValuesCopy(const Osta_ExcludedValues
     if (err) *err = nullptr;
     return Guarded<Osta_ExcludedValues *>(err, kFn, nullptr, [&]() -> Osta_ExcludedValues * {
         if (!source) {
-            SetError(err, kFn, 1, nullptr, L"NULL source");
+            SetError(err, kFn, kRecordNoSource, nullptr, L"NULL source");
             return nullptr;
         }
         if (source == destination) return destination;

@@ -6,6 +6,7 @@
 
 #include "core/guard.hpp"
 #include "stats/osta_tables.hpp"
+#include "stats/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -22,14 +23,14 @@ bool IsBinTable(const Ogda_BaseData *t, Ogda_PixelType type) {
 Ogda_BaseData *NewBinTable(int32_t nBins, Ogda_PixelType type, const wchar_t *function,
                            Oerr_ErrorReport **err) {
     if (nBins < 1 || nBins > ODSC_MAX_BINS) {
-        SetError(err, function, 1, nullptr, L"Bad number of bins %ld (1 to %ld allowed)",
-                 long{nBins}, long{ODSC_MAX_BINS});
+        SetError(err, function, kTableBadArgument, nullptr,
+                 L"Bad number of bins %ld (1 to %ld allowed)", long{nBins}, long{ODSC_MAX_BINS});
         return nullptr;
     }
     Oerr_ErrorReport *inner = nullptr;
     Ogda_BaseData *t = ogda_BaseDataCreate(nBins, 1, type, Ogda_Table, nullptr, &inner);
     if (!t) {
-        SetError(err, function, 2, inner, L"ogda_BaseDataCreate failed");
+        SetError(err, function, kTableCallFailed, inner, L"ogda_BaseDataCreate failed");
         return nullptr;
     }
     std::memset(t->data, 0, size_t(t->numbytes) * size_t(nBins));
@@ -39,18 +40,18 @@ Ogda_BaseData *NewBinTable(int32_t nBins, Ogda_PixelType type, const wchar_t *fu
 Ogda_BaseData *CopyBinTable(const Ogda_BaseData *source, Ogda_BaseData *destination,
                             Ogda_PixelType type, const wchar_t *function, Oerr_ErrorReport **err) {
     if (!IsBinTable(source, type) || (destination && !IsBinTable(destination, type))) {
-        SetError(err, function, 1, nullptr, L"Bad source or destination table");
+        SetError(err, function, kTableBadArgument, nullptr, L"Bad source or destination table");
         return nullptr;
     }
     if (source == destination) return destination;
     Oerr_ErrorReport *inner = nullptr;
     if (destination && destination->numrows != source->numrows &&
         !ogda_BaseDataReallocate(destination, source->numrows, 1, &inner)) {
-        SetError(err, function, 2, inner, L"ogda_BaseDataReallocate failed");
+        SetError(err, function, kTableCallFailed, inner, L"ogda_BaseDataReallocate failed");
         return nullptr;
     }
     Ogda_BaseData *out = ogda_BaseDataCopy(source, destination, &inner);
-    if (!out) SetError(err, function, 3, inner, L"ogda_BaseDataCopy failed");
+    if (!out) SetError(err, function, kTableCopyFailed, inner, L"ogda_BaseDataCopy failed");
     return out;
 }
 
@@ -136,15 +137,15 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCreate(int32_t nComponents, 
     if (err) *err = nullptr;
     return Guarded<Osta_ColorTableStack *>(err, kFn, nullptr, [&]() -> Osta_ColorTableStack * {
         if (nComponents < 1 || nComponents > OSTA_MAX_COLOR_COMPONENTS) {
-            SetError(err, kFn, 1, nullptr, L"Bad number of color components %ld (1 to 4 allowed)",
-                     long{nComponents});
+            SetError(err, kFn, kTableBadArgument, nullptr,
+                     L"Bad number of color components %ld (1 to 4 allowed)", long{nComponents});
             return nullptr;
         }
         Oerr_ErrorReport *inner = nullptr;
         Ogda_BaseDataStack *s =
             ogda_BaseDataStackCreate(nComponents, nBins, 1, OGDA_F64, Ogda_Table, &inner);
         if (!s) {
-            SetError(err, kFn, 2, inner, L"ogda_BaseDataStackCreate failed");
+            SetError(err, kFn, kTableCallFailed, inner, L"ogda_BaseDataStackCreate failed");
             return nullptr;
         }
         for (int32_t i = 0; i < s->count; ++i) ClearBinTable(s->layers[i]);
@@ -159,7 +160,8 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableSt
     if (err) *err = nullptr;
     return Guarded<Osta_ColorTableStack *>(err, kFn, nullptr, [&]() -> Osta_ColorTableStack * {
         if (!IsColorStack(source) || (destination && !IsColorStack(destination))) {
-            SetError(err, kFn, 1, nullptr, L"Bad source or destination color table stack");
+            SetError(err, kFn, kTableBadArgument, nullptr,
+                     L"Bad source or destination color table stack");
             return nullptr;
         }
         if (source == destination) return destination;
@@ -167,7 +169,7 @@ ORVIK_API Osta_ColorTableStack *osta_ColorTableStackCopy(const Osta_ColorTableSt
         Oerr_ErrorReport *inner = nullptr;
         Ogda_BaseDataStack *copy = ogda_BaseDataStackCopy(source, nullptr, &inner);
         if (!copy) {
-            SetError(err, kFn, 2, inner, L"ogda_BaseDataStackCopy failed");
+            SetError(err, kFn, kTableCallFailed, inner, L"ogda_BaseDataStackCopy failed");
             return nullptr;
         }
         if (!destination) return copy;

@@ -1,6 +1,7 @@
 // Linear ramps: written straight into a table, or as the two breakpoints that produce it.
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 using orvik::core::SetError;
@@ -13,12 +14,12 @@ bool CheckRamp(const wchar_t *fn, const Ohst_LUT *lut, int32_t inLow, int32_t in
         *err = nullptr;
     }
     if (!IsValidLut(lut)) {
-        SetError(err, fn, 1, nullptr, L"Bad LUT");
+        SetError(err, fn, kOhstBadArgument, nullptr, L"Bad LUT");
         return false;
     }
     if (inLow > inHigh) {
-        SetError(err, fn, 2, nullptr, L"Bad ramp: inLow %ld is above inHigh %ld", long{inLow},
-                 long{inHigh});
+        SetError(err, fn, kRampReversed, nullptr, L"Bad ramp: inLow %ld is above inHigh %ld",
+                 long{inLow}, long{inHigh});
         return false;
     }
     return true;

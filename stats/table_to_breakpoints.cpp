@@ -12,6 +12,7 @@
 
 #include "core/guard.hpp"
 #include "stats/ohst_records.hpp"
+#include "stats/report.hpp"
 
 using namespace orvik::stats;
 
@@ -98,7 +99,7 @@ extern "C" ORVIK_API int32_t ohst_TableToBreakPoints(Ohst_LUT *lut, Oerr_ErrorRe
         *err = nullptr;
     }
     if (!IsValidLut(lut)) {
-        orvik::core::SetError(err, kFn, 1, nullptr, L"Bad LUT");
+        orvik::core::SetError(err, kFn, kOhstBadArgument, nullptr, L"Bad LUT");
         return -1;
     }
     return orvik::core::Guarded<int32_t>(err, kFn, -1, [&]() -> int32_t {

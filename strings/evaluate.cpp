@@ -7,6 +7,7 @@
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
 #include "strings/environment.hpp"
+#include "strings/report.hpp"
 
 namespace orvik::text {
 namespace {
@@ -67,6 +68,7 @@ bool ExpandEnvironment(std::wstring_view text, std::wstring &out, std::wstring &
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::strings;
 
 extern "C" {
 
@@ -77,7 +79,7 @@ ORVIK_API wchar_t *ostr_StringEvaluate(const wchar_t *text, Oerr_ErrorReport **e
         if (!text) return nullptr;
         std::wstring out, badName;
         if (!orvik::text::ExpandEnvironment(text, out, badName)) {
-            SetError(err, kName, 1, nullptr,
+            SetError(err, kName, kEvaluateBadEnvironment, nullptr,
                      L"Environment variable %s holds text that cannot be converted",
                      badName.c_str());
             return nullptr;

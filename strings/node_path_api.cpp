@@ -4,6 +4,7 @@
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
 #include "strings/node_path.hpp"
+#include "strings/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
@@ -13,6 +14,7 @@ using orvik::fnp::Syntax;
 namespace {
 
 using Names = std::vector<std::wstring_view>;
+using namespace orvik::strings;
 
 // Opens a combined text's node path, "(:".
 constexpr std::wstring_view kNodePathOpen = L"(:";
@@ -24,14 +26,15 @@ bool Parse(const wchar_t *function, const wchar_t *text, Names &names, Oerr_Erro
     case Syntax::Ok:
         return true;
     case Syntax::Empty:
-        SetError(err, function, 1, nullptr, L"Null or empty node path");
+        SetError(err, function, kPathEmpty, nullptr, L"Null or empty node path");
         break;
     case Syntax::EmptyName:
     case Syntax::Separator:
-        SetError(err, function, 2, nullptr, L"Empty name in node path %s", text);
+        SetError(err, function, kPathEmptyName, nullptr, L"Empty name in node path %s", text);
         break;
     case Syntax::NameTooLong:
-        SetError(err, function, 3, nullptr, L"Name longer than %ld characters in node path %s",
+        SetError(err, function, kPathNameTooLong, nullptr,
+                 L"Name longer than %ld characters in node path %s",
                  static_cast<long>(OFNP_NAME_MAX), text);
         break;
     }
@@ -60,7 +63,7 @@ ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart p
             return ToHeap(kName, orvik::fnp::JoinNames(names), err);
         case OFNP_PART_PARENT:
             if (names.empty()) {
-                SetError(err, kName, 4, nullptr, L"The root node has no parent");
+                SetError(err, kName, kPathRootHasNoParent, nullptr, L"The root node has no parent");
                 return nullptr;
             }
             names.pop_back();
@@ -68,7 +71,7 @@ ORVIK_API wchar_t *ofnp_NodePathGet(const wchar_t *nodePath, Ofnp_NodePathPart p
         case OFNP_PART_NAME:
             return ToHeap(kName, names.empty() ? std::wstring_view() : names.back(), err);
         default:
-            SetError(err, kName, 1, nullptr, L"Unknown node path part %ld",
+            SetError(err, kName, kPathUnknownPart, nullptr, L"Unknown node path part %ld",
                      static_cast<long>(part));
             return nullptr;
         }
@@ -107,13 +110,14 @@ ORVIK_API wchar_t *ofnp_NodePathFromNames(const ostr_StringList *names, Oerr_Err
             const wchar_t *n = names->strings[i];
             const Syntax s = orvik::fnp::CheckName(n ? n : L"");
             if (s == Syntax::NameTooLong) {
-                SetError(err, kName, 3, nullptr, L"Name longer than %ld characters: %s",
-                         static_cast<long>(OFNP_NAME_MAX), n);
+                SetError(err, kName, kPathNameTooLong, nullptr,
+                         L"Name longer than %ld characters: %s", static_cast<long>(OFNP_NAME_MAX),
+                         n);
                 return nullptr;
             }
             if (s != Syntax::Ok) {
-                SetError(err, kName, 2, nullptr, L"Invalid name %ld in node path name list",
-                         static_cast<long>(i));
+                SetError(err, kName, kPathBadName, nullptr,
+                         L"Invalid name %ld in node path name list", static_cast<long>(i));
                 return nullptr;
             }
             views.emplace_back(n);
@@ -151,7 +155,7 @@ ORVIK_API wchar_t *ofnp_FileNodePathMake(const wchar_t *fileName, const wchar_t 
     static const wchar_t *const kName = L"ofnp_FileNodePathMake";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
         if (!fileName || !*fileName) {
-            SetError(err, kName, 1, nullptr, L"Null or empty file name");
+            SetError(err, kName, kPathNoFileName, nullptr, L"Null or empty file name");
             return nullptr;
         }
         if (!nodePath) return ToHeap(kName, fileName, err);
@@ -172,7 +176,7 @@ ORVIK_API Omsc_Boolean ofnp_FileNodePathSplit(const wchar_t *text, wchar_t **fil
     static const wchar_t *const kName = L"ofnp_FileNodePathSplit";
     return Guarded<Omsc_Boolean>(err, kName, OMSC_FALSE, [&]() -> Omsc_Boolean {
         if (!text || !*text) {
-            SetError(err, kName, 1, nullptr, L"Null or empty text");
+            SetError(err, kName, kPathNoFileName, nullptr, L"Null or empty text");
             return OMSC_FALSE;
         }
         const std::wstring_view whole(text);
@@ -180,7 +184,8 @@ ORVIK_API Omsc_Boolean ofnp_FileNodePathSplit(const wchar_t *text, wchar_t **fil
         std::wstring_view file = whole, node = OFNP_ROOT;
         if (open != std::wstring_view::npos) {
             if (whole.back() != L')') {
-                SetError(err, kName, 6, nullptr, L"Missing ) after the node path in %s", text);
+                SetError(err, kName, kPathUnclosed, nullptr, L"Missing ) after the node path in %s",
+                         text);
                 return OMSC_FALSE;
             }
             file = whole.substr(0, open);
@@ -188,7 +193,7 @@ ORVIK_API Omsc_Boolean ofnp_FileNodePathSplit(const wchar_t *text, wchar_t **fil
             node.remove_suffix(1);
         }
         if (file.empty()) {
-            SetError(err, kName, 1, nullptr, L"No file name in %s", text);
+            SetError(err, kName, kPathNoFileName, nullptr, L"No file name in %s", text);
             return OMSC_FALSE;
         }
         const std::wstring nodeText(node);

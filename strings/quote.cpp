@@ -8,6 +8,7 @@
 #include <orvik/ostr.h>
 
 #include "core/guard.hpp"
+#include "strings/report.hpp"
 
 namespace orvik::text {
 
@@ -35,6 +36,7 @@ wchar_t *HeapQuote(std::wstring_view text, wchar_t quote) {
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::strings;
 
 extern "C" {
 
@@ -44,11 +46,11 @@ ORVIK_API wchar_t *ostr_QuoteString(const wchar_t *text, Omsc_Boolean doubleQuot
     static const wchar_t *const kName = L"ostr_QuoteString";
     return Guarded<wchar_t *>(err, kName, nullptr, [&]() -> wchar_t * {
         if (!text || !*text) {
-            SetError(err, kName, 1, nullptr, L"Invalid argument!");
+            SetError(err, kName, kQuoteBadArgument, nullptr, L"Invalid argument!");
             return nullptr;
         }
         wchar_t *out = orvik::text::HeapQuote(text, doubleQuote ? L'"' : L'\'');
-        if (!out) SetError(err, kName, 2, nullptr, L"Not enough memory!");
+        if (!out) SetError(err, kName, kQuoteAllocation, nullptr, L"Not enough memory!");
         return out;
     });
 }

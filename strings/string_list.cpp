@@ -6,10 +6,12 @@
 
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
+#include "strings/report.hpp"
 
 using orvik::text::DeliverOrPrint;
 using orvik::text::EntriesEqual;
 using orvik::text::UsedCount;
+using namespace orvik::strings;
 
 namespace orvik::text {
 
@@ -38,8 +40,8 @@ ostr_StringList *Append(ostr_StringList *list, const wchar_t *string, Oerr_Error
         Oerr_ErrorReport *createErr = nullptr;
         list = ostr_StringListCreate(kGrowth, &createErr);
         if (!list) {
-            DeliverOrPrint(err, oerr_CreateErrorReport(kName, 5220, OERR_KIND_ERROR, createErr,
-                                                       L"String List create failed"));
+            DeliverOrPrint(err, oerr_CreateErrorReport(kName, kListCreateFailed, OERR_KIND_ERROR,
+                                                       createErr, L"String List create failed"));
             return nullptr;
         }
         list->count = 0;
@@ -51,8 +53,9 @@ ostr_StringList *Append(ostr_StringList *list, const wchar_t *string, Oerr_Error
                                                                        sizeof(wchar_t *)))
                 : nullptr;
         if (!grown) {
-            DeliverOrPrint(err, oerr_CreateErrorReport(kName, 5237, OERR_KIND_ERROR, nullptr,
-                                                       L"Unable to add string to string list"));
+            DeliverOrPrint(err,
+                           oerr_CreateErrorReport(kName, kListGrowFailed, OERR_KIND_ERROR, nullptr,
+                                                  L"Unable to add string to string list"));
             return list;
         }
         list->strings = static_cast<wchar_t **>(grown);
@@ -74,7 +77,7 @@ ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err)
     static const wchar_t *const kName = L"ostr_StringListCreate";
     auto *list = static_cast<ostr_StringList *>(omsc_HeapMalloc(sizeof(ostr_StringList)));
     if (!list) {
-        orvik::core::SetError(err, kName, 1, nullptr,
+        orvik::core::SetError(err, kName, kListRecordAllocation, nullptr,
                               L"Unable to allocate storage for string list");
         return nullptr;
     }
@@ -83,7 +86,7 @@ ORVIK_API ostr_StringList *ostr_StringListCreate(long n, Oerr_ErrorReport **err)
         n <= kMaxEntries ? omsc_HeapMalloc(static_cast<int32_t>(n * sizeof(wchar_t *))) : nullptr;
     if (!array) {
         omsc_HeapFree(list);
-        orvik::core::SetError(err, kName, 2, nullptr,
+        orvik::core::SetError(err, kName, kListArrayAllocation, nullptr,
                               L"Unable to allocate storage for string list");
         return nullptr;
     }

@@ -2,9 +2,11 @@
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
 #include "strings/string_list.hpp"
+#include "strings/report.hpp"
 
 using orvik::text::DeliverOrPrint;
 using orvik::text::UsedCount;
+using namespace orvik::strings;
 
 namespace {
 
@@ -22,12 +24,13 @@ ostr_StringList *CopyList(const ostr_StringList *source, ostr_StringList *destin
         Oerr_ErrorReport *createErr = nullptr;
         destination = ostr_StringListCreate(sourceCount, &createErr);
         if (!destination) {
-            orvik::core::SetError(err, kCopyName, 2, createErr,
+            orvik::core::SetError(err, kCopyName, kCopyCreateFailed, createErr,
                                   L"Error reported by function ostr_StringListCreate");
             return nullptr;
         }
     } else if (UsedCount(destination) < sourceCount) {
-        orvik::core::SetError(err, kCopyName, 1, nullptr, L"Destination string list too small");
+        orvik::core::SetError(err, kCopyName, kCopyDestinationTooSmall, nullptr,
+                              L"Destination string list too small");
         return nullptr;
     }
     bool exhausted = false;

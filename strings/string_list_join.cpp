@@ -5,8 +5,10 @@
 
 #include "core/guard.hpp"
 #include "strings/string_list.hpp"
+#include "strings/report.hpp"
 
 using orvik::text::UsedCount;
+using namespace orvik::strings;
 
 extern "C" {
 
@@ -28,7 +30,7 @@ ORVIK_API wchar_t *ostr_StringListToDelimString(const ostr_StringList *list,
                                         static_cast<int32_t>((total + 1) * sizeof(wchar_t))))
                                   : nullptr;
     if (!out) {
-        orvik::core::SetError(err, L"ostr_StringListToDelimString", 8560, nullptr,
+        orvik::core::SetError(err, L"ostr_StringListToDelimString", kJoinAllocation, nullptr,
                               L"Could not allocate space for string");
         return nullptr;
     }

@@ -6,8 +6,10 @@
 
 #include "core/guard.hpp"
 #include "strings/string_list.hpp"
+#include "strings/report.hpp"
 
 using orvik::text::DeliverOrPrint;
+using namespace orvik::strings;
 
 namespace {
 
@@ -37,8 +39,9 @@ To **ConvertEntries(From *const *entries, int32_t count, Convert convert, const 
         out[i] = convert(entries[i], &convErr);
         if (!out[i]) {
             FreeEntries(out, i);
-            DeliverOrPrint(err, oerr_CreateErrorReport(function, 8475, OERR_KIND_ERROR, convErr,
-                                                       L"%s failed", conversionName));
+            DeliverOrPrint(err, oerr_CreateErrorReport(function, kNarrowConversionFailed,
+                                                       OERR_KIND_ERROR, convErr, L"%s failed",
+                                                       conversionName));
             return nullptr;
         }
     }

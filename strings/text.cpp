@@ -8,10 +8,12 @@
 #include "core/guard.hpp"
 #include "core/heap_text.hpp"
 #include "core/utf8.hpp"
+#include "strings/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
 using orvik::core::SetOutOfMemory;
+using namespace orvik::strings;
 
 extern "C" {
 
@@ -24,7 +26,7 @@ ORVIK_API char *otxt_Text_Unicode2Ascii(const wchar_t *text, Oerr_ErrorReport **
         std::string out;
         const auto r = orvik::text::WideToUtf8(text, out);
         if (!r.ok) {
-            SetError(err, kName, 1, nullptr,
+            SetError(err, kName, kTextUnconvertible, nullptr,
                      L"Text cannot be converted: invalid character 0x%lx at position %ld",
                      static_cast<unsigned long>(text[r.errorPosition]),
                      static_cast<long>(r.errorPosition));
@@ -45,7 +47,7 @@ ORVIK_API wchar_t *otxt_Text_Ascii2Unicode(const char *text, Oerr_ErrorReport **
         std::wstring out;
         const auto r = orvik::text::Utf8ToWide(text, out);
         if (!r.ok) {
-            SetError(err, kName, 1, nullptr,
+            SetError(err, kName, kTextUnconvertible, nullptr,
                      L"Text cannot be converted: invalid UTF-8 byte 0x%02x at position %ld",
                      static_cast<unsigned>(static_cast<unsigned char>(text[r.errorPosition])),
                      static_cast<long>(r.errorPosition));

@@ -64,7 +64,7 @@ const Oint_ToolkitData *DefaultToolkitContextUtil::InitToolkit(bool verbose) {
     Oerr_ErrorReport *err = nullptr;
     if (opmg_Init(&err) != 0) Raise(tk::kPluginFailed, err, L"opmg_Init failed");
     data.preferencesStarted = OMSC_TRUE;
-    if (verbose) tk::Message(kInitFn, 0, L"%s", L"Preference database started");
+    if (verbose) tk::Message(kInitFn, tk::kPlainMessage, L"%s", L"Preference database started");
     // The class and query configuration database is not part of this library: nothing to
     // start for it here.
     if (oint_InitToolkit(&err) != 0) Raise(tk::kPluginFailed, err, L"oint_InitToolkit failed");
@@ -84,7 +84,7 @@ const Oint_ToolkitData *DefaultToolkitContextUtil::InitToolkit(bool verbose) {
     if (oplg_PreferenceImplementationSet(&err) != 0)
         Raise(tk::kPluginFailed, err, L"oplg_PreferenceImplementationSet failed");
     data.pluginLayerStarted = OMSC_TRUE;
-    if (verbose) tk::Message(kInitFn, 0, L"%s", L"Toolkit started");
+    if (verbose) tk::Message(kInitFn, tk::kPlainMessage, L"%s", L"Toolkit started");
     return &data;
 }
 

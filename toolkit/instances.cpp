@@ -12,6 +12,7 @@
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 namespace tk = orvik::toolkit;
 
 namespace {
@@ -327,7 +328,7 @@ ORVIK_API ostr_StringList *odll_ClassInstancesGet(const wchar_t *className, Omsc
                 list = nullptr;
             }
         }
-        if (!list) SetError(err, fn, OERR_NUMBER_OUT_OF_MEMORY, inner, L"Insufficient memory");
+        if (!list) SetOutOfMemory(err, fn, inner, L"Insufficient memory");
         return list;
     });
 }

@@ -36,8 +36,7 @@ OdllHandle NewHandle(void *module, const std::wstring &fileName, Oerr_ErrorRepor
     wchar_t *copy = h ? ostr_StringCopy(fileName.c_str(), nullptr) : nullptr;
     if (!h || !copy) {
         omsc_HeapFree(h);
-        orvik::core::SetError(err, function, OERR_NUMBER_OUT_OF_MEMORY, nullptr,
-                              L"Insufficient memory");
+        orvik::core::SetOutOfMemory(err, function, nullptr, L"Insufficient memory");
         return nullptr;
     }
     h->module = module;

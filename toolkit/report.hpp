@@ -22,6 +22,7 @@ enum ReportNumber : long {
     kEnvironment = 12,  // reading or writing the environment failed
     kNotInstalled = 13, // start-up found no installation
     // Warnings and messages.
+    kPlainMessage = 0, // a message without header (kind 0)
     kNoLibraries = 20, // a class without libraries
     kInstanceSkipped = 21,
     kListEmptied = 22,

@@ -220,7 +220,7 @@ bool SettleStartupVariables(const StartupArguments &args, Oerr_ErrorReport **err
             core::SetError(err, kFn, kEnvironment, nullptr, L"Could not set %s", e.name);
             return false;
         }
-        if (args.verbose) Message(kFn, 0, L"%s=%s", e.name, value->c_str());
+        if (args.verbose) Message(kFn, kPlainMessage, L"%s=%s", e.name, value->c_str());
     }
     return true;
 }

@@ -14,6 +14,8 @@
 #include <string.h>
 #include <wchar.h>
 
+#include <orvik/odll.h>
+#include <orvik/odsc.h>
 #include <orvik/oerr.h>
 #include <orvik/ofga.h>
 #include <orvik/ofio.h>
@@ -25,9 +27,11 @@
 #include <orvik/olex.h>
 #include <orvik/omif.h>
 #include <orvik/omsc.h>
+#include <orvik/oplg.h>
 #include <orvik/opmg.h>
 #include <orvik/oprf.h>
 #include <orvik/opxm.h>
+#include <orvik/osta.h>
 #include <orvik/ostr.h>
 #include <orvik/othr.h>
 #include <orvik/otxt.h>
@@ -188,6 +192,54 @@ static void HfaFiles(void) {
     remove(Narrow("plain.txt"));
 }
 
+/* Class path names of the plug-in loader, and the plug-in layer started and stopped. */
+static void Plugins(void) {
+    Oerr_ErrorReport *err = NULL;
+    wchar_t *name = odll_ClassPathNameGet(L"RasterFormats", &err);
+    CHECK(err == NULL && name != NULL && wcscmp(name, L"GIO_RASTER_FORMATS_PATH") == 0);
+    omsc_HeapFree(name);
+    CHECK(odll_ClassPathNameGet(L"", &err) == NULL);
+    CHECK(err != NULL && err->number == 1);
+    oerr_DeleteErrorReportEx(&err);
+    CHECK(odll_InstanceIsOpen(L"RasterFormats", L"none") == OMSC_FALSE);
+
+    CHECK(oplg_Init(&err) == 0 && err == NULL);
+    CHECK(oplg_IsStarted() == OMSC_TRUE);
+    CHECK(oplg_EnvironmentSet(&err) == 0 && err == NULL);
+    CHECK(oplg_Close(&err) == 0 && err == NULL);
+    CHECK(oplg_IsStarted() == OMSC_FALSE);
+}
+
+/* A linear bin function and a histogram over it; statistics and skip factors records. */
+static void Statistics(void) {
+    Oerr_ErrorReport *err = NULL;
+    Odsc_BinFunction *bins = odsc_BinFunctionCreate(10, ODSC_BIN_LINEAR, 0.0, 10.0, NULL, &err);
+    CHECK(err == NULL && bins != NULL && odsc_BinFunctionGetNumBins(bins) == 10);
+    CHECK(odsc_BinFunctionValueToBin(bins, 2.5) == 2);
+    CHECK(odsc_BinFunctionValueToBin(bins, 99.0) == 9); /* the end bins collect outliers */
+    CHECK(odsc_BinFunctionBinToValue(bins, 2) == 2.5);
+    CHECK(odsc_ColumnTypePixelType(ODSC_COLUMN_REAL) == OGDA_F64);
+
+    Osta_Histogram *histogram = osta_HistogramCreate(bins, 10, &err);
+    CHECK(err == NULL && histogram != NULL);
+    if (histogram) {
+        CHECK(histogram->binFunction != bins && histogram->binFunction->numBins == 10);
+        CHECK(histogram->table != NULL && histogram->table->numelements == 10);
+        CHECK(histogram->table->datatype == OGDA_F64);
+    }
+    osta_HistogramDelete(histogram);
+    odsc_BinFunctionDelete(bins);
+
+    Osta_Statistics *stats = osta_StatisticsCreate(&err);
+    CHECK(err == NULL && stats != NULL && stats->maximum == 0.0 && stats->stddev == 0.0);
+    osta_StatisticsDelete(stats);
+    Osta_SkipFactors *skip = osta_SkipFactorsCreate(2, 3, &err);
+    CHECK(err == NULL && skip != NULL && skip->skipFactorX == 2 && skip->skipFactorY == 3);
+    osta_SkipFactorsDelete(skip);
+    CHECK(osta_SkipFactorsCreate(0, 1, &err) == NULL && err != NULL);
+    oerr_DeleteErrorReportEx(&err);
+}
+
 int main(void) {
     Oerr_ErrorReport *err;
     oerr_Init(&err);
@@ -289,6 +341,8 @@ int main(void) {
     Definitions();
     Preferences();
     HfaFiles();
+    Plugins();
+    Statistics();
     rmdir(Narrow("pdf"));
     CHECK(rmdir(scratch) == 0); /* every file made above was removed */
 
