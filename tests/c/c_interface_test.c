@@ -1,8 +1,13 @@
 /* Exercises the C interface from strict C11: at least one function of every module. */
 #define _POSIX_C_SOURCE 200809L /* mkdtemp, setenv */
 
+#ifdef _WIN32
+#include <direct.h>
+#include <process.h>
+#else
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -43,6 +48,25 @@ static int failures = 0;
 
 static char scratch[64];
 
+#ifdef _WIN32
+/* The few POSIX calls this test needs, in their Windows forms. */
+static int setenv(const char *name, const char *value, int replace) {
+    (void)replace;
+    return _putenv_s(name, value);
+}
+#define mkdir(path, mode) _mkdir(path)
+#define rmdir(path) _rmdir(path)
+/* Fills the trailing "XXXXXX" with the process id and a counter until _mkdir creates it. */
+static char *mkdtemp(char *name) {
+    char *x = name + strlen(name) - 6;
+    for (unsigned n = 0; n < 1000; ++n) {
+        snprintf(x, 7, "%03u%03u", (unsigned)_getpid() % 1000u, n);
+        if (_mkdir(name) == 0) return name;
+    }
+    return NULL;
+}
+#endif
+
 /* <scratch>/<leaf>, narrow and wide. */
 static const char *Narrow(const char *leaf) {
     static char path[128];
@@ -51,8 +75,13 @@ static const char *Narrow(const char *leaf) {
 }
 
 static const wchar_t *Wide(const char *leaf) {
+    /* Test paths are ASCII; widened one character at a time, as the C libraries disagree on
+     * what "%s" means in a wide format. */
     static wchar_t path[128];
-    swprintf(path, sizeof path / sizeof path[0], L"%s/%s", scratch, leaf);
+    const char *narrow = Narrow(leaf);
+    size_t i = 0;
+    for (; narrow[i] && i + 1 < sizeof path / sizeof path[0]; ++i) path[i] = (wchar_t)narrow[i];
+    path[i] = L'\0';
     return path;
 }
 
@@ -345,7 +374,11 @@ int main(void) {
     Omsc_Boolean yes = OMSC_TRUE;
     CHECK(sizeof yes == 4);
 
+#ifdef _WIN32
+    const char *tmp = getenv("TEMP");
+#else
     const char *tmp = getenv("TMPDIR");
+#endif
     snprintf(scratch, sizeof scratch, "%s/orvik-c-XXXXXX", tmp && strlen(tmp) < 40 ? tmp : "/tmp");
     CHECK(mkdtemp(scratch) != NULL);
     CHECK(mkdir(Narrow("pdf"), 0700) == 0);
