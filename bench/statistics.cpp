@@ -1,11 +1,18 @@
 // Statistics and histogram of a 4096 x 4096 raster (targets: u8 500 Mpixel/s, f32 150 Mpixel/s),
 // with the data's own histogram and, for f32, with a caller's linear bins; the covariance of
-// a three-layer u8 stack for scale.
+// a three-layer u8 stack for scale; reading the stored statistics of 10,000 layers of one
+// file through osta_StatisticsRead (reported per record).
 //   bench_statistics --benchmark_min_time=0.5
+#include <unistd.h>
+
+#include <cstdlib>
 #include <random>
+#include <string>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include <orvik/oint.h>
 #include <orvik/osta.h>
 
 namespace {
@@ -66,6 +73,61 @@ void Covariance(benchmark::State &state) {
     ogda_BaseDataStackDelete(stack, nullptr);
 }
 
+constexpr int kLayers = 10000;
+
+std::wstring TempName(const char *leaf) {
+    const char *dir = std::getenv("TMPDIR");
+    const std::string path =
+        std::string(dir && *dir ? dir : "/tmp") + "/" + leaf + "-" + std::to_string(getpid());
+    return std::wstring(path.begin(), path.end());
+}
+
+// A file of kLayers layers below the root, each with its statistics; the layers' node paths.
+Ohfa_File *LayerFile(const std::wstring &name, std::vector<std::wstring> &paths) {
+    if (oint_InitToolkit(nullptr) != 0 || ohfa_Init(nullptr) != 0) return nullptr;
+    Ohfa_File *f = ohfa_FileCreate(name.c_str(), 0, nullptr);
+    if (!f || ohfa_EntrySeek(f, OHFA_SEEK_ROOT, nullptr, nullptr) != 1) return f;
+    for (int i = 0; i < kLayers; ++i) {
+        paths.push_back(L"/Layer_" + std::to_wstring(i));
+        // Each layer follows the previous one, so building the file stays linear.
+        const long where = i == 0 ? OHFA_WRITE_LAST_CHILD : OHFA_WRITE_AFTER;
+        if (ohfa_EntryWrite(f, where, paths.back().c_str() + 1, L"Layer", nullptr) != 0) break;
+        const Osta_Statistics s{double(i), i + 255.0, i + 100.0, i + 99.0, i + 98.0, 12.5};
+        if (osta_StatisticsWrite(f, paths.back().c_str(), &s, nullptr) != 0) break;
+        if (ohfa_EntrySeek(f, OHFA_SEEK_PATH, paths.back().c_str(), nullptr) != 1) break;
+    }
+    ohfa_FileFlush(f, nullptr);
+    return f;
+}
+
+void StatisticsRead(benchmark::State &state) {
+    const std::wstring name = TempName("bench-statistics.hfa");
+    std::vector<std::wstring> paths;
+    Ohfa_File *f = LayerFile(name, paths);
+    if (!f || paths.size() != size_t(kLayers)) state.SkipWithError("cannot build the file");
+    Osta_Statistics s{};
+    double sum = 0;
+    for (auto _ : state) {
+        for (const auto &p : paths) {
+            Oerr_ErrorReport *err = nullptr;
+            if (!osta_StatisticsRead(f, p.c_str(), &s, OMSC_FALSE, &err)) {
+                state.SkipWithError("read failed");
+                oerr_DeleteErrorReportEx(&err);
+                break;
+            }
+            sum += s.minimum;
+        }
+    }
+    benchmark::DoNotOptimize(sum);
+    state.SetItemsProcessed(state.iterations() * kLayers);
+    // Seconds per record (printed with a unit prefix, e.g. 2.5u).
+    state.counters["per_record"] =
+        benchmark::Counter(double(state.iterations()) * kLayers,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    ohfa_FileClose(f, nullptr);
+    std::remove(std::string(name.begin(), name.end()).c_str());
+}
+
 BENCHMARK_CAPTURE(Statistics, u8, OGDA_U8, false)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(Statistics, u16, OGDA_U16, false)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(Statistics, f32, OGDA_F32, false)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -74,6 +136,7 @@ BENCHMARK_CAPTURE(Statistics, f32_caller_bins, OGDA_F32, true)
     ->UseRealTime();
 BENCHMARK_CAPTURE(Statistics, f64, OGDA_F64, false)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(Covariance)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(StatisticsRead)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
 

@@ -15,7 +15,7 @@
 #include <new>
 #include <type_traits>
 
-#include "core/arena_region.hpp"
+#include "port/memory_region.hpp"
 
 // Under AddressSanitizer the usable area of a free block (past its links) is poisoned, so a
 // use after omsc_HeapFree of a big-heap block is caught like one of the C library heap.
@@ -85,10 +85,10 @@ template <class B> B *Prev(B *b) {
 BigArena *BigArena::Create(std::size_t regionBytes) noexcept {
     regionBytes &= ~(kAlignment - 1);
     if (regionBytes < kMinRegionBytes || regionBytes > kMaxRegionBytes) return nullptr;
-    void *base = MapArenaRegion(regionBytes);
+    void *base = port::MapArenaRegion(regionBytes);
     if (!base) return nullptr;
     auto *arena = new (std::nothrow) BigArena(static_cast<Byte *>(base), regionBytes);
-    if (!arena) UnmapArenaRegion(base, regionBytes);
+    if (!arena) port::UnmapArenaRegion(base, regionBytes);
     return arena;
 }
 
@@ -107,7 +107,7 @@ BigArena::BigArena(unsigned char *base, std::size_t regionBytes) noexcept
 
 BigArena::~BigArena() {
     ARENA_UNPOISON(m_base, m_regionBytes); // the address range may be mapped again later
-    UnmapArenaRegion(m_base, m_regionBytes);
+    port::UnmapArenaRegion(m_base, m_regionBytes);
 }
 
 void BigArena::Mapping(std::size_t size, unsigned &fl, unsigned &sl) noexcept {

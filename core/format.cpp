@@ -8,6 +8,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string_view>
+#include <type_traits>
 
 #include <orvik/ostr.h>
 
@@ -16,6 +17,10 @@
 
 namespace orvik::text {
 namespace {
+
+// A "%c" argument arrives as wint_t, promoted to int where wint_t is narrower (16 bits on
+// Windows); reading it as wint_t there would be undefined.
+using WideCharArgument = std::conditional_t<(sizeof(wint_t) < sizeof(int)), int, wint_t>;
 
 enum class Length { None, hh, h, l, ll, L, j, z, t };
 
@@ -279,7 +284,7 @@ void AppendFormatImpl(std::wstring &out, const wchar_t *format, va_list *ap, std
             const wchar_t c =
                 spec.length == Length::h
                     ? static_cast<wchar_t>(static_cast<unsigned char>(va_arg(*ap, int)))
-                    : static_cast<wchar_t>(va_arg(*ap, wint_t));
+                    : static_cast<wchar_t>(va_arg(*ap, WideCharArgument));
             Pad(out, std::wstring_view(&c, 1), spec);
             break;
         }

@@ -1,4 +1,4 @@
-// The library heap: the standard heap (core/system_heap.hpp) for ordinary requests and, once
+// The library heap: the standard heap (port/system_heap.hpp) for ordinary requests and, once
 // omsc_HeapBigInit has created it, a fixed-size private arena for requests of at least the
 // threshold.
 //
@@ -19,10 +19,10 @@
 #include "core/heap_config.hpp"
 #include "core/heap_internal.hpp"
 #include "core/heap_seam.hpp"
-#include "core/system_heap.hpp"
+#include "port/system_heap.hpp"
 
 using orvik::core::BigArena;
-namespace system_heap = orvik::core::system_heap;
+namespace system_heap = orvik::port::system_heap;
 
 namespace {
 

@@ -136,4 +136,17 @@ std::string WideToUtf8Lossy(std::wstring_view in) {
     return out;
 }
 
+std::size_t UnitsOfCharacters(std::wstring_view text, std::size_t characters) {
+    std::size_t units = 0;
+    for (std::size_t n = 0; n < characters && units < text.size(); ++n) {
+        const auto u = static_cast<std::uint32_t>(text[units]);
+        const bool pair = sizeof(wchar_t) == 2 && u >= 0xD800 && u <= 0xDBFF &&
+                          units + 1 < text.size() &&
+                          static_cast<std::uint32_t>(text[units + 1]) >= 0xDC00 &&
+                          static_cast<std::uint32_t>(text[units + 1]) <= 0xDFFF;
+        units += pair ? 2 : 1;
+    }
+    return units;
+}
+
 } // namespace orvik::text

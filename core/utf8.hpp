@@ -21,4 +21,9 @@ ConvertResult WideToUtf8(std::wstring_view in, std::string &out);
 std::wstring Utf8ToWideLossy(std::string_view in);
 std::string WideToUtf8Lossy(std::wstring_view in);
 
+// The number of wchar_t units that hold the first `characters` characters of `text` (all of
+// it when shorter). A surrogate pair counts as one character, so a cut there never splits a
+// pair; with 32-bit wchar_t every unit is one character.
+std::size_t UnitsOfCharacters(std::wstring_view text, std::size_t characters);
+
 } // namespace orvik::text

@@ -5,8 +5,6 @@
 // search list holds no empty and no repeated folder.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -23,13 +21,12 @@
 #include <orvik/otxt.h>
 
 #include "fuzz/check.hpp"
+#include "fuzz/scratch.hpp"
+#include "port/environment.hpp"
 
 namespace fio_text_fuzz {
 
-inline std::string TempName() {
-    const char *dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    return std::string(dir) + "/orvik_fuzz_fio_" + std::to_string(getpid());
-}
+inline std::string TempName() { return orvik_fuzz::ScratchFolder() + "/fio_text"; }
 
 // The entries of a search list, or none; the list is freed.
 inline std::vector<std::wstring> Folders(ostr_StringList *list, Oerr_ErrorReport *&err) {
@@ -109,7 +106,7 @@ inline int RunOne(const uint8_t *data, size_t size) {
     wchar_t *wide = otxt_Text_Ascii2Unicode(bytes.c_str(), &err);
     oerr_DeleteErrorReportEx(&err);
     if (wide) {
-        setenv("ORVIK_FZ_LIST", bytes.c_str(), 1);
+        orvik::port::SetEnvironment(L"ORVIK_FZ_LIST", wide);
         const std::vector<std::wstring> direct =
             Folders(ofio_SearchListCreateFromText(wide, &err), err);
         const std::vector<std::wstring> viaEnv =

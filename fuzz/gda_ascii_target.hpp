@@ -5,8 +5,6 @@
 // success without one.
 #pragma once
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -21,6 +19,7 @@
 #include <orvik/ogda.h>
 
 #include "fuzz/check.hpp"
+#include "fuzz/scratch.hpp"
 #include "gda/layout.hpp"
 
 namespace gda_ascii_fuzz {
@@ -32,9 +31,7 @@ inline void CheckOutcome(bool ok, Oerr_ErrorReport *&err) {
 }
 
 inline std::wstring TempName(const char *leaf) {
-    const char *dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    const std::string name =
-        std::string(dir) + "/orvik_fuzz_gda_" + std::to_string(getpid()) + "_" + leaf;
+    const std::string name = orvik_fuzz::ScratchFolder() + "/gda_" + leaf;
     return std::wstring(name.begin(), name.end());
 }
 

@@ -20,18 +20,16 @@
 #include <orvik/oint.h>
 
 #include "fuzz/check.hpp"
+#include "fuzz/scratch.hpp"
 #include "hfa/file.hpp"
 
 namespace hfa_open_fuzz {
 
-// One scratch file per process, removed at exit.
+// One scratch file per process (its folder is removed at exit).
 inline const std::string &ScratchPath() {
     static const std::string path = [] {
-        std::string dir = (std::filesystem::temp_directory_path() / "hfa-fuzz-XXXXXX").string();
-        FUZZ_CHECK(mkdtemp(dir.data()) != nullptr);
-        static const std::string keep = dir;
-        std::atexit([] { std::filesystem::remove_all(keep); });
-        return dir + "/input.hfa";
+        FUZZ_CHECK(!orvik_fuzz::ScratchFolder().empty());
+        return orvik_fuzz::ScratchFolder() + "/input.hfa";
     }();
     return path;
 }

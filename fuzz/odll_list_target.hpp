@@ -11,28 +11,24 @@
 #include <filesystem>
 #include <string>
 
-#include <unistd.h>
-
 #include <orvik/odll.h>
 #include <orvik/ofio.h>
 
 #include "fuzz/check.hpp"
+#include "fuzz/scratch.hpp"
 
 namespace odll_list_fuzz {
 
+// The scratch folder, holding one (empty) library file the lists may name.
 inline const std::string &Folder() {
-    // Never destroyed, so that the clean-up at exit can still read it.
-    static const std::string *folder = [] {
-        char tmpl[] = "/tmp/odll-fuzz-XXXXXX";
-        auto *f = new std::string(mkdtemp(tmpl) ? tmpl : "");
-        if (FILE *lib = std::fopen((*f + "/a.dll").c_str(), "wb")) std::fclose(lib);
-        std::atexit([] {
-            std::error_code ec;
-            if (!Folder().empty()) std::filesystem::remove_all(Folder(), ec);
-        });
-        return f;
+    static const bool prepared = [] {
+        const std::string &f = orvik_fuzz::ScratchFolder();
+        if (f.empty()) return false;
+        if (FILE *lib = std::fopen((f + "/a.dll").c_str(), "wb")) std::fclose(lib);
+        return true;
     }();
-    return *folder;
+    (void)prepared;
+    return orvik_fuzz::ScratchFolder();
 }
 
 inline int RunOne(const uint8_t *data, std::size_t size) {

@@ -22,6 +22,7 @@ targets=(
     hfa_open
     odll_list
     img_layer
+    dsc_table
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -19,6 +19,7 @@
 #include <orvik/otxt.h>
 
 #include "fuzz/check.hpp"
+#include "port/environment.hpp"
 
 namespace strings_fuzz {
 
@@ -105,9 +106,15 @@ inline void NodePaths(const wchar_t *a, const wchar_t *b) {
 
 inline int RunOne(const uint8_t *data, size_t size) {
     static const bool environment = [] {
-        setenv("ORVIK_FZ_A", "value", 1);
-        setenv("ORVIK_FZ_B", "$ORVIK_FZ_A", 1);
+        orvik::port::SetEnvironment(L"ORVIK_FZ_A", L"value");
+        orvik::port::SetEnvironment(L"ORVIK_FZ_B", L"$ORVIK_FZ_A");
+        // A value with no text form: bytes that are not UTF-8, or on Windows an unpaired
+        // surrogate in the wide environment.
+#ifdef _WIN32
+        _wputenv(L"ORVIK_FZ_BAD=\xD800");
+#else
         setenv("ORVIK_FZ_BAD", "\xff", 1);
+#endif
         return true;
     }();
     (void)environment;

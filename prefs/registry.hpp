@@ -1,5 +1,6 @@
 // Internal: registry keys named by preference search-list elements ("HKEY_..."). On Windows
-// this is the registry; elsewhere every key is one file under GIO_REGISTRY_PATH (default
+// this is the system registry (port/registry.hpp) unless GIO_REGISTRY_PATH names a folder;
+// elsewhere, and then, every key is one file under GIO_REGISTRY_PATH (default
 // $HOME/.config/orvik/registry): <root>/<key path>.key, holding the key's values as lines
 //     <value name> : "<text>" ;
 //     <value name> : <whole number> ;

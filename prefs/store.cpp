@@ -7,6 +7,7 @@
 
 #include <orvik/othr.h>
 
+#include "core/utf8.hpp"
 #include "prefs/model.hpp"
 #include "prefs/module.hpp"
 #include "prefs/report.hpp"
@@ -20,10 +21,16 @@ void StoreValue(const wchar_t *category, Opmg_Parameter &p, const Opmg_Preferenc
     std::wstring cut;
     const wchar_t *original = v.string;
     const bool text = p.type != OPMG_NUMBER && p.type != OPMG_COLOR;
-    const bool tooLong = text && (p.attributes & OPMG_ATTR_MAXLENGTH) && v.string &&
-                         std::wcslen(v.string) > static_cast<std::size_t>(p.maxLength);
+    // The maximum counts characters, so that a text outside the BMP is cut at the same place
+    // (and never inside a surrogate pair) where wchar_t is 16 bits.
+    const std::size_t keep =
+        text && (p.attributes & OPMG_ATTR_MAXLENGTH) && v.string
+            ? orvik::text::UnitsOfCharacters(v.string, static_cast<std::size_t>(p.maxLength))
+            : 0;
+    const bool tooLong =
+        text && (p.attributes & OPMG_ATTR_MAXLENGTH) && v.string && v.string[keep] != L'\0';
     if (tooLong) {
-        cut.assign(v.string, static_cast<std::size_t>(p.maxLength));
+        cut.assign(v.string, keep);
         v.string = cut.data();
     }
     if (text && !v.string) v.string = const_cast<wchar_t *>(L"");

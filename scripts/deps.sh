@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Installs the build and test dependencies on Debian 12 (needs root or sudo).
+# Installs the build and test dependencies on Debian 12 (needs root or sudo); with arguments,
+# installs the packages named instead.
 set -euo pipefail
 pkgs=(g++ cmake make libgtest-dev libgmock-dev libbenchmark-dev libboost-dev clang libclang-rt-14-dev flex bison clang-tidy clang-format python3 libhdf5-dev)
+[ $# -eq 0 ] || pkgs=("$@")
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -4,6 +4,7 @@
 #include <orvik/osta.h>
 
 #include "core/guard.hpp"
+#include "stats/osta_designs.hpp"
 #include "stats/report.hpp"
 
 using orvik::core::Guarded;
@@ -58,6 +59,20 @@ Omif_Design *Fetch(const wchar_t *function, const wchar_t *name, Oerr_ErrorRepor
 }
 
 } // namespace
+
+namespace orvik::stats {
+
+const Omif_Design *SharedDesign(const wchar_t *name, const wchar_t *function,
+                                Oerr_ErrorReport **err) {
+    const Omif_Dictionary *d = ModuleDictionary(function, err);
+    if (!d) return nullptr;
+    Oerr_ErrorReport *inner = nullptr;
+    const Omif_Design *shared = omif_DictionarySearchByName(d, name, &inner);
+    if (!shared) SetError(err, function, kDesignCopyFailed, inner, L"Design create failed");
+    return shared;
+}
+
+} // namespace orvik::stats
 
 extern "C" {
 

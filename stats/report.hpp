@@ -54,6 +54,37 @@ enum ReportNumber : long {
     kMapBadLut = 2,
     kMapBadDestination = 3,
     kMapCreateFailed = 4,
+    // Records stored with a layer (statistics, covariance, excluded values, skip factors): the
+    // shared steps of writers and readers, then the functions' own checks
+    kLayerDesignFetch = 1,
+    kLayerDictionary = 2,
+    kLayerNoNode = 3,
+    kLayerSeek = 4,
+    kLayerPath = 5,
+    kLayerWrite = 6,
+    kLayerRead = 7,
+    kLayerBadArgument = 8,
+    kLayerCreateFailed = 9,
+    kLayerNoMemory = 10,
+    kLayerParent = 11,
+    kLayerBadRecord = 12,
+    kLayerOpenFailed = 13,
+    kLayerCloseFailed = 14,
+    // Per-bin columns: histogram, colour, contrast and class-name writers and readers (start
+    // bin and bin count are kColumnBadStart and kColumnBadCount)
+    kBinsCannotOpen = 3,
+    kBinsCannotCreate = 4,
+    kBinsCannotWrite = 5,
+    kBinsCannotClose = 6,
+    kBinsWrongType = 7,
+    kBinsTooFewValues = 8,
+    kBinsBadTable = 9,
+    kBinsNoColumn = 10,
+    kBinsCannotRead = 11,
+    kBinsBadComponent = 12,
+    kBinsBadStack = 13,
+    kBinsComponentFailed = 14,
+    kBinsBadHistogram = 15,
 };
 
 } // namespace orvik::stats

@@ -1,5 +1,5 @@
-// Internal: read and write process environment variables as wide text (values are UTF-8 in
-// the process environment). Writers are not synchronised with readers on other threads:
+// Internal: read and write process environment variables as wide text (through
+// port/environment.hpp). Writers are not synchronised with readers on other threads:
 // start-up runs before the application starts its threads.
 #pragma once
 

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "core/guard.hpp"
+#include "port/environment.hpp"
 #include "toolkit/dynlib.hpp"
 #include "toolkit/environment.hpp"
 #include "toolkit/report.hpp"
@@ -21,7 +22,6 @@ namespace {
 // version, so that two installed versions keep separate data.
 constexpr const wchar_t *kMakerFolder = L"orvik";
 constexpr const wchar_t *kProductFolder = L"toolkit-0.1";
-constexpr const wchar_t *kDefaultArch = L"Linux";
 
 const wchar_t *const kFn = L"DefaultToolkitContextUtil::InitOrvikToolkitPaths";
 
@@ -64,7 +64,7 @@ const std::vector<Entry> &Table() {
         {L"GIO_ARCH",
          {},
          [](const StartupArguments &a) -> std::optional<std::wstring> {
-             return a.arch && !a.arch->empty() ? *a.arch : std::wstring(kDefaultArch);
+             return a.arch && !a.arch->empty() ? *a.arch : std::wstring(port::HostArchitecture());
          }},
         {L"GIO_ARCH_MODE",
          {},
@@ -75,7 +75,7 @@ const std::vector<Entry> &Table() {
         {L"GIO_ARCHM",
          {},
          [](const StartupArguments &) -> std::optional<std::wstring> {
-             return ComposeArchm(GetEnv(L"GIO_ARCH").value_or(kDefaultArch),
+             return ComposeArchm(GetEnv(L"GIO_ARCH").value_or(port::HostArchitecture()),
                                  GetEnv(L"GIO_ARCH_MODE").value_or(L""));
          },
          true},
@@ -196,14 +196,7 @@ std::wstring HomeFromExecutable(const std::wstring &executable) {
 std::wstring GlobalAppStore() {
     if (std::optional<std::wstring> set = GetEnv(L"GIO_GLOBAL_DATA"); set && !set->empty())
         return *set;
-    std::wstring base = L"/usr/local/share";
-    if (std::optional<std::wstring> dirs = GetEnv(L"XDG_DATA_DIRS")) {
-        std::wstring first = dirs->substr(0, dirs->find(L':'));
-        // Relative entries are invalid by the convention and ignored.
-        if (!first.empty() && first[0] == L'/') base = first;
-    }
-    while (base.size() > 1 && base.back() == L'/') base.pop_back();
-    return base + L"/" + kMakerFolder + L"/" + kProductFolder;
+    return port::SharedDataFolder() + L"/" + kMakerFolder + L"/" + kProductFolder;
 }
 
 bool ToolkitInstalled() {

@@ -41,7 +41,8 @@ std::optional<std::wstring> ExpandSinglePath(const std::wstring &variable,
 std::wstring HomeFromExecutable(const std::wstring &executable);
 
 // The machine-wide data folder: $GIO_GLOBAL_DATA when set, else the first folder of
-// $XDG_DATA_DIRS (default "/usr/local/share") with the maker and product folders.
+// $XDG_DATA_DIRS (default "/usr/local/share"; on Windows the common application-data
+// folder) with the maker and product folders.
 std::wstring GlobalAppStore();
 
 // The installation is present: GIO_HOME names a folder that holds an "etc" folder.

@@ -4,8 +4,8 @@
  * A descriptor table holds per-bin attributes of a raster layer (histogram counts, colour
  * components, contrast values, class names), one named column per attribute, one row per
  * bin. A bin function says which bin a pixel value falls into and which value a bin stands
- * for. The column and table types below are the in-memory model that the file-backed column
- * functions work with (docs/descriptor-tables.md describes the planned storage).
+ * for. A layer's table lives in its HFA file, under the entry "Descriptor_Table" of the
+ * layer, one child entry per column (docs/descriptor-tables.md, docs/hfa-format.md).
  *
  * Bin function kinds (value v, numBins bins, bin b in 0..numBins-1):
  *   DIRECT       b = floor(v) - minLimit; bin b stands for minLimit + b. For integer data:
@@ -34,6 +34,7 @@
 
 #include <orvik/oerr.h>
 #include <orvik/ogda.h>
+#include <orvik/ohfa.h>
 #include <orvik/omsc.h>
 
 ORVIK_BEGIN_DECLS
@@ -102,6 +103,79 @@ typedef enum Odsc_ColumnType_ {
 
 /* The pixel type of a column type's values; OGDA_PIXEL_INVALID for an unknown type. */
 ORVIK_API Ogda_PixelType odsc_ColumnTypePixelType(Odsc_ColumnType type) ORVIK_NOEXCEPT;
+
+/* ---- Descriptor tables in HFA files ----------------------------------------------------
+ * A table handle names the table of one layer of an open file; a column handle one column
+ * of an open table. Handles come from the library heap; the file must stay open while they
+ * are used. Every transfer goes to the file at once (nothing is buffered in a handle).
+ * A column can be open once at a time; a table with open columns is neither resized nor
+ * closed. Rows are numbered from 0. */
+
+typedef struct Odsc_Table_ Odsc_Table;
+typedef struct Odsc_Column_ Odsc_Column;
+
+/* Entry name of a layer's table, and the widest string a column holds (bytes of UTF-8,
+ * terminator included). */
+#define ODSC_TABLE_ENTRY_NAME L"Descriptor_Table"
+#define ODSC_MAX_STRING_BYTES 65536
+
+/* A new table of nRows rows (1 to ODSC_MAX_BINS) and no column under the layer entry
+ * `layerPath` (a node path). Refused when the layer is missing or already has a table. */
+ORVIK_API Odsc_Table *odsc_TableCreate(Ohfa_File *file, const wchar_t *layerPath, int32_t nRows,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* The layer's existing table; null with a report when there is none or it is damaged. */
+ORVIK_API Odsc_Table *odsc_TableOpen(Ohfa_File *file, const wchar_t *layerPath,
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Whether the layer has a table entry (no report when it has none). */
+ORVIK_API Omsc_Boolean odsc_TableExist(Ohfa_File *file, const wchar_t *layerPath,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Rows of the table; -1 for a null or closed handle. */
+ORVIK_API int32_t odsc_TableGetNumRows(const Odsc_Table *table) ORVIK_NOEXCEPT;
+/* Gives every column nRows rows (1 to ODSC_MAX_BINS): rows kept keep their values, new rows
+ * are 0 (empty strings). Returns table, null on failure. */
+ORVIK_API Odsc_Table *odsc_TableResize(Odsc_Table *table, int32_t nRows, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* Stores the function that maps pixel values to the table's rows with the table; its bin
+ * count must be the row count. Returns 0, or -1. */
+ORVIK_API long odsc_TableSetBinFunction(Odsc_Table *table, const Odsc_BinFunction *binFunction,
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* A copy of the stored bin function; null without a report when the table has none or one
+ * whose bin count is no longer the row count (the table was resized). */
+ORVIK_API Odsc_BinFunction *odsc_TableGetBinFunction(Odsc_Table *table, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* Releases the handle (null does nothing). Returns 0, or -1 while columns are open. */
+ORVIK_API long odsc_TableClose(Odsc_Table *table, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Whether the table has a column of that name. */
+ORVIK_API Omsc_Boolean odsc_ColumnExist(Odsc_Table *table, const wchar_t *name,
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Opens an existing column (refused when missing, damaged or already open). */
+ORVIK_API Odsc_Column *odsc_ColumnOpen(Odsc_Table *table, const wchar_t *name,
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Creates a column of zeros (empty strings) and opens it; refused when one of that name
+ * exists. A name is 1 to 63 characters without "/". */
+ORVIK_API Odsc_Column *odsc_ColumnCreate(Odsc_Table *table, const wchar_t *name,
+                                         Odsc_ColumnType type, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* The column's value type; ODSC_COLUMN_FORCE_32_BITS for a null or closed handle. */
+ORVIK_API Odsc_ColumnType odsc_ColumnGetType(const Odsc_Column *column) ORVIK_NOEXCEPT;
+/* Reads rows startRow .. startRow + nRows - 1. Null `values` gets a new nRows x 1 table of the
+ * column's pixel type; a given table (of at least nRows elements; numeric for numeric
+ * columns, "string" for string columns) receives them in its first nRows elements, converted
+ * to its type (truncating). Returns the values, null on failure. */
+ORVIK_API Ogda_BaseData *odsc_ColumnRead(Odsc_Column *column, int32_t startRow, int32_t nRows,
+                                         Ogda_BaseData *values, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* Writes the first nRows elements of `values` (a table, numeric for numeric columns -
+ * converted, truncating for integers - or "string") to rows startRow ... A string wider than
+ * the column widens the column. Returns nRows, or -1. */
+ORVIK_API long odsc_ColumnWrite(Odsc_Column *column, int32_t startRow, int32_t nRows,
+                                const Ogda_BaseData *values, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Modification time of the column's entry (seconds since 1970), -1 on failure. Every write
+ * renews it. */
+ORVIK_API double odsc_ColumnGetModTime(Odsc_Column *column, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+/* Releases the handle (null does nothing). Returns 0, or -1. */
+ORVIK_API long odsc_ColumnClose(Odsc_Column *column, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -181,6 +181,139 @@ ORVIK_API Osta_ClassNames *osta_ClassNamesCopy(const Osta_ClassNames *source,
     ORVIK_NOEXCEPT;
 ORVIK_API void osta_ClassNamesDelete(Osta_ClassNames *names) ORVIK_NOEXCEPT;
 
+/* ---- Records stored with a layer -----------------------------------------------------
+ * `node` is the node path of the layer entry in `file` ("/Layer_1"). Each record is a child
+ * entry of the layer: "Statistics", "Covariance", "Excluded_Values", "Skip_Factors", of the
+ * type of its design. A writer overwrites an existing child in place (the layer keeps one)
+ * and creates it otherwise; writers return 0, or -1. A reader finds the child by its type. */
+
+ORVIK_API long osta_StatisticsWrite(Ohfa_File *file, const wchar_t *node,
+                                    const Osta_Statistics *statistics, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* The layer's statistics into `statistics` (created when null). Without statistics of its own
+ * and with `searchUp`, those of the nearest ancestor below the root; nothing found: null and
+ * no report (a record created by the call is freed, a given one is left as it was). */
+ORVIK_API Osta_Statistics *osta_StatisticsRead(Ohfa_File *file, const wchar_t *node,
+                                               Osta_Statistics *statistics, Omsc_Boolean searchUp,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* The covariance must be a square f64 matrix. The ...ByName forms open the file by name for
+ * the one call. Read: into `covariance` (created when null; a given one is replaced only when
+ * the read succeeds); null without a report when the layer has none. */
+ORVIK_API long osta_CovarianceWrite(Ohfa_File *file, const wchar_t *node,
+                                    const Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long osta_CovarianceWriteByName(const wchar_t *fileName, const wchar_t *node,
+                                          const Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Osta_Covariance *osta_CovarianceRead(Ohfa_File *file, const wchar_t *node,
+                                               Osta_Covariance *covariance, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Osta_Covariance *osta_CovarianceReadByName(const wchar_t *fileName, const wchar_t *node,
+                                                     Osta_Covariance *covariance,
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Excluded values and skip factors: one entry each per layer, shared by the statistics,
+ * histogram and covariance forms. AreValuesExcluded is true when the layer lists at least
+ * one excluded value; with `values` non-null it then receives a new record of them. */
+ORVIK_API long osta_StatisticsWriteExcludedValues(Ohfa_File *file, const wchar_t *node,
+                                                  const Osta_ExcludedValues *excluded,
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long osta_HistogramWriteExcludedValues(Ohfa_File *file, const wchar_t *node,
+                                                 const Osta_ExcludedValues *excluded,
+                                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long osta_CovarianceWriteExcludedValues(Ohfa_File *file, const wchar_t *node,
+                                                  const Osta_ExcludedValues *excluded,
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean osta_StatisticsAreValuesExcluded(Ohfa_File *file, const wchar_t *node,
+                                                        Osta_ExcludedValues **values,
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean osta_HistogramAreValuesExcluded(Ohfa_File *file, const wchar_t *node,
+                                                       Osta_ExcludedValues **values,
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Omsc_Boolean osta_CovarianceAreValuesExcluded(Ohfa_File *file, const wchar_t *node,
+                                                        Osta_ExcludedValues **values,
+                                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long osta_StatisticsWriteSkipFactors(Ohfa_File *file, const wchar_t *node,
+                                               const Osta_SkipFactors *skip, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long osta_HistogramWriteSkipFactors(Ohfa_File *file, const wchar_t *node,
+                                              const Osta_SkipFactors *skip, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long osta_CovarianceWriteSkipFactors(Ohfa_File *file, const wchar_t *node,
+                                               const Osta_SkipFactors *skip, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* Into `skip` (created when null); null without a report when the layer has none. */
+ORVIK_API Osta_SkipFactors *osta_StatisticsGetSkipFactors(Ohfa_File *file, const wchar_t *node,
+                                                          Osta_SkipFactors *skip,
+                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* When the record was last written: the modification time of its entry (the histogram: of
+ * the "Histogram" column of the layer's descriptor table), seconds since 1970-01-01 UTC; 0
+ * when the layer has none; -1 on failure. */
+ORVIK_API double osta_StatisticsGetTimeStamp(Ohfa_File *file, const wchar_t *node,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API double osta_HistogramGetTimeStamp(Ohfa_File *file, const wchar_t *node,
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API double osta_CovarianceGetTimeStamp(Ohfa_File *file, const wchar_t *node,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* ---- Per-bin columns of a layer's descriptor table -----------------------------------
+ * Columns: "Histogram" (real counts), "Red", "Green", "Blue", "Opacity" (component 0 to 3,
+ * reals in 0..1), "Contrast" (reals), "Class_Names" (strings). The records hold one element
+ * per bin: element b is bin b, and a transfer of bins startBin .. startBin + n - 1 moves those
+ * elements to or from those rows. Writers: startBin >= 0 is checked first, then nBins (0 and
+ * values below -1 are refused; -1 means to the end of the table); the column is created when
+ * missing; they return the number of bins written, or -1. Readers: nBins >= 1; a null record
+ * gets a new one of one element per table row. */
+
+ORVIK_API long osta_HistogramWrite(Odsc_Table *table, const Osta_Histogram *histogram,
+                                   int32_t startBin, int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* A null histogram gets direct bins 0 .. rows-1. ...IfPresent: null without a report when the
+ * table has no "Histogram" column. */
+ORVIK_API Osta_Histogram *osta_HistogramRead(Odsc_Table *table, Osta_Histogram *histogram,
+                                             int32_t startBin, int32_t nBins,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_Histogram *osta_HistogramReadIfPresent(Odsc_Table *table, Osta_Histogram *histogram,
+                                                      int32_t startBin, int32_t nBins,
+                                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Component 3 uses an existing "Overlay" column when the table has no "Opacity" column. */
+ORVIK_API long osta_ColorTableWrite(Odsc_Table *table, const Osta_ColorTable *values,
+                                    int32_t component, int32_t startBin, int32_t nBins,
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ColorTable *osta_ColorTableRead(Odsc_Table *table, Osta_ColorTable *values,
+                                               int32_t component, int32_t startBin, int32_t nBins,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API Osta_ColorTable *osta_ColorTableReadIfPresent(Odsc_Table *table, Osta_ColorTable *values,
+                                                        int32_t component, int32_t startBin,
+                                                        int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* Writes components 0 .. count-1 of a stack of 1 to 4 components. */
+ORVIK_API long osta_ColorTableStackWrite(Odsc_Table *table, const Osta_ColorTableStack *stack,
+                                         int32_t startBin, int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+/* A null stack gets red, green, blue and, when the table has it, opacity; a given stack has
+ * its count of components read. */
+ORVIK_API Osta_ColorTableStack *osta_ColorTableStackRead(Odsc_Table *table,
+                                                         Osta_ColorTableStack *stack,
+                                                         int32_t startBin, int32_t nBins,
+                                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+ORVIK_API long osta_ContrastTableWrite(Odsc_Table *table, const Osta_ContrastTable *values,
+                                       int32_t startBin, int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Osta_ContrastTable *osta_ContrastTableRead(Odsc_Table *table, Osta_ContrastTable *values,
+                                                     int32_t startBin, int32_t nBins,
+                                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long osta_ClassNamesWrite(Odsc_Table *table, const Osta_ClassNames *names,
+                                    int32_t startBin, int32_t nBins, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API Osta_ClassNames *osta_ClassNamesRead(Odsc_Table *table, Osta_ClassNames *names,
+                                               int32_t startBin, int32_t nBins,
+                                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
 /* ---- Computation from raster data ---------------------------------------------------- */
 
 /*

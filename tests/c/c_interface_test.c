@@ -1,8 +1,13 @@
 /* Exercises the C interface from strict C11: at least one function of every module. */
 #define _POSIX_C_SOURCE 200809L /* mkdtemp, setenv */
 
+#ifdef _WIN32
+#include <direct.h>
+#include <process.h>
+#else
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -43,6 +48,25 @@ static int failures = 0;
 
 static char scratch[64];
 
+#ifdef _WIN32
+/* The few POSIX calls this test needs, in their Windows forms. */
+static int setenv(const char *name, const char *value, int replace) {
+    (void)replace;
+    return _putenv_s(name, value);
+}
+#define mkdir(path, mode) _mkdir(path)
+#define rmdir(path) _rmdir(path)
+/* Fills the trailing "XXXXXX" with the process id and a counter until _mkdir creates it. */
+static char *mkdtemp(char *name) {
+    char *x = name + strlen(name) - 6;
+    for (unsigned n = 0; n < 1000; ++n) {
+        snprintf(x, 7, "%03u%03u", (unsigned)_getpid() % 1000u, n);
+        if (_mkdir(name) == 0) return name;
+    }
+    return NULL;
+}
+#endif
+
 /* <scratch>/<leaf>, narrow and wide. */
 static const char *Narrow(const char *leaf) {
     static char path[128];
@@ -51,8 +75,13 @@ static const char *Narrow(const char *leaf) {
 }
 
 static const wchar_t *Wide(const char *leaf) {
+    /* Test paths are ASCII; widened one character at a time, as the C libraries disagree on
+     * what "%s" means in a wide format. */
     static wchar_t path[128];
-    swprintf(path, sizeof path / sizeof path[0], L"%s/%s", scratch, leaf);
+    const char *narrow = Narrow(leaf);
+    size_t i = 0;
+    for (; narrow[i] && i + 1 < sizeof path / sizeof path[0]; ++i) path[i] = (wchar_t)narrow[i];
+    path[i] = L'\0';
     return path;
 }
 
@@ -141,6 +170,31 @@ static void Preferences(void) {
 }
 
 /* The toolkit's start-up flag and an HFA file created and recognised from C. */
+/* Statistics and a colour column of a layer, written and read back. */
+static void LayerRecords(Ohfa_File *file) {
+    Oerr_ErrorReport *err = NULL;
+    CHECK(ohfa_EntrySeek(file, OHFA_SEEK_ROOT, NULL, &err) == 1);
+    CHECK(ohfa_EntryWrite(file, OHFA_WRITE_LAST_CHILD, L"Layer_1", L"Layer", &err) == 0);
+    Osta_Statistics stats = {1, 9, 5, 4, 3, 2};
+    CHECK(osta_StatisticsWrite(file, L"/Layer_1", &stats, &err) == 0 && err == NULL);
+    Osta_Statistics *read = osta_StatisticsRead(file, L"/Layer_1", NULL, OMSC_FALSE, &err);
+    CHECK(read != NULL && err == NULL && read->maximum == 9);
+    osta_StatisticsDelete(read);
+    Odsc_Table *table = odsc_TableCreate(file, L"/Layer_1", 16, &err);
+    CHECK(table != NULL && err == NULL);
+    Osta_ColorTable *red = osta_ColorTableCreate(16, &err);
+    CHECK(red != NULL);
+    if (table && red) {
+        ((double *)red->data)[15] = 0.5;
+        CHECK(osta_ColorTableWrite(table, red, OSTA_RED, 10, -1, &err) == 6 && err == NULL);
+        ((double *)red->data)[15] = 0;
+        CHECK(osta_ColorTableRead(table, red, OSTA_RED, 0, 16, &err) == red && err == NULL);
+        CHECK(((double *)red->data)[15] == 0.5);
+    }
+    osta_ColorTableDelete(red);
+    CHECK(odsc_TableClose(table, &err) == 0);
+}
+
 static void HfaFiles(void) {
     Oerr_ErrorReport *err = NULL;
     CHECK(oint_GetInit() == OMSC_FALSE);
@@ -169,6 +223,7 @@ static void HfaFiles(void) {
         ogda_BaseDataDelete(in, NULL);
         ogda_BaseDataDelete(out, NULL);
         CHECK(oimg_LayerClose(layer, &err) == 0 && err == NULL);
+        LayerRecords(file);
         CHECK(ohfa_FileClose(file, &err) == 0 && err == NULL);
     }
     CHECK(ohfa_IsHFAFile(Wide("new.hfa"), &err) > 0 && err == NULL);
@@ -319,7 +374,11 @@ int main(void) {
     Omsc_Boolean yes = OMSC_TRUE;
     CHECK(sizeof yes == 4);
 
+#ifdef _WIN32
+    const char *tmp = getenv("TEMP");
+#else
     const char *tmp = getenv("TMPDIR");
+#endif
     snprintf(scratch, sizeof scratch, "%s/orvik-c-XXXXXX", tmp && strlen(tmp) < 40 ? tmp : "/tmp");
     CHECK(mkdtemp(scratch) != NULL);
     CHECK(mkdir(Narrow("pdf"), 0700) == 0);

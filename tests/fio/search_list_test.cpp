@@ -49,13 +49,14 @@ TEST_F(FioSearch, DirScanMatchesFilesOnlyInNameOrder) {
     EXPECT_EQ(err, nullptr);
     EXPECT_EQ(ofio_DirScan(W("nothere").c_str(), L"*", &err), nullptr);
     ExpectReport(err, L"ofio_DirScan", 2,
-                 L"Cannot scan folder \"" + W("nothere") + L"\": No such file or directory");
+                 L"Cannot scan folder \"" + W("nothere") + L"\": " +
+                     SystemReason(L"No such file or directory"));
 }
 
 TEST_F(FioSearch, ListsFromTextExpandTrimSplitAndDropRepeats) {
-    setenv("OFIO_T_PAIR", "/a;/b", 1);
-    setenv("OFIO_T_BEE", "/bee", 1);
-    unsetenv("OFIO_T_UNSET");
+    orvik_test::SetEnv("OFIO_T_PAIR", "/a;/b");
+    orvik_test::SetEnv("OFIO_T_BEE", "/bee");
+    orvik_test::SetEnv("OFIO_T_UNSET", nullptr);
     EXPECT_EQ(
         Entries(ofio_SearchListCreateFromText(
             L" $OFIO_T_PAIR ; \\c\\d\\ ;;/a; ${OFIO_T_BEE}/x;$OFIO_T_UNSET/y;/", &err)),
@@ -64,13 +65,13 @@ TEST_F(FioSearch, ListsFromTextExpandTrimSplitAndDropRepeats) {
     EXPECT_EQ(Entries(ofio_SearchListCreateFromText(nullptr, &err)), std::vector<std::wstring>{});
     EXPECT_EQ(err, nullptr);
 
-    setenv("OFIO_T_LIST", "$OFIO_T_BEE;rel/dir", 1);
+    orvik_test::SetEnv("OFIO_T_LIST", "$OFIO_T_BEE;rel/dir");
     EXPECT_EQ(Entries(ofio_SearchListCreateFromEnv(L"OFIO_T_LIST", &err)),
               (std::vector<std::wstring>{L"/bee", L"rel/dir"}));
     EXPECT_EQ(ofio_SearchListCreateFromEnv(L"OFIO_T_UNSET", &err), nullptr);
     ExpectReport(err, L"ofio_SearchListCreateFromEnv", 7,
                  L"Environment variable OFIO_T_UNSET is not set");
-    setenv("OFIO_T_BAD", "\xff", 1);
+    orvik_test::SetUnconvertibleEnv("OFIO_T_BAD", "");
     EXPECT_EQ(ofio_SearchListCreateFromEnv(L"OFIO_T_BAD", &err), nullptr);
     ExpectReport(err, L"ofio_SearchListCreateFromEnv", 6,
                  L"Environment variable OFIO_T_BAD holds text that cannot be converted");
@@ -138,7 +139,8 @@ TEST_F(FioSearch, FilesFindCollectsFolderByFolder) {
     list = ofio_SearchListCreateFromText(bad.c_str(), &err);
     EXPECT_EQ(ofio_SearchListFilesFind(list, L"*.dll", &err), nullptr);
     ExpectReport(err, L"ofio_SearchListFilesFind", 2,
-                 L"Cannot scan folder \"" + W("p/readme") + L"\": Not a directory");
+                 L"Cannot scan folder \"" + W("p/readme") + L"\": " +
+                     SystemReason(L"Not a directory"));
     ostr_StringListDelete(list, nullptr);
 }
 

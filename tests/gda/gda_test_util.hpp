@@ -1,8 +1,6 @@
 // Shared helpers for the BaseData tests.
 #pragma once
 
-#include <malloc.h>
-
 #include <cstddef>
 #include <string>
 
@@ -12,6 +10,7 @@
 #include <orvik/ogda.h>
 
 #include "core/heap_seam.hpp"
+#include "port/system_heap.hpp"
 
 // Owns the report a call leaves; handing out the address drops the previous report first.
 class ReportHolder {
@@ -52,10 +51,10 @@ inline void ExpectReport(const Oerr_ErrorReport *r, const wchar_t *function, int
 inline void ExpectBlockSize(const void *block, size_t bytes) {
     ASSERT_NE(block, nullptr);
 #ifdef ORVIK_EXACT_BLOCK_SIZES
-    EXPECT_EQ(malloc_usable_size(const_cast<void *>(block)), bytes);
+    EXPECT_EQ(orvik::port::system_heap::UsableSize(const_cast<void *>(block)), bytes);
 #else
-    EXPECT_GE(malloc_usable_size(const_cast<void *>(block)), bytes);
+    EXPECT_GE(orvik::port::system_heap::UsableSize(const_cast<void *>(block)), bytes);
     // A reused chunk may carry up to one minimum chunk of slack.
-    EXPECT_LT(malloc_usable_size(const_cast<void *>(block)), bytes + 40);
+    EXPECT_LT(orvik::port::system_heap::UsableSize(const_cast<void *>(block)), bytes + 40);
 #endif
 }

@@ -146,6 +146,30 @@ TEST_F(HfaEntry, NamesOfSixtyThreeCharactersFitAndLongerAreRefused) {
               L"The length of OHFA entry name '" + tooLong + L"' exceeds the 63 character maximum");
 }
 
+// The limit counts the UTF-8 bytes stored: a character outside the BMP takes four of them
+// (and two wchar_t units on Windows), and the name reads back as the same characters.
+TEST_F(HfaEntry, NamesOutsideTheBmpAreStoredAsUtf8) {
+    Report err;
+    std::wstring fits, tooLong;
+    std::string stored;
+    for (int i = 0; i < 15; ++i) {
+        fits += L"\U0001F600";
+        stored += "\xF0\x9F\x98\x80";
+    }
+    tooLong = fits + L"\U00010348";
+    fits += L"abc";
+    stored += "abc";
+    ASSERT_EQ(ohfa_EntryWrite(m_file, 3, fits.c_str(), L"T", &err), 0) << err.Message();
+    EXPECT_EQ(Current(), stored);
+    const std::wstring path = Path();
+    ASSERT_GE(path.size(), fits.size());
+    EXPECT_EQ(path.substr(path.size() - fits.size()), fits);
+    EXPECT_EQ(Seek(0), 1);
+    EXPECT_EQ(Seek(8, path.c_str()), 1);
+    EXPECT_EQ(Current(), stored);
+    EXPECT_EQ(ohfa_EntryWrite(m_file, 2, tooLong.c_str(), L"T", &err), -1);
+}
+
 TEST_F(HfaEntry, PositionsPeekAndListing) {
     Report err;
     ASSERT_EQ(Seek(8, L"/A/A2"), 1);

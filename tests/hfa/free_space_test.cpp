@@ -1,7 +1,6 @@
 // Free space: first fit with exact and split fits, the 8-byte skip, merging, refused overlap,
 // the tail rule and the size limit, page rounding when mapped, corrupt lists on disk, and
 // the write-back of the cache.
-#include <unistd.h>
 
 #include "fio/write_seam.hpp"
 #include "hfa_test_util.hpp"
@@ -143,7 +142,7 @@ TEST_F(HfaFreeSpace, MappedGrowthReservesAWholePageAndFreesTheRest) {
     Report err;
     ASSERT_EQ(ohfa_FileChange(m_file, &err, OHFA_OPTION_MAP, 1, 0, 0), 0) << err.Message();
     if (!m_file->mapped) GTEST_SKIP() << "temporary folder is not on a local file system";
-    const long page = sysconf(_SC_PAGESIZE);
+    const long page = omsc_MemPageSizeGet();
     const long end = ohfa_FileSize(m_file, &err);
     EXPECT_EQ(Take(1), static_cast<uint32_t>(end));
     EXPECT_EQ(ohfa_FileSize(m_file, &err), end + page);

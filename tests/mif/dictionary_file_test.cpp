@@ -3,14 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include <orvik/ofio.h>
 #include <orvik/omif.h>
 
 #include "mif_test_util.hpp"
+#include "portable.hpp"
 
 using namespace mif_test;
 
@@ -20,17 +22,19 @@ const wchar_t kText[] = L"{1:oB,b,1:e2:p,q,k,1:x{1:lv,}I,i,}A,{1:lv,}B,.";
 
 class TempFile {
   public:
-    TempFile() {
-        char path[] = "/tmp/orvik_mif_XXXXXX";
-        const int fd = mkstemp(path);
-        close(fd);
-        m_path = path;
+    TempFile()
+        : m_folder(orvik_test::MakeTempFolder("orvik_mif_")), m_path(m_folder + "/dictionary") {
+        std::ofstream(m_path, std::ios::binary);
         m_wide.assign(m_path.begin(), m_path.end());
     }
-    ~TempFile() { unlink(m_path.c_str()); }
+    ~TempFile() {
+        std::error_code ec;
+        std::filesystem::remove_all(m_folder, ec);
+    }
     const wchar_t *Name() const { return m_wide.c_str(); }
 
   private:
+    std::string m_folder;
     std::string m_path;
     std::wstring m_wide;
 };

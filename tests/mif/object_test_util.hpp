@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +14,8 @@
 #include <orvik/oerr.h>
 #include <orvik/ogda.h>
 #include <orvik/omif.h>
+
+#include "portable.hpp"
 
 namespace mif_test {
 
@@ -68,18 +70,20 @@ inline long FromFile(const Bytes &bytes, const Omif_Design *design, void *object
 
 class TempFile {
   public:
-    TempFile() {
-        std::string tmpl = (std::filesystem::temp_directory_path() / "omif-test-XXXXXX").string();
-        const int fd = mkstemp(tmpl.data());
-        if (fd < 0) throw std::runtime_error("mkstemp failed");
-        close(fd);
-        m_path = tmpl;
+    // The file is the only one in a folder of its own, created empty.
+    TempFile()
+        : m_folder(orvik_test::MakeTempFolder("omif-test-")), m_path(m_folder + "/object.bin") {
+        std::ofstream(m_path, std::ios::binary);
     }
-    ~TempFile() { std::filesystem::remove(m_path); }
+    ~TempFile() {
+        std::error_code ec;
+        std::filesystem::remove_all(m_folder, ec);
+    }
     std::wstring Wide() const { return std::wstring(m_path.begin(), m_path.end()); }
     const std::string &Path() const { return m_path; }
 
   private:
+    std::string m_folder;
     std::string m_path;
 };
 

@@ -134,7 +134,7 @@ TEST(DefinitionParser, HandsOverEveryClauseInOrderWithPositions) {
 
 TEST(DefinitionParser, BuildsParametersWithTheirAttributesAndDefaults) {
     EnvScope env;
-    env.Set("PREFS_TEST_HOME", "/home/u").Set("GIO_ARCH", std::nullopt);
+    env.Set("PREFS_TEST_HOME", "/home/u").Set("GIO_ARCH", "Linux");
     Opmg_Category *list = Parse(kEveryClause);
     ASSERT_NE(list, nullptr);
     const Opmg_Parameter *title = Param(list, L"viewer", L"title");
@@ -161,7 +161,7 @@ TEST(DefinitionParser, BuildsParametersWithTheirAttributesAndDefaults) {
     const Opmg_Parameter *zoom = Param(list, L"viewer", L"zoom");
     EXPECT_EQ(zoom->minimum, -1.5);
     EXPECT_EQ(zoom->maximum, 1000);
-    EXPECT_EQ(zoom->value.number, 3); // not a "Win" architecture: the unix default
+    EXPECT_EQ(zoom->value.number, 3); // "Linux" is not a "Win" architecture: the unix default
     const Opmg_Parameter *ink = Param(list, L"viewer", L"ink");
     EXPECT_EQ(ink->value.color.count, 4);
     EXPECT_EQ(ink->value.color.alpha, 4);
@@ -170,13 +170,20 @@ TEST(DefinitionParser, BuildsParametersWithTheirAttributesAndDefaults) {
 }
 
 TEST(DefinitionParser, PlatformDefaultsFollowGioArch) {
+#ifdef _WIN32
+    const std::wstring kHostDefault = L"w";
+#else
+    const std::wstring kHostDefault = L"u";
+#endif
     const std::string text = "c { p : OPMG_STRING default \"any\" default pc \"w\" unix \"u\"; }";
     for (const auto &[arch, expected] :
-         std::vector<std::pair<std::optional<std::string>, std::wstring>>{{"Win32", L"w"},
-                                                                          {"Windows", L"w"},
-                                                                          {"Linux", L"u"},
-                                                                          {"win32", L"u"},
-                                                                          {std::nullopt, L"u"}}) {
+         std::vector<std::pair<std::optional<std::string>, std::wstring>>{
+             {"Win32", L"w"},
+             {"Windows", L"w"},
+             {"Linux", L"u"},
+             {"win32", L"u"},
+             // unset: the host's own
+             {std::nullopt, kHostDefault}}) {
         EnvScope env;
         env.Set("GIO_ARCH", arch);
         Opmg_Category *list = Parse(text);

@@ -1,15 +1,18 @@
 // Preference files and registry keys: reading (with the warnings for stale entries), the
 // exact text written, save and load round trips, the save targets, atomic replacement and
 // the registry emulation.
-#include <sys/stat.h>
+#ifndef _WIN32
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstring>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "port/registry.hpp"
 #include "prefs/atomic_file.hpp"
 #include "prefs_test_util.hpp"
 
@@ -62,7 +65,10 @@ bool FailHalfway() {
     gFaultCalled = true;
     return false;
 }
+#ifndef _WIN32
+// Ends the child process half-way through a save.
 bool CrashHalfway() { _exit(3); }
+#endif
 
 } // namespace
 
@@ -139,25 +145,29 @@ TEST_F(Files, SavingWritesTheExactTextWithStoredValuesOnly) {
                                                       "memory.heap_size : 256.000000;\n"
                                                       "\n";
     EXPECT_EQ(ReadRaw(m_dir.Narrow("user/v8preference")), expected);
-    struct stat st {};
-    ASSERT_EQ(stat(m_dir.Narrow("user/v8preference").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0644u);
+#ifndef _WIN32 // Windows files have no mode bits; the folder's permissions apply
+    using std::filesystem::perms;
+    EXPECT_EQ(std::filesystem::status(m_dir.Narrow("user/v8preference")).permissions(),
+              perms::owner_read | perms::owner_write | perms::group_read | perms::others_read);
+#endif
     EXPECT_FALSE(std::filesystem::exists(m_dir.Narrow("site")));
 }
 
 TEST_F(Files, SavedValuesLoadAgainUnchanged) {
     Init();
     Oerr_ErrorReport *err = nullptr;
-    opmg_PutStringPreference(L"viewer", L"title", L"multi\nline \"quoted\"", &err);
+    // A character outside the BMP goes to the file as four UTF-8 bytes and comes back whole.
+    opmg_PutStringPreference(L"viewer", L"title", L"multi\nline \"quoted\" \U0001F600", &err);
     opmg_PutNumberPreference(L"viewer", L"zoom", -0.125, &err);
     const Opmg_Color three{3, -1, 0, 255, 0};
     opmg_PutColorPreference(L"viewer", L"ink", &three, &err);
     opmg_PutBooleanPreference(L"viewer", L"flag", OMSC_TRUE, &err);
     ASSERT_EQ(opmg_SaveUserPreference(&err), 0);
     const std::string first = ReadRaw(m_dir.Narrow("user/v8preference"));
+    EXPECT_NE(first.find("\xF0\x9F\x98\x80"), std::string::npos);
     ASSERT_EQ(opmg_Close(&err), 0);
     Init();
-    EXPECT_EQ(Title(), L"multi\nline \"quoted\"");
+    EXPECT_EQ(Title(), L"multi\nline \"quoted\" \U0001F600");
     EXPECT_EQ(Zoom(), -0.125);
     Opmg_Color c{};
     opmg_GetColorPreference(L"viewer", L"ink", &c, &err);
@@ -236,6 +246,8 @@ TEST_F(Files, AFailedSaveLeavesTheOldFileAndNoTemporaryFile) {
     EXPECT_EQ(files, 1);
 }
 
+// POSIX only: the save dies in a forked child.
+#ifndef _WIN32
 TEST_F(Files, AProcessKilledMidSaveLeavesTheOldFileWhole) {
     Init();
     Oerr_ErrorReport *err = nullptr;
@@ -263,10 +275,12 @@ TEST_F(Files, AProcessKilledMidSaveLeavesTheOldFileWhole) {
     }
     EXPECT_EQ(temporaries, 1);
 }
+#endif
 
 TEST_F(Files, RegistryKeysAreSavedAndReadThroughTheEmulation) {
     m_env.Set("GIO_PREFERENCES_PATH", "HKEY_CURRENT_USER\\Software\\Orvik;" + m_dir.Narrow("site"));
-    m_env.Set("TMPDIR", m_dir.Narrow("tmp"));
+    // TMPDIR names the temporary folder on POSIX, TMP on Windows.
+    m_env.Set("TMPDIR", m_dir.Narrow("tmp")).Set("TMP", m_dir.Narrow("tmp"));
     std::filesystem::create_directories(m_dir.Narrow("tmp"));
     WriteFile(m_dir.Narrow("site/v8preference"), "viewer.title : \"site\";\n");
     Init();
@@ -299,6 +313,37 @@ TEST_F(Files, RegistryKeysAreSavedAndReadThroughTheEmulation) {
     const std::string text = ReadRaw(key);
     EXPECT_EQ(text.find("from key"), std::string::npos);
     EXPECT_NE(text.find("viewer.title : \"again\" ;\n"), std::string::npos);
+}
+
+// With no registry folder named, Windows keeps "HKEY_" keys in the system registry.
+TEST_F(Files, RegistryKeysUseTheSystemRegistryWhereThereIsOne) {
+    if (!orvik::port::registry::Available()) GTEST_SKIP() << "this host has no system registry";
+    const std::wstring path = L"Software/OrvikTest/" + std::to_wstring(std::random_device{}());
+    const std::string element = "HKEY_CURRENT_USER\\" + std::string(path.begin(), path.end());
+    m_env.Set("GIO_REGISTRY_PATH", std::nullopt)
+        .Set("GIO_PREFERENCES_PATH", element + ";" + m_dir.Narrow("site"));
+    Init();
+    Oerr_ErrorReport *err = nullptr;
+    opmg_PutStringPreference(L"viewer", L"title", L"in the registry \U0001F600", &err);
+    opmg_PutNumberPreference(L"viewer", L"zoom", 3, &err);
+    ASSERT_EQ(opmg_SaveUserPreference(&err), 0) << ChainText(err);
+    std::vector<orvik::port::registry::Value> values;
+    bool exists = false;
+    ASSERT_EQ(orvik::port::registry::ReadValues(L"HKEY_CURRENT_USER", path, values, exists), 0);
+    EXPECT_TRUE(exists);
+    ASSERT_EQ(values.size(), 2u);
+    EXPECT_EQ(values[0].name, L"viewer.title");
+    EXPECT_EQ(values[0].text, L"in the registry \U0001F600");
+    EXPECT_EQ(values[1].name, L"viewer.zoom");
+    EXPECT_TRUE(values[1].isNumber);
+    EXPECT_EQ(values[1].number, 3);
+    ASSERT_EQ(opmg_Close(&err), 0);
+    Init();
+    EXPECT_EQ(Title(), L"in the registry \U0001F600");
+    EXPECT_EQ(Zoom(), 3);
+    EXPECT_EQ(orvik::port::registry::DeleteTree(L"HKEY_CURRENT_USER", path), 0);
+    ASSERT_EQ(orvik::port::registry::ReadValues(L"HKEY_CURRENT_USER", path, values, exists), 0);
+    EXPECT_FALSE(exists);
 }
 
 TEST_F(Files, WritingAListToANamedFile) {

@@ -30,22 +30,13 @@ inline void WriteFile(const std::string &path, const std::string &bytes) {
 class EnvScope {
   public:
     EnvScope &Set(const char *name, std::optional<std::string> value) {
-        const char *old = std::getenv(name);
-        m_saved.push_back({name, old ? std::optional<std::string>(old) : std::nullopt});
-        if (value) {
-            setenv(name, value->c_str(), 1);
-        } else {
-            unsetenv(name);
-        }
+        m_saved.push_back({name, orvik_test::GetEnv(name)});
+        orvik_test::SetEnv(name, value ? value->c_str() : nullptr);
         return *this;
     }
     ~EnvScope() {
         for (auto it = m_saved.rbegin(); it != m_saved.rend(); ++it) {
-            if (it->second) {
-                setenv(it->first.c_str(), it->second->c_str(), 1);
-            } else {
-                unsetenv(it->first.c_str());
-            }
+            orvik_test::SetEnv(it->first.c_str(), it->second ? it->second->c_str() : nullptr);
         }
     }
 

@@ -1,6 +1,7 @@
 // Toolkit start-up as an application does it: the not-installed path (thrown, logged once per
 // process) and a full start with the toolkit flag, the preference database and the plug-in
 // layer.
+#include "port/environment.hpp"
 #include "toolkit/toolkit_test_util.hpp"
 
 #include <orvik/oint.h>
@@ -77,9 +78,11 @@ TEST_F(ToolkitStart, InstalledStartsPreferencesToolkitAndPlugins) {
     EXPECT_EQ(d->pluginLayerStarted, OMSC_TRUE);
     EXPECT_EQ(oint_GetInit(), OMSC_TRUE);
     EXPECT_EQ(oplg_IsStarted(), OMSC_TRUE);
-    EXPECT_EQ(std::string(std::getenv("GIO_ARCHM")), "Linux-dbg");
-    EXPECT_EQ(std::string(std::getenv("GIO_PDF_PATH")),
-              m_home + "/defaults/Linux-dbg;" + m_home + "/defaults");
+    const std::wstring host = orvik::port::HostArchitecture();
+    const std::string archm = std::string(host.begin(), host.end()) + "-dbg";
+    EXPECT_EQ(orvik_test::GetEnv("GIO_ARCHM"), archm);
+    EXPECT_EQ(orvik_test::GetEnv("GIO_PDF_PATH"),
+              m_home + "/defaults/" + archm + ";" + m_home + "/defaults");
     // The preference database was read along the settled definition path.
     Oerr_ErrorReport *err = nullptr;
     wchar_t *greeting = opmg_GetStringPreference(L"tk", L"greeting", &err);

@@ -3,21 +3,38 @@
 // helpers (installation from the executable, machine-wide data folder, sinks).
 #include "toolkit/toolkit_test_util.hpp"
 
-#include <unistd.h>
-
 #include <map>
 #include <sstream>
 
 #include <orvik/oint.h>
+#include "port/environment.hpp"
 #include "toolkit/startup_paths.hpp"
 
 namespace {
 
 namespace tk = orvik::toolkit;
 
-std::string Get(const char *name) {
-    const char *v = std::getenv(name);
-    return v ? v : "<unset>";
+std::string Get(const char *name) { return orvik_test::GetEnv(name).value_or("<unset>"); }
+
+void ReplaceAll(std::string &text, const std::string &from, const std::string &to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+}
+
+// Expected values are written for Linux; another host's architecture name, PATH separator and
+// shared data folder take their places (on Linux the fixture's XDG_DATA_DIRS gives
+// "/xdg/share").
+std::string Host(std::string text) {
+    const std::wstring arch = orvik::port::HostArchitecture();
+    const std::wstring data = orvik::port::SharedDataFolder();
+    ReplaceAll(text, "/xdg/share", std::string(data.begin(), data.end()));
+    ReplaceAll(text, "Linux", std::string(arch.begin(), arch.end()));
+    ReplaceAll(text, "/bin:/usr/bin",
+               std::string("/bin") + static_cast<char>(orvik::port::PathListSeparator()) +
+                   "/usr/bin");
+    return text;
 }
 
 class StartupPaths : public ::testing::Test {
@@ -99,10 +116,10 @@ TEST_F(StartupPaths, EveryUnsetVariableGetsItsDefault) {
         {"ARCHOME", "/opt/tk/archome/Linux"},
         {"PATH", "/opt/tk/archome/Linux/bin:/usr/bin:/bin"},
     };
-    for (const auto &[name, value] : expected) EXPECT_EQ(Get(name.c_str()), value) << name;
+    for (const auto &[name, value] : expected) EXPECT_EQ(Get(name.c_str()), Host(value)) << name;
     // Starting again changes nothing: PATH does not get the folder twice.
     ASSERT_TRUE(Settle("/elsewhere"));
-    for (const auto &[name, value] : expected) EXPECT_EQ(Get(name.c_str()), value) << name;
+    for (const auto &[name, value] : expected) EXPECT_EQ(Get(name.c_str()), Host(value)) << name;
 }
 
 TEST_F(StartupPaths, SetVariablesAreKeptExceptArchmAndPath) {
@@ -122,7 +139,7 @@ TEST_F(StartupPaths, SetVariablesAreKeptExceptArchmAndPath) {
     EXPECT_EQ(Get("GIO_HOME"), "/home-set");
     EXPECT_EQ(Get("GIO_ARCH_MODE"), "debug");
     EXPECT_EQ(Get("GIO_ARCHM"), "Arch-debug"); // always composed again
-    EXPECT_EQ(Get("PATH"), "/preset/ARCHOME/bin:/usr/bin:/bin");
+    EXPECT_EQ(Get("PATH"), Host("/preset/ARCHOME/bin:/usr/bin:/bin"));
 }
 
 TEST_F(StartupPaths, LaterDefaultsUseEarlierValues) {
@@ -133,17 +150,18 @@ TEST_F(StartupPaths, LaterDefaultsUseEarlierValues) {
     EXPECT_EQ(Get("GIO_FONT_PATH"), "/my/etc/fonts");
     EXPECT_EQ(Get("GIO_SYMBOL_PATH"), "/my/etc/symbols;/h/etc");
     EXPECT_EQ(Get("ORVIK_BIN_PATH"), "/h/bin/Sun-64");
-    EXPECT_EQ(Get("GIO_GLOBAL_DATA"), "/xdg/share/orvik/toolkit-0.1");
-    EXPECT_EQ(Get("PATH"), "/h/archome/Sun-64/bin:/usr/bin:/bin");
+    EXPECT_EQ(Get("GIO_GLOBAL_DATA"), Host("/xdg/share/orvik/toolkit-0.1"));
+    EXPECT_EQ(Get("PATH"), Host("/h/archome/Sun-64/bin:/usr/bin:/bin"));
 }
 
 TEST_F(StartupPaths, PathsNamingUnsetVariablesAreLeftOut) {
     m_env.Set("GIO_PERSONAL", std::nullopt).Set("PATH", std::nullopt);
     ASSERT_TRUE(Settle("/h"));
     EXPECT_EQ(Get("GIO_PREFERENCES_PATH"), "/h/defaults");
-    EXPECT_EQ(Get("GIO_GEOMETRIC_MODELS_PATH"), "/h/usr/lib/Linux/GeometricModels");
-    EXPECT_EQ(Get("GIO_CFG_PATH"), "/h/devices/Linux;/h/etc;/xdg/share/orvik/toolkit-0.1/devices/");
-    EXPECT_EQ(Get("PATH"), "/h/archome/Linux/bin");
+    EXPECT_EQ(Get("GIO_GEOMETRIC_MODELS_PATH"), Host("/h/usr/lib/Linux/GeometricModels"));
+    EXPECT_EQ(Get("GIO_CFG_PATH"),
+              Host("/h/devices/Linux;/h/etc;/xdg/share/orvik/toolkit-0.1/devices/"));
+    EXPECT_EQ(Get("PATH"), Host("/h/archome/Linux/bin"));
 }
 
 TEST_F(StartupPaths, SinglePathsAreLimitedTo256Characters) {
@@ -180,6 +198,15 @@ TEST(StartupHelpers, GlobalAppStoreFollowsTheDataFolderConvention) {
     std::wstring out;
     env.Set("GIO_GLOBAL_DATA", std::nullopt).Set("XDG_DATA_DIRS", std::nullopt);
     EXPECT_EQ(DefaultToolkitContextUtil::ComputeGlobalAppStore(out), OMSC_TRUE);
+#ifdef _WIN32
+    // The common application-data folder; XDG_DATA_DIRS means nothing there.
+    const std::wstring common = orvik::port::SharedDataFolder();
+    EXPECT_EQ(common.find(L'\\'), std::wstring::npos);
+    EXPECT_EQ(out, common + L"/orvik/toolkit-0.1");
+    env.Set("XDG_DATA_DIRS", "/srv/data/:/x");
+    DefaultToolkitContextUtil::ComputeGlobalAppStore(out);
+    EXPECT_EQ(out, common + L"/orvik/toolkit-0.1");
+#else
     EXPECT_EQ(out, L"/usr/local/share/orvik/toolkit-0.1");
     env.Set("XDG_DATA_DIRS", "relative/share:/x");
     DefaultToolkitContextUtil::ComputeGlobalAppStore(out);
@@ -187,6 +214,7 @@ TEST(StartupHelpers, GlobalAppStoreFollowsTheDataFolderConvention) {
     env.Set("XDG_DATA_DIRS", "/srv/data/:/x");
     DefaultToolkitContextUtil::ComputeGlobalAppStore(out);
     EXPECT_EQ(out, L"/srv/data/orvik/toolkit-0.1");
+#endif
     env.Set("GIO_GLOBAL_DATA", "/given");
     DefaultToolkitContextUtil::ComputeGlobalAppStore(out);
     EXPECT_EQ(out, L"/given");
@@ -199,7 +227,7 @@ TEST(StartupHelpers, IsDirectoryWriteable) {
     EXPECT_EQ(DefaultToolkitContextUtil::IsDirectoryWriteable(dir.Wide("missing").c_str()),
               OMSC_FALSE);
     EXPECT_EQ(DefaultToolkitContextUtil::IsDirectoryWriteable(nullptr), OMSC_FALSE);
-    if (geteuid() != 0) { // root writes everywhere
+    if (orvik_test::FolderModesBind()) {
         std::filesystem::create_directory(dir.Narrow("ro"));
         std::filesystem::permissions(dir.Narrow("ro"), std::filesystem::perms::owner_read |
                                                            std::filesystem::perms::owner_exec);

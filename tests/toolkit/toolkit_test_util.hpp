@@ -2,13 +2,12 @@
 // plug-ins' event log, and the environment variables of the installation.
 #pragma once
 
-#include <dlfcn.h>
-
 #include <filesystem>
 
 #include <orvik/odll.h>
 #include <orvik/ofio.h>
 
+#include "port/dynamic_library.hpp"
 #include "prefs/prefs_test_util.hpp"
 
 inline std::wstring W(const std::string &s) { return std::wstring(s.begin(), s.end()); }
@@ -25,13 +24,8 @@ inline std::string InstallPlugin(const std::string &folder, const std::string &n
     return to;
 }
 
-// Whether the system loader still holds the library (RTLD_NOLOAD loads nothing).
-inline bool IsLoaded(const std::string &path) {
-    void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (!h) return false;
-    dlclose(h);
-    return true;
-}
+// Whether the system loader still holds the library.
+inline bool IsLoaded(const std::string &path) { return orvik::port::LibraryIsLoaded(path); }
 
 // A temporary installation with its own class folders and plug-in log; every instance is
 // closed and every kept class list forgotten at the end.

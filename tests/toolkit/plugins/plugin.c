@@ -10,12 +10,16 @@
 
 #include "test_plugin.h"
 
+#ifdef _WIN32
+#define EXPORT __declspec(dllexport)
+#else
 #define EXPORT __attribute__((visibility("default")))
+#endif
 
 static void Log(const char *event, const wchar_t *instance) {
     const char *file = getenv(TEST_PLUGIN_LOG_VARIABLE);
     if (!file) return;
-    FILE *f = fopen(file, "a");
+    FILE *f = fopen(file, "ab"); /* "\n" stays one byte on Windows */
     if (!f) return;
     fprintf(f, "%s %ls\n", event, instance ? instance : L"?");
     fclose(f);

@@ -1,14 +1,14 @@
-// Internal: the platform call behind the big heap's arena. One file per platform implements
-// it (arena_posix.cpp here); nothing else in the library maps memory for the heap.
+// Internal: the platform call behind the big heap's arena (one anonymous mapping on POSIX, a
+// VirtualAlloc region on Windows); nothing else in the library maps memory for the heap.
 #pragma once
 
 #include <cstddef>
 
-namespace orvik::core {
+namespace orvik::port {
 
 // Reserves `bytes` of private, read-write memory that reads as zeros. Null on failure.
 // The region is never grown; it lives until UnmapArenaRegion.
 void *MapArenaRegion(std::size_t bytes) noexcept;
 void UnmapArenaRegion(void *base, std::size_t bytes) noexcept;
 
-} // namespace orvik::core
+} // namespace orvik::port

@@ -1,4 +1,5 @@
-// Registry keys kept as files (see registry.hpp). The key file is written atomically.
+// Registry keys (see registry.hpp): the system registry where the host has one and
+// GIO_REGISTRY_PATH is unset, else one file per key, written atomically.
 #include "prefs/registry.hpp"
 
 #include <string>
@@ -13,6 +14,7 @@
 #include "strings/environment.hpp"
 #include "core/format.hpp"
 #include "core/utf8.hpp"
+#include "port/registry.hpp"
 
 using orvik::core::SetError;
 
@@ -23,13 +25,43 @@ namespace {
 const wchar_t *const kRoots[] = {L"HKEY_CURRENT_USER", L"HKEY_LOCAL_MACHINE", L"HKEY_USERS",
                                  L"HKEY_CLASSES_ROOT"};
 
+namespace reg = orvik::port::registry;
+
+bool RegistryFolderSet(std::wstring &folder) {
+    return orvik::text::LookupEnvironment(L"GIO_REGISTRY_PATH", folder) ==
+               orvik::text::EnvLookup::Set &&
+           !folder.empty();
+}
+
+// A registry folder named in the environment takes the place of the system registry, so that
+// tests and sandboxed runs touch only files they own.
+bool UseSystemRegistry() {
+    std::wstring folder;
+    return reg::Available() && !RegistryFolderSet(folder);
+}
+
+bool SystemFailed(Oerr_ErrorReport **err, const wchar_t *function, const wchar_t *action,
+                  const RegistryKey &key, reg::Code code) {
+    SetError(err, function, kFileFailed, nullptr, L"%s %s\\%s: %S", action, key.root.c_str(),
+             key.path.c_str(), reg::Reason(code).c_str());
+    return false;
+}
+
+std::wstring RenderValues(const std::vector<RegistryValue> &values) {
+    std::wstring text;
+    for (const RegistryValue &v : values) {
+        if (v.isNumber) {
+            text += orvik::text::Format(L"%s : %d ;\n", v.name.c_str(), static_cast<int>(v.number));
+        } else {
+            text += orvik::text::Format(L"%s : \"%s\" ;\n", v.name.c_str(), v.text.c_str());
+        }
+    }
+    return text;
+}
+
 std::wstring RegistryFolder() {
     std::wstring folder;
-    if (orvik::text::LookupEnvironment(L"GIO_REGISTRY_PATH", folder) ==
-            orvik::text::EnvLookup::Set &&
-        !folder.empty()) {
-        return folder;
-    }
+    if (RegistryFolderSet(folder)) return folder;
     std::wstring home;
     if (orvik::text::LookupEnvironment(L"HOME", home) != orvik::text::EnvLookup::Set)
         home = L"/tmp";
@@ -71,6 +103,17 @@ bool ParseRegistryKey(const std::wstring &text, RegistryKey &key, Oerr_ErrorRepo
 
 bool ReadKeyAsPreferenceText(const RegistryKey &key, std::wstring &text, bool &exists,
                              Oerr_ErrorReport **err) {
+    if (UseSystemRegistry()) {
+        std::vector<reg::Value> found;
+        const reg::Code code = reg::ReadValues(key.root, key.path, found, exists);
+        if (code != 0) {
+            return SystemFailed(err, L"ReadKeyAsPreferenceText", L"Cannot read", key, code);
+        }
+        std::vector<RegistryValue> values;
+        for (const reg::Value &v : found) values.push_back({v.name, v.isNumber, v.text, v.number});
+        text = RenderValues(values);
+        return true;
+    }
     const std::wstring file = KeyFile(key);
     Oerr_ErrorReport *inner = nullptr;
     exists = ofio_FileExists(file.c_str(), &inner) == OMSC_TRUE;
@@ -95,6 +138,10 @@ bool ReadKeyAsPreferenceText(const RegistryKey &key, std::wstring &text, bool &e
 }
 
 bool DeleteKey(const RegistryKey &key, Oerr_ErrorReport **err) {
+    if (UseSystemRegistry()) {
+        const reg::Code code = reg::DeleteTree(key.root, key.path);
+        return code == 0 || SystemFailed(err, L"DeleteKey", L"Cannot remove", key, code);
+    }
     const std::wstring file = KeyFile(key);
     Oerr_ErrorReport *inner = nullptr;
     if (ofio_FileExists(file.c_str(), &inner) != OMSC_TRUE) {
@@ -110,6 +157,10 @@ bool DeleteKey(const RegistryKey &key, Oerr_ErrorReport **err) {
 }
 
 bool CreateKey(const RegistryKey &key, Oerr_ErrorReport **err) {
+    if (UseSystemRegistry()) {
+        const reg::Code code = reg::Create(key.root, key.path);
+        return code == 0 || SystemFailed(err, L"CreateKey", L"Cannot create", key, code);
+    }
     Oerr_ErrorReport *inner = nullptr;
     if (ofio_MaybeMakeDir(KeyFolder(key).c_str(), &inner) != 0) {
         SetError(err, L"CreateKey", kFileFailed, inner, L"ofio_MaybeMakeDir failed");
@@ -120,15 +171,15 @@ bool CreateKey(const RegistryKey &key, Oerr_ErrorReport **err) {
 
 bool WriteKeyValues(const RegistryKey &key, const std::vector<RegistryValue> &values,
                     Oerr_ErrorReport **err) {
-    std::wstring text;
-    for (const RegistryValue &v : values) {
-        if (v.isNumber) {
-            text += orvik::text::Format(L"%s : %d ;\n", v.name.c_str(), static_cast<int>(v.number));
-        } else {
-            text += orvik::text::Format(L"%s : \"%s\" ;\n", v.name.c_str(), v.text.c_str());
-        }
+    if (UseSystemRegistry()) {
+        std::vector<reg::Value> stored;
+        for (const RegistryValue &v : values)
+            stored.push_back({v.name, v.isNumber, v.text, v.number});
+        const reg::Code code = reg::ReplaceValues(key.root, key.path, stored);
+        return code == 0 || SystemFailed(err, L"WriteKeyValues", L"Cannot write", key, code);
     }
-    return WriteFileAtomically(KeyFile(key), orvik::text::WideToUtf8Lossy(text), err);
+    return WriteFileAtomically(KeyFile(key), orvik::text::WideToUtf8Lossy(RenderValues(values)),
+                               err);
 }
 
 } // namespace orvik::prefs

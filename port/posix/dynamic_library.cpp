@@ -1,13 +1,13 @@
-// POSIX dynamic loading (see dynlib.hpp). dlerror is per thread, so the reason read right
-// after a failing call belongs to that call.
-#include "toolkit/dynlib.hpp"
+// POSIX dynamic loading (see port/dynamic_library.hpp). dlerror is per thread, so the reason read
+// right after a failing call belongs to that call.
+#include "port/dynamic_library.hpp"
 
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <vector>
 
-namespace orvik::toolkit {
+namespace orvik::port {
 
 namespace {
 std::string LastReason() {
@@ -42,6 +42,14 @@ bool LibraryUnload(void *module, std::string &reason) {
     return false;
 }
 
+bool LibraryIsLoaded(const std::string &path) {
+    // RTLD_NOLOAD only looks the library up; the extra reference is given back at once.
+    void *m = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (!m) return false;
+    dlclose(m);
+    return true;
+}
+
 std::string LibraryOwnFile() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void *>(&LibraryOwnFile), &info) == 0 || !info.dli_fname) return {};
@@ -55,4 +63,4 @@ std::string ExecutableFile() {
     return std::string(buf.data(), static_cast<size_t>(n));
 }
 
-} // namespace orvik::toolkit
+} // namespace orvik::port

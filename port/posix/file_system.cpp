@@ -1,5 +1,5 @@
-// POSIX implementation of the file layer's system interface (see os.hpp).
-#include "fio/os.hpp"
+// POSIX implementation of the file system calls (see port/file_system.hpp).
+#include "port/file_system.hpp"
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,7 +12,7 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
-namespace orvik::fio::os {
+namespace orvik::port::fs {
 namespace {
 
 int ToFd(Handle h) { return static_cast<int>(h); }
@@ -153,6 +153,22 @@ Code SizeOfPath(const std::string &path, std::int64_t &size) {
     return 0;
 }
 
+Code FlushToDisk(Handle handle) {
+    while (::fsync(ToFd(handle)) != 0) {
+        if (errno != EINTR) return errno;
+    }
+    return 0;
+}
+
+Code MakeReadableByAll(Handle handle) { return ::fchmod(ToFd(handle), 0644) == 0 ? 0 : errno; }
+
+void FlushFolder(const std::string &folder) {
+    const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir < 0) return;
+    ::fsync(dir);
+    ::close(dir);
+}
+
 Code Remove(const std::string &path) { return ::unlink(path.c_str()) == 0 ? 0 : errno; }
 Code Rename(const std::string &from, const std::string &to) {
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
@@ -220,4 +236,4 @@ Code IsLocal(Handle handle, bool &local) {
     return 0;
 }
 
-} // namespace orvik::fio::os
+} // namespace orvik::port::fs

@@ -1,11 +1,9 @@
 // POSIX back end of the arena region: one anonymous private mapping. Thread-safe.
-// The whole file is the POSIX build's; a Windows file beside it supplies the same calls.
-#if !defined(_WIN32)
+#include "port/memory_region.hpp"
+
 #include <sys/mman.h>
 
-#include "core/arena_region.hpp"
-
-namespace orvik::core {
+namespace orvik::port {
 
 void *MapArenaRegion(std::size_t bytes) noexcept {
     if (bytes == 0) return nullptr;
@@ -20,6 +18,4 @@ void UnmapArenaRegion(void *base, std::size_t bytes) noexcept {
     if (base) munmap(base, bytes);
 }
 
-} // namespace orvik::core
-
-#endif // !_WIN32
+} // namespace orvik::port
