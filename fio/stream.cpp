@@ -325,6 +325,72 @@ bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
     return false;
 }
 
+namespace {
+std::size_t Total(const os::Piece *pieces, std::size_t count) {
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < count; ++i) total += pieces[i].count;
+    return total;
+}
+} // namespace
+
+bool Stream::ReadPieces(std::int64_t position, const os::Piece *pieces, std::size_t count,
+                        Oerr_ErrorReport **err, const wchar_t *fn) {
+    const std::size_t total = Total(pieces, count);
+    if (!CheckReadable(err, fn) || !CheckRange(position, total, err, fn)) return false;
+    if (total == 0) return true;
+    if (IsNullDevice()) {
+        SetError(err, fn, kUnexpectedEnd, nullptr,
+                 L"Unexpected end of file \"%s\": 0 of %lld bytes read at offset %lld",
+                 m_name.c_str(), static_cast<long long>(total), static_cast<long long>(position));
+        return false;
+    }
+    if (!FlushWrites(err, fn)) return false;
+    std::size_t done = 0;
+    const os::Code code = os::ReadAtV(m_handle, pieces, count, position, done);
+    if (code != 0) {
+        ReportSystemError(err, fn, code, L"Cannot read file", &m_name,
+                          text::Format(L" (%lld bytes at offset %lld)",
+                                       static_cast<long long>(total),
+                                       static_cast<long long>(position)));
+        return false;
+    }
+    if (done == total) {
+        m_lastReadEnd = position + static_cast<std::int64_t>(total);
+        return true;
+    }
+    SetError(err, fn, kUnexpectedEnd, nullptr,
+             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld",
+             m_name.c_str(), static_cast<long long>(done), static_cast<long long>(total),
+             static_cast<long long>(position));
+    return false;
+}
+
+bool Stream::WritePieces(std::int64_t position, const os::Piece *pieces, std::size_t count,
+                         Oerr_ErrorReport **err, const wchar_t *fn) {
+    const std::size_t total = Total(pieces, count);
+    if (!CheckWritable(err, fn) || !CheckRange(position, total, err, fn)) return false;
+    if (total == 0) return true;
+    const std::int64_t end = position + static_cast<std::int64_t>(total);
+    if (IsNullDevice()) {
+        m_nullSize = std::max(m_nullSize, end);
+        return true;
+    }
+    if (!testing::WriteAllowed()) return true; // a simulated crash: the write never happens
+    if (m_readLength > 0 && position < m_readStart + static_cast<std::int64_t>(m_readLength) &&
+        end > m_readStart)
+        m_readLength = 0;
+    // Buffered bytes are earlier writes: they reach the system first.
+    if (!FlushWrites(err, fn)) return false;
+    std::size_t done = 0;
+    const os::Code code = os::WriteAtV(m_handle, pieces, count, position, done);
+    if (code == 0) return true;
+    ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
+                      Detail(L" (%lld of %lld bytes written at offset %lld)",
+                             static_cast<long long>(done), static_cast<long long>(total),
+                             static_cast<long long>(position)));
+    return false;
+}
+
 bool Stream::ReadNext(void *buffer, std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!ReadExact(m_pos, buffer, count, err, fn)) return false;
     m_pos += static_cast<std::int64_t>(count);

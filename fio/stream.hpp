@@ -63,6 +63,13 @@ class Stream {
                   Oerr_ErrorReport **err, const wchar_t *fn);
     bool Write(std::int64_t position, const void *buffer, std::size_t count, Oerr_ErrorReport **err,
                const wchar_t *fn);
+    // Vectored forms: the pieces lie one after another from `position` on. Both go to the
+    // system in as few calls as it allows, past both buffers (pending buffered writes go out
+    // first); a write counts as one write for the write-stopping seam.
+    bool ReadPieces(std::int64_t position, const os::Piece *pieces, std::size_t count,
+                    Oerr_ErrorReport **err, const wchar_t *fn);
+    bool WritePieces(std::int64_t position, const os::Piece *pieces, std::size_t count,
+                     Oerr_ErrorReport **err, const wchar_t *fn);
     // Sequential forms at the stream position (the end in append mode); they advance it.
     bool ReadNext(void *buffer, std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn);
     bool WriteNext(const void *buffer, std::size_t count, Oerr_ErrorReport **err,

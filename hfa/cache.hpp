@@ -15,6 +15,8 @@
 
 #include <orvik/ohfa.h>
 
+#include "port/file_system.hpp"
+
 namespace orvik::hfa {
 
 inline constexpr const wchar_t *kCacheIndexDesign = L"Ohfa_CacheIndex";
@@ -24,7 +26,7 @@ constexpr int64_t kDefaultCacheLimit = 16 << 20;
 // Largest single write of new blocks, and the share of the limit one read ahead may fill.
 constexpr int64_t kRunBytes = 8 << 20;
 constexpr int64_t kReadAheadShare = 8;
-// Blocks at least this large are read and written one call each, without a staging copy.
+// A whole-block transfer of a block at least this large bypasses memory (HeldBlock).
 constexpr std::size_t kDirectBlockBytes = 64 << 10;
 // HeldBlock's answer when the block cannot be held (caching off, or a block larger than the
 // limit): use the copying calls.
@@ -54,9 +56,6 @@ struct Ohfa_Cache_ {
     // Buffers of evicted blocks kept for reuse; blocks held and spares together stay within
     // the limit.
     std::vector<std::unique_ptr<unsigned char[]>> spare;
-    // Staging for runs of blocks read or written in one call (at most a quarter of the
-    // limit, or one block).
-    std::vector<unsigned char> staging;
     int32_t lastMiss = -2; // last block read from the file
     int32_t readAhead = 1; // blocks the last read brought in
     int64_t hits = 0;
@@ -105,8 +104,23 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
 // How many blocks from `block` on (at most `most`) lie one after another in the file and are
 // not held in memory; at least 1.
 int32_t ContiguousRun(const Ohfa_Cache_ &cache, int32_t block, int32_t most);
-// Reads `count` blocks that lie one after another, from `block` on, in one read.
-bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, void *bytes, Oerr_ErrorReport **err,
-             const wchar_t *fn);
+// Reads `count` blocks that lie one after another in the file, from `block` on, into
+// bytes[0..count) with one vectored read.
+bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, unsigned char *const *bytes,
+             Oerr_ErrorReport **err, const wchar_t *fn);
+
+// Whole blocks moved straight between the file and a caller's memory (cache_direct.cpp), for
+// transfers that would gain nothing from a stop in memory. Block k of `blocks` is pieces
+// [k * per, (k + 1) * per), in the block's byte order; none of the blocks may be held in
+// memory. Writes: stored blocks in place, new ones into runs of new space followed by their
+// index slots (so a crash leaves at most unnamed space). Reads: stored blocks only, one
+// vectored read per run of blocks that follow each other in the file.
+bool IsHeld(const Ohfa_Cache_ &cache, int32_t block);
+bool WriteBlocksDirect(Ohfa_Cache_ &cache, const std::vector<int32_t> &blocks,
+                       const std::vector<port::fs::Piece> &pieces, std::size_t per,
+                       Oerr_ErrorReport **err, const wchar_t *fn);
+bool ReadBlocksDirect(Ohfa_Cache_ &cache, const std::vector<int32_t> &blocks,
+                      const std::vector<port::fs::Piece> &pieces, std::size_t per,
+                      Oerr_ErrorReport **err, const wchar_t *fn);
 
 } // namespace orvik::hfa

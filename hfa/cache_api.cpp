@@ -182,27 +182,22 @@ long HeldBlock(Ohfa_Cache *cache, int32_t b, bool forWrite, bool load, bool whol
     const int32_t run = ContiguousRun(*cache, b, cache->readAhead);
     cache->lastMiss = b + run - 1;
     if (!MakeRoom(cache, int64_t{run} * cache->node.blocksize, err, fn)) return -1;
-    const bool direct = run == 1 || size >= kDirectBlockBytes;
-    std::vector<unsigned char> &staging = cache->staging;
-    if (!direct) {
-        staging.resize(size * static_cast<std::size_t>(run));
-        if (!ReadRun(*cache, b, run, staging.data(), err, fn)) return -1;
-    }
+    // The run comes in with one vectored read straight into the blocks' own buffers.
+    std::vector<unsigned char *> into(static_cast<std::size_t>(run));
     for (int32_t i = run - 1; i >= 0; --i) {
         CachedBlock &held = Hold(cache, b + i);
-        bool ok = true;
-        if (direct)
-            ok = ReadBlock(*cache, b + i, held.bytes.get(), err, fn);
-        else
-            std::memcpy(held.bytes.get(), staging.data() + size * static_cast<std::size_t>(i),
-                        size);
-        if (!ok) {
-            cache->recency.erase(held.use);
-            cache->blocks.erase(b + i);
-            cache->held -= cache->node.blocksize;
-            return -1;
-        }
         held.dirty = forWrite && i == 0;
+        into[static_cast<std::size_t>(i)] = held.bytes.get();
+    }
+    if (!ReadRun(*cache, b, run, into.data(), err, fn)) {
+        for (int32_t i = 0; i < run; ++i) {
+            auto it = cache->blocks.find(b + i);
+            cache->recency.erase(it->second.use);
+            cache->spare.push_back(std::move(it->second.bytes));
+            cache->blocks.erase(it);
+            cache->held -= cache->node.blocksize;
+        }
+        return -1;
     }
     *bytes = cache->blocks.at(b).bytes.get();
     return 1;

@@ -176,10 +176,8 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
                       const std::vector<std::pair<int32_t, const unsigned char *>> &blocks,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     const int64_t size = cache.node.blocksize;
-    // Runs stay within a quarter of the memory limit (the staging copy is held for reuse).
-    const int64_t runBytes = std::min(kRunBytes, cache.limit / 4);
-    const std::size_t perRun = static_cast<std::size_t>(std::max<int64_t>(1, runBytes / size));
-    std::vector<unsigned char> &staging = cache.staging;
+    const std::size_t perRun = static_cast<std::size_t>(std::max<int64_t>(1, kRunBytes / size));
+    std::vector<port::fs::Piece> pieces;
     for (std::size_t first = 0; first < blocks.size(); first += perRun) {
         const std::size_t n = std::min(perRun, blocks.size() - first);
         const uint32_t at =
@@ -188,30 +186,12 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
             SetError(err, fn, kCacheNoSpace, *err, L"ohfa_NextFreePos failed");
             return false;
         }
-        if (static_cast<std::size_t>(size) >= kDirectBlockBytes) {
-            // Large blocks: one write each into the run, no staging copy.
-            for (std::size_t i = 0; i < n; ++i) {
-                const uint32_t p = at + static_cast<uint32_t>(i * static_cast<std::size_t>(size));
-                if (!WriteAt(cache.file, p, blocks[first + i].second, static_cast<long>(size), err,
-                             fn)) {
-                    SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write block %ld of %s",
-                             static_cast<long>(blocks[first + i].first), cache.path.c_str());
-                    return false;
-                }
-                cache.index[static_cast<std::size_t>(blocks[first + i].first)] = p;
-            }
-            continue;
-        }
-        const unsigned char *bytes = blocks[first].second;
-        if (n > 1) {
-            staging.resize(static_cast<std::size_t>(size) * n);
-            for (std::size_t i = 0; i < n; ++i)
-                std::memcpy(staging.data() + i * static_cast<std::size_t>(size),
-                            blocks[first + i].second, static_cast<std::size_t>(size));
-            bytes = staging.data();
-        }
-        if (!WriteAt(cache.file, at, bytes, static_cast<long>(size * static_cast<int64_t>(n)), err,
-                     fn)) {
+        // The blocks go out from where they are held, gathered by one vectored write.
+        pieces.clear();
+        for (std::size_t i = 0; i < n; ++i)
+            pieces.push_back({const_cast<unsigned char *>(blocks[first + i].second),
+                              static_cast<std::size_t>(size)});
+        if (!WritePiecesAt(cache.file, at, pieces.data(), n, err, fn)) {
             SetError(err, fn, kCacheStoreWriteFailed, *err, L"Cannot write %ld blocks of %s",
                      static_cast<long>(n), cache.path.c_str());
             return false;
@@ -235,10 +215,14 @@ int32_t ContiguousRun(const Ohfa_Cache_ &cache, int32_t block, int32_t most) {
     return n;
 }
 
-bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, void *bytes, Oerr_ErrorReport **err,
-             const wchar_t *fn) {
-    if (ReadAt(cache.file, cache.index[static_cast<std::size_t>(block)], bytes,
-               static_cast<long>(int64_t{cache.node.blocksize} * count), err, fn))
+bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, unsigned char *const *bytes,
+             Oerr_ErrorReport **err, const wchar_t *fn) {
+    std::vector<port::fs::Piece> pieces(static_cast<std::size_t>(count));
+    for (int32_t i = 0; i < count; ++i)
+        pieces[static_cast<std::size_t>(i)] = {bytes[i],
+                                               static_cast<std::size_t>(cache.node.blocksize)};
+    if (ReadPiecesAt(cache.file, cache.index[static_cast<std::size_t>(block)], pieces.data(),
+                     pieces.size(), err, fn))
         return true;
     SetError(err, fn, kCacheReadFailed, *err, L"Cannot read block %ld of %s",
              static_cast<long>(block), cache.path.c_str());

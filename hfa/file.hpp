@@ -13,6 +13,7 @@
 #include <orvik/othr.h>
 
 #include "hfa/entry.hpp"
+#include "port/file_system.hpp"
 #include "hfa/free_list.hpp"
 
 namespace orvik::hfa {
@@ -119,6 +120,12 @@ bool RecordFromBytes(const wchar_t *design, const unsigned char *bytes, long siz
 // Raw transfers that keep the record's file end up to date.
 bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
              Oerr_ErrorReport **err, const wchar_t *fn);
+// The same for blocks that lie one after another in the file but apart in memory: one
+// vectored system call (or a few) instead of a staging copy.
+bool WritePiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piece *pieces,
+                   std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn);
+bool ReadPiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piece *pieces,
+                  std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn);
 // Bookkeeping of a write made to the stream directly: the file's end and the cached entry
 // records the bytes overlap.
 void NoteWritten(Ohfa_File *file, int64_t position, int64_t count);

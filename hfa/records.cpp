@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/guard.hpp"
+#include "fio/stream.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/report.hpp"
@@ -99,6 +100,49 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
         return false;
     }
     NoteWritten(file, position, count);
+    return true;
+}
+
+namespace {
+int64_t Total(const orvik::port::fs::Piece *pieces, std::size_t count) {
+    int64_t total = 0;
+    for (std::size_t i = 0; i < count; ++i) total += static_cast<int64_t>(pieces[i].count);
+    return total;
+}
+} // namespace
+
+bool WritePiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piece *pieces,
+                   std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const int64_t total = Total(pieces, count);
+    if (position < 0 || position + total > kMaxFileSize) {
+        SetError(err, fn, kRecordBeyondLimit, nullptr,
+                 L"%lld bytes at %lld would carry file %s beyond the OHFA limit",
+                 static_cast<long long>(total), static_cast<long long>(position),
+                 file->name.c_str());
+        return false;
+    }
+    if (!file->stream->WritePieces(position, pieces, count, err, L"ofio_FileWriteDirect")) {
+        SetError(err, fn, kRecordWriteFailed, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
+        return false;
+    }
+    NoteWritten(file, position, total);
+    return true;
+}
+
+bool ReadPiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piece *pieces,
+                  std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const int64_t total = Total(pieces, count);
+    if (position < 0 || position > file->fileEnd - total) {
+        SetError(err, fn, kRecordBeyondEnd, nullptr,
+                 L"%lld bytes at %lld lie beyond the end (%lld) of file %s",
+                 static_cast<long long>(total), static_cast<long long>(position),
+                 static_cast<long long>(file->fileEnd), file->name.c_str());
+        return false;
+    }
+    if (!file->stream->ReadPieces(position, pieces, count, err, L"ofio_FileReadDirect")) {
+        SetError(err, fn, kRecordReadFailed, err ? *err : nullptr, L"ofio_FileReadDirect failed");
+        return false;
+    }
     return true;
 }
 

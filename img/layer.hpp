@@ -19,6 +19,9 @@ constexpr int32_t kMaxCellBytes = 4096;
 constexpr uint32_t kLayerRecordSize = 40;
 constexpr int64_t kMaxBlockBytes = 16 << 20;
 constexpr int32_t kMaxBlockSide = 1 << 20;
+// Whole blocks moved straight to or from a window go through a staging buffer of at most
+// this size (or one block).
+constexpr std::size_t kStageBytes = 1 << 20;
 
 // The layer design (owned by the library, created at first use).
 const Omif_Design *LayerDesign(Oerr_ErrorReport **err);
@@ -60,6 +63,7 @@ struct Oimg_Layer_ {
     std::vector<unsigned char> noDataBlock; // file form of a block never written
     std::vector<unsigned char> block;       // scratch: one block
     std::vector<unsigned char> hostRow;     // scratch: one block row in host form
+    std::vector<unsigned char> stage;       // scratch: whole blocks on their way (kStageBytes)
 };
 
 namespace orvik::img {
@@ -81,5 +85,15 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
                 Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn);
 bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                  const Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn);
+
+// The window's blocks that it covers whole and that need no conversion, moved straight
+// between the file and the caller's rows (whole_blocks.cpp); `moved` receives their numbers
+// in increasing order (the rest is the caller's to transfer).
+bool ReadWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
+                     Ogda_BaseData *data, std::vector<int32_t> &moved, Oerr_ErrorReport **err,
+                     const wchar_t *fn);
+bool WriteWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
+                      const Ogda_BaseData *data, std::vector<int32_t> &moved,
+                      Oerr_ErrorReport **err, const wchar_t *fn);
 
 } // namespace orvik::img

@@ -104,9 +104,13 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
         omsc_AddressOf_opxm_Convert()[info.pixelType][data->datatype];
     const bool direct = Direct(layer);
     unsigned char *host = layer->hostRow.data();
+    std::vector<int32_t> moved;
+    if (!ReadWholeBlocks(layer, row, column, rows, columns, data, moved, err, fn)) return false;
+    auto next = moved.begin();
     return ForEachBlock(
         layer, row, column, rows, columns,
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
+            if (next != moved.end() && *next == block) return ++next, true;
             // The block in the cache's memory when it can be held there, else a copy.
             unsigned char *held = nullptr;
             long got = hfa::HeldBlock(layer->cache, block, false, true,
@@ -148,9 +152,13 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
     const bool direct = Direct(layer);
     const bool text = info.pixelType == OGDA_STRING;
     unsigned char *host = layer->hostRow.data();
+    std::vector<int32_t> moved;
+    if (!WriteWholeBlocks(layer, row, column, rows, columns, data, moved, err, fn)) return false;
+    auto next = moved.begin();
     return ForEachBlock(
         layer, row, column, rows, columns,
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
+            if (next != moved.end() && *next == block) return ++next, true;
             // Pixels of the block that lie inside the layer: all of them are overwritten when the
             // piece covers them, and the rest of the block is no-data.
             const bool covers = Whole(layer, block, y0, ny, x0, nx);

@@ -47,6 +47,19 @@ Code ReadAt(Handle handle, void *buffer, std::size_t count, std::int64_t positio
 Code WriteAt(Handle handle, const void *buffer, std::size_t count, std::int64_t position,
              std::size_t &done);
 
+// Vectored forms: the pieces lie one after another in the file from `position` on and move
+// in as few system calls as the system allows (a plain loop of the calls above where it has
+// no vectored one). Same rules for `done` and the end of the file. A write leaves the
+// pieces' bytes unchanged.
+struct Piece {
+    void *bytes;
+    std::size_t count;
+};
+Code ReadAtV(Handle handle, const Piece *pieces, std::size_t count, std::int64_t position,
+             std::size_t &done);
+Code WriteAtV(Handle handle, const Piece *pieces, std::size_t count, std::int64_t position,
+              std::size_t &done);
+
 Code SizeOf(Handle handle, std::int64_t &size);
 // Writes the file's data through to the disk.
 Code FlushToDisk(Handle handle);

@@ -10,6 +10,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace orvik::port::fs {
@@ -121,6 +122,68 @@ Code WriteAt(Handle handle, const void *buffer, std::size_t count, std::int64_t 
         done += static_cast<std::size_t>(n);
     }
     return 0;
+}
+
+namespace {
+
+// Moves the pieces with preadv / pwritev, at most IOV_MAX of them a call, resuming after a
+// short transfer in the middle of a piece.
+template <class Call>
+Code Vectored(const Piece *pieces, std::size_t count, std::int64_t position, std::size_t &done,
+              bool reading, Call &&call) {
+    done = 0;
+    std::size_t at = 0;   // first piece not wholly moved
+    std::size_t skip = 0; // bytes of it already moved
+    iovec vec[IOV_MAX];
+    while (at < count) {
+        int n = 0;
+        for (std::size_t i = at; i < count && n < IOV_MAX; ++i, ++n) {
+            const std::size_t off = i == at ? skip : 0;
+            vec[n].iov_base = static_cast<char *>(pieces[i].bytes) + off;
+            vec[n].iov_len = pieces[i].count - off;
+        }
+        const ssize_t moved = call(vec, n, position + static_cast<std::int64_t>(done));
+        if (moved < 0) {
+            if (errno == EINTR) continue;
+            return errno;
+        }
+        if (moved == 0) {
+            bool left = false;
+            for (int i = 0; i < n && !left; ++i) left = vec[i].iov_len != 0;
+            if (!left) { // only empty pieces were left
+                at = count;
+                break;
+            }
+            return reading ? 0 : FileTooLargeCode();
+        }
+        done += static_cast<std::size_t>(moved);
+        auto rest = static_cast<std::size_t>(moved);
+        while (at < count && rest >= pieces[at].count - skip) {
+            rest -= pieces[at].count - skip;
+            skip = 0;
+            ++at;
+        }
+        skip += rest;
+    }
+    return 0;
+}
+
+} // namespace
+
+Code ReadAtV(Handle handle, const Piece *pieces, std::size_t count, std::int64_t position,
+             std::size_t &done) {
+    return Vectored(pieces, count, position, done, true,
+                    [&](const iovec *v, int n, std::int64_t at) {
+                        return ::preadv(ToFd(handle), v, n, static_cast<off_t>(at));
+                    });
+}
+
+Code WriteAtV(Handle handle, const Piece *pieces, std::size_t count, std::int64_t position,
+              std::size_t &done) {
+    return Vectored(pieces, count, position, done, false,
+                    [&](const iovec *v, int n, std::int64_t at) {
+                        return ::pwritev(ToFd(handle), v, n, static_cast<off_t>(at));
+                    });
 }
 
 Code SizeOf(Handle handle, std::int64_t &size) {

@@ -123,6 +123,33 @@ Code WriteAt(Handle handle, const void *buffer, std::size_t count, std::int64_t 
     return 0;
 }
 
+// No positioned vectored call on synchronous handles: one transfer per piece.
+Code ReadAtV(Handle handle, const Piece *pieces, std::size_t count, std::int64_t position,
+             std::size_t &done) {
+    done = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::size_t got = 0;
+        const Code code = ReadAt(handle, pieces[i].bytes, pieces[i].count,
+                                 position + static_cast<std::int64_t>(done), got);
+        done += got;
+        if (code != 0 || got < pieces[i].count) return code;
+    }
+    return 0;
+}
+
+Code WriteAtV(Handle handle, const Piece *pieces, std::size_t count, std::int64_t position,
+              std::size_t &done) {
+    done = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::size_t put = 0;
+        const Code code = WriteAt(handle, pieces[i].bytes, pieces[i].count,
+                                  position + static_cast<std::int64_t>(done), put);
+        done += put;
+        if (code != 0) return code;
+    }
+    return 0;
+}
+
 Code SizeOf(Handle handle, std::int64_t &size) {
     LARGE_INTEGER n;
     if (!GetFileSizeEx(ToHandle(handle), &n)) return Last();
