@@ -124,6 +124,31 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
         }
         const int64_t at = ReadStart(file, position, size, err, kFn);
         if (at < 0) return -1;
+        if (size > kStreamedRecord) {
+            // Large records are converted straight from the stream: arrays go from the file
+            // into the record's own memory (the caller's, when it holds an array of the
+            // stored count already), with no copy of the whole record in between.
+            if (ofio_Seek(file->stream, at, OFIO_SEEK_SET, err) != 0) {
+                SetError(err, kFn, kDataReadFailed, *err, L"ofio_ReadSeq failed");
+                return -1;
+            }
+            const long used = omif_ConvertToHostX(file->stream, nullptr, design, hostBuffer, err);
+            if (*err) {
+                SetError(err, kFn, kDataDecodeFailed, *err, L"omif_ConvertToHostX failed");
+                return -1;
+            }
+            if (used > size) {
+                SetError(err, kFn, kDataDecodeFailed, nullptr,
+                         L"A record of design %s takes %ld bytes, more than its block of %ld",
+                         design->name ? design->name : L"(unnamed)", used, size);
+                return -1;
+            }
+            if (ofio_Seek(file->stream, at + size, OFIO_SEEK_SET, err) != 0) {
+                SetError(err, kFn, kDataReadFailed, *err, L"ofio_ReadSeq failed");
+                return -1;
+            }
+            return size;
+        }
         std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
         if (!ReadBytes(file, at, size, bytes.data(), err, kFn)) return -1;
         Omif_Buffer buffer{bytes.data(), size, 0, static_cast<long>(at)};

@@ -4,6 +4,7 @@
 // guard. Write order: the data is written before the entry that names it, so a crash never
 // leaves an entry pointing at bytes that were not yet written (see docs/hfa-entries.md).
 #include <chrono>
+#include <cstring>
 #include <vector>
 
 #include "core/guard.hpp"
@@ -11,6 +12,7 @@
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "mif/dictionary.hpp"
+#include "mif/item_types.hpp"
 #include "hfa/report.hpp"
 
 using orvik::core::Guarded;
@@ -256,6 +258,64 @@ ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, l
         if (found == 0) return Finish<void *>(guard, nullptr, true, err, kFn, nullptr);
         const bool ok = found > 0 && ReadData(file, seekMethod, object, design, err, kFn);
         return Finish<void *>(guard, object, ok, err, kFn, nullptr);
+    });
+}
+
+ORVIK_API long ohfa_ObjectArrayRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                    const Omif_Design *design, void *destination, long capacity,
+                                    Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"ohfa_ObjectArrayRead";
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
+        const Omif_Item *item = design ? design->items : nullptr;
+        if (!item || item->next || !item->indirect || item->pointerKind != OMIF_POINTER_COUNTED ||
+            item->type == OMIF_ITEM_OBJECT || item->type == OMIF_ITEM_INLINE_OBJECT ||
+            item->type == OMIF_ITEM_BASEDATA || capacity < 0 || (capacity > 0 && !destination)) {
+            SetError(err, kFn, kObjectNotAnArray, nullptr,
+                     L"Design %s is not one counted array of plain elements (or no destination "
+                     L"for %ld elements)",
+                     design && design->name ? design->name : L"(null)", capacity);
+            return -1;
+        }
+        GuardScope guard(file);
+        const long found = ReaderSeek(file, name, seekMethod, err, kFn, L"ObjectSeek failed");
+        if (found == 0) SetError(err, kFn, kObjectReadFailed, nullptr, L"Object read failure!");
+        if (found <= 0) return Finish<long>(guard, -1, false, err, kFn, -1);
+        const Ohfa_Entry e = file->entry.record;
+        if (e.dataSize == 0) return Finish<long>(guard, 0, true, err, kFn, -1);
+        // The stored count first: the destination must have room before anything is read.
+        unsigned char words[4];
+        const int64_t at = seekMethod == 18 ? ofio_Tell(file->stream, err) : int64_t{e.data};
+        bool ok = e.dataSize >= 8 && at >= 0 && ReadAt(file, at, words, 4, err, kFn);
+        if (!ok) {
+            SetError(err, kFn, kObjectDataFailed, e.dataSize >= 8 ? *err : nullptr,
+                     L"ohfa_FileHostDataRead failed");
+            return Finish<long>(guard, -1, false, err, kFn, -1);
+        }
+        const uint32_t count = uint32_t{words[0]} | uint32_t{words[1]} << 8 |
+                               uint32_t{words[2]} << 16 | uint32_t{words[3]} << 24;
+        if (count > static_cast<uint64_t>(capacity)) {
+            SetError(err, kFn, kObjectArrayTooLarge, nullptr,
+                     L"Object %s holds %lu elements, more than the %ld the destination has room "
+                     L"for",
+                     name ? name : L"(current)", static_cast<unsigned long>(count), capacity);
+            return Finish<long>(guard, -1, false, err, kFn, -1);
+        }
+        // A record that holds the caller's memory as its array, of the stored count: the
+        // conversion fills it in place. The record never owns it, so it is only detached.
+        std::vector<unsigned char> record(static_cast<std::size_t>(design->hostSize), 0);
+        const orvik::mif::CountedPointerHost borrowed{static_cast<int32_t>(count),
+                                                      count ? destination : nullptr};
+        std::memcpy(record.data() + item->offset, &borrowed, sizeof borrowed);
+        ok = ohfa_FileHostDataRead(file, seekMethod == 18 ? -1 : static_cast<long>(e.data), design,
+                                   e.dataSize, record.data(), err) == e.dataSize;
+        orvik::mif::CountedPointerHost after{};
+        std::memcpy(&after, record.data() + item->offset, sizeof after);
+        if (after.data && after.data != destination) omsc_HeapFree(after.data);
+        if (!ok) SetError(err, kFn, kObjectDataFailed, *err, L"ohfa_FileHostDataRead failed");
+        return Finish<long>(guard, static_cast<long>(count), ok, err, kFn, -1);
     });
 }
 

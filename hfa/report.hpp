@@ -163,6 +163,8 @@ enum ReportNumber : long {
     kObjectBadArgument = 6,
     kObjectFreeListFailed = 40,
     kObjectDictionaryFailed = 7,
+    kObjectNotAnArray = 8,    // ohfa_ObjectArrayRead: the design is no plain array
+    kObjectArrayTooLarge = 9, // ohfa_ObjectArrayRead: more elements than room
     // A stored data block decoded with its design (under the caller's name)
     kStoredBeyondEnd = 50,
     kStoredNoRecord = 51,

@@ -97,8 +97,8 @@ bool ReadWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t row
     return false;
 }
 
-bool WriteWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
-                      int32_t columns, const Ogda_BaseData *data, std::vector<int32_t> &moved,
+bool WriteWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
+                      const Ogda_BaseData *data, std::vector<int32_t> &moved,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     std::vector<Piece> rowsIn;
     Collect(layer, row, column, rows, columns, data, false, moved, rowsIn);

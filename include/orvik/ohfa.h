@@ -341,6 +341,17 @@ ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, l
                                          void *object, const Omif_Design *design,
                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
+/* Reads the found entry's data, whose design is one counted array of plain elements (its
+ * only item is a "p" item of a numeric, text-character, enumeration or packed type), straight
+ * into the caller's `destination`, which has room for `capacity` host elements: no array is
+ * allocated and nothing is copied on the way. Returns the number of elements stored (0 for
+ * an entry without data); -1 with a report when nothing is found, the design is not such an
+ * array, the entry holds more than `capacity` elements (nothing is read then) or its data
+ * does not decode. */
+ORVIK_API long ohfa_ObjectArrayRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
+                                    const Omif_Design *design, void *destination, long capacity,
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
 /* The found entry's data in file form, in a new heap block (its size in *count); null
  * without a report when nothing is found or the entry has no data. */
 ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,

@@ -149,10 +149,9 @@ TEST_F(ImgTest, WholeBlockWritesSurviveACrashAtEveryWrite) {
         for (int32_t r = 0; r < kHeight; ++r)
             for (int32_t c = 0; c < kWidth; ++c) {
                 float v;
-                std::memcpy(&v,
-                            static_cast<unsigned char *>(d->data) + int64_t{r} * d->lineBytes +
-                                4 * c,
-                            4);
+                std::memcpy(
+                    &v, static_cast<unsigned char *>(d->data) + int64_t{r} * d->lineBytes + 4 * c,
+                    4);
                 const auto i = static_cast<std::size_t>(r * kWidth + c);
                 const bool second = r >= 96 && r < 128 && c < 192;
                 const bool first = r >= 32 && c >= 64 && c < 160;
