@@ -20,6 +20,8 @@
 namespace orvik::hfa {
 
 inline constexpr const wchar_t *kCacheIndexDesign = L"Ohfa_CacheIndex";
+// Type name of the entry holding a cache's node record, as entry records store it.
+inline constexpr const char *kCacheNodeType = "Ohfa_CacheNode";
 // Bytes of the index before its first position: the count and offset words.
 constexpr uint32_t kIndexHeader = 8;
 constexpr int64_t kDefaultCacheLimit = 16 << 20;
@@ -68,6 +70,11 @@ namespace orvik::hfa {
 // Reads and checks the node record at `nodeAt` and the index it names: sizes that agree,
 // nothing above 32 bits, every position inside the file.
 bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn);
+// The space a block cache owns, for deleting it: its index and every stored block, as
+// (position, bytes). The node at `nodeAt` and its index are loaded with LoadCache's checks;
+// false with a report when they fail (the space is then left alone, leaked at worst).
+bool CacheSpace(Ohfa_File *file, uint32_t nodeAt, std::vector<std::pair<uint32_t, int64_t>> &spans,
+                Oerr_ErrorReport **err, const wchar_t *fn);
 // Writes a fresh index of `count` positions (the cache's first `count`, zeros beyond) into
 // new space; returns its position, 0 on failure.
 uint32_t WriteNewIndex(Ohfa_Cache_ &cache, int32_t count, Oerr_ErrorReport **err,

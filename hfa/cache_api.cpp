@@ -215,7 +215,7 @@ Ohfa_Cache *OpenCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *
     auto cache = std::make_unique<Ohfa_Cache>();
     cache->file = file;
     cache->path = CurrentPath(file);
-    if (!file->entry.valid || std::strncmp(e.type, "Ohfa_CacheNode", sizeof e.type) != 0 ||
+    if (!file->entry.valid || std::strncmp(e.type, kCacheNodeType, sizeof e.type) != 0 ||
         e.dataSize != 16 || e.data == 0) {
         SetError(err, fn, kCacheNotACache, nullptr, L"Entry %s is not a block cache",
                  cache->path.c_str());
@@ -416,20 +416,10 @@ ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_E
         file->flushGuard = kGuardPending;
         std::unique_ptr<Ohfa_Cache> cache(
             SeekNode(file, nodePath, err, kFn) ? OpenCurrent(file, err, kFn) : nullptr);
-        // Unlinked first, so nothing names the blocks when they are freed.
-        bool ok = cache && ohfa_EntryDelete(file, err) == 0;
-        if (ok) {
-            for (uint32_t at : cache->index)
-                if (at != 0 && !GiveSpace(file, at, cache->node.blocksize, err, L"ohfa_FreeSpace"))
-                    PrintAndDelete(*err); // leaks the block, harms nothing
-            if (cache->node.rootptr != 0 &&
-                !GiveSpace(file, static_cast<uint32_t>(cache->node.rootptr),
-                           kIndexHeader + int64_t{4} * cache->node.blockcount, err,
-                           L"ohfa_FreeSpace"))
-                PrintAndDelete(*err);
-        } else if (cache) {
-            SetError(err, kFn, kCacheWriteFailed, *err, L"EntryDelete failure!");
-        }
+        // The entry delete returns the index and the blocks with the entry, after unlinking
+        // it, so nothing names them when they are freed.
+        const bool ok = cache && ohfa_EntryDelete(file, err) == 0;
+        if (cache && !ok) SetError(err, kFn, kCacheWriteFailed, *err, L"EntryDelete failure!");
         return Leave(guard, ok, err, kFn) ? 0 : -1;
     });
 }

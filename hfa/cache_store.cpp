@@ -96,6 +96,21 @@ bool LoadCache(Ohfa_Cache_ &cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     return true;
 }
 
+bool CacheSpace(Ohfa_File *file, uint32_t nodeAt, std::vector<std::pair<uint32_t, int64_t>> &spans,
+                Oerr_ErrorReport **err, const wchar_t *fn) {
+    Ohfa_Cache_ cache;
+    cache.file = file;
+    cache.nodeAt = nodeAt;
+    cache.path = L"at " + std::to_wstring(nodeAt);
+    if (!LoadCache(cache, err, fn)) return false;
+    for (uint32_t at : cache.index)
+        if (at != 0) spans.emplace_back(at, cache.node.blocksize);
+    if (cache.node.rootptr != 0)
+        spans.emplace_back(static_cast<uint32_t>(cache.node.rootptr),
+                           kIndexHeader + int64_t{4} * cache.node.blockcount);
+    return true;
+}
+
 uint32_t WriteNewIndex(Ohfa_Cache_ &cache, int32_t count, Oerr_ErrorReport **err,
                        const wchar_t *fn) {
     const int64_t size = kIndexHeader + int64_t{4} * count;

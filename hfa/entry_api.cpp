@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/guard.hpp"
+#include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
@@ -420,6 +421,16 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     std::vector<std::pair<uint32_t, Ohfa_Entry>> gone;
     if (!CollectSubtree(file, rec.child, gone, err, fn)) return -1;
     gone.emplace_back(at, rec);
+    // Block caches in the subtree own more than their data: their index and blocks go too.
+    std::vector<std::pair<uint32_t, int64_t>> owned;
+    for (const auto &[position, e] : gone) {
+        if (std::strncmp(e.type, kCacheNodeType, sizeof e.type) != 0 || e.dataSize != 16 ||
+            e.data == 0)
+            continue;
+        Oerr_ErrorReport *loadErr = nullptr;
+        if (!CacheSpace(file, e.data, owned, &loadErr, fn))
+            PrintAndDelete(loadErr); // a damaged store: its space leaks, the delete goes on
+    }
     if (!Unlink(file, rec, err, fn)) {
         SetError(err, fn, kEntryDeleteFailed, *err, L"Delete failed");
         return -1;
@@ -432,6 +443,10 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
             (e.data && e.dataSize > 0 &&
              !GiveSpace(file, e.data, e.dataSize, &freeErr, L"ohfa_FreeSpace")))
             PrintAndDelete(freeErr); // the space leaks; the tree is already consistent
+    }
+    for (const auto &[position, size] : owned) {
+        Oerr_ErrorReport *freeErr = nullptr;
+        if (!GiveSpace(file, position, size, &freeErr, L"ohfa_FreeSpace")) PrintAndDelete(freeErr);
     }
     // The new current entry.
     const uint32_t target = rec.prev ? rec.prev : rec.next ? rec.next : rec.parent;

@@ -27,8 +27,8 @@ class HfaArrayRead : public HfaTest {
         }
     }
     const Omif_Design *Design(const wchar_t *name, int type) {
-        Omif_Design *d = omif_DesignCreateX(name, nullptr, type, L"values", 0,
-                                            OMIF_COUNTED_POINTER, OMIF_ITEM_END);
+        Omif_Design *d = omif_DesignCreateX(name, nullptr, type, L"values", 0, OMIF_COUNTED_POINTER,
+                                            OMIF_ITEM_END);
         EXPECT_NE(d, nullptr);
         m_designs.push_back(d);
         return d;
@@ -39,9 +39,9 @@ class HfaArrayRead : public HfaTest {
         c.values.count = static_cast<int32_t>(v.size());
         c.values.data = v.data();
         Report err;
-        ASSERT_EQ(ohfa_ObjectWrite(m_file, L"/", name, nullptr, OHFA_WRITE_LAST_CHILD, &c, design,
-                                   &err),
-                  0)
+        ASSERT_EQ(
+            ohfa_ObjectWrite(m_file, L"/", name, nullptr, OHFA_WRITE_LAST_CHILD, &c, design, &err),
+            0)
             << err.Message();
     }
     Ohfa_File *m_file = nullptr;
@@ -95,9 +95,9 @@ TEST_F(HfaArrayRead, RoomDesignAndAbsenceAreChecked) {
     EXPECT_EQ(ohfa_ObjectArrayRead(m_file, L"/None", OHFA_SEEK_PATH, doubles, got.data(), 3, &err),
               -1);
     EXPECT_TRUE(err.Has(L"Object read failure!"));
-    Omif_Design *pair = omif_DesignCreateX(L"Pair", nullptr, OMIF_ITEM_DOUBLE, L"a", 1,
-                                           OMIF_DIRECT, OMIF_ITEM_DOUBLE, L"b", 0,
-                                           OMIF_COUNTED_POINTER, OMIF_ITEM_END);
+    Omif_Design *pair =
+        omif_DesignCreateX(L"Pair", nullptr, OMIF_ITEM_DOUBLE, L"a", 1, OMIF_DIRECT,
+                           OMIF_ITEM_DOUBLE, L"b", 0, OMIF_COUNTED_POINTER, OMIF_ITEM_END);
     m_designs.push_back(pair);
     EXPECT_EQ(ohfa_ObjectArrayRead(m_file, L"/D", OHFA_SEEK_PATH, pair, got.data(), 3, &err), -1);
     EXPECT_EQ(err.get()->number, 8);
@@ -105,8 +105,7 @@ TEST_F(HfaArrayRead, RoomDesignAndAbsenceAreChecked) {
     // An entry without data holds no elements.
     ASSERT_EQ(ohfa_EntrySeek(m_file, OHFA_SEEK_ROOT, nullptr, &err), 1);
     ASSERT_EQ(ohfa_EntryWrite(m_file, OHFA_WRITE_LAST_CHILD, L"Empty", L"Doubles", &err), 0);
-    EXPECT_EQ(ohfa_ObjectArrayRead(m_file, L"/Empty", OHFA_SEEK_PATH, doubles, nullptr, 0, &err),
-              0)
+    EXPECT_EQ(ohfa_ObjectArrayRead(m_file, L"/Empty", OHFA_SEEK_PATH, doubles, nullptr, 0, &err), 0)
         << err.Message();
 }
 
@@ -123,9 +122,9 @@ TEST_F(HfaArrayRead, DamagedCountsAreRefused) {
     ASSERT_EQ(ohfa_FileMIFDataWrite(m_file, e.data, 4, more, nullptr), 4);
     std::vector<float> got(400001);
     Report err;
-    EXPECT_EQ(ohfa_ObjectArrayRead(m_file, L"/Big", OHFA_SEEK_PATH, floats, got.data(), 400001,
-                                   &err),
-              -1);
+    EXPECT_EQ(
+        ohfa_ObjectArrayRead(m_file, L"/Big", OHFA_SEEK_PATH, floats, got.data(), 400001, &err),
+        -1);
     EXPECT_TRUE(err);
     Counted c{};
     EXPECT_EQ(ohfa_ObjectRead(m_file, L"/Big", OHFA_SEEK_PATH, &c, floats, &err), nullptr);

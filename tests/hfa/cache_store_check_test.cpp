@@ -103,4 +103,63 @@ TEST_F(CacheStoreCheck, ACopySkipsAnUnreadableStoreAndSaysSo) {
     EXPECT_TRUE(m_lines.empty()) << Lines();
 }
 
+// Deleting an entry whose subtree holds block stores returns their index and blocks along
+// with the records: nothing leaks, and the space is handed out again.
+TEST_F(CacheStoreCheck, DeletingAnEntryReturnsTheStoresBelowIt) {
+    Report err;
+    Ohfa_File *f = ohfa_FileOpen(Name("s.hfa").c_str(), L"r+b", 0, &err);
+    ASSERT_NE(f, nullptr) << err.Message();
+    // "/Group" holds a store and a child holding another (and one never written).
+    ASSERT_EQ(ohfa_EntrySeek(f, OHFA_SEEK_ROOT, nullptr, &err), 1);
+    ASSERT_EQ(ohfa_EntryWrite(f, OHFA_WRITE_LAST_CHILD, L"Group", L"Group", &err), 0);
+    ASSERT_EQ(ohfa_EntryWrite(f, OHFA_WRITE_LAST_CHILD, L"Inner", L"Group", &err), 0);
+    std::vector<unsigned char> bytes(700, 9);
+    for (const wchar_t *at : {L"/Group", L"/Group/Inner"}) {
+        Ohfa_Cache *c = ohfa_CacheCreate(f, at, L"Store", 700, 5, &err);
+        ASSERT_NE(c, nullptr) << err.Message();
+        for (int b : {1, 3, 4}) ASSERT_EQ(ohfa_CachePutBlock(c, b, bytes.data(), &err), 0);
+        ASSERT_EQ(ohfa_CacheClose(c, &err), 0) << err.Message();
+    }
+    Ohfa_Cache *empty = ohfa_CacheCreate(f, L"/Group/Inner", L"Empty", 700, 0, &err);
+    ASSERT_NE(empty, nullptr) << err.Message();
+    ASSERT_EQ(ohfa_CacheClose(empty, &err), 0);
+    const long before = ohfa_FileSize(f, &err);
+    ASSERT_EQ(ohfa_EntrySeek(f, OHFA_SEEK_PATH, L"/Group", &err), 1);
+    ASSERT_EQ(ohfa_EntryDelete(f, &err), 0) << err.Message();
+    // And a store deleted on its own is not freed twice.
+    ASSERT_EQ(ohfa_CacheDelete(f, L"/Blocks", &err), 0) << err.Message();
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+    EXPECT_EQ(Check("s.hfa"), 0) << Lines();
+    EXPECT_TRUE(m_lines.empty()) << Lines();
+    // The freed space serves the same stores again without the file growing.
+    f = ohfa_FileOpen(Name("s.hfa").c_str(), L"r+b", 0, &err);
+    ASSERT_NE(f, nullptr);
+    Ohfa_Cache *c = ohfa_CacheCreate(f, L"/", L"Again", 700, 5, &err);
+    ASSERT_NE(c, nullptr) << err.Message();
+    for (int b : {1, 3, 4}) ASSERT_EQ(ohfa_CachePutBlock(c, b, bytes.data(), &err), 0);
+    ASSERT_EQ(ohfa_CacheClose(c, &err), 0);
+    EXPECT_LE(ohfa_FileSize(f, &err), before);
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+}
+
+TEST_F(CacheStoreCheck, DeletingADamagedStoreLeaksItsSpaceOnly) {
+    const uint32_t end = static_cast<uint32_t>(m_sound.size());
+    std::string bytes = m_sound;
+    PutWord(bytes, Slot(2), end + 100);
+    WriteRaw(Path("s.hfa"), bytes);
+    Report err;
+    Ohfa_File *f = ohfa_FileOpen(Name("s.hfa").c_str(), L"r+b", 0, &err);
+    ASSERT_NE(f, nullptr) << err.Message();
+    ASSERT_EQ(ohfa_EntrySeek(f, OHFA_SEEK_PATH, L"/Blocks", &err), 1);
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ohfa_EntryDelete(f, &err), 0) << err.Message();
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+    EXPECT_EQ(Check("s.hfa"), 0) << Lines();
+    ASSERT_EQ(m_lines.size(), 1u) << Lines();
+    EXPECT_EQ(m_lines[0].rfind(OHFA_CHECK_LEAK_PREFIX, 0), 0u) << Lines();
+}
+
 } // namespace

@@ -110,4 +110,20 @@ TEST_F(LayerStore, AnObjectCopyCarriesThePixelsAndChecksSound) {
     for (const std::wstring &line : r.lines) ADD_FAILURE() << std::string(line.begin(), line.end());
 }
 
+TEST_F(LayerStore, APlainEntryDeleteOfALayerReturnsItsBlocksAndOverviews) {
+    WriteSample("src.hfa");
+    Report err;
+    Ohfa_File *f = ohfa_FileOpen(Name("src.hfa").c_str(), L"r+b", 0, &err);
+    Oimg_Layer *layer = f ? oimg_LayerOpen(f, kLayer, &err) : nullptr;
+    ASSERT_NE(layer, nullptr) << Text(err);
+    ASSERT_GT(oimg_LayerBuildOverviews(layer, &err), 0) << Text(err);
+    ASSERT_EQ(oimg_LayerClose(layer, &err), 0);
+    ASSERT_EQ(ohfa_EntrySeek(f, OHFA_SEEK_PATH, L"/Image", &err), 1);
+    ASSERT_EQ(ohfa_EntryDelete(f, &err), 0) << Text(err);
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+    const CheckResult r = Check("src.hfa");
+    EXPECT_EQ(r.count, 0);
+    for (const std::wstring &line : r.lines) ADD_FAILURE() << std::string(line.begin(), line.end());
+}
+
 } // namespace
