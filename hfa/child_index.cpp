@@ -11,12 +11,11 @@ void IndexInsert(EntryState &state, uint32_t parent, uint32_t position, const st
     if (it == state.children.end()) return;
     ChildIndex &index = it->second;
     const bool atEnd = after == index.last;
-    auto slot = index.byName.find(name);
-    if (slot == index.byName.end()) {
-        index.byName.emplace(name, ChildIndex::Slot{position, 1});
-    } else if (atEnd) {
-        ++slot->second.count;
-    } else {
+    bool added = false;
+    ChildIndex::Slot &slot = index.byName.Emplace(name, ChildIndex::Slot{position, 1}, added);
+    if (!added && atEnd) {
+        ++slot.count;
+    } else if (!added) {
         // It may now come before the first of its name: let a walk decide.
         state.children.erase(it);
         return;
@@ -29,15 +28,15 @@ void IndexRemove(EntryState &state, uint32_t parent, uint32_t position, const st
     auto it = state.children.find(parent);
     if (it == state.children.end()) return;
     ChildIndex &index = it->second;
-    auto slot = index.byName.find(name);
-    if (slot == index.byName.end() || (slot->second.first == position && slot->second.count > 1)) {
+    ChildIndex::Slot *slot = index.byName.Find(name);
+    if (!slot || (slot->first == position && slot->count > 1)) {
         state.children.erase(it);
         return;
     }
-    if (slot->second.first == position)
-        index.byName.erase(slot);
+    if (slot->first == position)
+        index.byName.Erase(name);
     else
-        --slot->second.count;
+        --slot->count;
     if (index.last == position) index.last = prev;
 }
 
@@ -47,14 +46,14 @@ void IndexRename(EntryState &state, uint32_t parent, uint32_t position, const st
     auto it = state.children.find(parent);
     if (it == state.children.end()) return;
     ChildIndex &index = it->second;
-    auto old = index.byName.find(from);
-    if (old == index.byName.end() || old->second.first != position || old->second.count != 1 ||
-        index.byName.count(to) != 0) {
+    const ChildIndex::Slot *old = index.byName.Find(from);
+    if (!old || old->first != position || old->count != 1 || index.byName.Find(to)) {
         state.children.erase(it);
         return;
     }
-    index.byName.erase(old);
-    index.byName.emplace(to, ChildIndex::Slot{position, 1});
+    index.byName.Erase(from);
+    bool added = false;
+    index.byName.Emplace(to, ChildIndex::Slot{position, 1}, added);
 }
 
 void IndexForgetParent(EntryState &state, uint32_t parent) { state.children.erase(parent); }

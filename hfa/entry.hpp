@@ -7,11 +7,13 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <map>
 #include <unordered_map>
 #include <vector>
 
 #include <orvik/ohfa.h>
+
+#include "hfa/name_table.hpp"
+#include "hfa/record_cache.hpp"
 
 struct Ohfa_File_;
 
@@ -23,11 +25,8 @@ namespace orvik::hfa {
 // follow cheaply (a second entry of a name inserted before the end, the first of several
 // deleted) drops it, to be rebuilt by the next look-up.
 struct ChildIndex {
-    struct Slot {
-        uint32_t first; // position of the first child of that name in list order
-        uint32_t count; // children of that name
-    };
-    std::unordered_map<std::string, Slot> byName;
+    using Slot = NameTable::Slot;
+    NameTable byName;
     uint32_t last = 0; // 0: no children
 };
 
@@ -39,7 +38,7 @@ struct EntryState {
     std::unordered_map<uint32_t, ChildIndex> children; // by parent position
     // Entry records as last read or written (write-through; every raw write over one drops
     // it). Bounded: it starts afresh when full.
-    std::map<uint32_t, Ohfa_Entry> records;
+    RecordCache records;
 
     void Forget() {
         valid = false;
@@ -47,7 +46,7 @@ struct EntryState {
         record = Ohfa_Entry{};
         path.clear();
         children.clear();
-        records.clear();
+        records.Clear();
     }
 };
 

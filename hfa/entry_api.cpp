@@ -26,8 +26,8 @@ constexpr std::size_t kMaxCachedRecords = std::size_t{1} << 18;
 bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_ErrorReport **err,
                const wchar_t *fn) {
     auto &records = file->entry.records;
-    if (auto hit = records.find(position); hit != records.end()) {
-        entry = hit->second;
+    if (const Ohfa_Entry *hit = records.Find(position)) {
+        entry = *hit;
         return true;
     }
     unsigned char bytes[kEntrySize];
@@ -40,8 +40,7 @@ bool ReadEntry(Ohfa_File *file, uint32_t position, Ohfa_Entry &entry, Oerr_Error
     }
     entry.name[sizeof entry.name - 1] = 0;
     entry.type[sizeof entry.type - 1] = 0;
-    if (records.size() >= kMaxCachedRecords) records.clear();
-    records.emplace(position, entry);
+    records.Put(position, entry, kMaxCachedRecords);
     return true;
 }
 
@@ -49,11 +48,9 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
                 const wchar_t *fn) {
     unsigned char bytes[kEntrySize];
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
-        WriteAt(file, position, bytes, kEntrySize, err, fn)) {
-        auto &records = file->entry.records;
-        if (records.size() >= kMaxCachedRecords) records.clear();
+        WriteAt(file, position, bytes, kEntrySize, err, fn, position)) {
         // As a reader would see it: the text items end inside their width.
-        Ohfa_Entry &kept = records[position] = entry;
+        Ohfa_Entry &kept = file->entry.records.Put(position, entry, kMaxCachedRecords);
         kept.name[sizeof kept.name - 1] = 0;
         kept.type[sizeof kept.type - 1] = 0;
         return true;

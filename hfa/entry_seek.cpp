@@ -252,9 +252,9 @@ ChildIndex *Seeker::Children(const Cursor &parent, long &r) {
             r = -1;
             break;
         }
-        auto slot =
-            index.byName.try_emplace(NameOf(walk.record), ChildIndex::Slot{walk.position, 0});
-        ++slot.first->second.count;
+        bool added = false;
+        ++index.byName.Emplace(NameOf(walk.record), ChildIndex::Slot{walk.position, 0}, added)
+              .count;
         index.last = walk.position;
         r = Next(walk);
     }
@@ -266,8 +266,31 @@ ChildIndex *Seeker::Children(const Cursor &parent, long &r) {
     return &s.children.emplace(parent.position, std::move(index)).first->second;
 }
 
+// Sibling lists this short are walked at each look-up rather than indexed: a walk of a few
+// cached records costs less than building and keeping an index (a layer holding its
+// statistics and a few more children is the common parent).
+constexpr int kShortList = 8;
+
 long Seeker::NamedChild(Cursor &c, const std::string &name) {
     long r = 0;
+    if (m_file->entry.children.count(c.position) == 0) {
+        const uint32_t parent = c.position;
+        const Ohfa_Entry parentRecord = c.record;
+        r = Child(c);
+        for (int steps = 0; r > 0; ++steps) {
+            if (NameOf(c.record) == name) return 1;
+            if (steps == kShortList) break; // a long list: index it
+            r = Next(c);
+        }
+        if (r > 0 || (r == 0 && c.position != parent)) {
+            // Back to the parent (the walk left it on a child) for the index below, or with
+            // nothing found.
+            c.position = parent;
+            c.record = parentRecord;
+            c.path.pop_back();
+        }
+        if (r <= 0) return r;
+    }
     ChildIndex *index = Children(c, r);
     auto walk = [&] {
         if ((r = Child(c)) <= 0) return r;
@@ -275,16 +298,17 @@ long Seeker::NamedChild(Cursor &c, const std::string &name) {
                             [&](const Ohfa_Entry &x) { return NameOf(x) == name; });
     };
     if (!index) return walk();
-    auto found = index->byName.find(name);
-    if (found == index->byName.end()) return 0;
+    const ChildIndex::Slot *found = index->byName.Find(name);
+    if (!found) return 0;
+    const uint32_t first = found->first;
     Ohfa_Entry e{};
-    if (!ReadEntry(m_file, found->second.first, e, m_err, m_fn)) return -1;
+    if (!ReadEntry(m_file, first, e, m_err, m_fn)) return -1;
     if (e.parent != c.position || NameOf(e) != name) {
         // Changed behind the index (another writer): forget it and walk.
         m_file->entry.children.erase(c.position);
         return walk();
     }
-    c.position = found->second.first;
+    c.position = first;
     c.record = e;
     c.path.push_back(name);
     return 1;

@@ -118,8 +118,9 @@ bool RecordFromBytes(const wchar_t *design, const unsigned char *bytes, long siz
                      Oerr_ErrorReport **err, const wchar_t *fn);
 
 // Raw transfers that keep the record's file end up to date.
+// `keep`: the cached entry record at that position stays (its writer replaces it next).
 bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
-             Oerr_ErrorReport **err, const wchar_t *fn);
+             Oerr_ErrorReport **err, const wchar_t *fn, int64_t keep = -1);
 // The same for blocks that lie one after another in the file but apart in memory: one
 // vectored system call (or a few) instead of a staging copy.
 bool WritePiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piece *pieces,
@@ -128,7 +129,7 @@ bool ReadPiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piec
                   std::size_t count, Oerr_ErrorReport **err, const wchar_t *fn);
 // Bookkeeping of a write made to the stream directly: the file's end and the cached entry
 // records the bytes overlap.
-void NoteWritten(Ohfa_File *file, int64_t position, int64_t count);
+void NoteWritten(Ohfa_File *file, int64_t position, int64_t count, int64_t keep = -1);
 // Growth of the file is written lazily: the allocator moves fileEnd, and the first write
 // that reaches the new end makes it real. Before an operation ends (and at every flush),
 // this writes the last bytes of whatever growth no write reached yet.

@@ -88,7 +88,7 @@ bool HeaderReWrite(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 }
 
 bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
-             Oerr_ErrorReport **err, const wchar_t *fn) {
+             Oerr_ErrorReport **err, const wchar_t *fn, int64_t keep) {
     if (position < 0 || position + count > kMaxFileSize) {
         SetError(err, fn, kRecordBeyondLimit, nullptr,
                  L"%ld bytes at %lld would carry file %s beyond the OHFA limit", count,
@@ -99,7 +99,7 @@ bool WriteAt(Ohfa_File *file, int64_t position, const void *bytes, long count,
         SetError(err, fn, kRecordWriteFailed, err ? *err : nullptr, L"ofio_FileWriteDirect failed");
         return false;
     }
-    NoteWritten(file, position, count);
+    NoteWritten(file, position, count, keep);
     return true;
 }
 
@@ -146,15 +146,12 @@ bool ReadPiecesAt(Ohfa_File *file, int64_t position, const orvik::port::fs::Piec
     return true;
 }
 
-void NoteWritten(Ohfa_File *file, int64_t position, int64_t count) {
+void NoteWritten(Ohfa_File *file, int64_t position, int64_t count, int64_t keep) {
     if (position + count > file->fileEnd) file->fileEnd = position + count;
     if (position + count > file->writtenEnd) file->writtenEnd = position + count;
     file->changed = true;
     // Cached entry records that these bytes overlap are stale now.
-    auto &records = file->entry.records;
-    auto it = records.lower_bound(
-        position >= kEntrySize ? static_cast<uint32_t>(position - kEntrySize + 1) : 0);
-    while (it != records.end() && it->first < position + count) it = records.erase(it);
+    file->entry.records.Overwritten(position, count, keep);
 }
 
 bool SettleEnd(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
