@@ -103,8 +103,8 @@ bool ReadBlock(Ohfa_Cache_ &cache, int32_t block, void *bytes, Oerr_ErrorReport 
 long HeldBlock(Ohfa_Cache_ *cache, int32_t block, bool forWrite, bool load, bool whole,
                unsigned char **bytes, Oerr_ErrorReport **err, const wchar_t *fn);
 // Writes blocks that have no position yet (increasing block numbers) into runs of new space,
-// each run one allocation and one write of at most kRunBytes; their slots change in memory
-// only (the caller writes them afterwards with WriteSlots).
+// each run one allocation and one vectored write of at most kRunBytes, then their index
+// slots in one write (also those written before a failure).
 bool WriteFreshBlocks(Ohfa_Cache_ &cache,
                       const std::vector<std::pair<int32_t, const unsigned char *>> &blocks,
                       Oerr_ErrorReport **err, const wchar_t *fn);
@@ -117,17 +117,17 @@ bool ReadRun(Ohfa_Cache_ &cache, int32_t block, int32_t count, unsigned char *co
              Oerr_ErrorReport **err, const wchar_t *fn);
 
 // Whole blocks moved straight between the file and a caller's memory (cache_direct.cpp), for
-// transfers that would gain nothing from a stop in memory. Block k of `blocks` is pieces
-// [k * per, (k + 1) * per), in the block's byte order; none of the blocks may be held in
-// memory. Writes: stored blocks in place, new ones into runs of new space followed by their
-// index slots (so a crash leaves at most unnamed space). Reads: stored blocks only, one
-// vectored read per run of blocks that follow each other in the file.
+// transfers that would gain nothing from a stop in memory: pieces[k] holds block blocks[k];
+// none of the blocks may be held in memory. Writes: stored blocks in place, new ones into
+// runs of new space followed by their index slots (so a crash leaves at most unnamed
+// space). Reads: stored blocks only, one vectored read per run of blocks that follow each
+// other in the file.
 bool IsHeld(const Ohfa_Cache_ &cache, int32_t block);
 bool WriteBlocksDirect(Ohfa_Cache_ &cache, const std::vector<int32_t> &blocks,
-                       const std::vector<port::fs::Piece> &pieces, std::size_t per,
-                       Oerr_ErrorReport **err, const wchar_t *fn);
+                       const std::vector<port::fs::Piece> &pieces, Oerr_ErrorReport **err,
+                       const wchar_t *fn);
 bool ReadBlocksDirect(Ohfa_Cache_ &cache, const std::vector<int32_t> &blocks,
-                      const std::vector<port::fs::Piece> &pieces, std::size_t per,
-                      Oerr_ErrorReport **err, const wchar_t *fn);
+                      const std::vector<port::fs::Piece> &pieces, Oerr_ErrorReport **err,
+                      const wchar_t *fn);
 
 } // namespace orvik::hfa

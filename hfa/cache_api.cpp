@@ -79,18 +79,9 @@ bool FlushDirty(Ohfa_Cache *cache, Oerr_ErrorReport **err, const wchar_t *fn) {
     }
     if (fresh.empty()) return true;
     const bool ok = WriteFreshBlocks(*cache, fresh, err, fn);
-    // Slots of blocks written before a failure are still written, so those are not lost.
-    int32_t first = INT32_MAX, last = -1;
-    for (const auto &[b, bytes] : fresh) {
-        if (cache->index[static_cast<std::size_t>(b)] == 0) continue;
-        cache->blocks.at(b).dirty = false;
-        first = std::min(first, b);
-        last = std::max(last, b);
-    }
-    Oerr_ErrorReport *slotErr = nullptr;
-    const bool slots = WriteSlots(*cache, first, last, ok ? err : &slotErr, fn);
-    oerr_DeleteErrorReportEx(&slotErr);
-    return ok && slots;
+    for (const auto &[b, bytes] : fresh)
+        if (cache->index[static_cast<std::size_t>(b)] != 0) cache->blocks.at(b).dirty = false;
+    return ok;
 }
 
 // A dirty block leaving memory takes every dirty block to the file with it, so that writes

@@ -187,9 +187,11 @@ bool ReadBlock(Ohfa_Cache_ &cache, int32_t block, void *bytes, Oerr_ErrorReport 
     return false;
 }
 
-bool WriteFreshBlocks(Ohfa_Cache_ &cache,
-                      const std::vector<std::pair<int32_t, const unsigned char *>> &blocks,
-                      Oerr_ErrorReport **err, const wchar_t *fn) {
+namespace {
+
+bool WriteFreshRuns(Ohfa_Cache_ &cache,
+                    const std::vector<std::pair<int32_t, const unsigned char *>> &blocks,
+                    Oerr_ErrorReport **err, const wchar_t *fn) {
     const int64_t size = cache.node.blocksize;
     const std::size_t perRun = static_cast<std::size_t>(std::max<int64_t>(1, kRunBytes / size));
     std::vector<port::fs::Piece> pieces;
@@ -216,6 +218,26 @@ bool WriteFreshBlocks(Ohfa_Cache_ &cache,
                 at + static_cast<uint32_t>(i * static_cast<std::size_t>(size));
     }
     return true;
+}
+
+} // namespace
+
+bool WriteFreshBlocks(Ohfa_Cache_ &cache,
+                      const std::vector<std::pair<int32_t, const unsigned char *>> &blocks,
+                      Oerr_ErrorReport **err, const wchar_t *fn) {
+    const bool ok = WriteFreshRuns(cache, blocks, err, fn);
+    // Slots of blocks written before a failure are still written, so those are not lost;
+    // slots between them hold what memory holds for them, which is what the file has.
+    int32_t low = INT32_MAX, high = -1;
+    for (const auto &[b, bytes] : blocks) {
+        if (cache.index[static_cast<std::size_t>(b)] == 0) continue;
+        low = std::min(low, b);
+        high = std::max(high, b);
+    }
+    Oerr_ErrorReport *slotErr = nullptr;
+    const bool slots = WriteSlots(cache, low, high, ok ? err : &slotErr, fn);
+    oerr_DeleteErrorReportEx(&slotErr);
+    return ok && slots;
 }
 
 int32_t ContiguousRun(const Ohfa_Cache_ &cache, int32_t block, int32_t most) {

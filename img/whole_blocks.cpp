@@ -83,7 +83,7 @@ bool ReadWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t row
     const bool ok = InBatches(
         layer, moved,
         [&](std::size_t first, const std::vector<int32_t> &some, const std::vector<Piece> &whole) {
-            if (!hfa::ReadBlocksDirect(*layer->cache, some, whole, 1, err, fn)) return false;
+            if (!hfa::ReadBlocksDirect(*layer->cache, some, whole, err, fn)) return false;
             const unsigned char *from = layer->stage.data();
             for (std::size_t i = first * per; i < (first + some.size()) * per; ++i) {
                 std::memcpy(rowsOut[i].bytes, from, rowsOut[i].count);
@@ -112,7 +112,7 @@ bool WriteWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t ro
                 std::memcpy(to, rowsIn[i].bytes, rowsIn[i].count);
                 to += rowsIn[i].count;
             }
-            return hfa::WriteBlocksDirect(*layer->cache, some, whole, 1, err, fn);
+            return hfa::WriteBlocksDirect(*layer->cache, some, whole, err, fn);
         });
     if (ok) return true;
     SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write blocks of layer %s",
