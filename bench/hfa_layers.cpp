@@ -14,6 +14,7 @@
 // Files live in $TMPDIR (default /tmp).
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -61,7 +62,7 @@ long long FileBytes(const std::string &path) {
 
 // What the table at the end prints, by "side/workload/N".
 struct Figure {
-    double seconds = 0; // CPU time of the last run
+    double seconds = 0; // CPU time of the last run (W5: of the fastest)
     double records = 0; // records it handled
     double bytes = 0;   // file size after it (W1, W4) or bytes moved (W5)
     double bytesBefore = 0;
@@ -375,7 +376,9 @@ void Array(benchmark::State &state, const Side &side) {
         const double spent = CpuSeconds() - start;
         if (!ok) return state.SkipWithError("array failed");
         state.SetIterationTime(spent);
-        fig.seconds = spent;
+        // The fastest iteration: one transfer takes a few milliseconds, so a busy machine's
+        // interruptions would otherwise decide the figure.
+        fig.seconds = fig.seconds > 0 ? std::min(fig.seconds, spent) : spent;
     }
     fig.bytes = static_cast<double>(grid.size() * sizeof(float));
     state.SetBytesProcessed(static_cast<int64_t>(fig.bytes) * state.iterations());
@@ -406,7 +409,7 @@ void RegisterAll() {
             ->Arg(1)
             ->Arg(0)
             ->ArgName("write")
-            ->Iterations(2)
+            ->Iterations(8)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond);
 }
