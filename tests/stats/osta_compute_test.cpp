@@ -10,37 +10,6 @@
 
 namespace {
 
-struct Reference {
-    double minimum, maximum, mean, median, lowerMedian, mode, stddev;
-    size_t n;
-};
-
-Reference Expected(std::vector<double> v) {
-    Reference r{};
-    std::sort(v.begin(), v.end());
-    r.n = v.size();
-    r.minimum = v.front();
-    r.maximum = v.back();
-    long double sum = 0;
-    for (double x : v) sum += x;
-    const long double mean = sum / v.size();
-    long double m2 = 0;
-    for (double x : v) m2 += (x - mean) * (x - mean);
-    r.mean = double(mean);
-    r.stddev = v.size() > 1 ? double(std::sqrt(m2 / (v.size() - 1))) : 0;
-    r.lowerMedian = v[(v.size() - 1) / 2];
-    r.median = (v[(v.size() - 1) / 2] + v[v.size() / 2]) / 2;
-    std::map<double, size_t> counts;
-    for (double x : v) ++counts[x];
-    size_t best = 0;
-    for (auto &[value, c] : counts)
-        if (c > best) {
-            best = c;
-            r.mode = value;
-        }
-    return r;
-}
-
 Osta_Statistics Compute(const Ogda_BaseData *d, const Osta_ExcludedValues *x = nullptr,
                         const Osta_SkipFactors *skip = nullptr, Osta_Histogram **h = nullptr) {
     Oerr_ErrorReport *err = nullptr;
