@@ -41,7 +41,8 @@ bool StoreHistogram(Ohfa_File *file, const wchar_t *path, Held<Odsc_Table> &tabl
     const int32_t bins = odsc_BinFunctionGetNumBins(h.binFunction);
     if (!table)
         table.reset(odsc_TableCreate(file, path, bins, inner));
-    else if (odsc_TableGetNumRows(table.get()) != bins && !odsc_TableResize(table.get(), bins, inner))
+    else if (odsc_TableGetNumRows(table.get()) != bins &&
+             !odsc_TableResize(table.get(), bins, inner))
         return false;
     if (!table || osta_HistogramWrite(table.get(), &h, 0, bins, inner) < 0) return false;
     return odsc_TableClose(table.release(), inner) == 0;
@@ -105,8 +106,8 @@ extern "C" ORVIK_API long osta_LayerStatisticsUpdate(Ohfa_File *file, const wcha
             return -1;
         }
         if (!StoreHistogram(file, layerPath, table, *histogram, &inner)) {
-            SetError(err, kFn, kUpdateTableFailed, inner,
-                     L"Cannot store the histogram of layer %s", layerPath);
+            SetError(err, kFn, kUpdateTableFailed, inner, L"Cannot store the histogram of layer %s",
+                     layerPath);
             return -1;
         }
         if (statistics) *statistics = s;

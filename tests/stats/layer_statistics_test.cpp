@@ -42,7 +42,8 @@ class LayerStatistics : public img_test::ImgTest {
         for (int r0 = 0; r0 < info.height; r0 += bh)
             for (int c0 = 0; c0 < info.width; c0 += bw) {
                 if (!written(r0 / bh, c0 / bw)) continue;
-                const int rows = std::min(bh, info.height - r0), cols = std::min(bw, info.width - c0);
+                const int rows = std::min(bh, info.height - r0),
+                          cols = std::min(bw, info.width - c0);
                 img_test::Data d = img_test::Raster(rows, cols, OGDA_F64);
                 auto *p = static_cast<double *>(d->data);
                 for (int r = 0; r < rows; ++r)
@@ -142,9 +143,9 @@ TEST_F(LayerStatistics, IntegerLayersWithPartialEdgeBlocksAreExact) {
         std::vector<double> noise(1300 * 50);
         for (double &v : noise)
             v = type == OGDA_S16 ? double(int(gen() % 2001) - 1000) : double(gen() % 16);
-        const Written w = Make(img_test::Info(1300, 50, type, side, side / 2),
-                               [&](int r, int c) { return noise[size_t(r) * 1300 + c]; },
-                               Everywhere);
+        const Written w = Make(
+            img_test::Info(1300, 50, type, side, side / 2),
+            [&](int r, int c) { return noise[size_t(r) * 1300 + c]; }, Everywhere);
         ExpectIntegerStatistics(Compute(nullptr, nullptr), Sampled(w, 1, 1));
         ExpectSameAsInMemory(w, {}, nullptr);
         TearDown();
@@ -158,8 +159,9 @@ TEST_F(LayerStatistics, RealLayersMatchTheInMemoryComputation) {
     std::normal_distribution<double> hump(1000, 250);
     std::vector<double> noise(333 * 207);
     for (double &v : noise) v = float(hump(gen));
-    const Written w = Make(img_test::Info(333, 207, OGDA_F32, 40, 30),
-                           [&](int r, int c) { return noise[size_t(r) * 333 + c]; }, Everywhere);
+    const Written w = Make(
+        img_test::Info(333, 207, OGDA_F32, 40, 30),
+        [&](int r, int c) { return noise[size_t(r) * 333 + c]; }, Everywhere);
     const Osta_Statistics s = Compute(nullptr, nullptr);
     const Reference r = Expected(Sampled(w, 1, 1));
     EXPECT_EQ(s.minimum, r.minimum);
@@ -199,12 +201,13 @@ TEST_F(LayerStatistics, SkipFactorsCountFromTheLayersOrigin) {
     Oimg_LayerInfo info = img_test::Info(97, 89, OGDA_U16, 16, 8);
     info.hasNoData = 1;
     info.noData = 7;
-    const Written w =
-        Make(info, [](int r, int c) { return double((r * 1009 + c * 7) % 5000); },
-             [](int br, int bc) { return br != 2 || bc != 3; });
+    const Written w = Make(
+        info, [](int r, int c) { return double((r * 1009 + c * 7) % 5000); },
+        [](int br, int bc) { return br != 2 || bc != 3; });
     // Factors that divide the block sides and ones that do not; a row step above the block
     // height leaves whole strips unread.
-    for (const auto &[sx, sy] : std::vector<std::pair<int, int>>{{2, 2}, {3, 5}, {16, 8}, {5, 19}}) {
+    for (const auto &[sx, sy] :
+         std::vector<std::pair<int, int>>{{2, 2}, {3, 5}, {16, 8}, {5, 19}}) {
         SCOPED_TRACE(std::to_string(sx) + " x " + std::to_string(sy));
         const Osta_SkipFactors skip{sx, sy};
         ExpectIntegerStatistics(Compute(nullptr, &skip), Sampled(w, sx, sy));
@@ -220,7 +223,8 @@ TEST_F(LayerStatistics, UnsuitableLayersAndArgumentsAreRefused) {
     Osta_Statistics s{};
     EXPECT_EQ(osta_LayerStatisticsCompute(nullptr, nullptr, nullptr, &s, nullptr, &err), nullptr);
     EXPECT_EQ(err.get()->number, 1);
-    Make(img_test::Info(10, 10, OGDA_U8), [](int, int) { return 1.0; }, Everywhere);
+    Make(
+        img_test::Info(10, 10, OGDA_U8), [](int, int) { return 1.0; }, Everywhere);
     const Osta_SkipFactors bad{1, 0};
     EXPECT_EQ(osta_LayerStatisticsCompute(m_layer, nullptr, &bad, &s, nullptr, &err), nullptr);
     EXPECT_EQ(err.Message(), L"Bad skip factors 1, 0 (1 or more allowed)");
@@ -248,8 +252,9 @@ TEST_F(LayerStatistics, UnsuitableLayersAndArgumentsAreRefused) {
 // The update stores statistics, exclusions, skip factors and the histogram with the layer,
 // where the readers find them; a table's own bin function is kept.
 TEST_F(LayerStatistics, UpdateStoresEverythingWithTheLayer) {
-    const Written w = Make(img_test::Info(70, 50, OGDA_U8, 32, 32),
-                           [](int r, int c) { return double(10 + (r * 3 + c) % 90); }, Everywhere);
+    const Written w = Make(
+        img_test::Info(70, 50, OGDA_U8, 32, 32),
+        [](int r, int c) { return double(10 + (r * 3 + c) % 90); }, Everywhere);
     ASSERT_EQ(oimg_LayerFlush(m_layer, nullptr), 0);
     Owned<Osta_ExcludedValues> x(osta_ExcludedValuesCreate(
         MakeArray(1, 1, OGDA_F64, Ogda_Table, std::vector<double>{11}).get(), nullptr));
@@ -269,7 +274,8 @@ TEST_F(LayerStatistics, UpdateStoresEverythingWithTheLayer) {
     Owned<Osta_ExcludedValues> storedOwned(stored);
     ASSERT_NE(stored, nullptr);
     EXPECT_EQ(static_cast<double *>(stored->valueBD->data)[0], 11);
-    Owned<Osta_SkipFactors> f(osta_StatisticsGetSkipFactors(m_file, L"/Image/Layer", nullptr, &err));
+    Owned<Osta_SkipFactors> f(
+        osta_StatisticsGetSkipFactors(m_file, L"/Image/Layer", nullptr, &err));
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(f->skipFactorX, 2);
     EXPECT_EQ(f->skipFactorY, 3);
@@ -277,7 +283,8 @@ TEST_F(LayerStatistics, UpdateStoresEverythingWithTheLayer) {
     // Direct bins minimum .. maximum, each holding its value's count.
     Odsc_Table *table = odsc_TableOpen(m_file, L"/Image/Layer", &err);
     ASSERT_NE(table, nullptr) << Text(err);
-    Owned<Osta_Histogram> h(osta_HistogramRead(table, nullptr, 0, odsc_TableGetNumRows(table), &err));
+    Owned<Osta_Histogram> h(
+        osta_HistogramRead(table, nullptr, 0, odsc_TableGetNumRows(table), &err));
     ASSERT_NE(h, nullptr) << Text(err);
     EXPECT_EQ(h->binFunction->minLimit, s.minimum);
     EXPECT_EQ(h->table->numelements, int32_t(s.maximum - s.minimum) + 1);
@@ -287,7 +294,8 @@ TEST_F(LayerStatistics, UpdateStoresEverythingWithTheLayer) {
 
     // A table with bins of its own keeps them; without exclusions and skip factors those
     // entries are rewritten to say so.
-    Owned<Odsc_BinFunction> ten(odsc_BinFunctionCreate(10, ODSC_BIN_LINEAR, 0, 100, nullptr, nullptr));
+    Owned<Odsc_BinFunction> ten(
+        odsc_BinFunctionCreate(10, ODSC_BIN_LINEAR, 0, 100, nullptr, nullptr));
     ASSERT_NE(odsc_TableResize(table, 10, &err), nullptr) << Text(err);
     ASSERT_EQ(odsc_TableSetBinFunction(table, ten.get(), &err), 0) << Text(err);
     ASSERT_EQ(odsc_TableClose(table, &err), 0) << Text(err);
