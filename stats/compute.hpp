@@ -17,8 +17,10 @@ namespace orvik::stats {
 
 // A numeric, non-complex object whose fields agree with each other.
 bool IsSampleable(const Ogda_BaseData *d);
-// Null, or both factors at least 1.
-bool AreSkipFactors(const Osta_SkipFactors *skip);
+// Null, or both factors at least 1; otherwise reported under `fn` as `number` ("Bad skip
+// factors X, Y (1 or more allowed)").
+bool CheckSkipFactors(const Osta_SkipFactors *skip, long number, Oerr_ErrorReport **err,
+                      const wchar_t *fn);
 
 inline bool IsSmallInteger(Ogda_PixelType t) { return t >= OGDA_U1 && t <= OGDA_S16; }
 

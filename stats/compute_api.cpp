@@ -22,8 +22,12 @@ bool IsSampleable(const Ogda_BaseData *d) {
     return d->lineBytes >= int64_t{d->numbytes} * length;
 }
 
-bool AreSkipFactors(const Osta_SkipFactors *skip) {
-    return !skip || (skip->skipFactorX >= 1 && skip->skipFactorY >= 1);
+bool CheckSkipFactors(const Osta_SkipFactors *skip, long number, Oerr_ErrorReport **err,
+                      const wchar_t *fn) {
+    if (!skip || (skip->skipFactorX >= 1 && skip->skipFactorY >= 1)) return true;
+    SetError(err, fn, number, nullptr, L"Bad skip factors %ld, %ld (1 or more allowed)",
+             long{skip->skipFactorX}, long{skip->skipFactorY});
+    return false;
 }
 
 } // namespace orvik::stats
@@ -119,12 +123,7 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
                      L"Input data must be a non-empty array of a numeric, non-complex type");
             return nullptr;
         }
-        if (!AreSkipFactors(skip)) {
-            SetError(err, kFn, kComputeBadSkipFactors, nullptr,
-                     L"Bad skip factors %ld, %ld (1 or more allowed)", long{skip->skipFactorX},
-                     long{skip->skipFactorY});
-            return nullptr;
-        }
+        if (!CheckSkipFactors(skip, kComputeBadSkipFactors, err, kFn)) return nullptr;
         const Grid g = MakeGrid(data, skip ? skip->skipFactorX : 1, skip ? skip->skipFactorY : 1);
         const GridSource whole = [&](const GridVisit &visit) {
             visit(g);

@@ -110,12 +110,7 @@ osta_CovarianceCompute(const Ogda_BaseDataStack *layers, const Osta_ExcludedValu
                     long{l});
                 return nullptr;
             }
-        if (!AreSkipFactors(skip)) {
-            SetError(err, kFn, kCovarianceBadSkipFactors, nullptr,
-                     L"Bad skip factors %ld, %ld (1 or more allowed)", long{skip->skipFactorX},
-                     long{skip->skipFactorY});
-            return nullptr;
-        }
+        if (!CheckSkipFactors(skip, kCovarianceBadSkipFactors, err, kFn)) return nullptr;
         const int32_t k = layers->count;
         // Per-layer grids without the single-line shortcut, so positions match across layers
         // whose line padding differs.

@@ -120,12 +120,7 @@ osta_LayerStatisticsCompute(Oimg_Layer *layer, const Osta_ExcludedValues *exclud
                      L"Input data must be a non-empty array of a numeric, non-complex type");
             return nullptr;
         }
-        if (!AreSkipFactors(skip)) {
-            SetError(err, kFn, kComputeBadSkipFactors, nullptr,
-                     L"Bad skip factors %ld, %ld (1 or more allowed)", long{skip->skipFactorX},
-                     long{skip->skipFactorY});
-            return nullptr;
-        }
+        if (!CheckSkipFactors(skip, kComputeBadSkipFactors, err, kFn)) return nullptr;
         LayerStrips strips(layer, skip ? skip->skipFactorX : 1, skip ? skip->skipFactorY : 1);
         if (!strips.Allocate(err)) return nullptr;
         ExcludedSet x(excluded);

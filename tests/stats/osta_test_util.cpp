@@ -55,3 +55,12 @@ Reference Expected(std::vector<double> v) {
         }
     return r;
 }
+
+void ExpectExact(const Osta_Statistics &s, const Reference &r) {
+    EXPECT_EQ(s.minimum, r.minimum);
+    EXPECT_EQ(s.maximum, r.maximum);
+    EXPECT_NEAR(s.mean, r.mean, 1e-12 * std::max(1.0, std::fabs(r.mean)));
+    EXPECT_EQ(s.median, r.lowerMedian);
+    EXPECT_EQ(s.mode, r.mode);
+    EXPECT_NEAR(s.stddev, r.stddev, 1e-10 * std::max(1.0, r.stddev));
+}

@@ -45,6 +45,8 @@ struct Reference {
     size_t n;
 };
 Reference Expected(std::vector<double> v);
+// Integer data: everything exact, the median the lower middle value.
+void ExpectExact(const Osta_Statistics &s, const Reference &r);
 
 // Reports of kind warning printed while an instance lives (function and message).
 class WarningCapture {
