@@ -43,8 +43,7 @@ bool LayerStrips::Read(Oimg_Layer *layer, const StripWindow &w, const Ogda_BaseD
 Grid LayerStrips::Sampled(const Ogda_BaseData &v, bool collapse) const {
     Grid g;
     g.base = static_cast<const unsigned char *>(v.data);
-    if (collapse && sx_ == 1 && sy_ == 1 &&
-        v.lineBytes == int64_t{v.numbytes} * v.numcolumns) {
+    if (collapse && sx_ == 1 && sy_ == 1 && v.lineBytes == int64_t{v.numbytes} * v.numcolumns) {
         g.lines = 1;
         g.perLine = int64_t{v.numrows} * v.numcolumns;
         return g;

@@ -370,6 +370,21 @@ osta_LayerStatisticsCompute(Oimg_Layer *layer, const Osta_ExcludedValues *exclud
                             Osta_Histogram **histogram, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /*
+ * Covariance matrix of `count` raster layers (1 to OGDA_MATRIX_MAX_ORDER) of equal width and
+ * height, numeric and not complex (pixel and block types may differ), as osta_CovarianceCompute
+ * computes it over the layers held in memory, read one strip at a time. A position is used only
+ * when no layer holds NaN, an infinity, an excluded value or its own no-data value there. Skip
+ * factors count from row 0, column 0. Result in `covariance` (created when null; a given one is
+ * replaced). Reports: 1 bad arguments, 2 a layer unfit or of another size, 3 bad skip factors,
+ * 4 no position left, 5, 7 as above.
+ */
+ORVIK_API Osta_Covariance *osta_LayerCovarianceCompute(Oimg_Layer *const *layers, int32_t count,
+                                                       const Osta_ExcludedValues *excluded,
+                                                       const Osta_SkipFactors *skip,
+                                                       Osta_Covariance *covariance,
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/*
  * Computes the statistics and histogram of the layer at `layerPath` of `file` and stores them
  * with it: its "Statistics", "Excluded_Values" (those given, or none) and "Skip_Factors"
  * (those given, or 1, 1) entries, and the "Histogram" column of its descriptor table. When the

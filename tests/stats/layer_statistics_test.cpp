@@ -23,20 +23,25 @@ struct Written {
 class LayerStatistics : public img_test::ImgTest {
   protected:
     void TearDown() override {
+        for (Oimg_Layer *l : m_more) oimg_LayerClose(l, nullptr);
+        m_more.clear();
         oimg_LayerClose(m_layer, nullptr);
         if (m_file) ohfa_FileClose(m_file, nullptr);
     }
 
-    // Creates "/Image/Layer" and writes value(r, c) into every block for which
-    // written(blockRow, blockColumn) holds; the others are never written.
+    // Creates "/Image/Layer" (or, with `name`, another layer of the same file) and writes
+    // value(r, c) into every block for which written(blockRow, blockColumn) holds; the others
+    // are never written.
     template <class Value, class Keep>
-    Written Make(const Oimg_LayerInfo &info, Value value, Keep written) {
-        m_file = NewFile("layer.hfa");
+    Written Make(const Oimg_LayerInfo &info, Value value, Keep written,
+                 const wchar_t *name = nullptr) {
+        if (!name) m_file = NewFile("layer.hfa");
         Report err;
-        m_layer = oimg_LayerCreate(m_file, L"/Image", L"Layer", &info, &err);
-        EXPECT_NE(m_layer, nullptr) << Text(err);
+        Oimg_Layer *&layer = name ? m_more.emplace_back() : m_layer;
+        layer = oimg_LayerCreate(m_file, L"/Image", name ? name : L"Layer", &info, &err);
+        EXPECT_NE(layer, nullptr) << Text(err);
         Written w;
-        w.info = *oimg_LayerInfoGet(m_layer);
+        w.info = *oimg_LayerInfoGet(layer);
         w.pixels.assign(size_t(info.width) * info.height, NAN);
         const int bw = w.info.blockWidth, bh = w.info.blockHeight;
         for (int r0 = 0; r0 < info.height; r0 += bh)
@@ -50,7 +55,7 @@ class LayerStatistics : public img_test::ImgTest {
                     for (int c = 0; c < cols; ++c)
                         w.pixels[size_t(r0 + r) * info.width + c0 + c] =
                             p[size_t(r) * d->lineBytes / 8 + c] = value(r0 + r, c0 + c);
-                EXPECT_EQ(oimg_LayerWriteWindow(m_layer, r0, c0, rows, cols, d.get(), &err), 0)
+                EXPECT_EQ(oimg_LayerWriteWindow(layer, r0, c0, rows, cols, d.get(), &err), 0)
                     << Text(err);
             }
         return w;
@@ -120,6 +125,7 @@ class LayerStatistics : public img_test::ImgTest {
 
     Ohfa_File *m_file = nullptr;
     Oimg_Layer *m_layer = nullptr;
+    std::vector<Oimg_Layer *> m_more;
 };
 
 void ExpectIntegerStatistics(const Osta_Statistics &s, const std::vector<double> &values) {
@@ -241,6 +247,81 @@ TEST_F(LayerStatistics, UnsuitableLayersAndArgumentsAreRefused) {
     EXPECT_EQ(err.Message(), L"Cannot open layer /Image/Missing");
     EXPECT_EQ(osta_LayerStatisticsUpdate(nullptr, L"/Image/Layer", nullptr, nullptr, &s, &err), -1);
     EXPECT_EQ(err.Message(), L"Invalid file or layer path");
+}
+
+// A position counts only where no layer holds its own no-data value, an excluded value or
+// NaN; layers of different pixel types and blocks, partly written. Checked against a plain
+// two-pass covariance of the positions kept.
+TEST_F(LayerStatistics, CovarianceOfLayersOfDifferentTypesAndBlocks) {
+    Oimg_LayerInfo first = img_test::Info(61, 45, OGDA_U8, 16, 16);
+    first.hasNoData = 1;
+    first.noData = 0;
+    Oimg_LayerInfo third = img_test::Info(61, 45, OGDA_F32, 64, 4);
+    third.hasNoData = 1;
+    third.noData = -1;
+    std::vector<Written> w;
+    w.push_back(Make(
+        first, [](int r, int c) { return double((r * 13 + c * 7) % 97); },
+        [](int br, int bc) { return br != 1 || bc != 2; }));
+    w.push_back(Make(
+        img_test::Info(61, 45, OGDA_S16, 32, 8),
+        [](int r, int c) { return double((r * c) % 301 - 150); }, Everywhere, L"Second"));
+    w.push_back(Make(
+        third, [](int r, int c) { return (r + c) % 11 ? 1000.5 + r * 0.25 - c : NAN; }, Everywhere,
+        L"Third"));
+    const std::vector<Oimg_Layer *> layers{m_layer, m_more[0], m_more[1]};
+    const std::vector<double> excluded{5, 7};
+    Owned<Osta_ExcludedValues> x(
+        osta_ExcludedValuesCreate(MakeArray(1, 2, OGDA_F64, Ogda_Table, excluded).get(), nullptr));
+    for (const auto &[sx, sy] : std::vector<std::pair<int, int>>{{1, 1}, {2, 3}}) {
+        SCOPED_TRACE(std::to_string(sx) + " x " + std::to_string(sy));
+        std::vector<std::vector<double>> kept(3);
+        for (int r = 0; r < 45; r += sy)
+            for (int c = 0; c < 61; c += sx) {
+                bool keep = true;
+                for (const Written &l : w) {
+                    double v = l.At(r, c);
+                    if (std::isnan(v)) v = l.info.hasNoData ? l.info.noData : 0;
+                    keep = keep && !(l.info.hasNoData && v == l.info.noData) &&
+                           std::find(excluded.begin(), excluded.end(), v) == excluded.end();
+                }
+                for (size_t l = 0; keep && l < 3; ++l)
+                    kept[l].push_back(std::isnan(w[l].At(r, c)) ? 0 : w[l].At(r, c));
+            }
+        ASSERT_GT(kept[0].size(), 100u);
+        std::vector<long double> mean(3, 0);
+        for (size_t l = 0; l < 3; ++l)
+            for (double v : kept[l]) mean[l] += v / kept[l].size();
+
+        Report err;
+        const Osta_SkipFactors skip{sx, sy};
+        Owned<Osta_Covariance> cov(
+            osta_LayerCovarianceCompute(layers.data(), 3, x.get(), &skip, nullptr, &err));
+        ASSERT_NE(cov, nullptr) << Text(err);
+        const auto *m = static_cast<const double *>(cov->covariance.data);
+        for (size_t a = 0; a < 3; ++a)
+            for (size_t b = 0; b < 3; ++b) {
+                long double s = 0;
+                for (size_t i = 0; i < kept[a].size(); ++i)
+                    s += (kept[a][i] - mean[a]) * (kept[b][i] - mean[b]);
+                const double expect = double(s / (kept[a].size() - 1));
+                EXPECT_NEAR(m[a * 3 + b], expect, 1e-9 * std::fabs(expect) + 1e-12) << a << b;
+            }
+    }
+
+    Report err;
+    // Layers of another size, and no layers, are refused.
+    const Oimg_LayerInfo narrower = img_test::Info(60, 45, OGDA_U8);
+    Oimg_Layer *small = oimg_LayerCreate(m_file, L"/Image", L"Small", &narrower, &err);
+    ASSERT_NE(small, nullptr) << Text(err);
+    m_more.push_back(small);
+    const std::vector<Oimg_Layer *> mixed{m_layer, small};
+    EXPECT_EQ(osta_LayerCovarianceCompute(mixed.data(), 2, nullptr, nullptr, nullptr, &err),
+              nullptr);
+    EXPECT_EQ(err.get()->number, 2);
+    EXPECT_EQ(osta_LayerCovarianceCompute(layers.data(), 0, nullptr, nullptr, nullptr, &err),
+              nullptr);
+    EXPECT_EQ(err.Message(), L"Bad layer stack");
 }
 
 // The update stores statistics, exclusions, skip factors and the histogram with the layer,
