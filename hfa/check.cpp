@@ -3,7 +3,8 @@
 // Nothing found in the file is trusted: every position is checked against the file before it
 // is read, the tree walk visits a position once at most and the free-list walk stops at the
 // first link that does not lead forward, so any input ends. Overlaps come from one sorted
-// sweep over every byte range that a structure claims (see docs/hfa-check.md).
+// sweep over every byte range that a structure claims (see docs/hfa-check.md). A block cache's
+// index and stored blocks are claimed through its node record, read by the cache's own loader.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -13,6 +14,7 @@
 
 #include "core/guard.hpp"
 #include "core/utf8.hpp"
+#include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/link_journal.hpp"
@@ -37,8 +39,9 @@ std::wstring Num(int64_t v) { return std::to_wstring(v); }
 std::wstring Wide(const std::string &s) { return orvik::text::Utf8ToWideLossy(s); }
 
 // What claims a byte range: a fixed structure (index into the checker's labels), an entry
-// record or an entry's data (index of the entry's node), or a free block.
-enum class Owner { Fixed, Entry, Data, Free };
+// record or an entry's data (index of the entry's node), a block cache's index or one of its
+// blocks (index of the node of the cache's entry), or a free block.
+enum class Owner { Fixed, Entry, Data, CacheIndex, CacheBlock, Free };
 
 // A byte range claimed by one structure of the file. Its label is built only when a
 // problem names it (a path costs a walk up the tree).
@@ -47,6 +50,7 @@ struct Span {
     int64_t length;
     Owner owner;
     std::size_t index;
+    int32_t block = 0; // the block number of a cache block
 };
 
 // One entry reached by the tree walk; `up` indexes the parent's node (none for the root).
@@ -101,6 +105,10 @@ class Checker {
             return EntryLabel(s.index);
         case Owner::Data:
             return L"the data of " + EntryLabel(s.index);
+        case Owner::CacheIndex:
+            return L"the block index of " + EntryLabel(s.index);
+        case Owner::CacheBlock:
+            return L"block " + Num(s.block) + L" of " + EntryLabel(s.index);
         case Owner::Free:
             return L"the free block at " + Num(s.start);
         default:
@@ -143,6 +151,7 @@ class Checker {
     void List(std::size_t parentIndex, uint32_t first, std::vector<std::size_t> &todo);
     void Entry(std::size_t index, const unsigned char *raw, const Ohfa_Entry &e);
     void Data(std::size_t index, const Ohfa_Entry &e);
+    void CacheStore(std::size_t index, const Ohfa_Entry &e);
     void FreeList();
     void Overlaps();
     void Finish();
@@ -160,6 +169,7 @@ class Checker {
     std::size_t m_count = 0;
     int64_t m_leaked = 0;
     int64_t m_decoded = 0;
+    int64_t m_cacheSlots = 0; // index positions claimed so far, over all caches
 };
 
 bool Checker::Header() {
@@ -380,6 +390,46 @@ void Checker::Data(std::size_t index, const Ohfa_Entry &e) {
     if (consumed > e.dataSize)
         Problem(label() + L": its data decodes as " + wtype + L" in " + Num(consumed) + L" of " +
                 Num(e.dataSize) + L" bytes");
+    if (type == "Ohfa_CacheNode") CacheStore(index, e);
+}
+
+// A block cache: the index its node names and every block the index names belong to the
+// entry. The loader checks that the sizes agree and that every position lies inside the
+// file; overlaps come out of the sweep.
+void Checker::CacheStore(std::size_t index, const Ohfa_Entry &e) {
+    auto label = [&] { return EntryLabel(index); };
+    if (e.dataSize != 16) {
+        Problem(label() + L": its cache node takes " + Num(e.dataSize) + L" bytes, not 16");
+        return;
+    }
+    Ohfa_Cache_ cache;
+    cache.file = m_file;
+    cache.path = PathOf(index);
+    cache.nodeAt = e.data;
+    Oerr_ErrorReport *err = nullptr;
+    if (!LoadCache(cache, &err, kFn)) {
+        std::wstring why;
+        for (auto *r = err; r; r = r->next)
+            if (r->message) why = r->message; // the innermost cause
+        oerr_DeleteErrorReportEx(&err);
+        Problem(label() + L": its block store cannot be read: " + why);
+        return;
+    }
+    const Ohfa_CacheNode &n = cache.node;
+    if (n.blockcount == 0) return;
+    // The indexes of a sound file together are smaller than the file: past that, the same
+    // index is named again (the node records overlap, which the sweep reports) and claiming
+    // its blocks once more would only repeat the work.
+    m_cacheSlots += n.blockcount;
+    if (m_cacheSlots > m_end / 4) {
+        Problem(label() + L": the block indexes name more blocks than the file can hold");
+        return;
+    }
+    Claim(n.rootptr, kIndexHeader + int64_t{4} * n.blockcount, Owner::CacheIndex, index);
+    for (int32_t b = 0; b < n.blockcount; ++b) {
+        const uint32_t at = cache.index[static_cast<std::size_t>(b)];
+        if (at != 0) m_spans.push_back(Span{at, n.blocksize, Owner::CacheBlock, index, b});
+    }
 }
 
 void Checker::FreeList() {

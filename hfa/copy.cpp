@@ -3,8 +3,10 @@
 // into the target in preorder, each data block raw (file form needs no conversion) and each
 // design its entries use carried into the target's dictionary. The target is written from
 // its own allocator, so a copy of a file holds no free space (but a sliver of its first
-// dictionary's block): copying is how a file is compacted. What cannot be read is skipped and
-// reported after everything else is copied.
+// dictionary's block): copying is how a file is compacted. A block cache's node names its
+// index and blocks by position, so its store is carried block by block and the copy's node
+// names the new index. What cannot be read is skipped and reported after everything else is
+// copied.
 #include <atomic>
 #include <cstring>
 #include <mutex>
@@ -15,6 +17,8 @@
 #include "core/guard.hpp"
 #include "core/utf8.hpp"
 #include "fio/path.hpp"
+#include "hfa/cache.hpp"
+#include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
 #include "hfa/report.hpp"
@@ -139,6 +143,57 @@ bool ReadData(Ohfa_File *src, const Ohfa_Entry &e, std::vector<unsigned char> &b
     return false;
 }
 
+// When `e` is a block cache's node (its file form in `bytes`): writes every stored block into
+// the target, then an index naming the new positions, and turns `bytes` into the node naming
+// that index, which the caller writes last, so that nothing on disk names space not yet
+// written. Blocks never written stay unstored. A store that cannot be read is a problem and
+// the entry is copied without data; a block that cannot be read is a problem and stays
+// unstored. False only when writing the target fails (reported).
+bool CarryStore(Ohfa_File *src, Ohfa_File *dst, const Ohfa_Entry &e,
+                std::vector<unsigned char> &bytes, Problems &problems, Oerr_ErrorReport **err,
+                const wchar_t *fn) {
+    if (bytes.size() != 16 || std::strncmp(e.type, "Ohfa_CacheNode", sizeof e.type) != 0)
+        return true;
+    const std::wstring name = Wide(e.name, sizeof e.name);
+    Ohfa_Cache_ from;
+    from.file = src;
+    from.path = name;
+    from.nodeAt = e.data;
+    Oerr_ErrorReport *readErr = nullptr;
+    if (!LoadCache(from, &readErr, fn)) {
+        problems.Add(fn, readErr, L"Cannot read the block store of entry %s", name.c_str());
+        bytes.clear();
+        return true;
+    }
+    if (from.node.blockcount == 0) return true;
+    Ohfa_Cache_ to;
+    to.file = dst;
+    to.path = name;
+    to.node = from.node;
+    to.index.assign(from.index.size(), 0);
+    // Allocated at the first stored block: one inside the file bounds its size.
+    std::vector<unsigned char> block;
+    for (int32_t b = 0; b < from.node.blockcount; ++b) {
+        if (from.index[static_cast<std::size_t>(b)] == 0) continue;
+        block.resize(static_cast<std::size_t>(from.node.blocksize));
+        if (!ReadBlock(from, b, block.data(), &readErr, fn)) {
+            problems.Add(fn, readErr, L"Cannot read block %ld of entry %s", static_cast<long>(b),
+                         name.c_str());
+            continue;
+        }
+        if (!WriteBlock(to, b, block.data(), true, err, fn)) return false;
+    }
+    const Omif_Design *indexDesign = CacheIndexDesign(err);
+    if (!indexDesign || !ohfa_FileDictionaryAddDesign(dst, indexDesign, err)) {
+        SetError(err, fn, kCopyWriteFailed, *err, L"ohfa_FileDictionaryAddDesign failed");
+        return false;
+    }
+    const uint32_t at = WriteNewIndex(to, to.node.blockcount, err, fn);
+    if (at == 0) return false;
+    to.node.rootptr = static_cast<int32_t>(at);
+    return RecordToBytes(kCacheNodeDesign, &to.node, bytes.data(), 16, 0, err, fn);
+}
+
 // Carries the designs of the entries that hold data into the target's dictionary. A design
 // missing from the source's dictionary is a problem; the data is copied all the same.
 bool CarryDesigns(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
@@ -200,6 +255,7 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
             return -1;
         }
         ReadData(src, n.record, bytes, problems, fn);
+        if (!CarryStore(src, dst, n.record, bytes, problems, err, fn)) return -1;
         const std::wstring name = Wide(n.record.name, sizeof n.record.name);
         const std::wstring type = Wide(n.record.type, sizeof n.record.type);
         if (ohfa_ObjectDataWrite(dst, nullptr, name.c_str(), type.empty() ? nullptr : type.c_str(),
@@ -255,6 +311,7 @@ long CopyFile(Ohfa_File *src, Ohfa_File *dst, Oerr_ErrorReport **err, const wcha
     // The root is rewritten in place; its children follow it.
     std::vector<unsigned char> bytes;
     ReadData(src, root, bytes, problems, fn);
+    if (!CarryStore(src, dst, root, bytes, problems, err, fn)) return -1;
     const std::wstring type = Wide(root.type, sizeof root.type);
     if (SeekEntry(dst, OHFA_SEEK_ROOT, nullptr, err, fn) <= 0 ||
         ohfa_ObjectDataWrite(dst, nullptr, nullptr, type.empty() ? nullptr : type.c_str(),

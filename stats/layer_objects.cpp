@@ -26,7 +26,8 @@ const Omif_Design *Design(const LayerObject &kind, const wchar_t *fn, Oerr_Error
 bool SeekNode(Ohfa_File *file, const wchar_t *node, const wchar_t *fn, Oerr_ErrorReport **err) {
     const long found = ohfa_EntrySeek(file, OHFA_SEEK_PATH, node, err);
     if (found > 0) return true;
-    if (found == 0)
+    // A seek that finds nothing may still have reported damage on the way: that chain is kept.
+    if (found == 0 && !*err)
         SetError(err, fn, kLayerNoNode, nullptr, L"Cannot find %s", node);
     else
         SetError(err, fn, kLayerSeek, *err, L"EntrySeek failed");

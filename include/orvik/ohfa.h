@@ -362,7 +362,8 @@ ORVIK_API long ohfa_ListFile(Ohfa_File *file, const wchar_t *startNode, FILE *ou
 
 /* Checks the whole file as stored on disk (flush first what this handle changed): header,
  * dictionary, every link of the entry tree, names and types, every data block (inside the
- * file, decoding with its design), the free list, and that no two structures share a byte.
+ * file, decoding with its design), the index and stored blocks of every block cache, the
+ * free list, and that no two structures share a byte.
  * *problems gets a new list with one line per problem (at most 1000, then one line with the
  * number of the others). Bytes that no structure holds and that are not free are reported
  * on one last line beginning with OHFA_CHECK_LEAK_PREFIX; that line is not a problem. Returns
@@ -460,11 +461,12 @@ ORVIK_API void ohfa_CacheStatsGet(const Ohfa_Cache *cache, Ohfa_CacheStats *stat
 
 /* ---- Copies ----------------------------------------------------------------------------
  * A copy reads every entry it can reach, then writes them into the target in the same order,
- * data blocks byte for byte, each entry keeping its modTime; the designs of the copied data
- * join the target's dictionary. A new file written by ohfa_FileCopy holds no free space but
+ * data blocks byte for byte (a block cache's stored blocks and index are written anew and
+ * its node names the new index), each entry keeping its modTime; the designs of the copied
+ * data join the target's dictionary. A new file written by ohfa_FileCopy holds no free space but
  * what is left of the block of its first dictionary (less than one entry), so copying
- * compacts a file. Damaged parts of the source (unreadable entries or data, links
- * that loop or name the wrong parent, missing designs) are skipped: everything else is
+ * compacts a file. Damaged parts of the source (unreadable entries, data or block stores,
+ * links that loop or name the wrong parent, missing designs) are skipped: everything else is
  * copied, and the call then fails with a report whose previous records name each part that
  * was skipped. Walks are bounded by the size of the source. */
 

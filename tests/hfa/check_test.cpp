@@ -90,20 +90,10 @@ class HfaCheck : public HfaTest {
         ohfa_FileClose(f, nullptr);
         return n;
     }
-    // Whether some line contains all of the fragments.
     bool Said(std::initializer_list<std::wstring> fragments) const {
-        for (const auto &line : m_lines) {
-            bool all = true;
-            for (const auto &f : fragments) all = all && line.find(f) != std::wstring::npos;
-            if (all) return true;
-        }
-        return false;
+        return hfa_test::Said(m_lines, fragments);
     }
-    std::string Lines() const {
-        std::string out;
-        for (const auto &l : m_lines) out += std::string(l.begin(), l.end()) + "\n";
-        return out;
-    }
+    std::string Lines() const { return Joined(m_lines); }
 
     Omif_Design *m_design = nullptr;
     Layout m_at;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,37 @@ inline Omif_Design *SmallDesign(const std::wstring &name, int items) {
     for (int i = 0; i < items; ++i) names.push_back(L"item" + std::to_wstring(i));
     for (const auto &n : names) table.push_back(OMIF_FIELD(OMIF_ITEM_LONG, n.c_str(), 1));
     return omif_DesignCreate(name.c_str(), table.data(), items, nullptr, nullptr);
+}
+
+// Checks the file `name` (opened read-only): the problem count (-1 when it cannot be opened
+// or checked), every line in `lines`.
+inline long CheckLines(const std::wstring &name, std::vector<std::wstring> &lines) {
+    lines.clear();
+    Ohfa_File *f = ohfa_FileOpen(name.c_str(), L"r", 0, nullptr);
+    if (!f) return -1;
+    ostr_StringList *list = nullptr;
+    const long n = ohfa_FileCheck(f, &list, nullptr);
+    for (int32_t i = 0; list && i < list->count; ++i) lines.push_back(list->strings[i]);
+    ostr_StringListDelete(list, nullptr);
+    ohfa_FileClose(f, nullptr);
+    return n;
+}
+
+// Whether some line contains all of the fragments.
+inline bool Said(const std::vector<std::wstring> &lines,
+                 std::initializer_list<std::wstring> fragments) {
+    for (const auto &line : lines) {
+        bool all = true;
+        for (const auto &f : fragments) all = all && line.find(f) != std::wstring::npos;
+        if (all) return true;
+    }
+    return false;
+}
+
+inline std::string Joined(const std::vector<std::wstring> &lines) {
+    std::string out;
+    for (const auto &l : lines) out += std::string(l.begin(), l.end()) + "\n";
+    return out;
 }
 
 } // namespace hfa_test
