@@ -28,9 +28,9 @@ void *Reallocate(Heap *heap, void *block, std::size_t size) noexcept;
 std::size_t UsableSize(Heap *heap, void *block) noexcept;
 
 // For tests and diagnostics (may be linear in the number of blocks).
-std::size_t Bytes(const Heap *heap) noexcept;        // the size it was created with
-bool Owns(Heap *heap, const void *block) noexcept;   // `block` is a live block of the heap
-std::size_t LiveBlocks(Heap *heap) noexcept;         // blocks allocated and not yet freed
-bool Consistent(Heap *heap) noexcept;                // the heap's own structures check out
+std::size_t Bytes(const Heap *heap) noexcept;      // the size it was created with
+bool Owns(Heap *heap, const void *block) noexcept; // `block` is a live block of the heap
+std::size_t LiveBlocks(Heap *heap) noexcept;       // blocks allocated and not yet freed
+bool Consistent(Heap *heap) noexcept;              // the heap's own structures check out
 
 } // namespace orvik::port::big_heap
