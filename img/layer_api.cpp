@@ -90,7 +90,13 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
                  static_cast<long>(i.cellBytes));
         return nullptr;
     }
-    layer->cache = ohfa_CacheOpen(file, Child(path, kBlocksName).c_str(), err);
+    // Everything that may throw comes before the store opens: the handle owns the store
+    // only once it is returned.
+    BuildNoDataBlock(*layer);
+    layer->block.resize(static_cast<std::size_t>(layer->geometry.blockBytes));
+    layer->hostRow.resize(static_cast<std::size_t>(i.blockWidth) * 16);
+    const std::wstring blocks = Child(path, kBlocksName);
+    layer->cache = ohfa_CacheOpen(file, blocks.c_str(), err);
     if (!layer->cache) {
         SetError(err, fn, kStoreFailed, *err, L"Cannot open the blocks of layer %s", path.c_str());
         return nullptr;
@@ -110,9 +116,6 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
         Delete(late);
         return nullptr;
     }
-    BuildNoDataBlock(*layer);
-    layer->block.resize(static_cast<std::size_t>(g.blockBytes));
-    layer->hostRow.resize(static_cast<std::size_t>(i.blockWidth) * 16);
     return layer.release();
 }
 
