@@ -140,7 +140,15 @@ template <class T> class Builder {
         const Oimg_LayerInfo &above = m_levels.empty() ? m_base->info : m_levels.back().layer->info;
         l.inWidth = above.width;
         l.inHeight = above.height;
-        m_levels.push_back(std::move(l));
+        try {
+            m_levels.push_back(std::move(l));
+        } catch (...) {
+            // The level is not in the list the destructor closes: close it here.
+            Oerr_ErrorReport *e = nullptr;
+            CloseLayer(layer, &e, m_fn);
+            oerr_DeleteErrorReportEx(&e);
+            throw;
+        }
         return true;
     }
 
