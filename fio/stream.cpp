@@ -11,6 +11,7 @@
 #include "core/guard.hpp"
 #include "fio/report.hpp"
 #include "core/format.hpp"
+#include "fio/io_seam.hpp"
 #include "fio/write_seam.hpp"
 
 namespace orvik::fio {
@@ -122,7 +123,7 @@ bool Stream::CheckRange(std::int64_t position, std::size_t count, Oerr_ErrorRepo
 bool Stream::FlushWrites(Oerr_ErrorReport **err, const wchar_t *fn) {
     if (m_writeLength == 0) return true;
     std::size_t done = 0;
-    os::Code code = os::WriteAt(m_handle, m_writeBuffer, m_writeLength, m_writeStart, done);
+    os::Code code = testing::WriteAt(m_handle, m_writeBuffer, m_writeLength, m_writeStart, done);
     std::size_t length = m_writeLength;
     // The buffer is dropped even on failure: the loss is reported once, here.
     m_writeLength = 0;
@@ -207,7 +208,7 @@ bool Stream::Seek(std::int64_t offset, int whence, Oerr_ErrorReport **err, const
 
 bool Stream::SystemRead(std::int64_t position, char *buffer, std::size_t count, std::size_t &done,
                         Oerr_ErrorReport **err, const wchar_t *fn) {
-    os::Code code = os::ReadAt(m_handle, buffer, count, position, done);
+    os::Code code = testing::ReadAt(m_handle, buffer, count, position, done);
     if (code == 0) return true;
     ReportSystemError(err, fn, code, L"Cannot read file", &m_name,
                       text::Format(L" (%lld bytes at offset %lld)", static_cast<long long>(count),
@@ -316,7 +317,7 @@ bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
         return true;
     }
     std::size_t done = 0;
-    os::Code code = os::WriteAt(m_handle, buffer, count, position, done);
+    os::Code code = testing::WriteAt(m_handle, buffer, count, position, done);
     if (code == 0) return true;
     ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
                       Detail(L" (%lld of %lld bytes written at offset %lld)",

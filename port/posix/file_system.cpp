@@ -54,6 +54,8 @@ bool IsMissing(Code code) { return code == ENOENT; }
 bool IsAlreadyExists(Code code) { return code == EEXIST; }
 bool IsCrossDevice(Code code) { return code == EXDEV; }
 Code FileTooLargeCode() { return EFBIG; }
+Code NoSpaceCode() { return ENOSPC; }
+Code IoErrorCode() { return EIO; }
 
 Code Open(const std::string &path, const OpenRequest &request, Handle &out) {
     int flags = O_CLOEXEC;

@@ -45,6 +45,8 @@ bool IsAlreadyExists(Code code) {
 }
 bool IsCrossDevice(Code code) { return code == ERROR_NOT_SAME_DEVICE; }
 Code FileTooLargeCode() { return ERROR_DISK_FULL; }
+Code NoSpaceCode() { return ERROR_DISK_FULL; }
+Code IoErrorCode() { return ERROR_IO_DEVICE; }
 
 Code Open(const std::string &path, const OpenRequest &request, Handle &out) {
     std::wstring wide;
