@@ -237,13 +237,18 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
             return -1;
         }
-        Oimg_Layer *layer = OpenLayer(file, layerPath, err, kFn);
+        // Closed on every way out, a throw included.
+        auto closer = [](Oimg_Layer *l) {
+            Oerr_ErrorReport *late = nullptr;
+            CloseLayer(l, &late, kFn);
+            Delete(late);
+        };
+        std::unique_ptr<Oimg_Layer, decltype(closer)> layer(OpenLayer(file, layerPath, err, kFn),
+                                                            closer);
         if (!layer) return -1;
         // The blocks first: once the entry is gone nothing would name them.
-        bool ok = DeleteOverviews(layer, err, kFn);
-        Oerr_ErrorReport *late = nullptr;
-        CloseLayer(layer, &late, kFn);
-        Delete(late);
+        bool ok = DeleteOverviews(layer.get(), err, kFn);
+        layer.reset();
         const std::wstring path = layerPath;
         ok = ok && ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0 &&
              ohfa_ObjectDelete(file, layerPath, OHFA_SEEK_PATH, err) == 0;
