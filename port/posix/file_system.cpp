@@ -200,7 +200,7 @@ Code CreateUnique(const std::string &directory, const std::string &prefix,
     tmpl += suffix;
     int fd = ::mkostemps(tmpl.data(), static_cast<int>(suffix.size()), O_CLOEXEC);
     if (fd < 0) return errno;
-    path = tmpl;
+    path.swap(tmpl); // no allocation once the file exists
     out = fd;
     return 0;
 }

@@ -245,7 +245,7 @@ Code CreateUnique(const std::string &directory, const std::string &prefix,
         request.create = true;
         request.exclusive = true;
         code = Open(candidate, request, out);
-        if (code == 0) path = candidate;
+        if (code == 0) path.swap(candidate); // no allocation once the file exists
     }
     return code;
 }
