@@ -463,10 +463,18 @@ ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
             return -1;
         }
         long done;
-        {
+        try {
             GuardScope guard(dst);
             dst->flushGuard = kGuardPending;
             done = CopyFile(src, dst, err, kFn);
+        } catch (...) {
+            // Out of memory halfway: both files are closed before the guard reports it.
+            Oerr_ErrorReport *late = nullptr;
+            ohfa_FileClose(src, &late);
+            oerr_DeleteErrorReportEx(&late);
+            ohfa_FileClose(dst, &late);
+            oerr_DeleteErrorReportEx(&late);
+            throw;
         }
         Oerr_ErrorReport *closeErr = nullptr;
         if (ohfa_FileClose(src, &closeErr) != 0) PrintAndDelete(closeErr);
