@@ -56,8 +56,17 @@ os::Code WriteAt(os::Handle handle, const void *buffer, std::size_t count, std::
     case IoFault::NoSpace:
         return os::NoSpaceCode();
     case IoFault::ShortWrite: {
-        const os::Code code = os::WriteAt(handle, buffer, count / 2, position, done);
-        return code != 0 ? code : os::FileTooLargeCode();
+        // Overwriting takes no new space: a write inside the file goes through whole. One
+        // that grows the file stores its bytes in order until the disk fills, half-way
+        // through the new bytes.
+        std::int64_t size = 0;
+        os::SizeOf(handle, size);
+        const std::int64_t end = position + static_cast<std::int64_t>(count);
+        if (end <= size) return os::WriteAt(handle, buffer, count, position, done);
+        const std::size_t inside = position < size ? static_cast<std::size_t>(size - position) : 0;
+        const os::Code code =
+            os::WriteAt(handle, buffer, inside + (count - inside) / 2, position, done);
+        return code != 0 ? code : os::NoSpaceCode();
     }
     case IoFault::IoError:
         break;

@@ -4,7 +4,9 @@
 // one fails as a faulty disk would make it fail:
 // - NoSpace: a full disk: the write stores nothing and fails with the system's "no space"
 //   code, and so does every later write (reads still work);
-// - ShortWrite: the write stores its first half only and stops without a system error;
+// - ShortWrite: a full disk met half-way through a write that grows the file: the write
+//   stores its bytes in order up to half of the new ones and fails with "no space" (a write
+//   inside the file needs no new space and goes through);
 // - IoError: the transfer moves nothing and fails with the system's I/O error code, once.
 // A read counted as the n-th fails with the I/O error code whatever the fault. Unlike the
 // write-stopping seam the failure is reported, so the code under test sees it and must
