@@ -184,6 +184,11 @@ void VerifySourceUnchanged() {
 
 } // namespace
 
+const std::string &SoundFileBytes() {
+    PrepareSource();
+    return W().sourceBytes;
+}
+
 Scenario CreateScenario() {
     return {"create",
             [] {
@@ -225,58 +230,54 @@ Scenario ReadScenario() {
 }
 
 Scenario RewriteScenario() {
-    return {"rewrite",
-            [] { PrepareSource(); },
-            [](Steps &s) {
-                World &w = W();
-                Report err;
-                Ohfa_File *f = ohfa_FileOpen(w.source.c_str(), L"r+b", 0, &err);
-                if (!s("ohfa_FileOpen", f != nullptr, err)) return;
-                Oimg_Layer *layer = oimg_LayerOpen(f, kLayer, &err);
-                if (s("oimg_LayerOpen", layer != nullptr, err)) {
-                    if (s("oimg_LayerWriteWindow",
-                          oimg_LayerWriteWindow(layer, 12, 12, 10, 10, w.patch.get(), &err) == 0,
-                          err))
-                        s("oimg_LayerBuildOverviews", oimg_LayerBuildOverviews(layer, &err) > 0,
-                          err);
-                    s("oimg_LayerClose", oimg_LayerClose(layer, &err) == 0, err);
+    return {
+        "rewrite", [] { PrepareSource(); },
+        [](Steps &s) {
+            World &w = W();
+            Report err;
+            Ohfa_File *f = ohfa_FileOpen(w.source.c_str(), L"r+b", 0, &err);
+            if (!s("ohfa_FileOpen", f != nullptr, err)) return;
+            Oimg_Layer *layer = oimg_LayerOpen(f, kLayer, &err);
+            if (s("oimg_LayerOpen", layer != nullptr, err)) {
+                if (s("oimg_LayerWriteWindow",
+                      oimg_LayerWriteWindow(layer, 12, 12, 10, 10, w.patch.get(), &err) == 0, err))
+                    s("oimg_LayerBuildOverviews", oimg_LayerBuildOverviews(layer, &err) > 0, err);
+                s("oimg_LayerClose", oimg_LayerClose(layer, &err) == 0, err);
+            }
+            if (!s.Failed()) {
+                const Osta_Statistics changed{1, 255, 126, 125, 255, 80};
+                s("osta_StatisticsWrite", osta_StatisticsWrite(f, kLayer, &changed, &err) == 0,
+                  err);
+            }
+            if (!s.Failed()) {
+                Odsc_Table *table = odsc_TableOpen(f, kLayer, &err);
+                if (s("odsc_TableOpen", table != nullptr, err)) {
+                    s("odsc_TableResize", odsc_TableResize(table, 2 * kRows, &err) == table, err);
+                    s("odsc_TableClose", odsc_TableClose(table, &err) == 0, err);
                 }
-                if (!s.Failed()) {
-                    const Osta_Statistics changed{1, 255, 126, 125, 255, 80};
-                    s("osta_StatisticsWrite", osta_StatisticsWrite(f, kLayer, &changed, &err) == 0,
-                      err);
-                }
-                if (!s.Failed()) {
-                    Odsc_Table *table = odsc_TableOpen(f, kLayer, &err);
-                    if (s("odsc_TableOpen", table != nullptr, err)) {
-                        s("odsc_TableResize", odsc_TableResize(table, 2 * kRows, &err) == table,
-                          err);
-                        s("odsc_TableClose", odsc_TableClose(table, &err) == 0, err);
-                    }
-                }
-                s("ohfa_FileClose", ohfa_FileClose(f, &err) == 0, err);
-            },
-            [](bool completed) {
-                ExpectSound(W().source, false);
-                if (!completed) return;
-                Ohfa_File *f = ohfa_FileOpen(W().source.c_str(), L"r", 0, nullptr);
-                ASSERT_NE(f, nullptr);
-                Oimg_Layer *layer = oimg_LayerOpen(f, kLayer, nullptr);
-                ASSERT_NE(layer, nullptr);
-                Data one = NewData(1, 1, Ogda_Raster, OGDA_U8);
-                EXPECT_EQ(oimg_LayerReadWindow(layer, 21, 21, 1, 1, one.get(), nullptr), 0);
-                EXPECT_EQ(*Pixel(one.get(), 0, 0), 255);
-                oimg_LayerClose(layer, nullptr);
-                Odsc_Table *table = odsc_TableOpen(f, kLayer, nullptr);
-                EXPECT_EQ(odsc_TableGetNumRows(table), 2 * kRows);
-                odsc_TableClose(table, nullptr);
-                ohfa_FileClose(f, nullptr);
-            }};
+            }
+            s("ohfa_FileClose", ohfa_FileClose(f, &err) == 0, err);
+        },
+        [](bool completed) {
+            ExpectSound(W().source, false);
+            if (!completed) return;
+            Ohfa_File *f = ohfa_FileOpen(W().source.c_str(), L"r", 0, nullptr);
+            ASSERT_NE(f, nullptr);
+            Oimg_Layer *layer = oimg_LayerOpen(f, kLayer, nullptr);
+            ASSERT_NE(layer, nullptr);
+            Data one = NewData(1, 1, Ogda_Raster, OGDA_U8);
+            EXPECT_EQ(oimg_LayerReadWindow(layer, 21, 21, 1, 1, one.get(), nullptr), 0);
+            EXPECT_EQ(*Pixel(one.get(), 0, 0), 255);
+            oimg_LayerClose(layer, nullptr);
+            Odsc_Table *table = odsc_TableOpen(f, kLayer, nullptr);
+            EXPECT_EQ(odsc_TableGetNumRows(table), 2 * kRows);
+            odsc_TableClose(table, nullptr);
+            ohfa_FileClose(f, nullptr);
+        }};
 }
 
 Scenario DeleteScenario() {
-    return {"delete",
-            [] { PrepareSource(); },
+    return {"delete", [] { PrepareSource(); },
             [](Steps &s) {
                 Report err;
                 Ohfa_File *f = ohfa_FileOpen(W().source.c_str(), L"r+b", 0, &err);
@@ -298,43 +299,43 @@ Scenario DeleteScenario() {
 }
 
 Scenario CopyScenario() {
-    return {"copy",
-            [] {
-                PrepareSource();
-                Remove(W().copy);
-                Remove(W().part);
-            },
-            [](Steps &s) {
-                World &w = W();
-                Report err;
-                if (!s("ohfa_FileCopy", ohfa_FileCopy(w.source.c_str(), w.copy.c_str(), &err) > 0,
-                       err))
-                    return;
-                Ohfa_File *from = ohfa_FileOpen(w.source.c_str(), L"r", 0, &err);
-                if (!s("ohfa_FileOpen", from != nullptr, err)) return;
-                Ohfa_File *to = ohfa_FileCreate(w.part.c_str(), 0, &err);
-                if (s("ohfa_FileCreate", to != nullptr, err)) {
-                    s("ohfa_ObjectCopy", ohfa_ObjectCopy(from, L"/Image", to, L"/", &err) > 0, err);
-                    s("ohfa_FileClose", ohfa_FileClose(to, &err) == 0, err);
-                }
-                s("ohfa_FileClose", ohfa_FileClose(from, &err) == 0, err);
-            },
-            [](bool completed) {
-                VerifySourceUnchanged();
-                ExpectSound(W().copy, !completed);
-                ExpectSound(W().part, !completed);
-                if (!completed) return;
-                for (const std::wstring *name : {&W().copy, &W().part}) {
-                    Ohfa_File *f = ohfa_FileOpen(name->c_str(), L"r", 0, nullptr);
-                    ASSERT_NE(f, nullptr);
-                    ResetReads();
-                    Steps s;
-                    ReadAll(f, s);
-                    ohfa_FileClose(f, nullptr);
-                    EXPECT_FALSE(s.Failed());
-                    ExpectReadsMatch(W().pixels.get(), W().statistics);
-                }
-            }};
+    return {
+        "copy",
+        [] {
+            PrepareSource();
+            Remove(W().copy);
+            Remove(W().part);
+        },
+        [](Steps &s) {
+            World &w = W();
+            Report err;
+            if (!s("ohfa_FileCopy", ohfa_FileCopy(w.source.c_str(), w.copy.c_str(), &err) > 0, err))
+                return;
+            Ohfa_File *from = ohfa_FileOpen(w.source.c_str(), L"r", 0, &err);
+            if (!s("ohfa_FileOpen", from != nullptr, err)) return;
+            Ohfa_File *to = ohfa_FileCreate(w.part.c_str(), 0, &err);
+            if (s("ohfa_FileCreate", to != nullptr, err)) {
+                s("ohfa_ObjectCopy", ohfa_ObjectCopy(from, L"/Image", to, L"/", &err) > 0, err);
+                s("ohfa_FileClose", ohfa_FileClose(to, &err) == 0, err);
+            }
+            s("ohfa_FileClose", ohfa_FileClose(from, &err) == 0, err);
+        },
+        [](bool completed) {
+            VerifySourceUnchanged();
+            ExpectSound(W().copy, !completed);
+            ExpectSound(W().part, !completed);
+            if (!completed) return;
+            for (const std::wstring *name : {&W().copy, &W().part}) {
+                Ohfa_File *f = ohfa_FileOpen(name->c_str(), L"r", 0, nullptr);
+                ASSERT_NE(f, nullptr);
+                ResetReads();
+                Steps s;
+                ReadAll(f, s);
+                ohfa_FileClose(f, nullptr);
+                EXPECT_FALSE(s.Failed());
+                ExpectReadsMatch(W().pixels.get(), W().statistics);
+            }
+        }};
 }
 
 // ---- Preferences ----------------------------------------------------------------------
@@ -415,8 +416,7 @@ Scenario PreferenceScenario() {
                 const std::string now = ReadRaw(user + "/v8preference");
                 if (completed && g_prefs->saved.empty()) g_prefs->saved = now;
                 // The save replaces the file whole or not at all, and leaves nothing beside it.
-                EXPECT_TRUE(now.find(kStored) != std::string::npos || now == g_prefs->saved)
-                    << now;
+                EXPECT_TRUE(now.find(kStored) != std::string::npos || now == g_prefs->saved) << now;
                 EXPECT_EQ(FilesIn(user), std::vector<std::string>{"v8preference"});
                 if (completed) {
                     EXPECT_NE(now.find("\"changed\""), std::string::npos) << now;
@@ -428,8 +428,7 @@ Scenario PreferenceScenario() {
 // ---- Decoders -------------------------------------------------------------------------
 
 Scenario DictionaryScenario() {
-    return {"dictionary decode",
-            [] {},
+    return {"dictionary decode", [] {},
             [](Steps &s) {
                 Report err;
                 Omif_Dictionary *d = omif_DictionaryDecodeFromString(

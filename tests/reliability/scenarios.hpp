@@ -17,6 +17,10 @@ Scenario PreferenceScenario();
 Scenario DictionaryScenario();
 Scenario AsciiScenario();
 
+// The file the read, rewrite, delete and copy scenarios start from: a layer with overviews,
+// statistics and a descriptor table.
+const std::string &SoundFileBytes();
+
 // The preference scenario needs its environment (folders of definitions and preference
 // files) for the life of the object.
 class PreferenceEnvironment {

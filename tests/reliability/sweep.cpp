@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "core/heap_seam.hpp"
+#include "fio/write_seam.hpp"
 
 namespace sweep {
 
@@ -47,8 +48,8 @@ bool OneRun(const Scenario &s, long n, const char *what, Arm arm, Disarm disarm,
     }
     {
         SCOPED_TRACE(where);
-        const int before = ::testing::UnitTest::GetInstance()->current_test_info()->result()
-                               ->total_part_count();
+        const int before =
+            ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
         s.verify(!steps.Failed());
         if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() >
             before)
@@ -59,7 +60,7 @@ bool OneRun(const Scenario &s, long n, const char *what, Arm arm, Disarm disarm,
 
 template <class Arm, class Disarm>
 Figures Sweep(const Scenario &s, const char *what, long step, Arm arm, Disarm disarm,
-             bool (*reportLost)()) {
+              bool (*reportLost)()) {
     Silence();
     Figures figures;
     {
@@ -159,6 +160,34 @@ Figures SweepTransfers(const Scenario &scenario, IoFault fault, long step) {
         nullptr);
 }
 
+Figures SweepCrashes(const Scenario &s, long step) {
+    using namespace orvik::fio::testing;
+    Silence();
+    Figures figures;
+    s.prepare();
+    Steps whole;
+    StopWritesAfter(LONG_MAX);
+    s.run(whole);
+    figures.points = WritesCounted();
+    ClearWriteStop();
+    EXPECT_FALSE(whole.Failed()) << s.name;
+    s.verify(true);
+    for (long n = 0;; n += step) {
+        const long stop = std::min(n, figures.points);
+        ++figures.runs;
+        s.prepare();
+        Steps steps;
+        StopWritesAfter(stop);
+        s.run(steps);
+        ClearWriteStop();
+        SCOPED_TRACE(std::string(s.name) + ", stopped after write " + std::to_string(stop) +
+                     " of " + std::to_string(figures.points));
+        s.verify(false);
+        if (::testing::Test::HasFailure() || stop == figures.points) break;
+    }
+    return figures;
+}
+
 bool ExpectSound(const std::wstring &name, bool mayBeUnfinished) {
     const std::string narrow(name.begin(), name.end());
     if (!std::filesystem::exists(narrow)) {
@@ -172,11 +201,13 @@ bool ExpectSound(const std::wstring &name, bool mayBeUnfinished) {
     if (!f) return false;
     ostr_StringList *problems = nullptr;
     std::vector<std::wstring> lines;
-    EXPECT_EQ(ohfa_FileCheck(f, &problems, &err), 0) << narrow << ":\n" << [&] {
-        for (int32_t i = 0; problems && i < problems->count; ++i)
-            lines.push_back(problems->strings[i]);
-        return hfa_test::Joined(lines);
-    }();
+    EXPECT_EQ(ohfa_FileCheck(f, &problems, &err), 0)
+        << narrow << ":\n"
+        << [&] {
+               for (int32_t i = 0; problems && i < problems->count; ++i)
+                   lines.push_back(problems->strings[i]);
+               return hfa_test::Joined(lines);
+           }();
     ostr_StringListDelete(problems, nullptr);
     EXPECT_EQ(ohfa_FileClose(f, &err), 0) << narrow;
     return true;

@@ -90,6 +90,11 @@ Figures SweepAllocations(const Scenario &scenario, long step);
 // Sweeps the reads and writes of the scenario with `fault`, every `step`-th one.
 Figures SweepTransfers(const Scenario &scenario, orvik::fio::testing::IoFault fault, long step);
 
+// Sweeps the points where the process may die: the scenario runs with every write after the
+// n-th dropped silently, for n = 0, step, ... up to all its writes, and each run is checked
+// as a failed one (verify(false)): the files left behind must be what a crash may leave.
+Figures SweepCrashes(const Scenario &scenario, long step);
+
 // Every allocation in optimised builds; every k-th under the sanitizers, which are slower
 // (ORVIK_SWEEP_STEP overrides).
 long SweepStep();
