@@ -51,7 +51,8 @@ bool LinkedBlockOf(const char *type, std::size_t typeSize, const unsigned char *
 
 void SetLinkedBlock(unsigned char *bytes, uint32_t position) {
     for (int i = 0; i < 4; ++i)
-        bytes[kPointerAt + static_cast<std::size_t>(i)] = static_cast<unsigned char>(position >> (8 * i));
+        bytes[kPointerAt + static_cast<std::size_t>(i)] =
+            static_cast<unsigned char>(position >> (8 * i));
 }
 
 } // namespace orvik::hfa
