@@ -122,8 +122,16 @@ std::vector<Case> BuildCorpus(const std::string &sound) {
     };
 
     // Truncation at every record boundary.
-    std::set<uint32_t> cuts{0, 1, 4, 16, kTagSize, l.headerPtr, l.headerPtr + kHeaderSize,
-                            l.dictionary, l.dictionary + l.dictionaryLength, size - 1};
+    std::set<uint32_t> cuts{0,
+                            1,
+                            4,
+                            16,
+                            kTagSize,
+                            l.headerPtr,
+                            l.headerPtr + kHeaderSize,
+                            l.dictionary,
+                            l.dictionary + l.dictionaryLength,
+                            size - 1};
     for (const auto &[at, e] : l.entries) {
         cuts.insert({at, at + kEntrySize, at + kEntrySize / 2});
         if (e.data) cuts.insert({e.data, e.data + static_cast<uint32_t>(e.dataSize)});

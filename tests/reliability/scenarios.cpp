@@ -178,6 +178,16 @@ void ExpectReadsMatch(const Ogda_BaseData *expectedPixels, const Osta_Statistics
     EXPECT_NE(*Pixel(w.overview.get(), 14, 19), 0);
 }
 
+// After a run that changed the source: it is sound, and when the run completed it is opened
+// read-only for the checks of its content (null otherwise).
+Ohfa_File *SoundSource(bool completed) {
+    ExpectSound(W().source, false);
+    if (!completed) return nullptr;
+    Ohfa_File *f = ohfa_FileOpen(W().source.c_str(), L"r", 0, nullptr);
+    EXPECT_NE(f, nullptr);
+    return f;
+}
+
 void VerifySourceUnchanged() {
     EXPECT_TRUE(ReadRaw(Narrow(W().source)) == W().sourceBytes) << "the source changed";
 }
@@ -259,10 +269,8 @@ Scenario RewriteScenario() {
             s("ohfa_FileClose", ohfa_FileClose(f, &err) == 0, err);
         },
         [](bool completed) {
-            ExpectSound(W().source, false);
-            if (!completed) return;
-            Ohfa_File *f = ohfa_FileOpen(W().source.c_str(), L"r", 0, nullptr);
-            ASSERT_NE(f, nullptr);
+            Ohfa_File *f = SoundSource(completed);
+            if (!f) return;
             Oimg_Layer *layer = oimg_LayerOpen(f, kLayer, nullptr);
             ASSERT_NE(layer, nullptr);
             Data one = NewData(1, 1, Ogda_Raster, OGDA_U8);
@@ -289,10 +297,8 @@ Scenario DeleteScenario() {
                 s("ohfa_FileClose", ohfa_FileClose(f, &err) == 0, err);
             },
             [](bool completed) {
-                ExpectSound(W().source, false);
-                if (!completed) return;
-                Ohfa_File *f = ohfa_FileOpen(W().source.c_str(), L"r", 0, nullptr);
-                ASSERT_NE(f, nullptr);
+                Ohfa_File *f = SoundSource(completed);
+                if (!f) return;
                 EXPECT_EQ(ohfa_EntrySeek(f, OHFA_SEEK_PATH, kLayer, nullptr), 0);
                 ohfa_FileClose(f, nullptr);
             }};
