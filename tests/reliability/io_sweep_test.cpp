@@ -23,6 +23,7 @@ void Sweep(const Scenario &s) {
 
 TEST(TransferSweep, Create) { Sweep(CreateScenario()); }
 TEST(TransferSweep, ReopenAndRead) { Sweep(ReadScenario()); }
+TEST(TransferSweep, LargeRead) { Sweep(LargeReadScenario()); }
 TEST(TransferSweep, Rewrite) { Sweep(RewriteScenario()); }
 TEST(TransferSweep, Delete) { Sweep(DeleteScenario()); }
 TEST(TransferSweep, Copy) { Sweep(CopyScenario()); }

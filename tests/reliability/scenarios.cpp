@@ -344,6 +344,79 @@ Scenario CopyScenario() {
         }};
 }
 
+namespace {
+
+constexpr int32_t kLarge = 256; // a 256 x 256 u16 layer in 64 x 64 blocks: 16 blocks of 8 KiB
+
+struct LargeWorld {
+    std::wstring name = W().dir.Wide("large.hfa");
+    std::string bytes;
+    Data pixels = NewData(kLarge, kLarge, Ogda_Raster, OGDA_U16);
+    Data read;
+};
+
+LargeWorld &L() {
+    static LargeWorld world;
+    return world;
+}
+
+uint16_t *Pixel16(Ogda_BaseData *d, int r) {
+    return reinterpret_cast<uint16_t *>(static_cast<char *>(d->data) + int64_t{r} * d->lineBytes);
+}
+
+void PrepareLarge() {
+    LargeWorld &l = L();
+    if (l.bytes.empty()) {
+        for (int r = 0; r < kLarge; ++r)
+            for (int c = 0; c < kLarge; ++c) Pixel16(l.pixels.get(), r)[c] = r * 331 + c;
+        Remove(l.name);
+        Ohfa_File *f = ohfa_FileCreate(l.name.c_str(), 0, nullptr);
+        ASSERT_NE(f, nullptr);
+        ASSERT_EQ(oimg_ImageCreate(f, nullptr, L"Image", nullptr), 0);
+        Oimg_LayerInfo info{kLarge, kLarge, OGDA_U16, 64, 64, OIMG_CONTINUOUS, 0, 0, 0};
+        Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Band_1", &info, nullptr);
+        ASSERT_NE(layer, nullptr);
+        EXPECT_EQ(oimg_LayerWrite(layer, l.pixels.get(), nullptr), 0);
+        EXPECT_EQ(oimg_LayerClose(layer, nullptr), 0);
+        EXPECT_EQ(osta_StatisticsWrite(f, kLayer, &W().statistics, nullptr), 0);
+        EXPECT_EQ(ohfa_FileClose(f, nullptr), 0);
+        l.bytes = ReadRaw(Narrow(l.name));
+    }
+    WriteRaw(Narrow(l.name), l.bytes);
+    l.read.reset();
+}
+
+} // namespace
+
+Scenario LargeReadScenario() {
+    return {"large read", [] { PrepareLarge(); },
+            [](Steps &s) {
+                Report err;
+                Ohfa_File *f = ohfa_FileOpen(L().name.c_str(), L"r", 0, &err);
+                if (!s("ohfa_FileOpen", f != nullptr, err)) return;
+                Oimg_Layer *layer = oimg_LayerOpen(f, kLayer, &err);
+                if (s("oimg_LayerOpen", layer != nullptr, err)) {
+                    Ogda_BaseData *d = oimg_LayerRead(layer, nullptr, &err);
+                    if (s("oimg_LayerRead", d != nullptr, err)) L().read.reset(d);
+                    s("oimg_LayerClose", oimg_LayerClose(layer, &err) == 0, err);
+                }
+                Osta_Statistics st{};
+                s("osta_StatisticsRead",
+                  osta_StatisticsRead(f, kLayer, &st, OMSC_FALSE, &err) != nullptr, err);
+                s("ohfa_FileClose", ohfa_FileClose(f, &err) == 0, err);
+            },
+            [](bool completed) {
+                EXPECT_TRUE(ReadRaw(Narrow(L().name)) == L().bytes) << "the file changed";
+                if (!completed) return;
+                ASSERT_TRUE(L().read);
+                for (int r = 0; r < kLarge; ++r)
+                    ASSERT_EQ(std::memcmp(Pixel16(L().read.get(), r), Pixel16(L().pixels.get(), r),
+                                          kLarge * sizeof(uint16_t)),
+                              0)
+                        << "row " << r;
+            }};
+}
+
 // ---- Preferences ----------------------------------------------------------------------
 
 namespace {

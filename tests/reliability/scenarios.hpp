@@ -9,6 +9,9 @@
 namespace sweep {
 
 Scenario CreateScenario();
+// A file of 160 KiB read back whole in many transfers (for the I/O sweep: the small file of
+// the other scenarios is read in one).
+Scenario LargeReadScenario();
 Scenario ReadScenario();
 Scenario RewriteScenario();
 Scenario DeleteScenario();
