@@ -54,12 +54,23 @@ const Omif_Design *LayerDesign(Oerr_ErrorReport **err) {
     return omif_BuiltinDesignFetch(&g_designs, kLayerType, err);
 }
 
+long PeekEntry(Ohfa_File *file, const std::wstring &path, Ohfa_Entry *entry,
+               Oerr_ErrorReport **err) {
+    Oerr_ErrorReport *inner = nullptr;
+    const long found = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), entry, &inner);
+    if (err)
+        *err = inner;
+    else
+        Delete(inner);
+    return found;
+}
+
 Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err,
                       const wchar_t *fn) {
     Ohfa_Entry e{};
-    const long found = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), &e, err);
+    const long found = PeekEntry(file, path, &e, err);
     if (found <= 0) {
-        SetError(err, fn, kNotFound, found < 0 ? *err : nullptr, L"Layer %s not found",
+        SetError(err, fn, kNotFound, found < 0 && err ? *err : nullptr, L"Layer %s not found",
                  path.c_str());
         return nullptr;
     }
@@ -137,8 +148,8 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
         return nullptr;
     }
     const std::wstring path = Child(parentPath, name);
-    if (ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), nullptr, err) != 0) {
-        SetError(err, fn, kExists, *err, L"Node %s already exists", path.c_str());
+    if (PeekEntry(file, path, nullptr, err) != 0) {
+        SetError(err, fn, kExists, err ? *err : nullptr, L"Node %s already exists", path.c_str());
         return nullptr;
     }
     const Omif_Design *design = LayerDesign(err);
@@ -183,7 +194,7 @@ ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, cons
             return -1;
         }
         const std::wstring path = Child(parentPath ? parentPath : L"/", name);
-        const long exists = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), nullptr, err);
+        const long exists = PeekEntry(file, path, nullptr, err);
         if (exists != 0) {
             SetError(err, kFn, kExists, *err, L"Node %s already exists", path.c_str());
             return -1;

@@ -277,8 +277,7 @@ std::wstring LevelPath(const Oimg_Layer *layer, long factor) {
 long CountLevels(Oimg_Layer *layer, Oerr_ErrorReport **err) {
     long count = 0;
     for (long f = 2; count < kMaxLevels; f *= 2, ++count) {
-        const long found =
-            ohfa_EntryPeek(layer->file, OHFA_SEEK_PATH, LevelPath(layer, f).c_str(), nullptr, err);
+        const long found = PeekEntry(layer->file, LevelPath(layer, f), nullptr, err);
         if (found < 0) return -1;
         if (found == 0) break;
     }
