@@ -115,13 +115,6 @@ void Silence() {
 
 long SweepStep() {
     if (const char *s = std::getenv("ORVIK_SWEEP_STEP")) return std::max(1L, std::atol(s));
-#if defined(__SANITIZE_ADDRESS__)
-    return 5;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-    return 5;
-#endif
-#endif
     return 1;
 }
 

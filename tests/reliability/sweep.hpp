@@ -95,8 +95,8 @@ Figures SweepTransfers(const Scenario &scenario, orvik::fio::testing::IoFault fa
 // as a failed one (verify(false)): the files left behind must be what a crash may leave.
 Figures SweepCrashes(const Scenario &scenario, long step);
 
-// Every allocation in optimised builds; every k-th under the sanitizers, which are slower
-// (ORVIK_SWEEP_STEP overrides).
+// Every point (ORVIK_SWEEP_STEP=k takes every k-th): the whole program stays within a minute
+// under the sanitizers.
 long SweepStep();
 
 // The file `name` after a run: sound (opened for update, it checks without problems; leaked
