@@ -165,6 +165,7 @@ void FailNthAllocation(long n, bool sticky) {
 }
 void ClearAllocationFailure() { FailNthAllocation(0, false); }
 long AllocationsCounted() { return gCounted.load(); }
+bool AllocationFailsNow() { return SeamSaysFail(); }
 
 void DiscardBigHeap() {
     std::lock_guard<std::mutex> guard(gHeapMutex);

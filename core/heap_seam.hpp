@@ -10,6 +10,9 @@ void FailNthAllocation(long n, bool sticky = false);
 void ClearAllocationFailure();
 // Allocations counted since the last FailNthAllocation / ClearAllocationFailure.
 long AllocationsCounted();
+// Counts one allocation made outside the library heap (a test program's operator new) and
+// says whether the seam fails it, so that one count covers both kinds.
+bool AllocationFailsNow();
 
 // RAII form for tests.
 class ScopedAllocationFailure {

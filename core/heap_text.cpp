@@ -25,4 +25,16 @@ char *HeapDup(const char *text) { return text ? Dup(std::string_view(text)) : nu
 wchar_t *HeapDup(std::wstring_view text) { return Dup(text); }
 char *HeapDup(std::string_view text) { return Dup(text); }
 
+std::wstring TakeHeapText(wchar_t *text) {
+    if (!text) return {};
+    try {
+        std::wstring out(text);
+        omsc_HeapFree(text);
+        return out;
+    } catch (...) {
+        omsc_HeapFree(text);
+        throw;
+    }
+}
+
 } // namespace orvik::core

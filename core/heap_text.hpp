@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace orvik::core {
@@ -12,5 +13,7 @@ char *HeapDup(const char *text);
 // Always terminates; null only when the heap is exhausted.
 wchar_t *HeapDup(std::wstring_view text);
 char *HeapDup(std::string_view text);
+// Moves a heap text into a string and frees it, also when the copy throws (null gives "").
+std::wstring TakeHeapText(wchar_t *text);
 
 } // namespace orvik::core

@@ -41,10 +41,10 @@ bool SuitableValues(const Ogda_BaseData *values, Odsc_ColumnType type, int32_t n
 bool EncodeNumbers(const Ogda_BaseData *values, Odsc_ColumnType type, int32_t n,
                    std::vector<unsigned char> &bytes) {
     const bool integer = type == ODSC_COLUMN_INTEGER;
+    const size_t size = integer ? 4 : 8;
+    bytes.resize(size * static_cast<size_t>(n)); // before the table, which a throw would leak
     Ogda_BaseData *tmp = Converted(values, integer ? OGDA_S32 : OGDA_F64, n);
     if (!tmp) return false;
-    const size_t size = integer ? 4 : 8;
-    bytes.resize(size * static_cast<size_t>(n));
     for (int32_t i = 0; i < n; ++i) {
         uint64_t word = 0;
         if (integer) {

@@ -1,9 +1,11 @@
 // Descriptor tables: create, open, resize and close the table of a layer.
 #include <cstring>
+#include <memory>
 
 #include <orvik/ofnp.h>
 
 #include "core/guard.hpp"
+#include "core/heap_text.hpp"
 #include "dsc/report.hpp"
 #include "dsc/table_store.hpp"
 
@@ -25,9 +27,7 @@ std::wstring TablePath(const wchar_t *layerPath, const wchar_t *fn, Oerr_ErrorRe
         SetError(err, fn, kTableBadArgument, *err, L"Invalid layer path %s", layerPath);
         return {};
     }
-    std::wstring path(joined);
-    omsc_HeapFree(joined);
-    return path;
+    return orvik::core::TakeHeapText(joined);
 }
 
 bool WriteTableRecord(Odsc_Table *t, const wchar_t *parent, long where, int32_t rows,
@@ -46,7 +46,9 @@ bool WriteTableRecord(Odsc_Table *t, const wchar_t *parent, long where, int32_t 
 // The direct children of the table entry that are columns, by name.
 bool ColumnNames(Odsc_Table *t, std::vector<std::wstring> &names, Oerr_ErrorReport **err,
                  const wchar_t *fn) {
-    ostr_StringList *list = ohfa_ObjectList(t->file, t->tablePath.c_str(), err);
+    std::unique_ptr<ostr_StringList, void (*)(ostr_StringList *)> list(
+        ohfa_ObjectList(t->file, t->tablePath.c_str(), err),
+        [](ostr_StringList *l) { ostr_StringListDelete(l, nullptr); }); // freed on a throw too
     if (!list) {
         SetError(err, fn, kTableListFailed, *err, L"Cannot list the columns of %s",
                  t->tablePath.c_str());
@@ -63,7 +65,6 @@ bool ColumnNames(Odsc_Table *t, std::vector<std::wstring> &names, Oerr_ErrorRepo
             std::strcmp(e.type, "Odsc_Column") == 0)
             names.push_back(name);
     }
-    ostr_StringListDelete(list, nullptr);
     return true;
 }
 

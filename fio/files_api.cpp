@@ -6,6 +6,7 @@
 #include <orvik/ofio.h>
 
 #include "core/guard.hpp"
+#include "fio/io_seam.hpp"
 #include "fio/path.hpp"
 #include "fio/report.hpp"
 
@@ -53,14 +54,14 @@ bool CopyAndRemove(const std::string &from, const std::string &to, const std::ws
     bool ok = true;
     for (;;) {
         std::size_t got = 0, put = 0;
-        code = os::ReadAt(in, block.data(), block.size(), at, got);
+        code = testing::ReadAt(in, block.data(), block.size(), at, got);
         if (code != 0) {
             ReportSystemError(err, fn, code, L"Cannot read file", &wfrom);
             ok = false;
             break;
         }
         if (got == 0) break;
-        code = os::WriteAt(out, block.data(), got, at, put);
+        code = testing::WriteAt(out, block.data(), got, at, put);
         if (code != 0) {
             ReportSystemError(err, fn, code, L"Cannot write to file", &wto);
             ok = false;

@@ -17,8 +17,9 @@ enum ReportNumber : long {
     kUnexpectedEnd = 3, // a read reached the end of the file first
     kWrongAccess = 4,   // reading a write-only stream, writing a read-only one
     kOutOfMemory = OERR_NUMBER_OUT_OF_MEMORY,
-    kBadText = 6,  // text that cannot be converted (UTF-8 <-> wide)
-    kNotFound = 7, // a search found nothing
+    kBadText = 6,          // text that cannot be converted (UTF-8 <-> wide)
+    kNotFound = 7,         // a search found nothing
+    kAfterFailedWrite = 8, // a write to a stream whose earlier write failed
 };
 
 // Stores a kind-2 report "<action> "<name>"<detail>: <system reason>" (or

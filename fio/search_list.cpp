@@ -8,6 +8,7 @@
 #include <orvik/ofio.h>
 
 #include "core/guard.hpp"
+#include "core/heap_text.hpp"
 #include "fio/name_list.hpp"
 #include "fio/path.hpp"
 #include "fio/report.hpp"
@@ -37,8 +38,7 @@ bool SplitList(const wchar_t *text, std::vector<std::wstring> &folders, Oerr_Err
         SetError(err, fn, kBadText, inner, L"Cannot expand the search list \"%s\"", text);
         return false;
     }
-    std::wstring all(expanded);
-    omsc_HeapFree(expanded);
+    const std::wstring all = orvik::core::TakeHeapText(expanded);
     // Repeats are dropped through a hash set: lists from the environment can be long.
     std::unordered_set<std::wstring> seen(folders.begin(), folders.end());
     std::size_t start = 0;

@@ -11,6 +11,7 @@
 #include "core/guard.hpp"
 #include "fio/report.hpp"
 #include "core/format.hpp"
+#include "fio/io_seam.hpp"
 #include "fio/write_seam.hpp"
 
 namespace orvik::fio {
@@ -105,8 +106,13 @@ bool Stream::CheckReadable(Oerr_ErrorReport **err, const wchar_t *fn) const {
 }
 
 bool Stream::CheckWritable(Oerr_ErrorReport **err, const wchar_t *fn) const {
-    if (m_mode.writable) return true;
-    SetError(err, fn, kWrongAccess, nullptr, L"File \"%s\" is open read-only", m_name.c_str());
+    if (!m_mode.writable) {
+        SetError(err, fn, kWrongAccess, nullptr, L"File \"%s\" is open read-only", m_name.c_str());
+        return false;
+    }
+    if (!m_writeFailed) return true;
+    SetError(err, fn, kAfterFailedWrite, nullptr,
+             L"File \"%s\" takes no more writes after a failed one", m_name.c_str());
     return false;
 }
 
@@ -119,14 +125,41 @@ bool Stream::CheckRange(std::int64_t position, std::size_t count, Oerr_ErrorRepo
     return false;
 }
 
+// A run that grows the file goes to the system in two writes, the new bytes first: when
+// the disk fills up part-way, the new space holds a torn run that nothing names yet and the
+// old bytes are untouched, rather than old records updated to name new ones that never
+// arrived (one write would store the old range first).
+os::Code Stream::SystemWrite(const char *buffer, std::size_t count, std::int64_t position,
+                             std::size_t &done) {
+    done = 0;
+    const std::int64_t end = position + static_cast<std::int64_t>(count);
+    if (end > m_knownSize) {
+        std::int64_t size = 0;
+        if (os::SizeOf(m_handle, size) == 0) m_knownSize = std::max(m_knownSize, size);
+    }
+    os::Code code = 0;
+    if (position < m_knownSize && end > m_knownSize) {
+        const auto inside = static_cast<std::size_t>(m_knownSize - position);
+        std::size_t tail = 0;
+        code = testing::WriteAt(m_handle, buffer + inside, count - inside, m_knownSize, tail);
+        if (code == 0) code = testing::WriteAt(m_handle, buffer, inside, position, done);
+        if (code == 0) done = count;
+    } else {
+        code = testing::WriteAt(m_handle, buffer, count, position, done);
+    }
+    if (code == 0) m_knownSize = std::max(m_knownSize, end);
+    return code;
+}
+
 bool Stream::FlushWrites(Oerr_ErrorReport **err, const wchar_t *fn) {
     if (m_writeLength == 0) return true;
     std::size_t done = 0;
-    os::Code code = os::WriteAt(m_handle, m_writeBuffer, m_writeLength, m_writeStart, done);
+    os::Code code = SystemWrite(m_writeBuffer, m_writeLength, m_writeStart, done);
     std::size_t length = m_writeLength;
     // The buffer is dropped even on failure: the loss is reported once, here.
     m_writeLength = 0;
     if (code == 0) return true;
+    m_writeFailed = true;
     ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
                       Detail(L" (%lld of %lld bytes written at offset %lld)",
                              static_cast<long long>(done), static_cast<long long>(length),
@@ -207,7 +240,7 @@ bool Stream::Seek(std::int64_t offset, int whence, Oerr_ErrorReport **err, const
 
 bool Stream::SystemRead(std::int64_t position, char *buffer, std::size_t count, std::size_t &done,
                         Oerr_ErrorReport **err, const wchar_t *fn) {
-    os::Code code = os::ReadAt(m_handle, buffer, count, position, done);
+    os::Code code = testing::ReadAt(m_handle, buffer, count, position, done);
     if (code == 0) return true;
     ReportSystemError(err, fn, code, L"Cannot read file", &m_name,
                       text::Format(L" (%lld bytes at offset %lld)", static_cast<long long>(count),
@@ -316,8 +349,9 @@ bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
         return true;
     }
     std::size_t done = 0;
-    os::Code code = os::WriteAt(m_handle, buffer, count, position, done);
+    os::Code code = SystemWrite(static_cast<const char *>(buffer), count, position, done);
     if (code == 0) return true;
+    m_writeFailed = true;
     ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
                       Detail(L" (%lld of %lld bytes written at offset %lld)",
                              static_cast<long long>(done), static_cast<long long>(count),

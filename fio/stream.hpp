@@ -113,6 +113,8 @@ class Stream {
                     const wchar_t *fn) const;
     bool SystemRead(std::int64_t position, char *buffer, std::size_t count, std::size_t &done,
                     Oerr_ErrorReport **err, const wchar_t *fn);
+    os::Code SystemWrite(const char *buffer, std::size_t count, std::int64_t position,
+                         std::size_t &done);
 
     os::Handle m_handle;
     OpenMode m_mode;
@@ -124,6 +126,12 @@ class Stream {
     char *m_writeBuffer = nullptr;
     std::int64_t m_writeStart = 0;
     std::size_t m_writeLength = 0;
+    // Set when a write to the system failed: later writes are refused, so that what reaches
+    // the file is always a prefix of the writes made (what a crash would leave), never a
+    // later write without the earlier one it may depend on.
+    bool m_writeFailed = false;
+    // At most the size of the file on the system (learnt when a write may grow it).
+    std::int64_t m_knownSize = 0;
 
     char *m_readBuffer = nullptr;
     std::int64_t m_readStart = 0;

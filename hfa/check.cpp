@@ -18,6 +18,7 @@
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/link_journal.hpp"
+#include "hfa/linked_blocks.hpp"
 #include "hfa/report.hpp"
 #include "hfa/stored_data.hpp"
 #include "mif/codec.hpp"
@@ -152,6 +153,7 @@ class Checker {
     void Entry(std::size_t index, const unsigned char *raw, const Ohfa_Entry &e);
     void Data(std::size_t index, const Ohfa_Entry &e);
     void CacheStore(std::size_t index, const Ohfa_Entry &e);
+    void LinkedValues(std::size_t index, const Ohfa_Entry &e);
     void FreeList();
     void Overlaps();
     void Finish();
@@ -391,6 +393,28 @@ void Checker::Data(std::size_t index, const Ohfa_Entry &e) {
         Problem(label() + L": its data decodes as " + wtype + L" in " + Num(consumed) + L" of " +
                 Num(e.dataSize) + L" bytes");
     if (type == "Ohfa_CacheNode") CacheStore(index, e);
+    LinkedValues(index, e);
+}
+
+// A record that names a block of its own (a descriptor column's values): the block is the
+// entry's too.
+void Checker::LinkedValues(std::size_t index, const Ohfa_Entry &e) {
+    unsigned char bytes[16];
+    if (e.dataSize > static_cast<int32_t>(sizeof bytes)) return;
+    Oerr_ErrorReport *err = nullptr;
+    if (!ReadAt(m_file, e.data, bytes, e.dataSize, &err, kFn)) {
+        oerr_DeleteErrorReportEx(&err); // the decoding read these bytes already
+        return;
+    }
+    LinkedBlock block;
+    if (!LinkedBlockOf(e.type, sizeof e.type, bytes, static_cast<std::size_t>(e.dataSize), block))
+        return;
+    if (!Inside(block.position, block.size)) {
+        Problem(EntryLabel(index) + L": its values block " + Num(block.position) + L"+" +
+                Num(block.size) + L" does not lie inside the file");
+        return;
+    }
+    Claim(block.position, block.size, Owner::Data, index);
 }
 
 // A block cache: the index its node names and every block the index names belong to the

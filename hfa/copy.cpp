@@ -5,7 +5,8 @@
 // its own allocator, so a copy of a file holds no free space (but a sliver of its first
 // dictionary's block): copying is how a file is compacted. A block cache's node names its
 // index and blocks by position, so its store is carried block by block and the copy's node
-// names the new index. What cannot be read is skipped and reported after everything else is
+// names the new index; a descriptor column's values block is carried likewise (see
+// linked_blocks.hpp). What cannot be read is skipped and reported after everything else is
 // copied.
 #include <atomic>
 #include <cstring>
@@ -21,6 +22,8 @@
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
+#include "hfa/free_list.hpp"
+#include "hfa/linked_blocks.hpp"
 #include "hfa/report.hpp"
 #include "mif/dictionary.hpp"
 
@@ -194,6 +197,39 @@ bool CarryStore(Ohfa_File *src, Ohfa_File *dst, const Ohfa_Entry &e,
     return RecordToBytes(kCacheNodeDesign, &to.node, bytes.data(), 16, 0, err, fn);
 }
 
+// When the entry's data names a block of its own (linked_blocks.hpp): copies that block into
+// new space of the target and points `bytes` at it. The caller writes the record after, so
+// nothing on disk names space not yet written. A block that cannot be read is a problem and
+// the entry is copied without data. False only when writing the target fails (reported).
+bool CarryLinkedBlock(Ohfa_File *src, Ohfa_File *dst, const Ohfa_Entry &e,
+                      std::vector<unsigned char> &bytes, Problems &problems, Oerr_ErrorReport **err,
+                      const wchar_t *fn) {
+    LinkedBlock block;
+    if (!LinkedBlockOf(e.type, sizeof e.type, bytes.data(), bytes.size(), block)) return true;
+    const std::wstring name = Wide(e.name, sizeof e.name);
+    if (block.position < kTagSize || block.position + block.size > src->fileEnd) {
+        problems.Add(fn, nullptr, L"The values of entry %s lie outside file %s", name.c_str(),
+                     src->name.c_str());
+        bytes.clear();
+        return true;
+    }
+    std::vector<unsigned char> values(static_cast<std::size_t>(block.size));
+    Oerr_ErrorReport *readErr = nullptr;
+    if (!ReadAt(src, block.position, values.data(), static_cast<long>(block.size), &readErr, fn)) {
+        problems.Add(fn, readErr, L"Cannot read the values of entry %s", name.c_str());
+        bytes.clear();
+        return true;
+    }
+    const uint32_t at = TakeSpace(dst, block.size, err, fn);
+    if (at == 0 || !WriteAt(dst, at, values.data(), static_cast<long>(block.size), err, fn)) {
+        SetError(err, fn, kCopyWriteFailed, *err, L"Cannot write the values of entry %s",
+                 name.c_str());
+        return false;
+    }
+    SetLinkedBlock(bytes.data(), at);
+    return true;
+}
+
 // Carries the designs of the entries that hold data into the target's dictionary. A design
 // missing from the source's dictionary is a problem; the data is copied all the same.
 bool CarryDesigns(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
@@ -255,7 +291,9 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
             return -1;
         }
         ReadData(src, n.record, bytes, problems, fn);
-        if (!CarryStore(src, dst, n.record, bytes, problems, err, fn)) return -1;
+        if (!CarryStore(src, dst, n.record, bytes, problems, err, fn) ||
+            !CarryLinkedBlock(src, dst, n.record, bytes, problems, err, fn))
+            return -1;
         const std::wstring name = Wide(n.record.name, sizeof n.record.name);
         const std::wstring type = Wide(n.record.type, sizeof n.record.type);
         if (ohfa_ObjectDataWrite(dst, nullptr, name.c_str(), type.empty() ? nullptr : type.c_str(),
@@ -311,7 +349,9 @@ long CopyFile(Ohfa_File *src, Ohfa_File *dst, Oerr_ErrorReport **err, const wcha
     // The root is rewritten in place; its children follow it.
     std::vector<unsigned char> bytes;
     ReadData(src, root, bytes, problems, fn);
-    if (!CarryStore(src, dst, root, bytes, problems, err, fn)) return -1;
+    if (!CarryStore(src, dst, root, bytes, problems, err, fn) ||
+        !CarryLinkedBlock(src, dst, root, bytes, problems, err, fn))
+        return -1;
     const std::wstring type = Wide(root.type, sizeof root.type);
     if (SeekEntry(dst, OHFA_SEEK_ROOT, nullptr, err, fn) <= 0 ||
         ohfa_ObjectDataWrite(dst, nullptr, nullptr, type.empty() ? nullptr : type.c_str(),
@@ -423,10 +463,18 @@ ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
             return -1;
         }
         long done;
-        {
+        try {
             GuardScope guard(dst);
             dst->flushGuard = kGuardPending;
             done = CopyFile(src, dst, err, kFn);
+        } catch (...) {
+            // Out of memory halfway: both files are closed before the guard reports it.
+            Oerr_ErrorReport *late = nullptr;
+            ohfa_FileClose(src, &late);
+            oerr_DeleteErrorReportEx(&late);
+            ohfa_FileClose(dst, &late);
+            oerr_DeleteErrorReportEx(&late);
+            throw;
         }
         Oerr_ErrorReport *closeErr = nullptr;
         if (ohfa_FileClose(src, &closeErr) != 0) PrintAndDelete(closeErr);

@@ -3,6 +3,7 @@
 // a new record is written whole before any link names it.
 #include <chrono>
 #include <cstring>
+#include <new>
 
 #include "core/guard.hpp"
 #include "hfa/cache.hpp"
@@ -49,10 +50,17 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
     unsigned char bytes[kEntrySize];
     if (RecordToBytes(kEntryDesign, &entry, bytes, kEntrySize, position, err, fn) &&
         WriteAt(file, position, bytes, kEntrySize, err, fn, position)) {
-        // As a reader would see it: the text items end inside their width.
-        Ohfa_Entry &kept = file->entry.records.Put(position, entry, kMaxCachedRecords);
-        kept.name[sizeof kept.name - 1] = 0;
-        kept.type[sizeof kept.type - 1] = 0;
+        // The record is on disk: from here the call succeeds, and a cache that cannot take
+        // the record goes without it (callers undo their work on failure, and undoing a
+        // write that happened would leave the file naming freed space).
+        try {
+            // As a reader would see it: the text items end inside their width.
+            Ohfa_Entry &kept = file->entry.records.Put(position, entry, kMaxCachedRecords);
+            kept.name[sizeof kept.name - 1] = 0;
+            kept.type[sizeof kept.type - 1] = 0;
+        } catch (const std::bad_alloc &) {
+            file->entry.records.Overwritten(position, kEntrySize, -1);
+        }
         return true;
     }
     SetError(err, fn, kEntryWriteFailed, *err, L"WriteCurrentEntry fail");

@@ -1,5 +1,6 @@
 // Saving and restoring the current entry (positions and raw file positions), peeking at the
 // entry a seek would reach, and listing the entries below a node.
+#include <memory>
 #include <cwchar>
 
 #include "core/guard.hpp"
@@ -87,8 +88,9 @@ ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorR
             return nullptr;
         }
         if (!HaveCurrent(file, err, kFn)) return nullptr;
+        const std::wstring current = CurrentPath(file->entry); // may throw: nothing held yet
         auto *p = static_cast<Ohfa_EntryPosition *>(omsc_HeapMalloc(sizeof(Ohfa_EntryPosition)));
-        wchar_t *path = HeapCopy(CurrentPath(file->entry));
+        wchar_t *path = HeapCopy(current);
         if (!p || !path) {
             omsc_HeapFree(p);
             omsc_HeapFree(path);
@@ -166,19 +168,29 @@ ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
     static const wchar_t *const kFn = L"ohfa_EntryPeek";
     ErrSlot slot(errIn);
     Oerr_ErrorReport **err = slot.get();
-    return Guarded<long>(err, kFn, 0, [&]() -> long {
-        if (!CheckFile(file, kFn, err)) return 0;
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!CheckFile(file, kFn, err)) return -1;
         Ohfa_EntryPosition *saved = ohfa_EntryPositionGet(file, err);
         if (!saved) {
             SetError(err, kFn, kPeekPositionFailed, *err, L"ohfa_EntryPositionGet failed");
-            return 0;
+            return -1;
         }
-        const long found = SeekEntry(file, method, name, err, kFn);
+        // The position is restored and freed on every way out, a throw included.
+        auto restore = [&] {
+            Oerr_ErrorReport *restoreErr = nullptr;
+            if (ohfa_EntryPositionSet(file, saved, &restoreErr) != 0) PrintAndDelete(restoreErr);
+            ohfa_EntryPositionFree(saved);
+        };
+        long found = 0;
+        try {
+            found = SeekEntry(file, method, name, err, kFn);
+        } catch (...) {
+            restore();
+            throw;
+        }
         if (found > 0 && entry) *entry = file->entry.record;
-        Oerr_ErrorReport *restoreErr = nullptr;
-        if (ohfa_EntryPositionSet(file, saved, &restoreErr) != 0) PrintAndDelete(restoreErr);
-        ohfa_EntryPositionFree(saved);
-        return found > 0 ? 1 : 0;
+        restore();
+        return found > 0 ? 1 : found;
     });
 }
 
@@ -189,19 +201,19 @@ ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *start
     Oerr_ErrorReport **err = slot.get();
     return Guarded<ostr_StringList *>(err, kFn, nullptr, [&]() -> ostr_StringList * {
         if (!CheckFile(file, kFn, err)) return nullptr;
-        ostr_StringList *list = ostr_StringListCreate(0, err);
+        // Freed on every way out but success, a throw included.
+        std::unique_ptr<ostr_StringList, void (*)(ostr_StringList *)> list(
+            ostr_StringListCreate(0, err),
+            [](ostr_StringList *l) { ostr_StringListDelete(l, nullptr); });
         if (!list) return nullptr;
         const bool ok = WalkBelow(
             file, startNode, false,
             [&] {
-                return ostr_StringListAppend(list, CurrentPath(file->entry).c_str(), err) && !*err;
+                return ostr_StringListAppend(list.get(), CurrentPath(file->entry).c_str(), err) &&
+                       !*err;
             },
             err, kFn);
-        if (!ok) {
-            ostr_StringListDelete(list, nullptr);
-            return nullptr;
-        }
-        return list;
+        return ok ? list.release() : nullptr;
     });
 }
 

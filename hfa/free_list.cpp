@@ -33,6 +33,16 @@ void Touch(FreeList &list, FreeBlock &b) {
     FreeListAccess::Changed(list).push_back(b.position);
 }
 
+// Makes room for the two changes a release or an allocation records, before it changes any
+// block: recording them then cannot fail, and a failure to make room changes nothing (a
+// block changed but not recorded would never reach the disk, and a neighbour's link to it
+// would point at whatever bytes lie there).
+void ReserveChanges(FreeList &list) {
+    std::vector<uint32_t> &changed = FreeListAccess::Changed(list);
+    if (changed.capacity() - changed.size() < 2)
+        changed.reserve(std::max<std::size_t>(16, 2 * changed.size() + 2));
+}
+
 bool Overlaps(int64_t a, int64_t aSize, int64_t b, int64_t bSize) {
     return a < b + bSize && b < a + aSize;
 }
@@ -173,6 +183,7 @@ uint32_t TakeSpace(Ohfa_File *file, int64_t size, Oerr_ErrorReport **err, const 
     if (!CheckWritable(file, fn, err) || !EnsureLoaded(file, false, err, fn)) return 0;
     std::deque<FreeBlock> &blocks = FreeListAccess::Blocks(file->freeList);
     FreeList &list = file->freeList;
+    ReserveChanges(list);
 
     // First fit in file order: an exact fit, or a block that leaves room for a node.
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -264,6 +275,7 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
     // Too small to hold a node and touching nothing free: it stays out of the list (leaked).
     if (!joinPrev && !joinNext && size < kNodeSize) return true;
 
+    ReserveChanges(list);
     FreeListAccess::SetDirty(file->freeList, true);
     if (joinPrev) {
         prev->size += static_cast<uint32_t>(size);

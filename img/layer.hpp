@@ -68,6 +68,11 @@ struct Oimg_Layer_ {
 
 namespace orvik::img {
 
+// Whether the entry at node path `path` exists: 1 (its record in `entry` when given), 0, or -1
+// with a report (in *err when err is not null).
+long PeekEntry(Ohfa_File *file, const std::wstring &path, Ohfa_Entry *entry,
+               Oerr_ErrorReport **err);
+
 // Opens the layer entry at `path` (record, geometry, block store); null with a report.
 Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err,
                       const wchar_t *fn);

@@ -54,12 +54,23 @@ const Omif_Design *LayerDesign(Oerr_ErrorReport **err) {
     return omif_BuiltinDesignFetch(&g_designs, kLayerType, err);
 }
 
+long PeekEntry(Ohfa_File *file, const std::wstring &path, Ohfa_Entry *entry,
+               Oerr_ErrorReport **err) {
+    Oerr_ErrorReport *inner = nullptr;
+    const long found = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), entry, &inner);
+    if (err)
+        *err = inner;
+    else
+        Delete(inner);
+    return found;
+}
+
 Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err,
                       const wchar_t *fn) {
     Ohfa_Entry e{};
-    const long found = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), &e, err);
+    const long found = PeekEntry(file, path, &e, err);
     if (found <= 0) {
-        SetError(err, fn, kNotFound, found < 0 ? *err : nullptr, L"Layer %s not found",
+        SetError(err, fn, kNotFound, found < 0 && err ? *err : nullptr, L"Layer %s not found",
                  path.c_str());
         return nullptr;
     }
@@ -90,7 +101,13 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
                  static_cast<long>(i.cellBytes));
         return nullptr;
     }
-    layer->cache = ohfa_CacheOpen(file, Child(path, kBlocksName).c_str(), err);
+    // Everything that may throw comes before the store opens: the handle owns the store
+    // only once it is returned.
+    BuildNoDataBlock(*layer);
+    layer->block.resize(static_cast<std::size_t>(layer->geometry.blockBytes));
+    layer->hostRow.resize(static_cast<std::size_t>(i.blockWidth) * 16);
+    const std::wstring blocks = Child(path, kBlocksName);
+    layer->cache = ohfa_CacheOpen(file, blocks.c_str(), err);
     if (!layer->cache) {
         SetError(err, fn, kStoreFailed, *err, L"Cannot open the blocks of layer %s", path.c_str());
         return nullptr;
@@ -110,9 +127,6 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
         Delete(late);
         return nullptr;
     }
-    BuildNoDataBlock(*layer);
-    layer->block.resize(static_cast<std::size_t>(g.blockBytes));
-    layer->hostRow.resize(static_cast<std::size_t>(i.blockWidth) * 16);
     return layer.release();
 }
 
@@ -134,8 +148,8 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
         return nullptr;
     }
     const std::wstring path = Child(parentPath, name);
-    if (ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), nullptr, err) != 0) {
-        SetError(err, fn, kExists, *err, L"Node %s already exists", path.c_str());
+    if (PeekEntry(file, path, nullptr, err) != 0) {
+        SetError(err, fn, kExists, err ? *err : nullptr, L"Node %s already exists", path.c_str());
         return nullptr;
     }
     const Omif_Design *design = LayerDesign(err);
@@ -180,7 +194,7 @@ ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, cons
             return -1;
         }
         const std::wstring path = Child(parentPath ? parentPath : L"/", name);
-        const long exists = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), nullptr, err);
+        const long exists = PeekEntry(file, path, nullptr, err);
         if (exists != 0) {
             SetError(err, kFn, kExists, *err, L"Node %s already exists", path.c_str());
             return -1;
@@ -234,13 +248,18 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
             return -1;
         }
-        Oimg_Layer *layer = OpenLayer(file, layerPath, err, kFn);
+        // Closed on every way out, a throw included.
+        auto closer = [](Oimg_Layer *l) {
+            Oerr_ErrorReport *late = nullptr;
+            CloseLayer(l, &late, kFn);
+            Delete(late);
+        };
+        std::unique_ptr<Oimg_Layer, decltype(closer)> layer(OpenLayer(file, layerPath, err, kFn),
+                                                            closer);
         if (!layer) return -1;
         // The blocks first: once the entry is gone nothing would name them.
-        bool ok = DeleteOverviews(layer, err, kFn);
-        Oerr_ErrorReport *late = nullptr;
-        CloseLayer(layer, &late, kFn);
-        Delete(late);
+        bool ok = DeleteOverviews(layer.get(), err, kFn);
+        layer.reset();
         const std::wstring path = layerPath;
         ok = ok && ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0 &&
              ohfa_ObjectDelete(file, layerPath, OHFA_SEEK_PATH, err) == 0;

@@ -140,7 +140,15 @@ template <class T> class Builder {
         const Oimg_LayerInfo &above = m_levels.empty() ? m_base->info : m_levels.back().layer->info;
         l.inWidth = above.width;
         l.inHeight = above.height;
-        m_levels.push_back(std::move(l));
+        try {
+            m_levels.push_back(std::move(l));
+        } catch (...) {
+            // The level is not in the list the destructor closes: close it here.
+            Oerr_ErrorReport *e = nullptr;
+            CloseLayer(layer, &e, m_fn);
+            oerr_DeleteErrorReportEx(&e);
+            throw;
+        }
         return true;
     }
 
@@ -269,8 +277,7 @@ std::wstring LevelPath(const Oimg_Layer *layer, long factor) {
 long CountLevels(Oimg_Layer *layer, Oerr_ErrorReport **err) {
     long count = 0;
     for (long f = 2; count < kMaxLevels; f *= 2, ++count) {
-        const long found =
-            ohfa_EntryPeek(layer->file, OHFA_SEEK_PATH, LevelPath(layer, f).c_str(), nullptr, err);
+        const long found = PeekEntry(layer->file, LevelPath(layer, f), nullptr, err);
         if (found < 0) return -1;
         if (found == 0) break;
     }

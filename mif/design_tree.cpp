@@ -27,25 +27,34 @@ template <> struct Tree<Omif_DesignA> {
 
 template <class T> T *NewZeroed() { return static_cast<T *>(omsc_HeapMalloc(sizeof(T))); }
 
+// Frees a design tree without allocating (a release must not fail) and without recursion (a
+// decoded dictionary may nest deeply): the items of each owned design join the end of the
+// chain being freed.
 template <class D> void Destroy(D *design) {
-    std::vector<D *> pending;
-    if (design) pending.push_back(design);
-    while (!pending.empty()) {
-        D *d = pending.back();
-        pending.pop_back();
-        for (auto *item = d->items; item;) {
-            auto *next = item->next;
-            if (item->enumNames) {
-                for (int32_t i = 0; i < item->enumCount; ++i) omsc_HeapFree(item->enumNames[i]);
-                omsc_HeapFree(item->enumNames);
+    if (!design) return;
+    auto *item = design->items;
+    auto *tail = item;
+    while (tail && tail->next) tail = tail->next;
+    omsc_HeapFree(design->name);
+    omsc_HeapFree(design);
+    while (item) {
+        if (item->ownsDesign && item->design) {
+            D *child = item->design;
+            if (child->items) {
+                tail->next = child->items;
+                while (tail->next) tail = tail->next;
             }
-            if (item->ownsDesign && item->design) pending.push_back(item->design);
-            omsc_HeapFree(item->name);
-            omsc_HeapFree(item);
-            item = next;
+            omsc_HeapFree(child->name);
+            omsc_HeapFree(child);
         }
-        omsc_HeapFree(d->name);
-        omsc_HeapFree(d);
+        auto *next = item->next;
+        if (item->enumNames) {
+            for (int32_t i = 0; i < item->enumCount; ++i) omsc_HeapFree(item->enumNames[i]);
+            omsc_HeapFree(item->enumNames);
+        }
+        omsc_HeapFree(item->name);
+        omsc_HeapFree(item);
+        item = next;
     }
 }
 

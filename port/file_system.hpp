@@ -35,6 +35,9 @@ bool IsMissing(Code code);  // the same, except where a file stands in for a fol
 bool IsAlreadyExists(Code code);
 // Code of "file too large" (used when a write stops short without a system error).
 Code FileTooLargeCode();
+// Codes of a full disk and of a failing device (the I/O fault seam of the file layer uses them).
+Code NoSpaceCode();
+Code IoErrorCode();
 
 Code Open(const std::string &path, const OpenRequest &request, Handle &out);
 Code Close(Handle handle);

@@ -1,5 +1,6 @@
 // Saving the preference database: to a folder's preference file or to a registry key, for
 // the user (the element under GIO_PERSONAL) or the site (the last element).
+#include <memory>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include <orvik/opmg.h>
 
 #include "core/guard.hpp"
+#include "core/heap_text.hpp"
 #include "prefs/file_text.hpp"
 #include "prefs/model.hpp"
 #include "prefs/module.hpp"
@@ -133,9 +135,11 @@ bool Under(const std::wstring &element, const std::wstring &personal) {
 
 long Save(const wchar_t *fn, bool global, Oerr_ErrorReport **err) {
     Oerr_ErrorReport *inner = nullptr;
-    ostr_StringList *elements = ofio_SearchListCreateFromEnv(L"GIO_PREFERENCES_PATH", &inner);
+    // Freed on every way out, a throw included.
+    std::unique_ptr<ostr_StringList, void (*)(ostr_StringList *)> elements(
+        ofio_SearchListCreateFromEnv(L"GIO_PREFERENCES_PATH", &inner),
+        [](ostr_StringList *l) { ostr_StringListDelete(l, nullptr); });
     if (!elements || elements->count == 0) {
-        ostr_StringListDelete(elements, nullptr);
         SetError(err, fn, kFileFailed, inner,
                  L"Environment variable ORVIK_PREFERENCES_PATH yields invalid search list");
         return -1;
@@ -144,11 +148,9 @@ long Save(const wchar_t *fn, bool global, Oerr_ErrorReport **err) {
     for (int32_t i = 0; i < elements->count; ++i) {
         list.emplace_back(elements->strings[i] ? elements->strings[i] : L"");
     }
-    ostr_StringListDelete(elements, nullptr);
+    elements.reset();
 
-    wchar_t *type = opmg_GetDataBaseType(nullptr);
-    if (type && std::wstring(type) == L"global") global = true;
-    omsc_HeapFree(type);
+    if (orvik::core::TakeHeapText(opmg_GetDataBaseType(nullptr)) == L"global") global = true;
 
     int target = static_cast<int>(list.size()) - 1;
     if (!global) {

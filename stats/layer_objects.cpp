@@ -50,8 +50,9 @@ long WriteLayerObject(const LayerObject &kind, Ohfa_File *file, const wchar_t *n
         return -1;
     }
     if (!SeekNode(file, node, fn, err)) return -1;
+    // 0 is also the failure value of the seek: its report tells them apart.
     const long hasChild = ohfa_EntrySeek(file, OHFA_SEEK_CHILD_NAMED, kind.entryName, err);
-    if (hasChild < 0) {
+    if (hasChild < 0 || *err) {
         SetError(err, fn, kLayerSeek, *err, L"EntrySeek failed");
         return -1;
     }

@@ -297,8 +297,8 @@ ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorRepor
 ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
-/* Whether a seek would find an entry (copied into *entry when not null); the current entry
- * stays where it is. */
+/* Whether a seek would find an entry: 1 (the record copied into *entry when not null), 0, or -1
+ * with a report; the current entry stays where it is. */
 ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name, Ohfa_Entry *entry,
                               Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 

@@ -55,6 +55,8 @@ bool IsMissing(Code code) { return code == ENOENT; }
 bool IsAlreadyExists(Code code) { return code == EEXIST; }
 bool IsCrossDevice(Code code) { return code == EXDEV; }
 Code FileTooLargeCode() { return EFBIG; }
+Code NoSpaceCode() { return ENOSPC; }
+Code IoErrorCode() { return EIO; }
 
 Code Open(const std::string &path, const OpenRequest &request, Handle &out) {
     int flags = O_CLOEXEC;
@@ -261,7 +263,7 @@ Code CreateUnique(const std::string &directory, const std::string &prefix,
     tmpl += suffix;
     int fd = ::mkostemps(tmpl.data(), static_cast<int>(suffix.size()), O_CLOEXEC);
     if (fd < 0) return errno;
-    path = tmpl;
+    path.swap(tmpl); // no allocation once the file exists
     out = fd;
     return 0;
 }

@@ -45,6 +45,8 @@ bool IsAlreadyExists(Code code) {
 }
 bool IsCrossDevice(Code code) { return code == ERROR_NOT_SAME_DEVICE; }
 Code FileTooLargeCode() { return ERROR_DISK_FULL; }
+Code NoSpaceCode() { return ERROR_DISK_FULL; }
+Code IoErrorCode() { return ERROR_IO_DEVICE; }
 
 Code Open(const std::string &path, const OpenRequest &request, Handle &out) {
     std::wstring wide;
@@ -270,7 +272,7 @@ Code CreateUnique(const std::string &directory, const std::string &prefix,
         request.create = true;
         request.exclusive = true;
         code = Open(candidate, request, out);
-        if (code == 0) path = candidate;
+        if (code == 0) path.swap(candidate); // no allocation once the file exists
     }
     return code;
 }
