@@ -74,4 +74,40 @@ os::Code WriteAt(os::Handle handle, const void *buffer, std::size_t count, std::
     return os::IoErrorCode();
 }
 
+namespace {
+template <class Transfer>
+os::Code PieceByPiece(const os::Piece *pieces, std::size_t count, std::int64_t position,
+                      std::size_t &done, Transfer &&transfer) {
+    done = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::size_t moved = 0;
+        const os::Code code =
+            transfer(pieces[i], position + static_cast<std::int64_t>(done), moved);
+        done += moved;
+        if (code != 0 || moved < pieces[i].count) return code;
+    }
+    return 0;
+}
+} // namespace
+
+os::Code ReadAtV(os::Handle handle, const os::Piece *pieces, std::size_t count,
+                 std::int64_t position, std::size_t &done) {
+    if (g_failAt.load(std::memory_order_relaxed) <= 0)
+        return os::ReadAtV(handle, pieces, count, position, done);
+    return PieceByPiece(pieces, count, position, done,
+                        [&](const os::Piece &p, std::int64_t at, std::size_t &moved) {
+                            return ReadAt(handle, p.bytes, p.count, at, moved);
+                        });
+}
+
+os::Code WriteAtV(os::Handle handle, const os::Piece *pieces, std::size_t count,
+                  std::int64_t position, std::size_t &done) {
+    if (g_failAt.load(std::memory_order_relaxed) <= 0)
+        return os::WriteAtV(handle, pieces, count, position, done);
+    return PieceByPiece(pieces, count, position, done,
+                        [&](const os::Piece &p, std::int64_t at, std::size_t &moved) {
+                            return WriteAt(handle, p.bytes, p.count, at, moved);
+                        });
+}
+
 } // namespace orvik::fio::testing

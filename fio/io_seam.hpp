@@ -37,6 +37,13 @@ os::Code ReadAt(os::Handle handle, void *buffer, std::size_t count, std::int64_t
 os::Code WriteAt(os::Handle handle, const void *buffer, std::size_t count, std::int64_t position,
                  std::size_t &done);
 
+// The vectored forms: one transfer when the seam is off; while it is armed, one per piece, so
+// that a fault can land inside a vectored transfer as it can on a real disk.
+os::Code ReadAtV(os::Handle handle, const os::Piece *pieces, std::size_t count,
+                 std::int64_t position, std::size_t &done);
+os::Code WriteAtV(os::Handle handle, const os::Piece *pieces, std::size_t count,
+                  std::int64_t position, std::size_t &done);
+
 class ScopedTransferFailure {
   public:
     ScopedTransferFailure(long n, IoFault fault) { FailNthTransfer(n, fault); }

@@ -380,7 +380,7 @@ bool Stream::ReadPieces(std::int64_t position, const os::Piece *pieces, std::siz
     }
     if (!FlushWrites(err, fn)) return false;
     std::size_t done = 0;
-    const os::Code code = os::ReadAtV(m_handle, pieces, count, position, done);
+    const os::Code code = testing::ReadAtV(m_handle, pieces, count, position, done);
     if (code != 0) {
         ReportSystemError(err, fn, code, L"Cannot read file", &m_name,
                           text::Format(L" (%lld bytes at offset %lld)",
@@ -416,8 +416,9 @@ bool Stream::WritePieces(std::int64_t position, const os::Piece *pieces, std::si
     // Buffered bytes are earlier writes: they reach the system first.
     if (!FlushWrites(err, fn)) return false;
     std::size_t done = 0;
-    const os::Code code = os::WriteAtV(m_handle, pieces, count, position, done);
+    const os::Code code = testing::WriteAtV(m_handle, pieces, count, position, done);
     if (code == 0) return true;
+    m_writeFailed = true;
     ReportSystemError(err, fn, code, L"Cannot write to file", &m_name,
                       Detail(L" (%lld of %lld bytes written at offset %lld)",
                              static_cast<long long>(done), static_cast<long long>(total),
