@@ -74,9 +74,9 @@ std::size_t Compress(CodecContext::Impl &c, const Oimg_LayerStorage &s, const un
         return ZSTD_isError(n) ? 0 : n;
     }
     case OIMG_CODEC_LZ4: {
-        const int n = LZ4_compress_default(reinterpret_cast<const char *>(in),
-                                           reinterpret_cast<char *>(out), static_cast<int>(count),
-                                           static_cast<int>(capacity));
+        const int n =
+            LZ4_compress_default(reinterpret_cast<const char *>(in), reinterpret_cast<char *>(out),
+                                 static_cast<int>(count), static_cast<int>(capacity));
         return n > 0 ? static_cast<std::size_t>(n) : 0;
     }
     case OIMG_CODEC_RUN_LENGTH:
@@ -90,8 +90,8 @@ std::size_t Compress(CodecContext::Impl &c, const Oimg_LayerStorage &s, const un
 }
 
 // Decompresses into exactly `capacity` bytes; the decoded size, or -1 when refused.
-int64_t Decompress(CodecContext::Impl &c, int32_t codec, const unsigned char *in,
-                   std::size_t count, unsigned char *out, std::size_t capacity) {
+int64_t Decompress(CodecContext::Impl &c, int32_t codec, const unsigned char *in, std::size_t count,
+                   unsigned char *out, std::size_t capacity) {
     switch (codec) {
     case OIMG_CODEC_DEFLATE: {
         std::size_t made = 0;

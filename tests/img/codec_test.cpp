@@ -82,8 +82,8 @@ TEST(BlockCodec, EveryCodecAndPredictorRoundTripsOnEveryPixelType) {
                 }
                 ASSERT_EQ(DecodeBlock(context, s, shape, stored.data(), stored.size(), back.data()),
                           DecodeStatus::kOk);
-                ASSERT_EQ(back, block) << "type " << type << " codec " << codec << " predictor "
-                                       << predictor;
+                ASSERT_EQ(back, block)
+                    << "type " << type << " codec " << codec << " predictor " << predictor;
             }
     }
 }
@@ -150,8 +150,8 @@ TEST(BlockCodec, BadStoredBlocksAreRefused) {
               DecodeStatus::kWrongSize);
     EXPECT_EQ(DecodeBlock(context, Storage(9, 0), shape, stored.data(), stored.size(), back.data()),
               DecodeStatus::kUnknownCodec);
-    EXPECT_EQ(DecodeBlock(context, Storage(OIMG_CODEC_NONE, 0), shape, stored.data(),
-                          stored.size(), back.data()),
+    EXPECT_EQ(DecodeBlock(context, Storage(OIMG_CODEC_NONE, 0), shape, stored.data(), stored.size(),
+                          back.data()),
               DecodeStatus::kWrongSize);
 }
 
@@ -174,7 +174,7 @@ TEST(BlockCodec, SettleRefusesWhatCannotServe) {
 
 TEST(RunLength, RunsAndLiteralsAtTheirLimits) {
     std::vector<unsigned char> in;
-    for (int i = 0; i < 300; ++i) in.push_back(7);            // runs of 130, 130, 40
+    for (int i = 0; i < 300; ++i) in.push_back(7);             // runs of 130, 130, 40
     for (int i = 0; i < 200; ++i) in.push_back(i % 2 ? 1 : 2); // literals of 128, 72
     in.push_back(9);
     in.push_back(9); // a pair stays literal
