@@ -13,10 +13,9 @@ using orvik::core::SetError;
 
 namespace {
 
-const Omif_ItemDescription kIndexItems[] = {OMIF_FIELD(OMIF_ITEM_LONG, L"checksum", 1),
-                                            OMIF_FIELD(OMIF_ITEM_LONG, L"blockSize", 1),
-                                            OMIF_FIELD_COUNTED(OMIF_ITEM_ULONG, L"slots"),
-                                            OMIF_TABLE_END};
+const Omif_ItemDescription kIndexItems[] = {
+    OMIF_FIELD(OMIF_ITEM_LONG, L"checksum", 1), OMIF_FIELD(OMIF_ITEM_LONG, L"blockSize", 1),
+    OMIF_FIELD_COUNTED(OMIF_ITEM_ULONG, L"slots"), OMIF_TABLE_END};
 const Omif_DesignTable kDesigns[] = {{orvik::hfa::kBlockIndexDesign, kIndexItems},
                                      {nullptr, nullptr}};
 Omif_BuiltinDesigns g_designs = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);
@@ -66,7 +65,8 @@ bool LoadBlockIndex(Ohfa_File *file, uint32_t at, int32_t size, int64_t blocks, 
     }
     index.slotsAt = at + kBlockIndexHeader;
     std::vector<unsigned char> raw(static_cast<std::size_t>(count * kSlotBytes));
-    if (count > 0 && !ReadAt(file, index.slotsAt, raw.data(), static_cast<long>(raw.size()), err, fn))
+    if (count > 0 &&
+        !ReadAt(file, index.slotsAt, raw.data(), static_cast<long>(raw.size()), err, fn))
         return false;
     index.slots.assign(static_cast<std::size_t>(count), BlockSlot{});
     for (int64_t b = 0; b < count; ++b) {
@@ -76,9 +76,9 @@ bool LoadBlockIndex(Ohfa_File *file, uint32_t at, int32_t size, int64_t blocks, 
         s.size = Word(p + 4);
         s.sum = uint64_t{Word(p + 8)} | uint64_t{Word(p + 12)} << 32;
         const bool never = s.at == 0 && s.size == 0 && s.sum == 0;
-        if (!never && (s.at < kTagSize || s.size == 0 ||
-                       s.size > static_cast<uint32_t>(index.blockBytes) ||
-                       int64_t{s.at} + s.size > file->fileEnd)) {
+        if (!never &&
+            (s.at < kTagSize || s.size == 0 || s.size > static_cast<uint32_t>(index.blockBytes) ||
+             int64_t{s.at} + s.size > file->fileEnd)) {
             problem = L"block " + std::to_wstring(b) + L" of " + std::to_wstring(s.size) +
                       L" bytes at " + std::to_wstring(s.at) +
                       L" lies outside the file or exceeds the block size";

@@ -39,7 +39,8 @@ CodecContext &Context(CodedStore &s, std::size_t worker) {
 
 // Runs job(i, worker) for i in [0, count) on `threads` threads (the caller's among them).
 template <class Job> void Parallel(std::size_t count, int32_t threads, Job &&job) {
-    const std::size_t n = std::min<std::size_t>(static_cast<std::size_t>(std::max(1, threads)), count);
+    const std::size_t n =
+        std::min<std::size_t>(static_cast<std::size_t>(std::max(1, threads)), count);
     if (n <= 1) {
         for (std::size_t i = 0; i < count; ++i) job(i, 0);
         return;
@@ -75,8 +76,8 @@ bool ReadStored(Oimg_Layer &layer, int32_t block, std::vector<unsigned char> &st
 }
 
 bool Decode(Oimg_Layer &layer, CodecContext &context, int32_t block,
-            const std::vector<unsigned char> &stored, unsigned char *bytes,
-            Oerr_ErrorReport **err, const wchar_t *fn) {
+            const std::vector<unsigned char> &stored, unsigned char *bytes, Oerr_ErrorReport **err,
+            const wchar_t *fn) {
     CodedStore &s = *layer.coded;
     const DecodeStatus status =
         DecodeBlock(context, s.storage, s.shape, stored.data(), stored.size(), bytes);
@@ -102,7 +103,8 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
     for (std::size_t first = 0; first < blocks.size();) {
         std::size_t end = first;
         int64_t bytes = 0;
-        while (end < blocks.size() && (end == first || bytes + int64_t(out[end].size()) <= kRunBytes))
+        while (end < blocks.size() &&
+               (end == first || bytes + int64_t(out[end].size()) <= kRunBytes))
             bytes += static_cast<int64_t>(out[end++].size());
         const uint32_t at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
         if (at == 0) {
@@ -196,8 +198,7 @@ bool HasStorage(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **er
 }
 
 bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
-                      const Oimg_LayerStorage &storage, Oerr_ErrorReport **err,
-                      const wchar_t *fn) {
+                      const Oimg_LayerStorage &storage, Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_designs, kStorageType, err);
     const Omif_Design *indexDesign = design ? hfa::BlockIndexDesign(err) : nullptr;
     // A zero-filled index: every block never written.
@@ -265,7 +266,8 @@ bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn
 
 long HoldBlock(Oimg_Layer *layer, int32_t block, bool forWrite, bool load, bool whole,
                unsigned char **bytes, Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!layer->coded) return hfa::HeldBlock(layer->cache, block, forWrite, load, whole, bytes, err, fn);
+    if (!layer->coded)
+        return hfa::HeldBlock(layer->cache, block, forWrite, load, whole, bytes, err, fn);
     CodedStore &s = *layer->coded;
     auto found = s.held.find(block);
     if (found != s.held.end()) {
@@ -331,7 +333,8 @@ bool PrefetchWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows
     for (std::size_t i = 0; i < wanted.size(); ++i)
         if (!ReadStored(*layer, wanted[i], stored[i], err, fn)) return false;
     std::vector<std::unique_ptr<unsigned char[]>> decoded(wanted.size());
-    for (auto &d : decoded) d = std::make_unique<unsigned char[]>(static_cast<std::size_t>(s.shape.blockBytes));
+    for (auto &d : decoded)
+        d = std::make_unique<unsigned char[]>(static_cast<std::size_t>(s.shape.blockBytes));
     std::vector<DecodeStatus> status(wanted.size());
     Parallel(wanted.size(), WorkerThreads(layer->file), [&](std::size_t i, std::size_t worker) {
         status[i] = DecodeBlock(Context(s, worker), s.storage, s.shape, stored[i].data(),
@@ -404,8 +407,9 @@ long CheckStore(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
             oerr_DeleteErrorReportEx(&why);
     }
     if (damaged > 0)
-        SetError(err, fn, kStorageDamaged, first, L"Layer %s: %ld of %ld written blocks are damaged",
-                 layer->path.c_str(), damaged, written);
+        SetError(err, fn, kStorageDamaged, first,
+                 L"Layer %s: %ld of %ld written blocks are damaged", layer->path.c_str(), damaged,
+                 written);
     return damaged;
 }
 

@@ -120,7 +120,8 @@ TEST_F(CodedLayer, RewritesThatGrowAndShrinkMoveBlocksAndFreeTheirSpace) {
     Data flat = Raster(256, 256, OGDA_U16), noisy = Raster(256, 256, OGDA_U16);
     auto *n = static_cast<uint16_t *>(noisy->data);
     uint32_t x = 12345;
-    for (int i = 0; i < 256 * 256; ++i) n[i] = static_cast<uint16_t>((x = x * 1103515245 + 12345) >> 16);
+    for (int i = 0; i < 256 * 256; ++i)
+        n[i] = static_cast<uint16_t>((x = x * 1103515245 + 12345) >> 16);
     int64_t stored = 0, decoded = 0, largest = 0;
     for (int round = 0; round < 6; ++round) {
         const Data &d = round % 2 ? noisy : flat;
@@ -215,6 +216,44 @@ TEST_F(CodedLayer, DeleteFreesBlocksAndIndex) {
     std::vector<std::wstring> lines;
     EXPECT_EQ(hfa_test::CheckLines(Name("delete.hfa"), lines), 0);
     for (const auto &l : lines) EXPECT_EQ(l.find(L"Leaked"), std::wstring::npos);
+}
+
+// Threads 1 and 2 write the same file: the same index (positions, sizes, checksums of the
+// stored bytes) and the same length; reads with two threads give the same pixels.
+TEST_F(CodedLayer, TwoWorkerThreadsWriteTheFileOneWrites) {
+    std::vector<unsigned char> index[2];
+    int64_t size[2] = {0, 0};
+    Data d = Raster(512, 512, OGDA_U16);
+    Fill(d.get(), 0, 0);
+    for (int threads = 1; threads <= 2; ++threads) {
+        const std::string leaf = threads == 1 ? "one.hfa" : "two.hfa";
+        Report err;
+        Ohfa_File *f = NewFile(leaf);
+        ASSERT_EQ(ohfa_FileChange(f, &err, OHFA_OPTION_WORKER_THREADS, threads, 0), 0);
+        Oimg_LayerInfo info = Info(512, 512, OGDA_U16, 64, 64);
+        const Oimg_LayerStorage s = Storage(OIMG_CODEC_ZSTD, OIMG_PREDICTOR_SHUFFLE, 3);
+        Oimg_Layer *layer = oimg_LayerCreateWithStorage(f, L"/Image", L"L", &info, &s, &err);
+        ASSERT_NE(layer, nullptr) << Text(err);
+        ASSERT_EQ(oimg_LayerWrite(layer, d.get(), &err), 0) << Text(err);
+        ASSERT_EQ(oimg_LayerClose(layer, &err), 0) << Text(err);
+        layer = oimg_LayerOpen(f, L"/Image/L", &err);
+        Data back(oimg_LayerRead(layer, nullptr, &err));
+        ASSERT_NE(back, nullptr) << Text(err);
+        EXPECT_EQ(std::memcmp(back->data, d->data, 512 * 512 * 2), 0);
+        oimg_LayerClose(layer, nullptr);
+        long count = 0;
+        void *raw =
+            ohfa_ObjectDataReadIfPresent(f, L"/Image/L/BlockIndex", OHFA_SEEK_PATH, &count, &err);
+        ASSERT_NE(raw, nullptr);
+        index[threads - 1].assign(static_cast<unsigned char *>(raw),
+                                  static_cast<unsigned char *>(raw) + count);
+        omsc_HeapFree(raw);
+        ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+        size[threads - 1] = static_cast<int64_t>(std::filesystem::file_size(Name(leaf)));
+    }
+    EXPECT_EQ(index[0].size(), 16u + 64 * 16);
+    EXPECT_EQ(index[0], index[1]);
+    EXPECT_EQ(size[0], size[1]);
 }
 
 } // namespace
