@@ -1,11 +1,13 @@
 // The exported functions of coded layers: creating one with a storage record, its record,
 // its stored size and the check of every block.
 #include "core/guard.hpp"
+#include "hfa/file.hpp"
 #include "img/coded_store.hpp"
 #include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::hfa::ErrSlot;
 using namespace orvik::img;
 
 extern "C" {
@@ -19,9 +21,10 @@ ORVIK_API void oimg_LayerStorageInit(Oimg_LayerStorage *storage) ORVIK_NOEXCEPT 
 ORVIK_API Oimg_Layer *oimg_LayerCreateWithStorage(Ohfa_File *file, const wchar_t *imagePath,
                                                   const wchar_t *name, const Oimg_LayerInfo *info,
                                                   const Oimg_LayerStorage *storage,
-                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCreateWithStorage";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !imagePath || !name || !info) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file, path, name or record");
@@ -47,9 +50,10 @@ ORVIK_API long oimg_LayerStorageGet(const Oimg_Layer *layer, Oimg_LayerStorage *
 }
 
 ORVIK_API long oimg_LayerStoredBytes(Oimg_Layer *layer, int64_t *stored, int64_t *decoded,
-                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerStoredBytes";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer");
@@ -78,9 +82,10 @@ ORVIK_API long oimg_LayerStoredBytes(Oimg_Layer *layer, int64_t *stored, int64_t
     });
 }
 
-ORVIK_API long oimg_LayerCheck(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerCheck(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCheck";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer");
