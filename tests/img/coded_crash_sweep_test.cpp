@@ -69,7 +69,8 @@ class CodedCrashSweep : public ImgTest {
 
     // Whether block (br, bc) of `d` equals that block of the flat or noisy version, or is 0.
     bool KnownBlock(const Ogda_BaseData *d, int br, int bc) {
-        for (const Ogda_BaseData *v : {m_flat.get(), m_noisy.get(), static_cast<Ogda_BaseData *>(nullptr)}) {
+        for (const Ogda_BaseData *v :
+             {m_flat.get(), m_noisy.get(), static_cast<Ogda_BaseData *>(nullptr)}) {
             bool same = true;
             for (int r = br * kBlock; same && r < br * kBlock + kBlock; ++r)
                 for (int c = bc * kBlock; same && c < bc * kBlock + kBlock; ++c) {
@@ -106,7 +107,8 @@ TEST_F(CodedCrashSweep, EveryCrashPointLeavesASoundFileAndWholeBlocks) {
         EXPECT_EQ(count, 0) << "crash after write " << n << ": "
                             << (problems && problems->count
                                     ? std::string(problems->strings[0],
-                                                  problems->strings[0] + wcslen(problems->strings[0]))
+                                                  problems->strings[0] +
+                                                      wcslen(problems->strings[0]))
                                     : std::string());
         ostr_StringListDelete(problems, nullptr);
         // A layer whose creation had not finished may be refused; any later one must open.
