@@ -52,8 +52,8 @@ Ogda_BaseData *Scene(Ogda_PixelType type) {
     const char *dir = std::getenv("ORVIK_SCENE_DIR");
     const std::size_t bytes = static_cast<std::size_t>(d->lineBytes) * kSide;
     if (dir) {
-        std::ifstream in(std::string(dir) + (type == OGDA_F32 ? "/scene_float32.raw"
-                                                              : "/scene_uint16.raw"),
+        std::ifstream in(std::string(dir) +
+                             (type == OGDA_F32 ? "/scene_float32.raw" : "/scene_uint16.raw"),
                          std::ios::binary);
         if (in.read(static_cast<char *>(d->data), static_cast<std::streamsize>(bytes))) return d;
     }
@@ -74,7 +74,7 @@ Ogda_BaseData *Scene(Ogda_PixelType type) {
 
 struct Case {
     Ogda_PixelType type;
-    int codec;     // -1: a plain layer (oimg_LayerCreate)
+    int codec; // -1: a plain layer (oimg_LayerCreate)
     int level;
     int predictor;
     int checksum;
@@ -131,8 +131,7 @@ void Read(benchmark::State &state, Case c) {
     if (!Ready()) return state.SkipWithError("init failed");
     const std::string path = TempPath("codec-read.hfa");
     const int64_t stored = WriteLayer(path, c);
-    Ogda_BaseData *d =
-        ogda_BaseDataCreate(kSide, kSide, c.type, Ogda_Raster, nullptr, nullptr);
+    Ogda_BaseData *d = ogda_BaseDataCreate(kSide, kSide, c.type, Ogda_Raster, nullptr, nullptr);
     bool ok = true;
     for (auto _ : state) {
         Ohfa_File *f = ohfa_FileOpen(Wide(path).c_str(), L"r", 0, nullptr);
@@ -185,7 +184,7 @@ void LibdeflateBlocks(benchmark::State &state, Ogda_PixelType type) {
 constexpr int kZstd = OIMG_CODEC_ZSTD, kDeflate = OIMG_CODEC_DEFLATE, kNone = OIMG_CODEC_NONE;
 constexpr int kShuffle = OIMG_PREDICTOR_SHUFFLE, kXxh3 = OIMG_CHECKSUM_XXH3;
 
-#define CODEC_CASE(kind, label, ...)                                                            \
+#define CODEC_CASE(kind, label, ...)                                                               \
     BENCHMARK_CAPTURE(kind, label, Case{__VA_ARGS__})->UseRealTime()->Unit(benchmark::kMillisecond)
 
 CODEC_CASE(Write, u16_zstd3_shuffle_1thread, OGDA_U16, kZstd, 3, kShuffle, kXxh3, 1);

@@ -167,7 +167,9 @@ bool MakeRoom(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn) {
     std::sort(dirty.begin(), dirty.end());
     if (!WriteBack(layer, dirty, err, fn)) return false;
     for (int32_t b : victims) {
-        s.recency.erase(s.held.at(b).use);
+        CodedStore::Held &h = s.held.at(b);
+        s.recency.erase(h.use);
+        s.spare.push_back(std::move(h.bytes)); // reused by the next blocks taken in
         s.held.erase(b);
     }
     return true;
@@ -175,7 +177,13 @@ bool MakeRoom(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 CodedStore::Held &Insert(CodedStore &s, int32_t block) {
     CodedStore::Held &h = s.held[block];
-    h.bytes = std::make_unique<unsigned char[]>(static_cast<std::size_t>(s.shape.blockBytes));
+    if (!s.spare.empty()) {
+        h.bytes = std::move(s.spare.back());
+        s.spare.pop_back();
+    } else {
+        // Contents are always loaded or written whole before use: no need to clear them.
+        h.bytes.reset(new unsigned char[static_cast<std::size_t>(s.shape.blockBytes)]);
+    }
     s.recency.push_front(block);
     h.use = s.recency.begin();
     return h;
@@ -279,6 +287,9 @@ long HoldBlock(Oimg_Layer *layer, int32_t block, bool forWrite, bool load, bool 
     const bool written = s.index.slots[static_cast<std::size_t>(block)].at != 0;
     *bytes = nullptr;
     if (!written && !forWrite) return 0;
+    // A whole block read and not held is decoded into the caller's copy: holding it would
+    // buy nothing.
+    if (whole && !forWrite) return hfa::kHeldDirect;
     if (!MakeRoom(*layer, err, fn)) return -1;
     CodedStore::Held &h = Insert(s, block);
     if (written && load && !LoadInto(*layer, block, h.bytes.get(), err, fn)) {
@@ -302,6 +313,12 @@ long GetBlockCopy(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_E
     }
     if (s.index.slots[static_cast<std::size_t>(block)].at == 0) return 0;
     return LoadInto(*layer, block, bytes, err, fn) ? 1 : -1;
+}
+
+long ReadWholeBlock(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
+                    const wchar_t *fn) {
+    if (!layer->coded) return hfa::ReadBlock(*layer->cache, block, bytes, err, fn) ? 1 : -1;
+    return GetBlockCopy(layer, block, bytes, err, fn);
 }
 
 long PutBlockCopy(Oimg_Layer *layer, int32_t block, const unsigned char *bytes,

@@ -34,6 +34,9 @@ struct CodedStore {
     int64_t limit = kCodedHeldLimit;
     std::vector<std::unique_ptr<CodecContext>> contexts; // one per worker, made on demand
     std::vector<unsigned char> stored;                   // scratch: one stored block
+    // Buffers of evicted blocks, for the next blocks taken in (held and spare together stay
+    // within the limit).
+    std::vector<std::unique_ptr<unsigned char[]>> spare;
 };
 
 // Whether the layer entry at `path` has a storage record (so is coded).
@@ -47,6 +50,9 @@ bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn
 // As hfa::HeldBlock, for either kind of layer.
 long HoldBlock(Oimg_Layer *layer, int32_t block, bool forWrite, bool load, bool whole,
                unsigned char **bytes, Oerr_ErrorReport **err, const wchar_t *fn);
+// After HoldBlock's kHeldDirect for a read: the block into `bytes`; 1, 0 never written, -1.
+long ReadWholeBlock(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
+                    const wchar_t *fn);
 // As ohfa_CacheGetBlock / ohfa_CachePutBlock: 1 read, 0 never written, -1; 0 written, -1.
 long GetBlockCopy(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
                   const wchar_t *fn);

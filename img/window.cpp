@@ -115,7 +115,7 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
                                  &held, err, fn);
             if (got == hfa::kHeldDirect) {
                 held = layer->block.data();
-                got = hfa::ReadBlock(*layer->cache, block, held, err, fn) ? 1 : -1;
+                got = ReadWholeBlock(layer, block, held, err, fn);
             }
             if (got < 0) {
                 SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
