@@ -32,9 +32,15 @@ std::wstring Child(const std::wstring &parent, const wchar_t *name) {
     return (parent.empty() || parent.back() != L'/' ? parent + L"/" : parent) + name;
 }
 
-CodecContext &Context(CodedStore &s, std::size_t worker) {
-    while (s.contexts.size() <= worker) s.contexts.push_back(std::make_unique<CodecContext>());
-    return *s.contexts[worker];
+CodecContext &Context(CodedStore &s, std::size_t worker) { return *s.contexts[worker]; }
+
+// The file's worker count, with a codec context made for each (before any thread starts).
+int32_t Workers(Oimg_Layer &layer) {
+    const int32_t n = WorkerThreads(layer.file);
+    CodedStore &s = *layer.coded;
+    while (s.contexts.size() < static_cast<std::size_t>(n))
+        s.contexts.push_back(std::make_unique<CodecContext>());
+    return n;
 }
 
 // Runs job(i, worker) for i in [0, count) on `threads` threads (the caller's among them).
@@ -94,7 +100,7 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
     if (blocks.empty()) return true;
     CodedStore &s = *layer.coded;
     std::vector<std::vector<unsigned char>> out(blocks.size());
-    Parallel(blocks.size(), WorkerThreads(layer.file), [&](std::size_t i, std::size_t worker) {
+    Parallel(blocks.size(), Workers(layer), [&](std::size_t i, std::size_t worker) {
         EncodeBlock(Context(s, worker), s.storage, s.shape, s.held.at(blocks[i]).bytes.get(),
                     out[i]);
     });
@@ -192,6 +198,7 @@ CodedStore::Held &Insert(CodedStore &s, int32_t block) {
 bool LoadInto(Oimg_Layer &layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
               const wchar_t *fn) {
     CodedStore &s = *layer.coded;
+    Workers(layer);
     return ReadStored(layer, block, s.stored, err, fn) &&
            Decode(layer, Context(s, 0), block, s.stored, bytes, err, fn);
 }
@@ -353,7 +360,7 @@ bool PrefetchWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows
     for (auto &d : decoded)
         d = std::make_unique<unsigned char[]>(static_cast<std::size_t>(s.shape.blockBytes));
     std::vector<DecodeStatus> status(wanted.size());
-    Parallel(wanted.size(), WorkerThreads(layer->file), [&](std::size_t i, std::size_t worker) {
+    Parallel(wanted.size(), Workers(*layer), [&](std::size_t i, std::size_t worker) {
         status[i] = DecodeBlock(Context(s, worker), s.storage, s.shape, stored[i].data(),
                                 stored[i].size(), decoded[i].get());
     });

@@ -39,10 +39,7 @@ ORVIK_API long oimg_LayerStorageGet(const Oimg_Layer *layer, Oimg_LayerStorage *
     static const wchar_t *const kFn = L"oimg_LayerStorageGet";
     if (err) *err = nullptr;
     if (!layer || !storage) {
-        Guarded<long>(err, kFn, -1, [&]() -> long {
-            SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer or storage record");
-            return -1;
-        });
+        SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer or storage record");
         return -1;
     }
     *storage = layer->coded ? layer->coded->storage : Oimg_LayerStorage{};
