@@ -48,7 +48,7 @@ void HeapBigMallocFree(benchmark::State &state) {
     omsc_HeapBigInit();
     const auto size = static_cast<int32_t>(state.range(0));
     void *probe = omsc_HeapMalloc(size);
-    if (!orvik::core::CurrentBigArena()->Contains(probe))
+    if (!orvik::port::big_heap::Owns(orvik::core::CurrentBigHeap(), probe))
         state.SkipWithError("not routed to the arena");
     omsc_HeapFree(probe);
     for (auto _ : state) {

@@ -1,9 +1,9 @@
 // The library heap: the standard heap (port/system_heap.hpp) for ordinary requests and, once
-// omsc_HeapBigInit has created it, a fixed-size private arena for requests of at least the
-// threshold.
+// omsc_HeapBigInit has created it, a fixed-size big heap (port/big_heap.hpp) for requests of at
+// least the threshold.
 //
 // Thread-safety: without thread-safe mode no heap lock is taken; the standard heap and the
-// arena serialise themselves and the shared state (arena, threshold, big-heap bounds) is
+// big heap serialise themselves and the shared state (big heap, threshold, bounds) is
 // atomic, the bounds being widened with compare-and-swap so that none is lost. In thread-safe
 // mode every allocation, release and resize also holds the heap mutex; the mode flag is only
 // written under that mutex.
@@ -15,13 +15,14 @@
 
 #include <orvik/omsc.h>
 
-#include "core/big_arena.hpp"
 #include "core/heap_config.hpp"
 #include "core/heap_internal.hpp"
 #include "core/heap_seam.hpp"
+#include "port/big_heap.hpp"
 #include "port/system_heap.hpp"
 
-using orvik::core::BigArena;
+namespace big_heap = orvik::port::big_heap;
+using BigHeap = orvik::port::big_heap::Heap;
 namespace system_heap = orvik::port::system_heap;
 
 namespace {
@@ -29,12 +30,12 @@ namespace {
 // Requests of at least this size go to the big heap; omsc_HeapBigInit lowers it to the page
 // size.
 constexpr std::size_t kInitialThreshold = 65536;
-// The largest "heap_size" (megabytes) whose arena the allocator can lay out.
-constexpr double kMaxArenaMegabytes = static_cast<double>(BigArena::kMaxRegionBytes >> 20);
+// The largest "heap_size" (megabytes) a big heap can be created with.
+constexpr double kMaxBigMegabytes = static_cast<double>(big_heap::kMaxBytes >> 20);
 
 std::mutex gHeapMutex;
 std::atomic<int> gThreadSafe{0};
-std::atomic<BigArena *> gBig{nullptr};
+std::atomic<BigHeap *> gBig{nullptr};
 std::atomic<std::size_t> gThreshold{kInitialThreshold};
 // Lowest and highest addresses the big heap has handed out; a block inside the range (both
 // ends included) belongs to the big heap.
@@ -81,8 +82,8 @@ void WidenBigBounds(const void *block) {
 }
 
 // The big heap when it owns `block`, null for the standard heap.
-BigArena *OwningArena(const void *block) {
-    BigArena *big = gBig.load(std::memory_order_acquire);
+BigHeap *OwningBig(const void *block) {
+    BigHeap *big = gBig.load(std::memory_order_acquire);
     if (!big) return nullptr;
     const auto a = reinterpret_cast<std::uintptr_t>(block);
     if (a < gBigLow.load(std::memory_order_relaxed) || a > gBigHigh.load(std::memory_order_relaxed))
@@ -90,8 +91,8 @@ BigArena *OwningArena(const void *block) {
     return big;
 }
 
-[[gnu::noinline]] void *AllocateBig(BigArena *big, std::size_t size) {
-    if (void *p = big->Allocate(size)) {
+[[gnu::noinline]] void *AllocateBig(BigHeap *big, std::size_t size) {
+    if (void *p = big_heap::Allocate(big, size)) {
         WidenBigBounds(p);
         return p;
     }
@@ -101,7 +102,7 @@ BigArena *OwningArena(const void *block) {
 // A zero-filled block from the heap the size selects, retried once in the standard heap
 // when the big heap has no room.
 inline void *AllocateRouted(std::size_t size) {
-    BigArena *big = gBig.load(std::memory_order_acquire);
+    BigHeap *big = gBig.load(std::memory_order_acquire);
     if (big && size >= gThreshold.load(std::memory_order_relaxed)) return AllocateBig(big, size);
     return system_heap::AllocateZeroed(size);
 }
@@ -111,8 +112,8 @@ inline void *Allocate(int32_t size) {
     return AllocateRouted(static_cast<std::size_t>(size));
 }
 
-std::size_t UsableSize(BigArena *owner, void *block) {
-    return owner ? owner->UsableSize(block) : system_heap::UsableSize(block);
+std::size_t UsableSizeIn(BigHeap *owner, void *block) {
+    return owner ? big_heap::UsableSize(owner, block) : system_heap::UsableSize(block);
 }
 
 // Resizes within the C library heap. Every byte past the requested size up to the usable
@@ -127,15 +128,15 @@ void *ResizeStandard(void *block, std::size_t oldUsable, std::size_t size) {
     return p;
 }
 
-void FreeIn(BigArena *owner, void *block) {
+void FreeIn(BigHeap *owner, void *block) {
     if (owner) {
-        owner->Free(block);
+        big_heap::Free(owner, block);
     } else {
         system_heap::Free(block);
     }
 }
 
-inline void Release(void *block) { FreeIn(OwningArena(block), block); }
+inline void Release(void *block) { FreeIn(OwningBig(block), block); }
 
 // Kept out of line so that the unlocked paths of omsc_HeapMalloc and omsc_HeapFree stay a
 // few instructions ending in a tail call of the C library.
@@ -153,7 +154,7 @@ inline void Release(void *block) { FreeIn(OwningArena(block), block); }
 
 namespace orvik::core {
 
-BigArena *CurrentBigArena() { return gBig.load(std::memory_order_acquire); }
+BigHeap *CurrentBigHeap() { return gBig.load(std::memory_order_acquire); }
 
 namespace testing {
 
@@ -167,7 +168,7 @@ long AllocationsCounted() { return gCounted.load(); }
 
 void DiscardBigHeap() {
     std::lock_guard<std::mutex> guard(gHeapMutex);
-    delete gBig.exchange(nullptr);
+    big_heap::Destroy(gBig.exchange(nullptr));
     gThreshold = kInitialThreshold;
     gBigLow = UINTPTR_MAX;
     gBigHigh = 0;
@@ -193,11 +194,12 @@ ORVIK_API void *omsc_HeapRealloc(void *block, int32_t newSize) ORVIK_NOEXCEPT {
     const auto size = static_cast<std::size_t>(newSize);
     if (!block) return SeamSaysFail() ? nullptr : AllocateRouted(size);
 
-    BigArena *owner = OwningArena(block);
-    const std::size_t oldUsable = UsableSize(owner, block);
+    BigHeap *owner = OwningBig(block);
+    const std::size_t oldUsable = UsableSizeIn(owner, block);
     if (size > oldUsable && SeamSaysFail()) return nullptr;
 
-    void *p = owner ? owner->Reallocate(block, size) : ResizeStandard(block, oldUsable, size);
+    void *p =
+        owner ? big_heap::Reallocate(owner, block, size) : ResizeStandard(block, oldUsable, size);
     if (p) {
         if (owner) WidenBigBounds(p);
         return p;
@@ -229,7 +231,7 @@ ORVIK_API void omsc_HeapEndThreadSafeMode(void) ORVIK_NOEXCEPT {
     gThreadSafe.store(0, std::memory_order_relaxed);
 }
 
-// Creates the big heap once. A later call while it exists changes nothing: the arena cannot
+// Creates the big heap once. A later call while it exists changes nothing: the heap cannot
 // be replaced while blocks of it may be live. The preference is read before the heap mutex
 // is taken, since looking it up allocates from this heap.
 ORVIK_API void omsc_HeapBigInit(void) ORVIK_NOEXCEPT {
@@ -238,14 +240,14 @@ ORVIK_API void omsc_HeapBigInit(void) ORVIK_NOEXCEPT {
     if (gBig.load(std::memory_order_acquire)) return;
     if (!(megabytes >= 1.0)) return; // also rejects NaN
     gThreshold.store(static_cast<std::size_t>(omsc_MemPageSizeGet()), std::memory_order_relaxed);
-    if (megabytes >= kMaxArenaMegabytes + 1.0) return; // no arena of that size can be laid out
+    if (megabytes >= kMaxBigMegabytes + 1.0) return; // no big heap of that size
     const auto n = static_cast<std::size_t>(megabytes);
-    BigArena *arena = BigArena::Create(n << 20);
-    if (!arena) return;
-    void *first = arena->Allocate(1);
+    BigHeap *big = big_heap::Create(n << 20);
+    if (!big) return;
+    void *first = big_heap::Allocate(big, 1);
     gBigLow.store(reinterpret_cast<std::uintptr_t>(first), std::memory_order_relaxed);
     gBigHigh.store(reinterpret_cast<std::uintptr_t>(first), std::memory_order_relaxed);
-    gBig.store(arena, std::memory_order_release);
+    gBig.store(big, std::memory_order_release);
 }
 
 } // extern "C"

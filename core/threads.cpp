@@ -11,6 +11,7 @@
 #include <orvik/othr.h>
 
 #include "core/guard.hpp"
+#include "port/word_wait.hpp"
 
 namespace {
 
@@ -18,19 +19,22 @@ namespace {
 // null free, State(1) held, State(2) held with waiters (waiters sleep on the word's value).
 void *State(std::uintptr_t value) noexcept { return reinterpret_cast<void *>(value); }
 
-void LockWord(std::atomic_ref<void *> word) noexcept {
+void LockWord(void **address) noexcept {
+    std::atomic_ref<void *> word(*address);
     void *const held = State(1), *const contended = State(2);
     void *state = nullptr;
     if (word.compare_exchange_strong(state, held, std::memory_order_acquire)) return;
     if (state != contended) state = word.exchange(contended, std::memory_order_acquire);
     while (state != nullptr) {
-        word.wait(contended, std::memory_order_relaxed);
+        orvik::port::WaitWhileWordIs(address, contended);
         state = word.exchange(contended, std::memory_order_acquire);
     }
 }
 
-void UnlockWord(std::atomic_ref<void *> word) noexcept {
-    if (word.exchange(nullptr, std::memory_order_release) == State(2)) word.notify_one();
+void UnlockWord(void **address) noexcept {
+    std::atomic_ref<void *> word(*address);
+    if (word.exchange(nullptr, std::memory_order_release) == State(2))
+        orvik::port::WakeOneOnWord(address);
 }
 
 std::recursive_mutex &UnsafeSection() {
@@ -115,13 +119,9 @@ bool KeyIsLive(Othr_Key key) {
 
 extern "C" {
 
-ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) ORVIK_NOEXCEPT {
-    LockWord(std::atomic_ref<void *>(mutex->impl));
-}
+ORVIK_API void othr_MutexLock(Othr_Mutex *mutex) ORVIK_NOEXCEPT { LockWord(&mutex->impl); }
 
-ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) ORVIK_NOEXCEPT {
-    UnlockWord(std::atomic_ref<void *>(mutex->impl));
-}
+ORVIK_API void othr_MutexUnlock(Othr_Mutex *mutex) ORVIK_NOEXCEPT { UnlockWord(&mutex->impl); }
 
 // Nothing is held outside the record; destroying only returns it to the free state.
 ORVIK_API void othr_MutexDestroy(Othr_Mutex *mutex) ORVIK_NOEXCEPT {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
+#include <chrono>
 #include <string>
 
 #include <orvik/ogda.h>
@@ -37,11 +37,20 @@ template <class T> T Load(const unsigned char *p) {
 // "Mon Nov 23 21:22:15 2026", in UTC; "unknown" for a value that is no time.
 std::string TimeText(double t) {
     if (!std::isfinite(t) || t < 0 || t > 253402300799.0) return "unknown";
-    const std::time_t secs = static_cast<std::time_t>(t);
-    std::tm tm{};
-    if (!gmtime_r(&secs, &tm)) return "unknown";
+    // Calendar arithmetic rather than gmtime_r, which not every C library offers.
+    using namespace std::chrono;
+    const auto secs = static_cast<long long>(t);
+    const sys_days day{days{secs / 86400}};
+    const year_month_day ymd{day};
+    const long long s = secs % 86400;
+    static const char *const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static const char *const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     char buf[64];
-    return std::strftime(buf, sizeof buf, "%a %b %d %H:%M:%S %Y", &tm) ? buf : "unknown";
+    std::snprintf(buf, sizeof buf, "%s %s %02u %02lld:%02lld:%02lld %d",
+                  kDays[weekday{day}.c_encoding()], kMonths[unsigned{ymd.month()} - 1],
+                  unsigned{ymd.day()}, s / 3600, s / 60 % 60, s % 60, int{ymd.year()});
+    return buf;
 }
 
 class Lister {

@@ -1,5 +1,5 @@
-// Internal: the platform call behind the big heap's arena (one anonymous mapping on POSIX, a
-// VirtualAlloc region on Windows); nothing else in the library maps memory for the heap.
+// Internal: the platform call behind the big heap's arena (one anonymous mapping; the Windows
+// build has no arena, see port/big_heap.hpp); nothing else in the library maps memory for it.
 #pragma once
 
 #include <cstddef>

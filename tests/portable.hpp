@@ -33,6 +33,14 @@ inline std::string MakeTempFolder(const std::string &prefix) {
     throw std::runtime_error("cannot create a temporary folder");
 }
 
+// Copies `from` over `to`, replacing it. Not std::filesystem::copy_file with overwrite_existing:
+// MinGW's libstdc++ tells files apart by inode numbers, which Windows leaves zero, so it takes
+// any existing target for the source itself and refuses the copy.
+inline void CopyFileOver(const std::filesystem::path &from, const std::filesystem::path &to) {
+    std::filesystem::remove(to);
+    std::filesystem::copy_file(from, to);
+}
+
 // Sets (value) or removes (null) a variable; false when the host cannot hold the value (text
 // that is not UTF-8 has no wide form on Windows).
 inline bool SetEnv(const char *name, const char *value) {

@@ -12,7 +12,7 @@
 #include <orvik/oerr.h>
 #include <orvik/omsc.h>
 
-#include "core/big_arena.hpp"
+#include "port/big_heap.hpp"
 #include "core/heap_config.hpp"
 #include "core/heap_internal.hpp"
 
@@ -205,21 +205,22 @@ TEST(MemMisc, FreeHelpers) {
 }
 
 // The holder's releases are observed through a big heap: its blocks are counted by the
-// arena, so a missing or extra release shows up in the census.
+// big heap, so a missing or extra release shows up in its count of live blocks.
 class Holder : public ::testing::Test {
   protected:
     static double OneMegabyte() { return 1; }
     void SetUp() override {
         orvik::core::SetHeapSizePreferenceLookup(&OneMegabyte);
         omsc_HeapBigInit();
-        ASSERT_NE(orvik::core::CurrentBigArena(), nullptr);
+        ASSERT_NE(orvik::core::CurrentBigHeap(), nullptr);
     }
     void TearDown() override {
         orvik::core::SetHeapSizePreferenceLookup(nullptr);
         orvik::core::testing::DiscardBigHeap();
     }
     static std::size_t Live() {
-        return orvik::core::CurrentBigArena()->TakeCensus().usedBlocks - 1; // minus the marker
+        return orvik::port::big_heap::LiveBlocks(orvik::core::CurrentBigHeap()) -
+               1; // minus the marker
     }
     static char *Block() { return static_cast<char *>(omsc_HeapMalloc(8192)); }
 };

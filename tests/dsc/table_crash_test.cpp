@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "fio/write_seam.hpp"
+#include "portable.hpp"
 #include "table_test_util.hpp"
 
 namespace {
@@ -55,8 +56,7 @@ TEST_F(DscCrash, EveryStopLeavesATableThatOpensWithItsKeptRows) {
     }
     ASSERT_GT(total, 10);
     for (long n = 0; n <= total; ++n) {
-        std::filesystem::copy_file(Path("base.hfa"), Path("layers.hfa"),
-                                   std::filesystem::copy_options::overwrite_existing);
+        orvik_test::CopyFileOver(Path("base.hfa"), Path("layers.hfa"));
         {
             ScopedWriteStop stop(n);
             Scenario();

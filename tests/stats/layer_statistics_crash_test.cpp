@@ -9,6 +9,7 @@
 #include "fio/write_seam.hpp"
 #include "img/img_test_util.hpp"
 #include "osta_test_util.hpp"
+#include "portable.hpp"
 
 namespace {
 
@@ -41,8 +42,7 @@ class LayerStatisticsCrash : public img_test::ImgTest {
 
     // Copies the base to "sweep.hfa" and updates it without skip factors; the statistics.
     Osta_Statistics Update(long stopAfter) {
-        std::filesystem::copy_file(Path("base.hfa"), Path("sweep.hfa"),
-                                   std::filesystem::copy_options::overwrite_existing);
+        orvik_test::CopyFileOver(Path("base.hfa"), Path("sweep.hfa"));
         Osta_Statistics s{};
         Ohfa_File *f = ohfa_FileOpen(Name("sweep.hfa").c_str(), L"r+b", 0, nullptr);
         if (!f) return s;

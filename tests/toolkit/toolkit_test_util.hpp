@@ -8,6 +8,7 @@
 #include <orvik/ofio.h>
 
 #include "port/dynamic_library.hpp"
+#include "portable.hpp"
 #include "prefs/prefs_test_util.hpp"
 
 inline std::wstring W(const std::string &s) { return std::wstring(s.begin(), s.end()); }
@@ -19,8 +20,7 @@ inline std::string InstallPlugin(const std::string &folder, const std::string &n
     if (as.empty()) as = name + ".dll";
     std::filesystem::create_directories(folder);
     std::string to = folder + "/" + as;
-    std::filesystem::copy_file(std::string(ORVIK_TEST_PLUGIN_DIR) + "/" + name + ".dll", to,
-                               std::filesystem::copy_options::overwrite_existing);
+    orvik_test::CopyFileOver(std::string(ORVIK_TEST_PLUGIN_DIR) + "/" + name + ".dll", to);
     return to;
 }
 
