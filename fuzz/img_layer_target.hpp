@@ -42,6 +42,10 @@ inline void ReadLayer(Oimg_Layer *layer) {
     }
     oimg_LayerOverviewCount(layer, &err);
     Delete(err);
+    // Coded layers: every block verified; damage is counted and reported, never a crash.
+    const long damaged = oimg_LayerCheck(layer, &err);
+    FUZZ_CHECK(damaged >= -1 && (damaged == 0) == (err == nullptr));
+    Delete(err);
 }
 
 inline int RunOne(const uint8_t *data, std::size_t size) {

@@ -23,6 +23,7 @@ targets=(
     odll_list
     img_layer
     dsc_table
+    img_codec
 )
 
 # The CI budget: 720 target-seconds (6 minutes on two cores), most of it for the parsers of

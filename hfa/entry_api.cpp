@@ -6,6 +6,7 @@
 #include <new>
 
 #include "core/guard.hpp"
+#include "hfa/block_index.hpp"
 #include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
@@ -429,6 +430,18 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
     // Block caches in the subtree own more than their data: their index and blocks go too.
     std::vector<std::pair<uint32_t, int64_t>> owned;
     for (const auto &[position, e] : gone) {
+        if (e.data != 0 && std::strncmp(e.type, "Ohfa_BlockIndex", sizeof e.type) == 0) {
+            BlockIndex index;
+            std::wstring problem;
+            Oerr_ErrorReport *loadErr = nullptr;
+            if (!LoadBlockIndex(file, e.data, e.dataSize, -1, index, problem, &loadErr, fn)) {
+                PrintAndDelete(loadErr); // a damaged index: its blocks leak, the delete goes on
+                continue;
+            }
+            for (const BlockSlot &slot : index.slots)
+                if (slot.at != 0) owned.emplace_back(slot.at, int64_t{slot.size});
+            continue;
+        }
         if (std::strncmp(e.type, kCacheNodeType, sizeof e.type) != 0 || e.dataSize != 16 ||
             e.data == 0)
             continue;

@@ -60,6 +60,7 @@ struct Ohfa_File_ {
     bool mapped = false;
     int64_t mapSize = 0;
     int caching = 1;          // block caching switch (option 4)
+    int workerThreads = 1;    // codec threads of coded raster layers (option 9)
     uint32_t optionFlags = 0; // kFlagBatch, kFlagNotFlushedOnWrite
     uint32_t batchStartNode = 0;
     uint32_t flushGuard = orvik::hfa::kGuardIdle;

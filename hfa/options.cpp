@@ -1,6 +1,7 @@
 // Option lists of create, open and ohfa_FileChange: parsing the variadic words and applying
 // each code to an open file (mapping, not-flushed-on-write, batch mode, block caching,
 // rename). Codes 6 and 8 are accepted and have no effect; 7 only matters to the pre-scan.
+#include <algorithm>
 #include <cstring>
 
 #include <orvik/ofio.h>
@@ -19,7 +20,9 @@ namespace orvik::hfa {
 namespace {
 
 // Values that follow each code (index = code); -1 for an unknown code.
-constexpr int kValueCounts[] = {-1, 2, 1, 1, 1, 1, 5, 1, 1};
+constexpr int kValueCounts[] = {-1, 2, 1, 1, 1, 1, 5, 1, 1, 1};
+// Most codec threads one file may start.
+constexpr int kMaxWorkerThreads = 64;
 
 bool SetMapping(Ohfa_File *file, bool on, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!on) {
@@ -105,7 +108,7 @@ std::vector<Option> ParseOptions(va_list args, const wchar_t *fn, bool &exclusiv
         Option o{};
         o.code = va_arg(args, int);
         if (o.code == OHFA_OPTION_END) break;
-        if (o.code < 0 || o.code > 8) {
+        if (o.code < 0 || o.code > OHFA_OPTION_WORKER_THREADS) {
             Warn(fn, kOptionIllegal, L"Illegal option %ld", static_cast<long>(o.code));
             continue;
         }
@@ -143,6 +146,9 @@ bool ApplyOptions(Ohfa_File *file, const std::vector<Option> &options, Oerr_Erro
             break;
         case OHFA_OPTION_BLOCK_CACHE:
             file->caching = o.values[0] == 1 ? 1 : 0;
+            break;
+        case OHFA_OPTION_WORKER_THREADS:
+            file->workerThreads = std::clamp(o.values[0], 1, kMaxWorkerThreads);
             break;
         case OHFA_OPTION_RENAME:
             if (!Rename(file, o.text, err, fn)) return false;

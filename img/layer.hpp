@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,8 @@ bool EncodeRow(const Oimg_LayerInfo &info, const Geometry &g, const unsigned cha
 // Frees the heap strings of `count` "string" host pixels and nulls them.
 void FreeStrings(unsigned char *host, int32_t count);
 
+struct CodedStore;
+
 } // namespace orvik::img
 
 struct Oimg_Layer_ {
@@ -59,11 +62,12 @@ struct Oimg_Layer_ {
     std::wstring path;
     Oimg_LayerInfo info{};
     orvik::img::Geometry geometry;
-    Ohfa_Cache *cache = nullptr;            // owned
-    std::vector<unsigned char> noDataBlock; // file form of a block never written
-    std::vector<unsigned char> block;       // scratch: one block
-    std::vector<unsigned char> hostRow;     // scratch: one block row in host form
-    std::vector<unsigned char> stage;       // scratch: whole blocks on their way (kStageBytes)
+    Ohfa_Cache *cache = nullptr;                   // owned; null for a coded layer
+    std::shared_ptr<orvik::img::CodedStore> coded; // coded layers: their block store
+    std::vector<unsigned char> noDataBlock;        // file form of a block never written
+    std::vector<unsigned char> block;              // scratch: one block
+    std::vector<unsigned char> hostRow;            // scratch: one block row in host form
+    std::vector<unsigned char> stage; // scratch: whole blocks on their way (kStageBytes)
 };
 
 namespace orvik::img {
@@ -77,8 +81,10 @@ long PeekEntry(Ohfa_File *file, const std::wstring &path, Ohfa_Entry *entry,
 Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err,
                       const wchar_t *fn);
 // Creates a layer entry with its block store as the last child of `parentPath`.
+// With `storage`, the layer is coded (img/coded_store.hpp).
 Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const wchar_t *name,
-                        const Oimg_LayerInfo &info, Oerr_ErrorReport **err, const wchar_t *fn);
+                        const Oimg_LayerInfo &info, Oerr_ErrorReport **err, const wchar_t *fn,
+                        const Oimg_LayerStorage *storage = nullptr);
 // Flushes and frees; false (reported) when the flush failed.
 bool CloseLayer(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
 

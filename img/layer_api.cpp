@@ -5,6 +5,7 @@
 #include <orvik/opxm.h>
 
 #include "core/guard.hpp"
+#include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
@@ -106,15 +107,17 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
     BuildNoDataBlock(*layer);
     layer->block.resize(static_cast<std::size_t>(layer->geometry.blockBytes));
     layer->hostRow.resize(static_cast<std::size_t>(i.blockWidth) * 16);
-    const std::wstring blocks = Child(path, kBlocksName);
-    layer->cache = ohfa_CacheOpen(file, blocks.c_str(), err);
-    if (!layer->cache) {
+    const long coded = StorageFound(file, path, err);
+    if (coded > 0) {
+        if (!OpenCodedStore(*layer, err, fn)) return nullptr;
+    } else if (coded < 0 ||
+               !(layer->cache = ohfa_CacheOpen(file, Child(path, kBlocksName).c_str(), err))) {
         SetError(err, fn, kStoreFailed, *err, L"Cannot open the blocks of layer %s", path.c_str());
         return nullptr;
     }
-    const Ohfa_CacheNode *n = ohfa_CacheNodeGet(layer->cache);
+    const Ohfa_CacheNode *n = layer->cache ? ohfa_CacheNodeGet(layer->cache) : nullptr;
     const Geometry &g = layer->geometry;
-    if (n->blocksize != g.blockBytes || n->blockcount != g.blockCount) {
+    if (n && (n->blocksize != g.blockBytes || n->blockcount != g.blockCount)) {
         SetError(err, fn, kStoreMismatch, nullptr,
                  L"Layer %s refused: its store holds %ld blocks of %ld bytes, %ld x %ld pixels "
                  L"in %ld x %ld blocks need %lld of %lld",
@@ -131,7 +134,8 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
 }
 
 Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const wchar_t *name,
-                        const Oimg_LayerInfo &given, Oerr_ErrorReport **err, const wchar_t *fn) {
+                        const Oimg_LayerInfo &given, Oerr_ErrorReport **err, const wchar_t *fn,
+                        const Oimg_LayerStorage *storage) {
     Oimg_LayerInfo info = given;
     if (info.blockWidth == 0) info.blockWidth = kDefaultBlockSide;
     if (info.blockHeight == 0) info.blockHeight = kDefaultBlockSide;
@@ -147,6 +151,16 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
                  static_cast<long>(info.blockWidth), static_cast<long>(info.blockHeight));
         return nullptr;
     }
+    Oimg_LayerStorage settled{};
+    std::wstring problem;
+    if (storage && !SettleStorage(settled = *storage, info.pixelType, problem)) {
+        SetError(err, fn, kBadArgument, nullptr,
+                 L"Cannot create layer %s: %s (codec %ld, level %ld, predictor %ld, checksum %ld)",
+                 name, problem.c_str(), static_cast<long>(storage->codec),
+                 static_cast<long>(storage->level), static_cast<long>(storage->predictor),
+                 static_cast<long>(storage->checksum));
+        return nullptr;
+    }
     const std::wstring path = Child(parentPath, name);
     if (PeekEntry(file, path, nullptr, err) != 0) {
         SetError(err, fn, kExists, err ? *err : nullptr, L"Node %s already exists", path.c_str());
@@ -157,6 +171,10 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
                                     OHFA_WRITE_LAST_CHILD, &info, design, err) != 0) {
         SetError(err, fn, kWriteFailed, *err, L"Cannot write the record of layer %s", path.c_str());
         return nullptr;
+    }
+    if (storage) {
+        if (!CreateCodedStore(file, path, g, settled, err, fn)) return nullptr;
+        return OpenLayer(file, path, err, fn);
     }
     Ohfa_Cache *cache =
         ohfa_CacheCreate(file, path.c_str(), kBlocksName, static_cast<long>(g.blockBytes),
@@ -170,7 +188,7 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
 }
 
 bool CloseLayer(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
-    const bool ok = ohfa_CacheClose(layer->cache, err) == 0;
+    const bool ok = CloseStore(layer, err, fn);
     if (!ok)
         SetError(err, fn, kStoreFailed, *err, L"Cannot write the blocks of layer %s",
                  layer->path.c_str());
@@ -261,7 +279,7 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
         bool ok = DeleteOverviews(layer.get(), err, kFn);
         layer.reset();
         const std::wstring path = layerPath;
-        ok = ok && ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0 &&
+        ok = ok && DeleteStore(file, path, err, kFn) &&
              ohfa_ObjectDelete(file, layerPath, OHFA_SEEK_PATH, err) == 0;
         if (!ok) SetError(err, kFn, kWriteFailed, *err, L"Cannot delete layer %s", layerPath);
         return ok ? 0 : -1;
@@ -284,7 +302,7 @@ ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");
             return -1;
         }
-        if (ohfa_CacheFlush(layer->cache, err) == 0) return 0;
+        if (FlushStore(layer, err, kFn)) return 0;
         SetError(err, kFn, kStoreFailed, *err, L"Cannot write the blocks of layer %s",
                  layer->path.c_str());
         return -1;

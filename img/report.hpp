@@ -14,17 +14,23 @@ enum ReportNumber : long {
     kStoreFailed = 5,
     kExists = 6,
     kWriteFailed = 7,
+    kBadStorage = 8,
     // Windows: oimg_LayerReadWindow / WriteWindow, oimg_LayerRead / Write
     kWindowBadArgument = 1,
     kWindowOutside = 2,
     kWindowBadData = 3,
     kWindowStoreFailed = 4,
     kWindowTextTooLong = 5,
+    kWindowBlockDamaged = 6,
     // Overviews: oimg_LayerBuildOverviews, ...OverviewCount, ...OverviewFactor, ...OverviewOpen
     kOverviewBadArgument = 1,
     kOverviewTextLayer = 2,
     kOverviewLevelFailed = 3,
     kOverviewNoLevel = 4,
+    // Coded layers: oimg_LayerStorageGet, oimg_LayerStoredBytes, oimg_LayerCheck
+    kStorageBadArgument = 1,
+    kStorageReadFailed = 2,
+    kStorageDamaged = 3,
 };
 
 } // namespace orvik::img

@@ -26,6 +26,8 @@ void Collect(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
              std::vector<Piece> &pieces) {
     const Oimg_LayerInfo &i = layer->info;
     const Geometry &g = layer->geometry;
+    // Coded layers have blocks of varying size: their own store moves them.
+    if (!layer->cache) return;
     if (data->datatype != i.pixelType || g.perByte != 0 || i.pixelType == OGDA_STRING ||
         (!mif::kHostIsLittleEndian && g.fileBytes != 1) || data->numbytes != g.fileBytes)
         return;

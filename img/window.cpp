@@ -8,6 +8,7 @@
 #include "core/guard.hpp"
 #include "hfa/cache.hpp"
 #include "hfa/file.hpp"
+#include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 #include "mif/element_codec.hpp"
@@ -107,17 +108,18 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
     std::vector<int32_t> moved;
     if (!ReadWholeBlocks(layer, row, column, rows, columns, data, moved, err, fn)) return false;
     auto next = moved.begin();
+    if (!PrefetchWindow(layer, row, column, rows, columns, err, fn)) return false;
     return ForEachBlock(
         layer, row, column, rows, columns,
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
             if (next != moved.end() && *next == block) return ++next, true;
             // The block in the cache's memory when it can be held there, else a copy.
             unsigned char *held = nullptr;
-            long got = hfa::HeldBlock(layer->cache, block, false, true,
-                                      Whole(layer, block, y0, ny, x0, nx), &held, err, fn);
+            long got = HoldBlock(layer, block, false, true, Whole(layer, block, y0, ny, x0, nx),
+                                 &held, err, fn);
             if (got == hfa::kHeldDirect) {
                 held = layer->block.data();
-                got = hfa::ReadBlock(*layer->cache, block, held, err, fn) ? 1 : -1;
+                got = ReadWholeBlock(layer, block, held, err, fn);
             }
             if (got < 0) {
                 SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
@@ -168,12 +170,11 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
             // are filled in a copy, so that a text too long leaves the block as it was.
             long got = hfa::kHeldDirect;
             unsigned char *bytes = nullptr;
-            if (!text)
-                got = hfa::HeldBlock(layer->cache, block, true, !covers, covers, &bytes, err, fn);
+            if (!text) got = HoldBlock(layer, block, true, !covers, covers, &bytes, err, fn);
             const bool copy = got == hfa::kHeldDirect;
             if (copy) {
                 bytes = layer->block.data();
-                got = covers ? 0 : ohfa_CacheGetBlock(layer->cache, block, bytes, err);
+                got = covers ? 0 : GetBlockCopy(layer, block, bytes, err, fn);
             }
             if (got < 0) {
                 SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
@@ -204,7 +205,7 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
                     return false;
                 }
             }
-            if (!copy || ohfa_CachePutBlock(layer->cache, block, bytes, err) == 0) return true;
+            if (!copy || PutBlockCopy(layer, block, bytes, err, fn) == 0) return true;
             SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write block %ld of layer %s",
                      static_cast<long>(block), layer->path.c_str());
             return false;

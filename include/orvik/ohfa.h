@@ -128,7 +128,10 @@ enum {
     OHFA_OPTION_RESERVED_6 = 6,           /* 5 values, ignored */
     OHFA_OPTION_EXCLUSIVE = 7,            /* 1 value: 1 makes create/open refuse a file that
                                              is already open */
-    OHFA_OPTION_RESERVED_8 = 8            /* 1 value, ignored */
+    OHFA_OPTION_RESERVED_8 = 8,           /* 1 value, ignored */
+    OHFA_OPTION_WORKER_THREADS = 9        /* 1 value: threads that encode and decode the blocks
+                                             of coded raster layers in multi-block reads and
+                                             writes (1 to 64; default 1: none started) */
 };
 
 /* ---- Files --------------------------------------------------------------------------- */

@@ -105,6 +105,58 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
 ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT;
 
+/* ---- Coded layers -----------------------------------------------------------------------
+ * A layer created with a storage record keeps each block encoded: a predictor, then a codec,
+ * and a checksum of the stored bytes that every read verifies (a mismatch is a report naming
+ * the layer and block, never wrong pixels). Layers created by oimg_LayerCreate keep the plain
+ * fixed-size layout. Layout and choices: docs/raster-layers.md, "Coded layers". */
+enum {
+    OIMG_CODEC_NONE = 0,       /* blocks as they are */
+    OIMG_CODEC_RUN_LENGTH = 1, /* runs of equal bytes (thematic data) */
+    OIMG_CODEC_DEFLATE = 2,    /* level 1 to 12, 0: 6 */
+    OIMG_CODEC_ZSTD = 3,       /* level 1 to 22, 0: 3 */
+    OIMG_CODEC_LZ4 = 4         /* level 0 */
+};
+enum {
+    OIMG_PREDICTOR_NONE = 0,
+    OIMG_PREDICTOR_DIFFERENCE = 1, /* horizontal differencing: u8, s8, u16, s16, u32, s32 */
+    OIMG_PREDICTOR_SHUFFLE = 2     /* byte shuffle: types of two or more bytes a scalar */
+};
+enum { OIMG_CHECKSUM_NONE = 0, OIMG_CHECKSUM_XXH3 = 1 };
+
+/* Host form of the design "Oimg_LayerStorage" (file form 16 bytes). */
+typedef struct Oimg_LayerStorage_ {
+    int32_t codec;     /* OIMG_CODEC_... */
+    int32_t level;     /* codec level, 0: the codec's default */
+    int32_t predictor; /* OIMG_PREDICTOR_... */
+    int32_t checksum;  /* OIMG_CHECKSUM_... */
+} Oimg_LayerStorage;
+
+/* The defaults of a new coded layer: no codec, no predictor, XXH3 checksums. */
+ORVIK_API void oimg_LayerStorageInit(Oimg_LayerStorage *storage) ORVIK_NOEXCEPT;
+
+/* As oimg_LayerCreate, with the blocks kept as `storage` says (null: oimg_LayerCreate). */
+ORVIK_API Oimg_Layer *oimg_LayerCreateWithStorage(Ohfa_File *file, const wchar_t *imagePath,
+                                                  const wchar_t *name, const Oimg_LayerInfo *info,
+                                                  const Oimg_LayerStorage *storage,
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Fills `storage` with the layer's storage record. Returns 1 for a coded layer, 0 for a
+ * plain one (storage: no codec, no predictor, no checksum), -1 on failure. */
+ORVIK_API long oimg_LayerStorageGet(const Oimg_Layer *layer, Oimg_LayerStorage *storage,
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Bytes the layer's written blocks take in the file (stored) and would take unencoded
+ * (*decoded); either pointer may be null. Returns 0, or -1. */
+ORVIK_API long oimg_LayerStoredBytes(Oimg_Layer *layer, int64_t *stored, int64_t *decoded,
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* Verifies every written block of a coded layer: its checksum, and that it decodes to the
+ * block size. Returns the number of damaged blocks, with a report in *err naming the layer,
+ * the first damaged block and the count; 0 when all are sound (plain layers: always); -1
+ * when the blocks cannot be read at all. */
+ORVIK_API long oimg_LayerCheck(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
 /* ---- Overviews ------------------------------------------------------------------------
  * Overview k (factor 2^k) has ceil(width / 2^k) x ceil(height / 2^k) pixels, each computed
  * from the 2 x 2 window of level k - 1 (fewer at the right and bottom edges; no-data pixels

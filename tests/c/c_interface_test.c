@@ -223,6 +223,15 @@ static void HfaFiles(void) {
         ogda_BaseDataDelete(in, NULL);
         ogda_BaseDataDelete(out, NULL);
         CHECK(oimg_LayerClose(layer, &err) == 0 && err == NULL);
+        /* A coded layer: zstd with the default level, checksums on. */
+        Oimg_LayerStorage storage;
+        oimg_LayerStorageInit(&storage);
+        storage.codec = OIMG_CODEC_ZSTD;
+        layer = oimg_LayerCreateWithStorage(file, L"/Image", L"Coded", &info, &storage, &err);
+        CHECK(layer != NULL && err == NULL);
+        CHECK(oimg_LayerStorageGet(layer, &storage, &err) == 1 && storage.level == 3);
+        CHECK(storage.checksum == OIMG_CHECKSUM_XXH3 && oimg_LayerCheck(layer, &err) == 0);
+        CHECK(oimg_LayerClose(layer, &err) == 0 && err == NULL);
         LayerRecords(file);
         CHECK(ohfa_FileClose(file, &err) == 0 && err == NULL);
     }

@@ -1,0 +1,82 @@
+// Internal: the block store of coded layers (docs/raster-layers.md, "Coded layers"). Blocks
+// are held decoded in memory up to a byte limit (least recently used evicted first, changed
+// ones encoded and written then); on disk each block is its stored bytes, named by a slot of
+// the layer's "BlockIndex" entry. Plain layers go to their block cache: the functions here
+// dispatch, so window code needs no second path.
+#pragma once
+
+#include <list>
+#include <memory>
+#include <unordered_map>
+
+#include "hfa/block_index.hpp"
+#include "img/codec.hpp"
+#include "img/layer.hpp"
+
+namespace orvik::img {
+
+inline constexpr const wchar_t *kStorageName = L"Storage";
+inline constexpr const wchar_t *kStorageType = L"Oimg_LayerStorage";
+inline constexpr const wchar_t *kBlockIndexName = L"BlockIndex";
+constexpr int64_t kCodedHeldLimit = 16 << 20;
+
+struct CodedStore {
+    Oimg_LayerStorage storage{};
+    BlockShape shape;
+    hfa::BlockIndex index;
+    struct Held {
+        std::unique_ptr<unsigned char[]> bytes;
+        bool dirty = false;
+        std::list<int32_t>::iterator use;
+    };
+    std::unordered_map<int32_t, Held> held;
+    std::list<int32_t> recency; // most recently used first
+    int64_t limit = kCodedHeldLimit;
+    std::vector<std::unique_ptr<CodecContext>> contexts; // one per worker, made on demand
+    std::vector<unsigned char> stored;                   // scratch: one stored block
+    // Buffers of evicted blocks, for the next blocks taken in (held and spare together stay
+    // within the limit).
+    std::vector<std::unique_ptr<unsigned char[]>> spare;
+};
+
+// Whether the layer entry at `path` has a storage record (so is coded).
+bool HasStorage(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err);
+// 1 when the layer at `path` is coded, 0 when it is plain, -1 when the look-up failed
+// (reported).
+long StorageFound(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err);
+// Writes the storage record and an empty block index under the new layer entry at `path`.
+bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
+                      const Oimg_LayerStorage &storage, Oerr_ErrorReport **err, const wchar_t *fn);
+// Loads the storage record and block index of an opened layer record (checked).
+bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn);
+
+// As hfa::HeldBlock, for either kind of layer.
+long HoldBlock(Oimg_Layer *layer, int32_t block, bool forWrite, bool load, bool whole,
+               unsigned char **bytes, Oerr_ErrorReport **err, const wchar_t *fn);
+// After HoldBlock's kHeldDirect for a read: the block into `bytes`; 1, 0 never written, -1.
+long ReadWholeBlock(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
+                    const wchar_t *fn);
+// As ohfa_CacheGetBlock / ohfa_CachePutBlock: 1 read, 0 never written, -1; 0 written, -1.
+long GetBlockCopy(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
+                  const wchar_t *fn);
+long PutBlockCopy(Oimg_Layer *layer, int32_t block, const unsigned char *bytes,
+                  Oerr_ErrorReport **err, const wchar_t *fn);
+// Decodes, in the file's worker threads, the stored blocks a window read will need that are
+// not held yet (as many as the limit allows). Without workers it does nothing.
+bool PrefetchWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
+                    Oerr_ErrorReport **err, const wchar_t *fn);
+
+// Writes what the layer holds changed; Close also releases the store. Either kind of layer.
+bool FlushStore(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
+bool CloseStore(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
+// Removes the blocks of the layer at `path` (either kind): the index entry first, then the
+// blocks' space, so a crash leaks space and never leaves an index naming freed space.
+bool DeleteStore(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err,
+                 const wchar_t *fn);
+// Verifies every written block; the number damaged (first one reported), or -1.
+long CheckStore(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
+
+// Worker threads of a file (1: none started).
+int32_t WorkerThreads(const Ohfa_File *file);
+
+} // namespace orvik::img
