@@ -19,6 +19,7 @@ enum ReportNumber : long {
     kOutOfMemory = OERR_NUMBER_OUT_OF_MEMORY,
     kBadText = 6,  // text that cannot be converted (UTF-8 <-> wide)
     kNotFound = 7, // a search found nothing
+    kLockHeld = 8, // another open holds the writer's lock of the file
 };
 
 // Stores a kind-2 report "<action> "<name>"<detail>: <system reason>" (or

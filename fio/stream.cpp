@@ -160,6 +160,35 @@ bool Stream::Close(Oerr_ErrorReport **err, const wchar_t *fn) {
     return ok;
 }
 
+bool Stream::LockForWriting(Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) return true;
+    const os::Code code = os::LockForWriting(m_handle);
+    if (code == 0 || os::IsLockUnsupported(code)) return true;
+    if (os::IsLockHeld(code)) {
+        core::SetError(err, fn, kLockHeld, nullptr,
+                       L"File \"%s\" is already open for writing (another writer holds its lock)",
+                       m_name.c_str());
+    } else {
+        ReportSystemError(err, fn, code, L"Cannot lock file", &m_name);
+    }
+    return false;
+}
+
+bool Stream::Resize(std::int64_t size, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) {
+        m_nullSize = size;
+        return true;
+    }
+    if (!FlushWrites(err, fn)) return false;
+    m_readLength = 0;
+    const os::Code code = os::Resize(m_handle, size);
+    if (code != 0) {
+        ReportSystemError(err, fn, code, L"Cannot resize file", &m_name);
+        return false;
+    }
+    return true;
+}
+
 bool Stream::Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (IsNullDevice()) {
         size = m_nullSize;

@@ -82,6 +82,11 @@ class Stream {
     void Unread(std::size_t count) { m_pos -= static_cast<std::int64_t>(count); }
 
     bool Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn);
+    // Takes the advisory writer's lock of the file (docs/fio.md, "Writer's lock"); refused
+    // when another open holds it. A file system without locks is no failure.
+    bool LockForWriting(Oerr_ErrorReport **err, const wchar_t *fn);
+    // Cuts or extends the file to `size` bytes; buffered data goes out first.
+    bool Resize(std::int64_t size, Oerr_ErrorReport **err, const wchar_t *fn);
 
     // Whole-file mapping; Map also renews an existing one (after growth).
     void *Map(std::size_t &size, Oerr_ErrorReport **err, const wchar_t *fn);
