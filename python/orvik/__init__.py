@@ -11,11 +11,17 @@ from ._file import Entry, File, Image, create, is_hfa_file, open
 from ._layer import Layer
 
 __all__ = ["Error", "FileError", "OrvikWarning", "Entry", "File", "Image", "Layer", "create",
-           "is_hfa_file", "open", "store"]
+           "is_hfa_file", "open", "store", "to_dask"]
 __version__ = "0.1.0"
 
 
+def to_dask(layer, chunks=None, level=0):
+    """A dask array over ``layer`` (see orvik._dask.to_dask)."""
+    from ._dask import to_dask as _to_dask
+    return _to_dask(layer, chunks, level)
+
+
 def store(array, layer, row=0, col=0):
-    """Writes a dask array into ``layer`` (see orvik.dask.store)."""
-    from .dask import store as _store
+    """Writes a dask array into ``layer`` (see orvik._dask.store)."""
+    from ._dask import store as _store
     return _store(array, layer, row, col)

@@ -181,8 +181,8 @@ class Layer:
         return self._h.statistics()
 
     def to_dask(self, chunks=None):
-        """A dask array over the layer (see orvik.dask.to_dask)."""
-        from .dask import to_dask
+        """A dask array over the layer (see orvik.to_dask)."""
+        from ._dask import to_dask
         return to_dask(self, chunks)
 
     def close(self):
