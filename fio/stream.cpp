@@ -302,6 +302,21 @@ bool Stream::ReadExact(std::int64_t position, void *buffer, std::size_t count,
     return false;
 }
 
+bool Stream::ReadShared(std::int64_t position, void *buffer, std::size_t count,
+                        Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!m_mode.readOnly || IsNullDevice() || IsMapped())
+        return ReadExact(position, buffer, count, err, fn);
+    if (!CheckRange(position, count, err, fn)) return false;
+    std::size_t done = 0;
+    if (!SystemRead(position, static_cast<char *>(buffer), count, done, err, fn)) return false;
+    if (done == count) return true;
+    SetError(err, fn, kUnexpectedEnd, nullptr,
+             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld",
+             m_name.c_str(), static_cast<long long>(done), static_cast<long long>(count),
+             static_cast<long long>(position));
+    return false;
+}
+
 bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
                    Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!CheckWritable(err, fn) || !CheckRange(position, count, err, fn)) return false;

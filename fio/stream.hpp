@@ -58,6 +58,10 @@ class Stream {
     // Exactly `count` bytes at `position`, else a report (short read included).
     bool ReadExact(std::int64_t position, void *buffer, std::size_t count, Oerr_ErrorReport **err,
                    const wchar_t *fn);
+    // ReadExact for a read-only stream that touches no buffer and no position: one
+    // positional system read, so several threads may call it at once (other streams: ReadExact).
+    bool ReadShared(std::int64_t position, void *buffer, std::size_t count, Oerr_ErrorReport **err,
+                    const wchar_t *fn);
     // Up to `count` bytes; `done` < count only at the end of the file.
     bool ReadSome(std::int64_t position, void *buffer, std::size_t count, std::size_t &done,
                   Oerr_ErrorReport **err, const wchar_t *fn);

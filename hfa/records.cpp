@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/guard.hpp"
+#include "fio/stream.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/report.hpp"
@@ -129,6 +130,15 @@ bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_Err
                  L"%ld bytes at %lld lie beyond the end (%lld) of file %s", count,
                  static_cast<long long>(position), static_cast<long long>(file->fileEnd),
                  file->name.c_str());
+        return false;
+    }
+    // A read-only file is read without the stream's buffers, so that threads reading layers
+    // of one open file at once share no state (docs/raster-layers.md, "Threads").
+    if (file->readOnly) {
+        if (file->stream->ReadShared(position, bytes, static_cast<std::size_t>(count), err,
+                                     L"ofio_FileReadDirect"))
+            return true;
+        SetError(err, fn, kRecordReadFailed, err ? *err : nullptr, L"ofio_FileReadDirect failed");
         return false;
     }
     if (ofio_FileReadDirect(file->stream, position, bytes, count, err) != count) {

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 build=${1:-build-tsan}
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVIK_SANITIZE_THREAD=ON \
     -DORVIK_BUILD_BENCH=OFF -DORVIK_WERROR=ON
-cmake --build "$build" -j"$(nproc)" --target test_core test_mif test_prefs test_toolkit test_stats
+cmake --build "$build" -j"$(nproc)" --target test_core test_mif test_prefs test_toolkit test_stats test_img
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}
 # Recent kernels randomise mmap more than older sanitizer runtimes accept; run without ASLR.
 run=()
@@ -20,3 +20,4 @@ fi
 "${run[@]}" "$build/tests/test_prefs" --gtest_filter='Database.ThreadsMayGetAndPutAtTheSameTime'
 "${run[@]}" "$build/tests/test_toolkit" --gtest_filter='PluginFixture.ConcurrentOpensShareOneInstance'
 "${run[@]}" "$build/tests/test_stats" --gtest_filter='OstaDesigns.FetchesFromManyThreadsAgree'
+"${run[@]}" "$build/tests/test_img" --gtest_filter='SharedRead.*'

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,15 +50,26 @@ void FlushWarnings();
 void RegisterTranslator();
 
 // The lock of one open file handle. The library lets one thread at a time work on a file, so
-// every call on a file or its layers holds it; other files are not affected. Handles are
-// shared between opens of the same name, so the lock belongs to the handle.
-std::shared_ptr<std::mutex> FileLock(Ohfa_File *file);
+// every call on a file or its layers holds it alone; window reads of a read-only file, which
+// the library allows from several threads at once, hold it shared (so the file and its
+// layers stay open meanwhile). Other files are not affected. Handles are shared between
+// opens of the same name, so the lock belongs to the handle.
+// `readOnly`: how the library handle was opened (a later open of the same name gets the
+// first open's handle, whatever mode it asks for).
+struct FileMutex : std::shared_mutex {
+    bool readOnly = false;
+};
+std::shared_ptr<FileMutex> FileLock(Ohfa_File *file, bool readOnlyIfNew);
 void ForgetFileLock(Ohfa_File *file);
+
+// How a call holds its file's lock.
+enum class Hold { Alone, Shared };
 
 // Runs `body(&err)` without the GIL, holding `lock` when given. `failed(result)` says whether
 // the call failed; on failure the chain is raised (as a file error when `fileError`).
 template <class Body, class Failed>
-auto Call(std::mutex *lock, Body &&body, Failed &&failed, bool fileError = false) {
+auto Call(FileMutex *lock, Body &&body, Failed &&failed, bool fileError = false,
+          Hold hold = Hold::Alone) {
     Oerr_ErrorReport *err = nullptr;
     using Result = decltype(body(&err));
     Result result{};
@@ -65,8 +77,11 @@ auto Call(std::mutex *lock, Body &&body, Failed &&failed, bool fileError = false
     std::vector<ReportRecord> records;
     {
         py::gil_scoped_release nogil;
-        if (lock) {
-            std::lock_guard<std::mutex> held(*lock);
+        if (lock && hold == Hold::Shared) {
+            std::shared_lock<std::shared_mutex> held(*lock);
+            result = body(&err);
+        } else if (lock) {
+            std::lock_guard<std::shared_mutex> held(*lock);
             result = body(&err);
         } else {
             result = body(&err);

@@ -29,7 +29,7 @@ struct LayerHandle;
 // An open file as one Python File object holds it.
 struct FileHandle {
     Ohfa_File *file = nullptr;
-    std::shared_ptr<std::mutex> lock;
+    std::shared_ptr<FileMutex> lock;
     std::wstring path;
     bool writable = false;
     std::vector<std::weak_ptr<LayerHandle>> layers;
@@ -131,7 +131,7 @@ void EnsureInitialised() {
 std::shared_ptr<FileHandle> Adopt(Ohfa_File *file, const std::wstring &path, bool writable) {
     auto handle = std::make_shared<FileHandle>();
     handle->file = file;
-    handle->lock = FileLock(file);
+    handle->lock = FileLock(file, !writable);
     handle->path = path;
     handle->writable = writable;
     return handle;
@@ -313,8 +313,14 @@ Oimg_Layer *Level(LayerHandle &lh, int level) {
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) { return oimg_LayerOverviewOpen(base, 1L << level, err); },
         IsNull);
-    lh.levels[level] = ov;
-    return ov;
+    auto [slot, fresh] = lh.levels.emplace(level, ov);
+    if (!fresh) {
+        // Another thread opened the level meanwhile; keep one handle.
+        Call(
+            lh.owner->lock.get(), [&](Oerr_ErrorReport **err) { return oimg_LayerClose(ov, err); },
+            IsNegative);
+    }
+    return slot->second;
 }
 
 py::dict InfoOf(LayerHandle &lh, int level) {
@@ -345,6 +351,12 @@ void CheckWindow(const Oimg_LayerInfo *info, int64_t row, int64_t column, int64_
     }
 }
 
+// How a window read holds the file's lock: shared on a file the library opened read-only, whose
+// layers the library reads from several threads at once; alone otherwise.
+Hold ReadHold(const LayerHandle &lh) {
+    return lh.owner->lock->readOnly ? Hold::Shared : Hold::Alone;
+}
+
 py::array ReadStrings(LayerHandle &lh, Oimg_Layer *l, int32_t row, int32_t column, int32_t rows,
                       int32_t columns) {
     Ogda_BaseData *data = Call(
@@ -360,7 +372,7 @@ py::array ReadStrings(LayerHandle &lh, Oimg_Layer *l, int32_t row, int32_t colum
         [&](Oerr_ErrorReport **err) {
             return oimg_LayerReadWindow(l, row, column, rows, columns, data, err);
         },
-        IsNegative);
+        IsNegative, false, ReadHold(lh));
     py::array out(py::dtype("O"), {rows, columns});
     auto *cells = static_cast<PyObject **>(out.mutable_data());
     for (int32_t r = 0; r < rows; ++r) {
@@ -415,7 +427,7 @@ py::array Read(LayerHandle &lh, int64_t row, int64_t column, int64_t rows, int64
     Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) { return oimg_LayerReadWindow(l, r, c, nr, nc, &view, err); },
-        IsNegative);
+        IsNegative, false, ReadHold(lh));
     return target;
 }
 

@@ -51,8 +51,8 @@ std::wstring Brief(const std::vector<ReportRecord> &records) {
 }
 
 std::mutex locksMutex;
-std::map<Ohfa_File *, std::weak_ptr<std::mutex>> &Locks() {
-    static auto *locks = new std::map<Ohfa_File *, std::weak_ptr<std::mutex>>;
+std::map<Ohfa_File *, std::weak_ptr<FileMutex>> &Locks() {
+    static auto *locks = new std::map<Ohfa_File *, std::weak_ptr<FileMutex>>;
     return *locks;
 }
 
@@ -101,12 +101,13 @@ void RegisterTranslator() {
     });
 }
 
-std::shared_ptr<std::mutex> FileLock(Ohfa_File *file) {
+std::shared_ptr<FileMutex> FileLock(Ohfa_File *file, bool readOnlyIfNew) {
     std::lock_guard<std::mutex> held(locksMutex);
     auto &slot = Locks()[file];
-    std::shared_ptr<std::mutex> lock = slot.lock();
+    std::shared_ptr<FileMutex> lock = slot.lock();
     if (!lock) {
-        lock = std::make_shared<std::mutex>();
+        lock = std::make_shared<FileMutex>();
+        lock->readOnly = readOnlyIfNew;
         slot = lock;
     }
     return lock;

@@ -33,8 +33,8 @@ class WriteLock : public hfa_test::HfaTest {
     static int RefusedForLock(Ohfa_File *f, const Report &err) {
         if (f) return 1;
         for (auto *r = err.get(); r; r = r->next) {
-            if (r->message && std::wstring(r->message).find(L"already open for writing") !=
-                                  std::wstring::npos)
+            if (r->message &&
+                std::wstring(r->message).find(L"already open for writing") != std::wstring::npos)
                 return 0;
         }
         return 2;
