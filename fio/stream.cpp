@@ -290,16 +290,23 @@ bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, st
     return true;
 }
 
+namespace {
+// The report of a read that met the end of the file first; false.
+bool ReportShortRead(Oerr_ErrorReport **err, const wchar_t *fn, const std::wstring &name,
+                     std::int64_t position, std::size_t count, std::size_t done) {
+    SetError(err, fn, kUnexpectedEnd, nullptr,
+             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld", name.c_str(),
+             static_cast<long long>(done), static_cast<long long>(count),
+             static_cast<long long>(position));
+    return false;
+}
+} // namespace
+
 bool Stream::ReadExact(std::int64_t position, void *buffer, std::size_t count,
                        Oerr_ErrorReport **err, const wchar_t *fn) {
     std::size_t done = 0;
     if (!ReadSome(position, buffer, count, done, err, fn)) return false;
-    if (done == count) return true;
-    SetError(err, fn, kUnexpectedEnd, nullptr,
-             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld",
-             m_name.c_str(), static_cast<long long>(done), static_cast<long long>(count),
-             static_cast<long long>(position));
-    return false;
+    return done == count || ReportShortRead(err, fn, m_name, position, count, done);
 }
 
 bool Stream::ReadShared(std::int64_t position, void *buffer, std::size_t count,
@@ -309,12 +316,7 @@ bool Stream::ReadShared(std::int64_t position, void *buffer, std::size_t count,
     if (!CheckRange(position, count, err, fn)) return false;
     std::size_t done = 0;
     if (!SystemRead(position, static_cast<char *>(buffer), count, done, err, fn)) return false;
-    if (done == count) return true;
-    SetError(err, fn, kUnexpectedEnd, nullptr,
-             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld",
-             m_name.c_str(), static_cast<long long>(done), static_cast<long long>(count),
-             static_cast<long long>(position));
-    return false;
+    return done == count || ReportShortRead(err, fn, m_name, position, count, done);
 }
 
 bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,

@@ -49,9 +49,9 @@ bool Exact(const Ogda_BaseData *d, int r0, int c0) {
             const bool written = r + r0 < 200 && c + c0 < 200;
             const std::size_t n = static_cast<std::size_t>(d->numbytes);
             if (written ? std::memcmp(got + c * n, want + c * n, n) != 0
-                        : (d->datatype == OGDA_F32 ? *reinterpret_cast<const float *>(got + c * n)
-                                                           != 3.0f
-                                                     : got[c * n] != 3))
+                        : (d->datatype == OGDA_F32
+                               ? *reinterpret_cast<const float *>(got + c * n) != 3.0f
+                               : got[c * n] != 3))
                 return false;
         }
     }
@@ -91,7 +91,8 @@ TEST_F(SharedRead, FourThreadsReadWindowsOfOneLayerAndOfSeveral) {
     };
     for (bool allLayers : {false, true}) {
         std::vector<std::thread> threads;
-        for (int t = 0; t < 4; ++t) threads.emplace_back(reader, t + (allLayers ? 10 : 0), allLayers);
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back(reader, t + (allLayers ? 10 : 0), allLayers);
         for (auto &t : threads) t.join();
     }
     EXPECT_EQ(failed.load(), 0);
