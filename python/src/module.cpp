@@ -147,7 +147,14 @@ std::shared_ptr<FileHandle> OpenFile(const std::wstring &path, const std::string
         nullptr,
         [&](Oerr_ErrorReport **err) { return ohfa_FileOpen(path.c_str(), wmode.c_str(), 0, err); },
         IsNull, true);
-    return Adopt(f, path, mode != "r");
+    auto handle = Adopt(f, path, mode != "r");
+    if (handle->writable && handle->lock->readOnly) {
+        // The library handed out the handle of an earlier read-only open of this name.
+        handle->Close();
+        throw py::value_error("file is already open read-only in this process; close it "
+                              "before opening it with mode \"r+\"");
+    }
+    return handle;
 }
 
 std::shared_ptr<FileHandle> CreateFile(const std::wstring &path) {

@@ -78,6 +78,10 @@ def test_assignment_and_read_only_files(layer_file):
         np.testing.assert_array_equal(f["/Image/L"].read(), data)
         with pytest.raises(ValueError, match="read-only"):
             f["/Image/L"][0, 0] = 1
+        # The library shares one handle per name and process: update needs the reader closed.
+        with pytest.raises(ValueError, match="already open read-only"):
+            orvik.open(path, "r+")
+        assert f["/Image/L"][0, 5] == 5
 
 
 def test_argument_errors_name_the_sizes(layer_file):
