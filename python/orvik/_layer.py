@@ -180,6 +180,13 @@ class Layer:
         """The stored statistics (min, max, mean, median, mode, stddev), or None."""
         return self._h.statistics()
 
+    def compute_statistics(self, histogram=False):
+        """Computes min, max, mean, median, mode and stddev over the whole layer (no-data
+        left out), strip by strip; on a file open for update they are stored with the layer
+        (statistics and histogram). With ``histogram``, returns (statistics, bin counts)."""
+        stats, counts = self._h.compute_statistics()
+        return (stats, counts) if histogram else stats
+
     def to_dask(self, chunks=None):
         """A dask array over the layer (see orvik.to_dask)."""
         from ._dask import to_dask

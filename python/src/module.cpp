@@ -525,6 +525,52 @@ long OverviewCount(LayerHandle &lh) {
         [&](Oerr_ErrorReport **err) { return oimg_LayerOverviewCount(l, err); }, IsNegative);
 }
 
+py::dict StatisticsDict(const Osta_Statistics &s) {
+    py::dict d;
+    d["min"] = s.minimum;
+    d["max"] = s.maximum;
+    d["mean"] = s.mean;
+    d["median"] = s.median;
+    d["mode"] = s.mode;
+    d["stddev"] = s.stddev;
+    return d;
+}
+
+// Computes the layer's statistics and histogram counts; on a writable file they are also
+// stored with the layer (its "Statistics" entry and the histogram column).
+py::tuple ComputeStatistics(LayerHandle &lh) {
+    Oimg_Layer *l = lh.Open();
+    Ohfa_File *f = lh.owner->Open();
+    const std::wstring path = oimg_LayerPathGet(l);
+    Osta_Statistics s{};
+    Osta_Histogram *histogram = nullptr;
+    std::vector<double> counts;
+    Call(
+        lh.owner->lock.get(),
+        [&](Oerr_ErrorReport **err) {
+            if (lh.owner->writable) {
+                if (oimg_LayerFlush(l, err) < 0 ||
+                    osta_LayerStatisticsUpdate(f, path.c_str(), nullptr, nullptr, &s, err) < 0)
+                    return -1L;
+            }
+            if (!osta_LayerStatisticsCompute(l, nullptr, nullptr, &s, &histogram, err)) return -1L;
+            if (histogram && histogram->table) {
+                const Ogda_BaseData *t = histogram->table;
+                for (int32_t i = 0; i < t->numrows; ++i) {
+                    counts.push_back(
+                        *reinterpret_cast<const double *>(static_cast<const char *>(t->data) +
+                                                          static_cast<size_t>(i) * t->lineBytes));
+                }
+            }
+            osta_HistogramDelete(histogram);
+            return 0L;
+        },
+        IsNegative);
+    return py::make_tuple(StatisticsDict(s),
+                          py::array(py::dtype::of<double>(),
+                                    {static_cast<py::ssize_t>(counts.size())}, counts.data()));
+}
+
 py::object Statistics(LayerHandle &lh) {
     Oimg_Layer *l = lh.Open();
     Ohfa_File *f = lh.owner->Open();
@@ -537,14 +583,7 @@ py::object Statistics(LayerHandle &lh) {
         },
         [](Osta_Statistics *) { return false; });
     if (!got) return py::none();
-    py::dict d;
-    d["min"] = s.minimum;
-    d["max"] = s.maximum;
-    d["mean"] = s.mean;
-    d["median"] = s.median;
-    d["mode"] = s.mode;
-    d["stddev"] = s.stddev;
-    return d;
+    return StatisticsDict(s);
 }
 
 // The format version when `path` is an HFA file, else 0; what the check meets on the way
@@ -594,6 +633,7 @@ PYBIND11_MODULE(_orvik, m) {
         .def("build_overviews", &BuildOverviews)
         .def("overview_count", &OverviewCount)
         .def("statistics", &Statistics)
+        .def("compute_statistics", &ComputeStatistics)
         .def("close", &LayerHandle::Close)
         .def_property_readonly("closed", [](const LayerHandle &l) { return l.layer == nullptr; });
 

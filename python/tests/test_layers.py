@@ -151,3 +151,23 @@ def test_overviews(layer_file):
         assert layer.read((0, 0, 5, 5), level=3).shape == (5, 5)
         with pytest.raises(ValueError, match="level 4.*3"):
             layer.read(level=4)
+
+
+def test_statistics_against_numpy(path):
+    data = pattern(lambda r, c: (r * 7 + c * 3) % 50, np.int16, (150, 130))
+    data[:10, :10] = -9  # no-data: left out
+    with orvik.create(path) as f:
+        layer = f.create_image("/I").create_layer("L", data.shape, np.int16, (32, 32), nodata=-9)
+        layer.write(data)
+        assert layer.statistics is None
+        stats, counts = layer.compute_statistics(histogram=True)
+    valid = data[data != -9].astype(np.float64)
+    assert stats["min"] == valid.min() and stats["max"] == valid.max()
+    assert stats["mean"] == pytest.approx(valid.mean())
+    assert stats["stddev"] == pytest.approx(valid.std(ddof=1))  # the sample deviation
+    assert stats["median"] == pytest.approx(np.median(valid), abs=1)
+    assert stats["mode"] == np.bincount(valid.astype(int)).argmax()
+    assert counts.sum() == valid.size
+    with orvik.open(path) as f:
+        assert f["/I/L"].statistics == stats
+        assert f["/I/L"].compute_statistics() == stats
