@@ -20,6 +20,7 @@ enum ReportNumber : long {
     kBadText = 6,          // text that cannot be converted (UTF-8 <-> wide)
     kNotFound = 7,         // a search found nothing
     kAfterFailedWrite = 8, // a write to a stream whose earlier write failed
+    kLockHeld = 9,         // another open holds the writer's lock of the file
 };
 
 // Stores a kind-2 report "<action> "<name>"<detail>: <system reason>" (or

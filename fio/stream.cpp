@@ -193,6 +193,35 @@ bool Stream::Close(Oerr_ErrorReport **err, const wchar_t *fn) {
     return ok;
 }
 
+bool Stream::LockForWriting(Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) return true;
+    const os::Code code = os::LockForWriting(m_handle);
+    if (code == 0 || os::IsLockUnsupported(code)) return true;
+    if (os::IsLockHeld(code)) {
+        core::SetError(err, fn, kLockHeld, nullptr,
+                       L"File \"%s\" is already open for writing (another writer holds its lock)",
+                       m_name.c_str());
+    } else {
+        ReportSystemError(err, fn, code, L"Cannot lock file", &m_name);
+    }
+    return false;
+}
+
+bool Stream::Resize(std::int64_t size, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (IsNullDevice()) {
+        m_nullSize = size;
+        return true;
+    }
+    if (!FlushWrites(err, fn)) return false;
+    m_readLength = 0;
+    const os::Code code = os::Resize(m_handle, size);
+    if (code != 0) {
+        ReportSystemError(err, fn, code, L"Cannot resize file", &m_name);
+        return false;
+    }
+    return true;
+}
+
 bool Stream::Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (IsNullDevice()) {
         size = m_nullSize;
@@ -294,16 +323,33 @@ bool Stream::ReadSome(std::int64_t position, void *buffer, std::size_t count, st
     return true;
 }
 
+namespace {
+// The report of a read that met the end of the file first; false.
+bool ReportShortRead(Oerr_ErrorReport **err, const wchar_t *fn, const std::wstring &name,
+                     std::int64_t position, std::size_t count, std::size_t done) {
+    SetError(err, fn, kUnexpectedEnd, nullptr,
+             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld", name.c_str(),
+             static_cast<long long>(done), static_cast<long long>(count),
+             static_cast<long long>(position));
+    return false;
+}
+} // namespace
+
 bool Stream::ReadExact(std::int64_t position, void *buffer, std::size_t count,
                        Oerr_ErrorReport **err, const wchar_t *fn) {
     std::size_t done = 0;
     if (!ReadSome(position, buffer, count, done, err, fn)) return false;
-    if (done == count) return true;
-    SetError(err, fn, kUnexpectedEnd, nullptr,
-             L"Unexpected end of file \"%s\": %lld of %lld bytes read at offset %lld",
-             m_name.c_str(), static_cast<long long>(done), static_cast<long long>(count),
-             static_cast<long long>(position));
-    return false;
+    return done == count || ReportShortRead(err, fn, m_name, position, count, done);
+}
+
+bool Stream::ReadShared(std::int64_t position, void *buffer, std::size_t count,
+                        Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!m_mode.readOnly || IsNullDevice() || IsMapped())
+        return ReadExact(position, buffer, count, err, fn);
+    if (!CheckRange(position, count, err, fn)) return false;
+    std::size_t done = 0;
+    if (!SystemRead(position, static_cast<char *>(buffer), count, done, err, fn)) return false;
+    return done == count || ReportShortRead(err, fn, m_name, position, count, done);
 }
 
 bool Stream::Write(std::int64_t position, const void *buffer, std::size_t count,
@@ -378,7 +424,7 @@ bool Stream::ReadPieces(std::int64_t position, const os::Piece *pieces, std::siz
                  m_name.c_str(), static_cast<long long>(total), static_cast<long long>(position));
         return false;
     }
-    if (!FlushWrites(err, fn)) return false;
+    if (!m_mode.readOnly && !FlushWrites(err, fn)) return false;
     std::size_t done = 0;
     const os::Code code = testing::ReadAtV(m_handle, pieces, count, position, done);
     if (code != 0) {
@@ -389,7 +435,9 @@ bool Stream::ReadPieces(std::int64_t position, const os::Piece *pieces, std::siz
         return false;
     }
     if (done == total) {
-        m_lastReadEnd = position + static_cast<std::int64_t>(total);
+        // Read-only streams may be read from several threads at once (ReadShared): leave
+        // their state alone.
+        if (!m_mode.readOnly) m_lastReadEnd = position + static_cast<std::int64_t>(total);
         return true;
     }
     SetError(err, fn, kUnexpectedEnd, nullptr,

@@ -58,6 +58,10 @@ class Stream {
     // Exactly `count` bytes at `position`, else a report (short read included).
     bool ReadExact(std::int64_t position, void *buffer, std::size_t count, Oerr_ErrorReport **err,
                    const wchar_t *fn);
+    // ReadExact for a read-only stream that touches no buffer and no position: one
+    // positional system read, so several threads may call it at once (other streams: ReadExact).
+    bool ReadShared(std::int64_t position, void *buffer, std::size_t count, Oerr_ErrorReport **err,
+                    const wchar_t *fn);
     // Up to `count` bytes; `done` < count only at the end of the file.
     bool ReadSome(std::int64_t position, void *buffer, std::size_t count, std::size_t &done,
                   Oerr_ErrorReport **err, const wchar_t *fn);
@@ -89,6 +93,11 @@ class Stream {
     void Unread(std::size_t count) { m_pos -= static_cast<std::int64_t>(count); }
 
     bool Size(std::int64_t &size, Oerr_ErrorReport **err, const wchar_t *fn);
+    // Takes the advisory writer's lock of the file (docs/fio.md, "Writer's lock"); refused
+    // when another open holds it. A file system without locks is no failure.
+    bool LockForWriting(Oerr_ErrorReport **err, const wchar_t *fn);
+    // Cuts or extends the file to `size` bytes; buffered data goes out first.
+    bool Resize(std::int64_t size, Oerr_ErrorReport **err, const wchar_t *fn);
 
     // Whole-file mapping; Map also renews an existing one (after growth).
     void *Map(std::size_t &size, Oerr_ErrorReport **err, const wchar_t *fn);

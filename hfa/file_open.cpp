@@ -9,6 +9,7 @@
 #include "core/guard.hpp"
 #include "fio/path.hpp"
 #include "hfa/designs.hpp"
+#include "fio/stream.hpp"
 #include "hfa/file.hpp"
 #include "hfa/open_list.hpp"
 #include "mif/dictionary.hpp"
@@ -167,6 +168,11 @@ Ohfa_File *Open(const wchar_t *nameIn, const wchar_t *mode, uint32_t cacheArg,
     // Only ever "rb" or "r+b": a mode that truncates or appends must not reach the file.
     const bool readOnly = IsReadOnlyMode(mode);
     Ofio_File *stream = ofio_FileOpen(name.c_str(), readOnly ? L"rb" : L"r+b", err);
+    // One writer at a time: a second writer is refused before it reads anything.
+    if (stream && !readOnly && !stream->LockForWriting(err, fn)) {
+        CloseQuietly(stream);
+        stream = nullptr;
+    }
     if (!stream) {
         SetError(err, fn, kOpenStreamFailed, *err, L"Error on opening file \"%s\"", name.c_str());
         return nullptr;
@@ -190,11 +196,18 @@ Ohfa_File *Create(const wchar_t *nameIn, uint32_t cacheArg, const std::vector<Op
     Oerr_ErrorReport *probe = nullptr;
     const bool existed = ofio_FileExists(name.c_str(), &probe) == OMSC_TRUE;
     oerr_DeleteErrorReportEx(&probe);
-    Ofio_File *stream = ofio_FileOpen(name.c_str(), L"w+b", err);
+    // An existing file is truncated only once its writer's lock is held, so a create never
+    // cuts the file from under another writer.
+    Ofio_File *stream = ofio_FileOpen(name.c_str(), existed ? L"r+b" : L"w+b", err);
     if (!stream) {
         // The open may have created the file before it failed.
         if (!existed) ofio_FileRemove(name.c_str(), &probe);
         oerr_DeleteErrorReportEx(&probe);
+        SetError(err, fn, kOpenStreamFailed, *err, L"Error on opening file \"%s\"", name.c_str());
+        return nullptr;
+    }
+    if (!stream->LockForWriting(err, fn) || (existed && !stream->Resize(0, err, fn))) {
+        CloseQuietly(stream); // the file is another writer's (or unchanged): left in place
         SetError(err, fn, kOpenStreamFailed, *err, L"Error on opening file \"%s\"", name.c_str());
         return nullptr;
     }

@@ -172,6 +172,15 @@ bool ReadAt(Ohfa_File *file, int64_t position, void *bytes, long count, Oerr_Err
                  file->name.c_str());
         return false;
     }
+    // A read-only file is read without the stream's buffers, so that threads reading layers
+    // of one open file at once share no state (docs/raster-layers.md, "Threads").
+    if (file->readOnly) {
+        if (file->stream->ReadShared(position, bytes, static_cast<std::size_t>(count), err,
+                                     L"ofio_FileReadDirect"))
+            return true;
+        SetError(err, fn, kRecordReadFailed, err ? *err : nullptr, L"ofio_FileReadDirect failed");
+        return false;
+    }
     if (ofio_FileReadDirect(file->stream, position, bytes, count, err) != count) {
         SetError(err, fn, kRecordReadFailed, err ? *err : nullptr, L"ofio_FileReadDirect failed");
         return false;

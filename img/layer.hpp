@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,9 @@ struct Oimg_Layer_ {
     std::vector<unsigned char> block;              // scratch: one block
     std::vector<unsigned char> hostRow;            // scratch: one block row in host form
     std::vector<unsigned char> stage; // scratch: whole blocks on their way (kStageBytes)
+    // Held by the one read of a read-only layer that may use the block cache and the scratch
+    // buffers; reads that find it taken go to the file directly (window.cpp).
+    std::mutex readMutex;
 };
 
 namespace orvik::img {
@@ -94,6 +98,10 @@ bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *f
 // Window transfers (window.cpp), checked; report under `fn`.
 bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                 Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn);
+// A read that shares nothing mutable with other reads of the layer (read-only files): blocks
+// come from the file into this thread's scratch, the block cache is not used.
+bool ReadWindowShared(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
+                      Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn);
 bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                  const Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn);
 

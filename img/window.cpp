@@ -2,6 +2,8 @@
 // pixels inside one block row, converted in one call of the pixel conversion table (and
 // packed or unpacked on the way for sub-byte, "string" and byte-swapped pixels).
 #include <cstring>
+#include <mutex>
+#include <vector>
 
 #include <orvik/opxm.h>
 
@@ -94,13 +96,32 @@ unsigned char *Element(const Ogda_BaseData *data, int32_t r, int32_t c) {
            int64_t{c} * data->numbytes;
 }
 
+// Converts the rows of one piece of a block (file form at `src`) into the caller's data at
+// window row `wr`, column `wc`; `host` holds one block row in host form.
+void CopyPiece(const Oimg_Layer *layer, const unsigned char *src, int32_t y0, int32_t ny,
+               int32_t x0, int32_t nx, Ogda_BaseData *data, int32_t wr, int32_t wc,
+               Opxm_ConvertFunction convert, bool direct, unsigned char *host) {
+    const Oimg_LayerInfo &info = layer->info;
+    const Geometry &g = layer->geometry;
+    for (int32_t y = 0; y < ny; ++y) {
+        const unsigned char *line = src + (y0 + y) * g.rowBytes;
+        unsigned char *out = Element(data, wr + y, wc);
+        if (direct) {
+            convert(line + int64_t{x0} * g.fileBytes, out, nx);
+            continue;
+        }
+        DecodeRow(info, g, line, x0, nx, host);
+        convert(host, out, nx);
+        if (info.pixelType == OGDA_STRING) FreeStrings(host, nx);
+    }
+}
+
 } // namespace
 
 bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                 Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!CheckWindow(layer, row, column, rows, columns, data, err, fn)) return false;
     const Oimg_LayerInfo &info = layer->info;
-    const Geometry &g = layer->geometry;
     const Opxm_ConvertFunction convert =
         omsc_AddressOf_opxm_Convert()[info.pixelType][data->datatype];
     const bool direct = Direct(layer);
@@ -127,19 +148,39 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
                 return false;
             }
             const unsigned char *src = got ? held : layer->noDataBlock.data();
-            for (int32_t y = 0; y < ny; ++y) {
-                const unsigned char *line = src + (y0 + y) * g.rowBytes;
-                unsigned char *out = Element(data, wr + y, wc);
-                if (direct) {
-                    convert(line + int64_t{x0} * g.fileBytes, out, nx);
-                    continue;
-                }
-                DecodeRow(info, g, line, x0, nx, host);
-                convert(host, out, nx);
-                if (info.pixelType == OGDA_STRING) FreeStrings(host, nx);
-            }
+            CopyPiece(layer, src, y0, ny, x0, nx, data, wr, wc, convert, direct, host);
             return true;
         });
+}
+
+bool ReadWindowShared(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
+                      Ogda_BaseData *data, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (!CheckWindow(layer, row, column, rows, columns, data, err, fn)) return false;
+    const Oimg_LayerInfo &info = layer->info;
+    const Opxm_ConvertFunction convert =
+        omsc_AddressOf_opxm_Convert()[info.pixelType][data->datatype];
+    // Scratch of this thread: one block and one block row in host form.
+    thread_local std::vector<unsigned char> block, host;
+    block.resize(static_cast<std::size_t>(layer->geometry.blockBytes));
+    host.resize(layer->hostRow.size());
+    return ForEachBlock(layer, row, column, rows, columns,
+                        [&](int32_t number, int32_t y0, int32_t ny, int32_t x0, int32_t nx,
+                            int32_t wr, int32_t wc) {
+                            const unsigned char *src = layer->noDataBlock.data();
+                            // The index does not change while the file is read-only.
+                            if (layer->cache->index[static_cast<std::size_t>(number)] != 0) {
+                                if (!hfa::ReadBlock(*layer->cache, number, block.data(), err, fn)) {
+                                    SetError(err, fn, kWindowStoreFailed, *err,
+                                             L"Cannot read block %ld of layer %s",
+                                             static_cast<long>(number), layer->path.c_str());
+                                    return false;
+                                }
+                                src = block.data();
+                            }
+                            CopyPiece(layer, src, y0, ny, x0, nx, data, wr, wc, convert,
+                                      Direct(layer), host.data());
+                            return true;
+                        });
 }
 
 bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
@@ -224,6 +265,19 @@ ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t colu
     static const wchar_t *const kFn = L"oimg_LayerReadWindow";
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
+        // Reads of a read-only layer may come from several threads at once: one at a time
+        // uses the block cache, the others read their blocks from the file.
+        if (layer && layer->file->readOnly) {
+            // A coded layer's store holds decoded blocks and codec state: one read at a time.
+            if (layer->coded) {
+                const std::lock_guard<std::mutex> own(layer->readMutex);
+                return ReadWindow(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
+            }
+            std::unique_lock<std::mutex> own(layer->readMutex, std::try_to_lock);
+            if (!own.owns_lock())
+                return ReadWindowShared(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
+            return ReadWindow(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
+        }
         return ReadWindow(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
     });
 }

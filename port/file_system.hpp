@@ -73,6 +73,16 @@ Code MakeReadableByAll(Handle handle);
 // an error of the rename).
 void FlushFolder(const std::string &folder);
 
+// Takes the advisory writer's lock of the file, held by this open until it is closed:
+// other opens that ask for it (in this or another process) are refused with a code for which
+// IsLockHeld is true; plain readers are never blocked. A file system without locks gives
+// IsLockUnsupported codes (the caller goes on without the lock).
+Code LockForWriting(Handle handle);
+bool IsLockHeld(Code code);
+bool IsLockUnsupported(Code code);
+// Cuts or extends the file to `size` bytes.
+Code Resize(Handle handle, std::int64_t size);
+
 enum class EntryType { Missing, File, Directory, Other };
 Code TypeOf(const std::string &path, EntryType &type);
 Code SizeOfPath(const std::string &path, std::int64_t &size);

@@ -16,8 +16,10 @@
  * Pixel types are converted through the truncating conversion table (opxm.h).
  *
  * A layer handle belongs to one open file and one thread at a time; close every handle
- * before the file. Errors: as everywhere, *err is cleared on entry and receives one report
- * per failure level.
+ * before the file. Exception: on a file opened read-only, oimg_LayerReadWindow may be called
+ * for the same or different layers from several threads at once (nothing else meanwhile);
+ * see docs/raster-layers.md, "Threads". Errors: as everywhere, *err is cleared on entry and
+ * receives one report per failure level.
  */
 #ifndef ORVIK_OIMG_H
 #define ORVIK_OIMG_H

@@ -195,6 +195,25 @@ Code SizeOf(Handle handle, std::int64_t &size) {
     return 0;
 }
 
+// Open-file-description locks belong to the open, not to the process, so a second open in the
+// same process is refused as well, and closing another descriptor of the file keeps them.
+Code LockForWriting(Handle handle) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = 0;
+    lock.l_len = 0; // the whole file, also as it grows
+    return ::fcntl(ToFd(handle), F_OFD_SETLK, &lock) == 0 ? 0 : errno;
+}
+bool IsLockHeld(Code code) { return code == EAGAIN || code == EACCES; }
+bool IsLockUnsupported(Code code) {
+    return code == ENOLCK || code == EINVAL || code == EOPNOTSUPP || code == ENOSYS;
+}
+
+Code Resize(Handle handle, std::int64_t size) {
+    return ::ftruncate(ToFd(handle), static_cast<off_t>(size)) == 0 ? 0 : errno;
+}
+
 Code TypeOf(const std::string &path, EntryType &type) {
     struct stat st;
     if (::stat(path.c_str(), &st) != 0) {

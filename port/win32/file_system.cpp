@@ -159,6 +159,32 @@ Code SizeOf(Handle handle, std::int64_t &size) {
     return 0;
 }
 
+// Windows byte-range locks are mandatory: a locked range cannot be read by others. The
+// writer's lock therefore covers one byte far beyond any file's end, which no reader touches.
+Code LockForWriting(Handle handle) {
+    OVERLAPPED at{};
+    at.Offset = 0xFFFFFFFEu;
+    at.OffsetHigh = 0x7FFFFFFFu;
+    return LockFileEx(ToHandle(handle), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1,
+                      0, &at)
+               ? 0
+               : Last();
+}
+bool IsLockHeld(Code code) {
+    return code == ERROR_LOCK_VIOLATION || code == ERROR_SHARING_VIOLATION ||
+           code == ERROR_IO_PENDING;
+}
+bool IsLockUnsupported(Code code) {
+    return code == ERROR_NOT_SUPPORTED || code == ERROR_INVALID_FUNCTION;
+}
+
+Code Resize(Handle handle, std::int64_t size) {
+    LARGE_INTEGER to;
+    to.QuadPart = size;
+    if (!SetFilePointerEx(ToHandle(handle), to, nullptr, FILE_BEGIN)) return Last();
+    return SetEndOfFile(ToHandle(handle)) ? 0 : Last();
+}
+
 Code FlushToDisk(Handle handle) { return FlushFileBuffers(ToHandle(handle)) ? 0 : Last(); }
 
 // Access follows the folder's inherited permissions; nothing to change.
