@@ -2,7 +2,7 @@
 # Installs the build and test dependencies on Debian 12 (needs root or sudo); with arguments,
 # installs the packages named instead.
 set -euo pipefail
-pkgs=(g++ cmake make libgtest-dev libgmock-dev libbenchmark-dev libboost-dev clang libclang-rt-14-dev flex bison clang-tidy clang-format python3 libhdf5-dev)
+pkgs=(g++ cmake make libgtest-dev libgmock-dev libbenchmark-dev libboost-dev clang libclang-rt-14-dev flex bison clang-tidy clang-format python3 libhdf5-dev libcli11-dev nlohmann-json3-dev libtiff-dev libgeotiff-dev libpng-dev help2man)
 [ $# -eq 0 ] || pkgs=("$@")
 missing=()
 for p in "${pkgs[@]}"; do
