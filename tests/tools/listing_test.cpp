@@ -106,7 +106,7 @@ TEST_F(Listing, BadInputFailsWithOneLine) {
         EXPECT_EQ(r.err, c.message);
         EXPECT_EQ(r.out, "");
     }
-    EXPECT_EQ(Orvik({"ls"}).status, 2);              // missing argument
+    EXPECT_EQ(Orvik({"ls"}).status, 2);               // missing argument
     EXPECT_EQ(Orvik({"frobnicate", file}).status, 2); // unknown command
     const auto help = Orvik({"ls", "--help"});
     EXPECT_EQ(help.status, 0);

@@ -84,7 +84,8 @@ class ToolTest : public hfa_test::HfaTest {
         Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Band_1", &info, &err);
         EXPECT_NE(layer, nullptr);
         Ogda_BaseData *data = ogda_BaseDataCreate(4, 8, OGDA_U8, Ogda_Raster, nullptr, &err);
-        for (int i = 0; i < 32; ++i) static_cast<uint8_t *>(data->data)[i] = static_cast<uint8_t>(i);
+        for (int i = 0; i < 32; ++i)
+            static_cast<uint8_t *>(data->data)[i] = static_cast<uint8_t>(i);
         EXPECT_EQ(oimg_LayerWrite(layer, data, &err), 0);
         ogda_BaseDataDelete(data, nullptr);
         EXPECT_EQ(oimg_LayerClose(layer, &err), 0);

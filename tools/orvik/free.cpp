@@ -59,15 +59,20 @@ void Run(const std::string &path, bool json) {
     const int64_t used = size - free - check.leaked;
     if (json) {
         nlohmann::json list = nlohmann::json::array();
-        for (const FreeBlock &b : blocks) list.push_back({{"position", b.position}, {"size", b.size}});
-        nlohmann::json out = {{"blocks", list},   {"free", free}, {"leaked", check.leaked},
-                              {"used", used},     {"size", size}};
+        for (const FreeBlock &b : blocks)
+            list.push_back({{"position", b.position}, {"size", b.size}});
+        nlohmann::json out = {{"blocks", list},
+                              {"free", free},
+                              {"leaked", check.leaked},
+                              {"used", used},
+                              {"size", size}};
         std::printf("%s\n", out.dump(2).c_str());
         return;
     }
     std::printf("%12s %12s\n", "position", "size");
     for (const FreeBlock &b : blocks)
-        std::printf("%12lu %12ld\n", static_cast<unsigned long>(b.position), static_cast<long>(b.size));
+        std::printf("%12lu %12ld\n", static_cast<unsigned long>(b.position),
+                    static_cast<long>(b.size));
     std::printf("%zu free blocks\nfree   %12lld bytes\nleaked %12lld bytes\nused   %12lld "
                 "bytes\nfile   %12ld bytes\n",
                 blocks.size(), static_cast<long long>(free), static_cast<long long>(check.leaked),
@@ -77,7 +82,8 @@ void Run(const std::string &path, bool json) {
 } // namespace
 
 void AddFree(CLI::App &app) {
-    auto *cmd = app.add_subcommand("free", "Print the free list and the free, leaked and used bytes");
+    auto *cmd =
+        app.add_subcommand("free", "Print the free list and the free, leaked and used bytes");
     struct Args {
         std::string file;
         JsonFlag json;

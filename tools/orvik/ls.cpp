@@ -58,7 +58,8 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
     for (const Row &r : rows) {
         const std::string shown = recursive ? r.path : r.name + (r.entry.child ? "/" : "");
         if (longForm)
-            std::printf("%-20s %10ld  %s  %s\n", FixedText(r.entry.type, sizeof r.entry.type).c_str(),
+            std::printf("%-20s %10ld  %s  %s\n",
+                        FixedText(r.entry.type, sizeof r.entry.type).c_str(),
                         static_cast<long>(r.entry.dataSize), TimeText(r.entry.modTime).c_str(),
                         shown.c_str());
         else
@@ -81,9 +82,8 @@ void AddLs(CLI::App &app) {
     cmd->add_flag("-r,--recursive", args->recursive, "List the whole subtree, by node path");
     cmd->add_flag("-l,--long", args->longForm, "Show type, data size and modification time");
     args->json.AddTo(cmd);
-    cmd->callback([args] {
-        Run(args->file, args->node, args->recursive, args->longForm, args->json.on);
-    });
+    cmd->callback(
+        [args] { Run(args->file, args->node, args->recursive, args->longForm, args->json.on); });
 }
 
 } // namespace orvik_tool

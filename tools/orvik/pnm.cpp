@@ -65,7 +65,8 @@ bool Parse(const uint8_t *data, std::size_t size, Image *image, std::string *why
     if (maxValue < 1 || maxValue > 65535) return Fail(why, "PGM/PPM maximum value out of range");
     const uint64_t bytesPerSample = maxValue > 255 ? 2 : 1;
     const uint64_t available = size - r.Position();
-    const uint64_t samples = static_cast<uint64_t>(width) * static_cast<uint64_t>(height) * channels;
+    const uint64_t samples =
+        static_cast<uint64_t>(width) * static_cast<uint64_t>(height) * channels;
     if (samples > available / bytesPerSample) return Fail(why, "PGM/PPM file is truncated");
     image->width = static_cast<int32_t>(width);
     image->height = static_cast<int32_t>(height);
@@ -74,8 +75,8 @@ bool Parse(const uint8_t *data, std::size_t size, Image *image, std::string *why
     image->samples.resize(samples);
     const uint8_t *p = data + r.Position();
     for (uint64_t i = 0; i < samples; ++i)
-        image->samples[i] = bytesPerSample == 2 ? static_cast<uint16_t>(p[2 * i] << 8 | p[2 * i + 1])
-                                                : p[i];
+        image->samples[i] =
+            bytesPerSample == 2 ? static_cast<uint16_t>(p[2 * i] << 8 | p[2 * i + 1]) : p[i];
     return true;
 }
 
