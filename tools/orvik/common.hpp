@@ -116,5 +116,7 @@ void AddDict(CLI::App &app);
 void AddFree(CLI::App &app);
 void AddCheck(CLI::App &app);
 void AddRepack(CLI::App &app);
+void AddImport(CLI::App &app);
+void AddExport(CLI::App &app);
 
 } // namespace orvik_tool

@@ -15,6 +15,8 @@ int main(int argc, char **argv) {
     AddFree(app);
     AddCheck(app);
     AddRepack(app);
+    AddImport(app);
+    AddExport(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
