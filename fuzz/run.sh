@@ -23,6 +23,7 @@ targets=(
     odll_list
     img_layer
     dsc_table
+    pnm_image
 )
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -140,7 +140,7 @@ TEST_F(FreeListRebuild, EveryCrashPointLeavesASoundFile) {
         ClearWriteStop();
         std::vector<std::wstring> lines;
         EXPECT_EQ(CheckLines(Name("crash.hfa"), lines), 0) << "stop after " << n << "\n"
-                                                          << Joined(lines);
+                                                           << Joined(lines);
         EXPECT_EQ(Data("crash.hfa"), data) << "stop after " << n;
     }
 }

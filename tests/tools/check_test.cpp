@@ -41,8 +41,9 @@ TEST_F(Check, DamagedFileGivesOneLinePerProblemAndStatusOne) {
     EXPECT_EQ(r.err, "orvik: " + file + ": 2 problems found\n");
     const auto j = nlohmann::json::parse(r.out);
     ASSERT_EQ(j["problems"].size(), 2u) << r.out;
-    EXPECT_EQ(j["problems"][0], "Entry / (at " + std::to_string(root) +
-                                    "): child link 2147483632 does not name an entry inside the file");
+    EXPECT_EQ(j["problems"][0],
+              "Entry / (at " + std::to_string(root) +
+                  "): child link 2147483632 does not name an entry inside the file");
     const auto text = Orvik({"check", file});
     EXPECT_EQ(text.status, 1);
     EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '\n'), 2) << text.out;
@@ -86,7 +87,8 @@ TEST_F(Check, RepackSavesTheLeakedBytes) {
     const std::string file = MakeLeakyFile();
     const auto r = Orvik({"repack", file, Path("packed.hfa")});
     ASSERT_EQ(r.status, 0) << r.err;
-    const auto in = std::filesystem::file_size(file), out = std::filesystem::file_size(Path("packed.hfa"));
+    const auto in = std::filesystem::file_size(file),
+               out = std::filesystem::file_size(Path("packed.hfa"));
     EXPECT_LT(out + 400, in);
     EXPECT_EQ(r.out, Path("packed.hfa") + ": 5 entries, " + std::to_string(in) + " -> " +
                          std::to_string(out) + " bytes, " + std::to_string(in - out) +

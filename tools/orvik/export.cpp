@@ -43,7 +43,8 @@ void AddExport(CLI::App &app) {
     auto node = std::make_shared<std::string>();
     auto out = std::make_shared<std::string>();
     cmd->add_option("FILE", *file, "HFA file")->required();
-    cmd->add_option("NODE", *node, "Image or layer node, such as /scene or /scene/Band_1")->required();
+    cmd->add_option("NODE", *node, "Image or layer node, such as /scene or /scene/Band_1")
+        ->required();
     cmd->add_option("OUT", *out, "Output file: .tif/.tiff, .pgm (1 layer) or .ppm (3 layers)")
         ->required();
     cmd->callback([file, node, out] { Run(*file, *node, *out); });

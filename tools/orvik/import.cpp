@@ -33,9 +33,10 @@ struct Options {
 void Run(const Options &o) {
     const ImageData image = ReadImage(o.image);
     std::error_code ec;
-    HfaFile file = std::filesystem::exists(o.file, ec) ? HfaFile(o.file, true) : HfaFile::Create(o.file);
-    const std::string name =
-        EntryName(o.imageName.empty() ? std::filesystem::path(o.image).stem().string() : o.imageName);
+    HfaFile file =
+        std::filesystem::exists(o.file, ec) ? HfaFile(o.file, true) : HfaFile::Create(o.file);
+    const std::string name = EntryName(
+        o.imageName.empty() ? std::filesystem::path(o.image).stem().string() : o.imageName);
     Report err;
     if (ohfa_EntryPeek(file.get(), OHFA_SEEK_PATH, Wide("/" + name).c_str(), nullptr, err) > 0)
         throw Failure("Node already exists: /" + name + " (choose another with --image)");

@@ -21,9 +21,12 @@ struct DesignDeleter {
 
 std::unique_ptr<Omif_Design, DesignDeleter> MapDesign() {
     static const Omif_ItemDescription items[] = {
-        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"originX", 1),    OMIF_FIELD(OMIF_ITEM_DOUBLE, L"originY", 1),
-        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"pixelWidth", 1), OMIF_FIELD(OMIF_ITEM_DOUBLE, L"pixelHeight", 1),
-        OMIF_FIELD(OMIF_ITEM_LONG, L"epsg", 1),         OMIF_FIELD(OMIF_ITEM_LONG, L"projected", 1),
+        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"originX", 1),
+        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"originY", 1),
+        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"pixelWidth", 1),
+        OMIF_FIELD(OMIF_ITEM_DOUBLE, L"pixelHeight", 1),
+        OMIF_FIELD(OMIF_ITEM_LONG, L"epsg", 1),
+        OMIF_FIELD(OMIF_ITEM_LONG, L"projected", 1),
     };
     Report err;
     std::unique_ptr<Omif_Design, DesignDeleter> d(
@@ -39,8 +42,8 @@ std::unique_ptr<Omif_Design, DesignDeleter> MapDesign() {
 void WriteMapInfo(Ohfa_File *file, const std::string &imagePath, const MapInfo &map) {
     if (!map.present) return;
     const auto design = MapDesign();
-    const MapRecord r{map.originX,  map.originY, map.pixelWidth, map.pixelHeight,
-                      map.epsg,     map.projected ? 1 : 0};
+    const MapRecord r{map.originX,     map.originY, map.pixelWidth,
+                      map.pixelHeight, map.epsg,    map.projected ? 1 : 0};
     Report err;
     if (ohfa_ObjectWrite(file, Wide(imagePath).c_str(), kMapInfoEntry, kMapInfoDesign,
                          OHFA_WRITE_LAST_CHILD, &r, design.get(), err) != 0)

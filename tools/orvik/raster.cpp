@@ -49,7 +49,8 @@ bool HasExtension(const std::string &path, std::initializer_list<const char *> e
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     for (const char *e : extensions) {
         const std::string ext(e);
-        if (lower.size() > ext.size() && lower.compare(lower.size() - ext.size(), ext.size(), ext) == 0)
+        if (lower.size() > ext.size() &&
+            lower.compare(lower.size() - ext.size(), ext.size(), ext) == 0)
             return true;
     }
     return false;
@@ -71,8 +72,8 @@ ImageData ReadPnm(const std::string &path) {
     for (int32_t c = 0; c < pnm.channels; ++c) {
         Band band = NewBand(pnm.height, pnm.width, type);
         for (int32_t r = 0; r < pnm.height; ++r) {
-            const uint16_t *src = pnm.samples.data() + (static_cast<std::size_t>(r) * pnm.width) *
-                                                           pnm.channels + c;
+            const uint16_t *src =
+                pnm.samples.data() + (static_cast<std::size_t>(r) * pnm.width) * pnm.channels + c;
             unsigned char *dst = RowOf(band.get(), r);
             for (int32_t x = 0; x < pnm.width; ++x) {
                 const uint16_t v = src[static_cast<std::size_t>(x) * pnm.channels];
@@ -110,7 +111,8 @@ void WritePnm(const std::string &path, const ImageData &image) {
         }
     const std::vector<uint8_t> bytes = orvik_pnm::Write(pnm);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    out.write(reinterpret_cast<const char *>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
     if (!out) throw Failure("Cannot write " + path);
 }
 

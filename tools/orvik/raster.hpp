@@ -22,7 +22,8 @@ Band NewBand(int32_t rows, int32_t columns, Ogda_PixelType type);
 // Bytes of one pixel of a numeric type (0 for the packed and string types).
 int PixelBytes(Ogda_PixelType type);
 inline unsigned char *RowOf(Ogda_BaseData *band, int32_t row) {
-    return static_cast<unsigned char *>(band->data) + static_cast<std::size_t>(row) * band->lineBytes;
+    return static_cast<unsigned char *>(band->data) +
+           static_cast<std::size_t>(row) * band->lineBytes;
 }
 inline const unsigned char *RowOf(const Ogda_BaseData *band, int32_t row) {
     return static_cast<const unsigned char *>(band->data) +

@@ -55,9 +55,15 @@ class TiffFile {
 Ogda_PixelType TypeOf(uint16_t format, uint16_t bits) {
     switch (format) {
     case SAMPLEFORMAT_UINT:
-        return bits == 8 ? OGDA_U8 : bits == 16 ? OGDA_U16 : bits == 32 ? OGDA_U32 : OGDA_PIXEL_INVALID;
+        return bits == 8    ? OGDA_U8
+               : bits == 16 ? OGDA_U16
+               : bits == 32 ? OGDA_U32
+                            : OGDA_PIXEL_INVALID;
     case SAMPLEFORMAT_INT:
-        return bits == 8 ? OGDA_S8 : bits == 16 ? OGDA_S16 : bits == 32 ? OGDA_S32 : OGDA_PIXEL_INVALID;
+        return bits == 8    ? OGDA_S8
+               : bits == 16 ? OGDA_S16
+               : bits == 32 ? OGDA_S32
+                            : OGDA_PIXEL_INVALID;
     case SAMPLEFORMAT_IEEEFP:
         return bits == 32 ? OGDA_F32 : bits == 64 ? OGDA_F64 : OGDA_PIXEL_INVALID;
     case SAMPLEFORMAT_COMPLEXIEEEFP:
@@ -175,7 +181,8 @@ ImageData ReadTiff(const std::string &path, const std::function<void(double)> &p
     ImageData image;
     image.width = static_cast<int32_t>(width);
     image.height = static_cast<int32_t>(height);
-    for (uint16_t s = 0; s < spp; ++s) image.bands.push_back(NewBand(image.height, image.width, type));
+    for (uint16_t s = 0; s < spp; ++s)
+        image.bands.push_back(NewBand(image.height, image.width, type));
     const int bytes = PixelBytes(type);
     const bool separate = planar == PLANARCONFIG_SEPARATE && spp > 1;
     const int stride = separate ? 1 : spp;
@@ -270,7 +277,8 @@ void WriteTiff(const std::string &path, const ImageData &image) {
                 const int32_t cols = std::min<int32_t>(kTile, image.width - x);
                 for (int32_t r = 0; r < rows; ++r)
                     std::memcpy(tile.data() + static_cast<std::size_t>(r) * kTile * bytes,
-                                RowOf(image.bands[s].get(), y + r) + static_cast<std::size_t>(x) * bytes,
+                                RowOf(image.bands[s].get(), y + r) +
+                                    static_cast<std::size_t>(x) * bytes,
                                 static_cast<std::size_t>(cols) * bytes);
                 if (TIFFWriteTile(tif, tile.data(), static_cast<uint32_t>(x),
                                   static_cast<uint32_t>(y), 0, s) < 0)
