@@ -106,7 +106,8 @@ class ImportExport : public tool_test::ToolTest {
             Oimg_Layer *layer = oimg_LayerOpen(f, wide.c_str(), nullptr);
             ASSERT_NE(layer, nullptr) << path;
             EXPECT_EQ(oimg_LayerInfoGet(layer)->pixelType, type);
-            Ogda_BaseData *d = ogda_BaseDataCreate(s.height, s.width, OGDA_F64, Ogda_Raster, nullptr, nullptr);
+            Ogda_BaseData *d =
+                ogda_BaseDataCreate(s.height, s.width, OGDA_F64, Ogda_Raster, nullptr, nullptr);
             ASSERT_EQ(oimg_LayerRead(layer, d, nullptr), d);
             int wrong = 0;
             const bool real = s.format == SAMPLEFORMAT_IEEEFP;
@@ -122,7 +123,8 @@ class ImportExport : public tool_test::ToolTest {
             ogda_BaseDataDelete(d, nullptr);
             EXPECT_EQ(oimg_LayerOverviewCount(layer, nullptr), 1) << path; // 70 x 45 -> one level
             oimg_LayerClose(layer, nullptr);
-            Osta_Statistics *st = osta_StatisticsRead(f, wide.c_str(), nullptr, OMSC_FALSE, nullptr);
+            Osta_Statistics *st =
+                osta_StatisticsRead(f, wide.c_str(), nullptr, OMSC_FALSE, nullptr);
             EXPECT_NE(st, nullptr) << path;
             osta_StatisticsDelete(st);
         }
@@ -214,14 +216,14 @@ TEST_F(ImportExport, BadInput) {
     WriteRaw(Path("bad.pgm"), "P5\n10 10\n255\nshort");
     WriteRaw(Path("x.bmp"), "BM");
     const std::string file = MakeSmallFile();
-    for (const auto &args : std::vector<std::vector<std::string>>{
-             {"import", Path("bad.tif"), Path("n.hfa")},
-             {"import", Path("bad.pgm"), Path("n.hfa")},
-             {"import", Path("x.bmp"), Path("n.hfa")},
-             {"import", Path("missing.tif"), Path("n.hfa")},
-             {"export", file, "/Notes", Path("o.tif")},
-             {"export", file, "/Image", Path("o.png")},
-             {"export", file, "/Nothing", Path("o.tif")}}) {
+    for (const auto &args :
+         std::vector<std::vector<std::string>>{{"import", Path("bad.tif"), Path("n.hfa")},
+                                               {"import", Path("bad.pgm"), Path("n.hfa")},
+                                               {"import", Path("x.bmp"), Path("n.hfa")},
+                                               {"import", Path("missing.tif"), Path("n.hfa")},
+                                               {"export", file, "/Notes", Path("o.tif")},
+                                               {"export", file, "/Image", Path("o.png")},
+                                               {"export", file, "/Nothing", Path("o.tif")}}) {
         const auto r = Orvik(args);
         EXPECT_EQ(r.status, 2) << args[1];
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;

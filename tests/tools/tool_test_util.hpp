@@ -56,8 +56,10 @@ inline std::string MaskTimes(const std::string &text) {
 class ToolTest : public hfa_test::HfaTest {
   protected:
     // Runs `orvik args...` with standard output and error in files of the test's folder.
-    Outcome Orvik(const std::vector<std::string> &args) {
-        std::string cmd = Quote(ORVIK_TOOL);
+    // `environment`: "NAME=value ..." settings for this run only.
+    Outcome Orvik(const std::vector<std::string> &args, const std::string &environment = "") {
+        std::string cmd = environment;
+        cmd.append(Quote(ORVIK_TOOL));
         for (const std::string &a : args) cmd.append(" ").append(Quote(a));
         const std::string out = Path("stdout.txt"), err = Path("stderr.txt");
         cmd.append(" >").append(Quote(out)).append(" 2>").append(Quote(err)).append(" </dev/null");

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "commands.hpp"
 #include "common.hpp"
 #include "file_report.hpp"
 
@@ -44,6 +45,8 @@ void Run(const std::string &path, bool repair, bool json) {
 }
 
 } // namespace
+
+void RunCheck(const std::string &path, bool repair, bool json) { Run(path, repair, json); }
 
 void AddCheck(CLI::App &app) {
     auto *cmd = app.add_subcommand("check", "Check a file's integrity (exit status 1: problems)");

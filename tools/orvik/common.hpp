@@ -118,5 +118,9 @@ void AddCheck(CLI::App &app);
 void AddRepack(CLI::App &app);
 void AddImport(CLI::App &app);
 void AddExport(CLI::App &app);
+void AddQuicklook(CLI::App &app);
+void AddStats(CLI::App &app);
+void AddPrefs(CLI::App &app);
+void AddDemo(CLI::App &app);
 
 } // namespace orvik_tool

@@ -5,6 +5,7 @@
 
 #include <orvik/oimg.h>
 
+#include "commands.hpp"
 #include "common.hpp"
 #include "image_nodes.hpp"
 #include "layer_stats.hpp"
@@ -25,12 +26,7 @@ ImageData ReadImage(const std::string &path) {
     throw Failure("Unsupported image " + path + ": expected .pgm, .ppm, .tif or .tiff");
 }
 
-struct Options {
-    std::string image, file, layer, imageName;
-    bool noPyramids = false, noStats = false;
-};
-
-void Run(const Options &o) {
+void Run(const ImportOptions &o) {
     const ImageData image = ReadImage(o.image);
     std::error_code ec;
     HfaFile file =
@@ -82,10 +78,12 @@ void Run(const Options &o) {
 
 } // namespace
 
+void RunImport(const ImportOptions &options) { Run(options); }
+
 void AddImport(CLI::App &app) {
     auto *cmd = app.add_subcommand(
         "import", "Import a PGM/PPM or TIFF/GeoTIFF image as a new image, one layer per band");
-    auto o = std::make_shared<Options>();
+    auto o = std::make_shared<ImportOptions>();
     cmd->add_option("IMAGE", o->image, "Image file (.pgm, .ppm, .tif, .tiff)")->required();
     cmd->add_option("FILE", o->file, "HFA file (created when missing)")->required();
     cmd->add_option("--layer", o->layer,

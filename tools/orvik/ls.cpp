@@ -4,6 +4,7 @@
 
 #include <orvik/omsc.h>
 
+#include "commands.hpp"
 #include "common.hpp"
 
 namespace orvik_tool {
@@ -68,6 +69,11 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
 }
 
 } // namespace
+
+void RunLs(const std::string &path, const std::string &node, bool recursive, bool longForm,
+           bool json) {
+    Run(path, node, recursive, longForm, json);
+}
 
 void AddLs(CLI::App &app) {
     auto *cmd = app.add_subcommand("ls", "List the entries below a node (default: the root)");

@@ -17,6 +17,10 @@ int main(int argc, char **argv) {
     AddRepack(app);
     AddImport(app);
     AddExport(app);
+    AddQuicklook(app);
+    AddStats(app);
+    AddPrefs(app);
+    AddDemo(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
