@@ -44,8 +44,8 @@ ImageData Scene() {
         unsigned char *rows[4];
         for (int b = 0; b < 4; ++b) rows[b] = RowOf(image.bands[b].get(), y);
         for (int32_t x = 0; x < kSize; ++x) {
-            const double height = 0.55 * Noise(x, y, 512, 1) + 0.3 * Noise(x, y, 128, 2) +
-                                  0.15 * Noise(x, y, 32, 3);
+            const double height =
+                0.55 * Noise(x, y, 512, 1) + 0.3 * Noise(x, y, 128, 2) + 0.15 * Noise(x, y, 32, 3);
             const double riverX = 1024 + 380 * std::sin(y / 260.0) + 90 * std::sin(y / 71.0);
             const double toRiver = std::fabs(x - riverX);
             const double grain = Hash(static_cast<uint32_t>(x), static_cast<uint32_t>(y), 9);
@@ -53,13 +53,17 @@ ImageData Scene() {
             if (toRiver < 14 + 6 * Noise(x, y, 64, 4)) {
                 r = 30, g = 60, bl = 110, nir = 12; // water
             } else if (x > 1300 && x < 1700 && y > 300 && y < 650 &&
-                       Hash(static_cast<uint32_t>(x / 24), static_cast<uint32_t>(y / 24), 5) > 0.45) {
+                       Hash(static_cast<uint32_t>(x / 24), static_cast<uint32_t>(y / 24), 5) >
+                           0.45) {
                 r = 190, g = 170, bl = 160, nir = 120; // roofs
             } else if (height < 0.5) {
-                const double crop = Hash(static_cast<uint32_t>(x / 96), static_cast<uint32_t>(y / 80), 6);
-                r = 90 + 80 * crop, g = 120 + 60 * (1 - crop), bl = 60 + 30 * crop, nir = 140 + 90 * (1 - crop);
+                const double crop =
+                    Hash(static_cast<uint32_t>(x / 96), static_cast<uint32_t>(y / 80), 6);
+                r = 90 + 80 * crop, g = 120 + 60 * (1 - crop), bl = 60 + 30 * crop,
+                nir = 140 + 90 * (1 - crop);
             } else {
-                r = 40 + 60 * height, g = 80 + 50 * height, bl = 40 + 30 * height, nir = 170 + 60 * height;
+                r = 40 + 60 * height, g = 80 + 50 * height, bl = 40 + 30 * height,
+                nir = 170 + 60 * height;
             }
             const double n = (grain - 0.5) * 12;
             rows[0][x] = static_cast<uint8_t>(std::clamp(r + n, 0.0, 255.0));

@@ -151,14 +151,18 @@ void Run(const std::string &path, const std::string &node, const std::string &ou
     Colours colours;
     const bool paletted = layers.size() == 1 && ReadColours(file.get(), layers[0], colours);
     for (std::size_t c = 0; c < layers.size(); ++c) {
-        const std::vector<double> values = Sample(file.get(), layers[c], outW, outH, scale, &factor);
+        const std::vector<double> values =
+            Sample(file.get(), layers[c], outW, outH, scale, &factor);
         const auto range = Stretch(file.get(), layers[c], values);
         for (std::size_t i = 0; i < values.size(); ++i) {
             if (paletted) {
                 const int32_t bin = odsc_BinFunctionValueToBin(colours.bins, values[i]);
                 for (int k = 0; k < 3; ++k) {
-                    const double v = bin < 0 ? 0 : static_cast<const double *>(colours.stack->layers[k]->data)[bin];
-                    rgb[i * 3 + k] = static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 1.0) * 255));
+                    const double v =
+                        bin < 0 ? 0
+                                : static_cast<const double *>(colours.stack->layers[k]->data)[bin];
+                    rgb[i * 3 + k] =
+                        static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 1.0) * 255));
                 }
             } else if (layers.size() == 1) {
                 rgb[i * 3] = rgb[i * 3 + 1] = rgb[i * 3 + 2] = Level(values[i], range);
@@ -188,7 +192,8 @@ void AddQuicklook(CLI::App &app) {
     };
     auto a = std::make_shared<Args>();
     cmd->add_option("FILE", a->file, "HFA file")->required();
-    cmd->add_option("NODE", a->node, "A layer, or an image (its first three layers as RGB)")->required();
+    cmd->add_option("NODE", a->node, "A layer, or an image (its first three layers as RGB)")
+        ->required();
     cmd->add_option("OUT", a->out, "PNG file to write")->required();
     cmd->add_option("--size", a->size, "Longest side of the picture in pixels (default 512)");
     cmd->callback([a] { Run(a->file, a->node, a->out, a->size); });

@@ -31,7 +31,8 @@ Summary Read(Ohfa_File *file, const std::string &layer) {
     if (!odsc_TableExist(file, path.c_str(), err)) return s;
     Odsc_Table *table = odsc_TableOpen(file, path.c_str(), err);
     if (!table) err.ThrowIfSet("Cannot open the descriptor table of " + layer);
-    Osta_Histogram *h = osta_HistogramReadIfPresent(table, nullptr, 0, odsc_TableGetNumRows(table), err);
+    Osta_Histogram *h =
+        osta_HistogramReadIfPresent(table, nullptr, 0, odsc_TableGetNumRows(table), err);
     odsc_TableClose(table, nullptr);
     err.ThrowIfSet("Cannot read the histogram of " + layer);
     if (!h) return s;
@@ -66,8 +67,11 @@ void Run(const std::string &path, const std::string &node, bool compute, bool js
                                    {"mean", s.stats.mean},       {"median", s.stats.median},
                                    {"mode", s.stats.mode},       {"stddev", s.stats.stddev}};
             if (s.bins > 0)
-                j["histogram"] = {{"bins", s.bins}, {"binFunction", s.binKind}, {"low", s.low},
-                                  {"high", s.high}, {"count", s.count}};
+                j["histogram"] = {{"bins", s.bins},
+                                  {"binFunction", s.binKind},
+                                  {"low", s.low},
+                                  {"high", s.high},
+                                  {"count", s.count}};
             out.push_back(j);
             continue;
         }
@@ -76,9 +80,10 @@ void Run(const std::string &path, const std::string &node, bool compute, bool js
             std::printf("  no statistics (orvik stats --compute)\n");
             continue;
         }
-        std::printf("  minimum %.6g  maximum %.6g  mean %.6g  median %.6g  mode %.6g  stddev %.6g\n",
-                    s.stats.minimum, s.stats.maximum, s.stats.mean, s.stats.median, s.stats.mode,
-                    s.stats.stddev);
+        std::printf(
+            "  minimum %.6g  maximum %.6g  mean %.6g  median %.6g  mode %.6g  stddev %.6g\n",
+            s.stats.minimum, s.stats.maximum, s.stats.mean, s.stats.median, s.stats.mode,
+            s.stats.stddev);
         if (s.bins > 0)
             std::printf("  histogram: %d %s bins %.6g .. %.6g, %.0f values\n", s.bins,
                         s.binKind.c_str(), s.low, s.high, s.count);
