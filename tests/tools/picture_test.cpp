@@ -40,11 +40,10 @@ class Picture : public tool_test::ToolTest {
         for (int y = 0; y < 200; ++y)
             for (int x = 0; x < 300; ++x)
                 for (int c = 0; c < channels; ++c)
-                    img.samples.push_back(
-                        static_cast<uint16_t>(channels == 1 ? x * 255 / 299
-                                      : c == 0      ? x * 200
-                                      : c == 1      ? y * 300
-                                                    : 1000));
+                    img.samples.push_back(static_cast<uint16_t>(channels == 1 ? x * 255 / 299
+                                                                : c == 0      ? x * 200
+                                                                : c == 1      ? y * 300
+                                                                              : 1000));
         const std::string ext = channels == 1 ? ".pgm" : ".ppm";
         const auto bytes = orvik_pnm::Write(img);
         WriteRaw(Path("pic" + ext), std::string(bytes.begin(), bytes.end()));
@@ -139,7 +138,8 @@ TEST_F(Picture, DemoRunsEndToEnd) {
     EXPECT_EQ(ls.out, "Band_1/\nBand_2/\nBand_3/\nBand_4/\nMap_Info\n");
     EXPECT_EQ(Orvik({"check", Path("demo/scene.hfa")}).status, 0);
     // The scene is deterministic: the same statistics every run.
-    const auto stats = nlohmann::json::parse(Orvik({"stats", "--json", Path("demo/scene.hfa"), "/scene"}).out);
+    const auto stats =
+        nlohmann::json::parse(Orvik({"stats", "--json", Path("demo/scene.hfa"), "/scene"}).out);
     EXPECT_EQ(stats.size(), 4u);
     EXPECT_EQ(stats[0]["histogram"]["count"], 2048.0 * 2048.0);
     // The GeoTIFF's georeferencing came through the import.
