@@ -1,5 +1,5 @@
 // osta_StatisticsCompute: checks, the choice between the exact integer method and the real
-// method, and the histogram handed back.
+// method, and the histogram handed back (shared with the statistics of raster layers).
 #include <orvik/osta.h>
 
 #include "core/guard.hpp"
@@ -22,32 +22,100 @@ bool IsSampleable(const Ogda_BaseData *d) {
     return d->lineBytes >= int64_t{d->numbytes} * length;
 }
 
-bool AreSkipFactors(const Osta_SkipFactors *skip) {
-    return !skip || (skip->skipFactorX >= 1 && skip->skipFactorY >= 1);
+bool CheckSkipFactors(const Osta_SkipFactors *skip, long number, Oerr_ErrorReport **err,
+                      const wchar_t *fn) {
+    if (!skip || (skip->skipFactorX >= 1 && skip->skipFactorY >= 1)) return true;
+    SetError(err, fn, number, nullptr, L"Bad skip factors %ld, %ld (1 or more allowed)",
+             long{skip->skipFactorX}, long{skip->skipFactorY});
+    return false;
 }
 
 } // namespace orvik::stats
 
 namespace {
 
-constexpr const wchar_t *kFn = L"osta_StatisticsCompute";
-
 Osta_Histogram *NewHistogram(Odsc_BinFunctionType type, int32_t nBins, double lo, double hi,
-                             Oerr_ErrorReport **err) {
+                             Oerr_ErrorReport **err, const wchar_t *fn) {
     Oerr_ErrorReport *inner = nullptr;
     Odsc_BinFunction *f = odsc_BinFunctionCreate(nBins, type, lo, hi, nullptr, &inner);
     Osta_Histogram *h = f ? osta_HistogramCreate(f, nBins, &inner) : nullptr;
     odsc_BinFunctionDelete(f);
-    if (!h) SetError(err, kFn, kComputeHistogramFailed, inner, L"Cannot create the histogram");
+    if (!h) SetError(err, fn, kComputeHistogramFailed, inner, L"Cannot create the histogram");
     return h;
 }
 
 } // namespace
 
+namespace orvik::stats {
+
+Osta_Statistics *ComputeStatistics(Ogda_PixelType type, const GridSource &source,
+                                   const ExcludedSet &x, Osta_Statistics *statistics,
+                                   Osta_Histogram **histogram, Oerr_ErrorReport **err,
+                                   const wchar_t *fn) {
+    Osta_Histogram *given = histogram ? *histogram : nullptr;
+    if (given && !IsValidHistogram(given)) {
+        SetError(err, fn, kComputeBadHistogram, nullptr,
+                 L"Input histogram not an Osta_Histogram (wrong data type)");
+        return nullptr;
+    }
+    Osta_Statistics s{};
+    Osta_Histogram *made = nullptr;
+    if (given) ClearBinTable(given->table);
+    if (IsSmallInteger(type)) {
+        ValueCounts v;
+        if (!CountValues(type, source, x, v)) return nullptr;
+        if (StatisticsFromCounts(v, &s) == 0) {
+            SetError(err, fn, kComputeNoValues, nullptr,
+                     L"No values left to compute statistics from");
+            return nullptr;
+        }
+        if (histogram && !given) {
+            made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1, s.minimum, 0,
+                                err, fn);
+            if (!made) return nullptr;
+        }
+        if (histogram) BinCounts(v, given ? given : made);
+    } else {
+        RealSummary r;
+        if (!SummariseReals(type, source, x, given, r)) return nullptr;
+        if (r.moments.n == 0) {
+            SetError(err, fn, kComputeNoValues, nullptr,
+                     L"No values left to compute statistics from");
+            return nullptr;
+        }
+        StatisticsFromSummary(r, &s);
+        if (histogram && !given) {
+            // One value: a bin of width 1 around it keeps the linear kind valid.
+            const bool flat = !(s.maximum > s.minimum);
+            made = NewHistogram(ODSC_BIN_LINEAR, kModeBins, flat ? s.minimum - 0.5 : s.minimum,
+                                flat ? s.minimum + 0.5 : s.maximum, err, fn);
+            if (!made) return nullptr;
+            auto *counts = static_cast<double *>(made->table->data);
+            if (flat)
+                counts[kModeBins / 2] = r.moments.n;
+            else
+                CoarseCounts(r, counts);
+        }
+    }
+    Oerr_ErrorReport *inner = nullptr;
+    Osta_Statistics *out = statistics ? statistics : osta_StatisticsCreate(&inner);
+    if (!out) {
+        osta_HistogramDelete(made);
+        SetError(err, fn, kComputeCreateFailed, inner, L"osta_StatisticsCreate failed");
+        return nullptr;
+    }
+    *out = s;
+    if (made) *histogram = made;
+    return out;
+}
+
+} // namespace orvik::stats
+
 extern "C" ORVIK_API Osta_Statistics *
 osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *excluded,
                        const Osta_SkipFactors *skip, Osta_Statistics *statistics,
                        Osta_Histogram **histogram, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"osta_StatisticsCompute";
     if (err) *err = nullptr;
     return Guarded<Osta_Statistics *>(err, kFn, nullptr, [&]() -> Osta_Statistics * {
         if (!IsSampleable(data)) {
@@ -55,66 +123,13 @@ osta_StatisticsCompute(const Ogda_BaseData *data, const Osta_ExcludedValues *exc
                      L"Input data must be a non-empty array of a numeric, non-complex type");
             return nullptr;
         }
-        if (!AreSkipFactors(skip)) {
-            SetError(err, kFn, kComputeBadSkipFactors, nullptr,
-                     L"Bad skip factors %ld, %ld (1 or more allowed)", long{skip->skipFactorX},
-                     long{skip->skipFactorY});
-            return nullptr;
-        }
-        Osta_Histogram *given = histogram ? *histogram : nullptr;
-        if (given && !IsValidHistogram(given)) {
-            SetError(err, kFn, kComputeBadHistogram, nullptr,
-                     L"Input histogram not an Osta_Histogram (wrong data type)");
-            return nullptr;
-        }
+        if (!CheckSkipFactors(skip, kComputeBadSkipFactors, err, kFn)) return nullptr;
         const Grid g = MakeGrid(data, skip ? skip->skipFactorX : 1, skip ? skip->skipFactorY : 1);
-        const ExcludedSet x(excluded);
-        Osta_Statistics s{};
-        Osta_Histogram *made = nullptr;
-        if (given) ClearBinTable(given->table);
-        if (IsSmallInteger(data->datatype)) {
-            const ValueCounts v = CountValues(data, g, x);
-            if (StatisticsFromCounts(v, &s) == 0) {
-                SetError(err, kFn, kComputeNoValues, nullptr,
-                         L"No values left to compute statistics from");
-                return nullptr;
-            }
-            if (histogram && !given) {
-                made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1, s.minimum,
-                                    0, err);
-                if (!made) return nullptr;
-            }
-            if (histogram) BinCounts(v, given ? given : made);
-        } else {
-            const RealSummary r = SummariseReals(data, g, x, given);
-            if (r.moments.n == 0) {
-                SetError(err, kFn, kComputeNoValues, nullptr,
-                         L"No values left to compute statistics from");
-                return nullptr;
-            }
-            StatisticsFromSummary(r, &s);
-            if (histogram && !given) {
-                // One value: a bin of width 1 around it keeps the linear kind valid.
-                const bool flat = !(s.maximum > s.minimum);
-                made = NewHistogram(ODSC_BIN_LINEAR, kModeBins, flat ? s.minimum - 0.5 : s.minimum,
-                                    flat ? s.minimum + 0.5 : s.maximum, err);
-                if (!made) return nullptr;
-                auto *counts = static_cast<double *>(made->table->data);
-                if (flat)
-                    counts[kModeBins / 2] = r.moments.n;
-                else
-                    CoarseCounts(r, counts);
-            }
-        }
-        Oerr_ErrorReport *inner = nullptr;
-        Osta_Statistics *out = statistics ? statistics : osta_StatisticsCreate(&inner);
-        if (!out) {
-            osta_HistogramDelete(made);
-            SetError(err, kFn, kComputeCreateFailed, inner, L"osta_StatisticsCreate failed");
-            return nullptr;
-        }
-        *out = s;
-        if (made) *histogram = made;
-        return out;
+        const GridSource whole = [&](const GridVisit &visit) {
+            visit(g);
+            return true;
+        };
+        return ComputeStatistics(data->datatype, whole, ExcludedSet(excluded), statistics,
+                                 histogram, err, kFn);
     });
 }

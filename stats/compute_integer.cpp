@@ -1,5 +1,6 @@
 // Exact statistics of integer data up to 16 bits: one pass counts every value, and the
 // statistics follow from the counts.
+#include <algorithm>
 #include <cmath>
 
 #include "dsc/bin_function.hpp"
@@ -40,44 +41,56 @@ void CountWords(const unsigned char *p, int64_t n, int64_t stride, int64_t lo,
 
 } // namespace
 
-ValueCounts CountValues(const Ogda_BaseData *d, const Grid &g, const ExcludedSet &x) {
-    ValueCounts v;
-    const bool bytes = d->datatype <= OGDA_S8;
-    v.lo = d->datatype == OGDA_S8 ? -128 : d->datatype == OGDA_S16 ? -32768 : 0;
+bool CountValues(Ogda_PixelType type, const GridSource &source, const ExcludedSet &x,
+                 ValueCounts &v) {
+    const bool bytes = type <= OGDA_S8;
+    v.lo = type == OGDA_S8 ? -128 : type == OGDA_S16 ? -32768 : 0;
     v.counts.assign(bytes ? 256 : 65536, 0);
-    // Per-line counts stay below 2^32 (an object has fewer than 2^31 elements).
+    // 16-bit values are counted into two 32-bit tables, folded into the 64-bit counts before
+    // they could wrap (a layer may hold more than 2^32 values).
     std::vector<uint32_t> a, b;
+    int64_t pending = 0;
+    auto fold = [&] {
+        for (size_t i = 0; i < a.size(); ++i) v.counts[i] += uint64_t{a[i]} + b[i];
+        std::fill(a.begin(), a.end(), 0);
+        std::fill(b.begin(), b.end(), 0);
+        pending = 0;
+    };
     if (!bytes) {
         a.assign(65536, 0);
         b.assign(65536, 0);
     }
-    for (int64_t l = 0; l < g.lines; ++l) {
-        const unsigned char *p = g.base + l * g.lineBytes;
-        switch (d->datatype) {
-        case OGDA_U16:
-            CountWords<uint16_t>(p, g.perLine, g.elemStride, 0, a, b);
-            break;
-        case OGDA_S16:
-            CountWords<int16_t>(p, g.perLine, g.elemStride, -32768, a, b);
-            break;
-        default:
-            CountBytes(p, g.perLine, g.elemStride, v.counts.data());
-            break;
+    const bool ok = source([&](const Grid &g) {
+        if (!bytes && pending + g.Count() > int64_t{UINT32_MAX}) fold();
+        pending += g.Count();
+        for (int64_t l = 0; l < g.lines; ++l) {
+            const unsigned char *p = g.base + l * g.lineBytes;
+            switch (type) {
+            case OGDA_U16:
+                CountWords<uint16_t>(p, g.perLine, g.elemStride, 0, a, b);
+                break;
+            case OGDA_S16:
+                CountWords<int16_t>(p, g.perLine, g.elemStride, -32768, a, b);
+                break;
+            default:
+                CountBytes(p, g.perLine, g.elemStride, v.counts.data());
+                break;
+            }
         }
-    }
-    if (d->datatype == OGDA_S8) {
+    });
+    if (!ok) return false;
+    if (type == OGDA_S8) {
         // Signed bytes were counted by their unsigned pattern: rotate into value order.
         std::vector<uint64_t> byValue(256);
         for (int u = 0; u < 256; ++u) byValue[static_cast<int8_t>(u) + 128] = v.counts[u];
         v.counts.swap(byValue);
     }
-    if (!bytes)
-        for (size_t i = 0; i < a.size(); ++i) v.counts[i] = uint64_t{a[i]} + b[i];
+    if (!bytes) fold();
     for (double e : x.Values()) {
         const double i = e - double(v.lo);
         if (i >= 0 && i < double(v.counts.size()) && i == std::floor(i)) v.counts[size_t(i)] = 0;
     }
-    return v;
+    return true;
 }
 
 uint64_t StatisticsFromCounts(const ValueCounts &v, Osta_Statistics *s) {

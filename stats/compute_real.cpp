@@ -144,30 +144,51 @@ void CollectBin(const Grid &g, const ExcludedSet &x, const FineScale &f, int32_t
 
 } // namespace
 
-RealSummary SummariseReals(const Ogda_BaseData *d, const Grid &g, const ExcludedSet &x,
-                           Osta_Histogram *h) {
-    RealSummary r;
-    DispatchReal(d->datatype, [&](auto tag) { FirstPass<decltype(tag)>(g, x, r.moments); });
-    if (r.moments.n == 0) return r;
+bool SummariseReals(Ogda_PixelType type, const GridSource &source, const ExcludedSet &x,
+                    Osta_Histogram *h, RealSummary &r) {
+    bool ok = true;
+    DispatchReal(type, [&](auto tag) {
+        ok = source([&](const Grid &g) { FirstPass<decltype(tag)>(g, x, r.moments); });
+    });
+    if (!ok || r.moments.n == 0) return ok;
     r.fine.assign(kFineBins, 0);
     const FineScale f(r.moments.minimum, r.moments.maximum);
-    DispatchReal(d->datatype,
-                 [&](auto tag) { SecondPass<decltype(tag)>(g, x, f, r.fine.data(), h); });
+    // Counted in 32 bits (half the cache footprint), folded into the totals before they could
+    // wrap.
+    std::vector<uint32_t> part(kFineBins, 0);
+    int64_t pending = 0;
+    auto fold = [&] {
+        for (int32_t i = 0; i < kFineBins; ++i) r.fine[i] += part[i];
+        std::fill(part.begin(), part.end(), 0);
+        pending = 0;
+    };
+    DispatchReal(type, [&](auto tag) {
+        ok = source([&](const Grid &g) {
+            if (pending + g.Count() > int64_t{UINT32_MAX}) fold();
+            pending += g.Count();
+            SecondPass<decltype(tag)>(g, x, f, part.data(), h);
+        });
+    });
+    if (!ok) return false;
+    fold();
     // The lower middle value (rank (n - 1) / 2) lies in the first bin whose running count
     // passes that rank; a third pass collects that bin's values and selects it.
     const uint64_t rank = (uint64_t(r.moments.n) - 1) / 2;
     uint64_t below = 0;
     int32_t b = 0;
     while (b < kFineBins - 1 && below + r.fine[b] <= rank) below += r.fine[b++];
-    if (r.fine[b] > kExactMedianLimit) return r;
+    if (r.fine[b] > kExactMedianLimit) return true;
     std::vector<double> values;
     values.reserve(r.fine[b]);
-    DispatchReal(d->datatype, [&](auto tag) { CollectBin<decltype(tag)>(g, x, f, b, values); });
-    if (values.size() != r.fine[b] || rank - below >= values.size()) return r; // cannot happen
+    DispatchReal(type, [&](auto tag) {
+        ok = source([&](const Grid &g) { CollectBin<decltype(tag)>(g, x, f, b, values); });
+    });
+    if (!ok) return false;
+    if (values.size() != r.fine[b] || rank - below >= values.size()) return true; // cannot happen
     std::nth_element(values.begin(), values.begin() + ptrdiff_t(rank - below), values.end());
     r.median = values[rank - below];
     r.exactMedian = true;
-    return r;
+    return true;
 }
 
 void CoarseCounts(const RealSummary &r, double *out) {

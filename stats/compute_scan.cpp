@@ -45,6 +45,12 @@ ExcludedSet::ExcludedSet(const Osta_ExcludedValues *excluded) {
     values_.erase(std::unique(values_.begin(), values_.end()), values_.end());
 }
 
+void ExcludedSet::Add(double v) {
+    if (v != v) return;
+    const auto at = std::lower_bound(values_.begin(), values_.end(), v);
+    if (at == values_.end() || *at != v) values_.insert(at, v);
+}
+
 template <class T> void Moments::AddBlock(const T *v, int32_t m) {
     if (m <= 0) return;
     // Independent lanes let the compiler keep several sums in flight (and vectorise).

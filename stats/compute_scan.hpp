@@ -34,6 +34,8 @@ Grid MakeGrid(const Ogda_BaseData *d, int32_t skipX, int32_t skipY);
 class ExcludedSet {
   public:
     explicit ExcludedSet(const Osta_ExcludedValues *excluded);
+    // Adds one value (a layer's no-data value); NaN is never a value and is ignored.
+    void Add(double v);
     bool Empty() const { return values_.empty(); }
     bool Has(double v) const {
         if (values_.size() <= 4) {

@@ -40,7 +40,14 @@ enum ReportNumber : long {
     kComputeNoValues = 4,
     kComputeCreateFailed = 5,
     kComputeHistogramFailed = 6,
+    kComputeReadFailed = 7, // statistics of a raster layer: its pixels
     kCovarianceBadLayer = 2,
+    // osta_LayerStatisticsUpdate
+    kUpdateBadArgument = 1,
+    kUpdateOpenFailed = 2,
+    kUpdateComputeFailed = 3,
+    kUpdateWriteFailed = 4,
+    kUpdateTableFailed = 5,
     kCovarianceBadSkipFactors = 3,
     // ohst_ histograms
     kOhstBadArgument = 1,

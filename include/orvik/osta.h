@@ -22,6 +22,7 @@
 #include <orvik/odsc.h>
 #include <orvik/oerr.h>
 #include <orvik/ogda.h>
+#include <orvik/oimg.h>
 #include <orvik/omif.h>
 #include <orvik/omsc.h>
 
@@ -351,6 +352,52 @@ ORVIK_API Osta_Covariance *osta_CovarianceCompute(const Ogda_BaseDataStack *laye
                                                   const Osta_SkipFactors *skip,
                                                   Osta_Covariance *covariance,
                                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* ---- Computation from raster layers --------------------------------------------------- */
+
+/*
+ * Statistics of the pixels of a raster layer (oimg.h), as osta_StatisticsCompute computes them
+ * over the layer held in memory (same methods, same results, same reports), but read one row
+ * of blocks at a time, so memory stays a few blocks whatever the layer's size. The layer's
+ * no-data value, when it has one, is left out like an excluded value; blocks never written
+ * hold it (or 0 on a layer without one). Skip factors count rows and columns of the layer
+ * from row 0, column 0. Pixel types: numeric, not complex. Blocks the handle holds unwritten
+ * are read as they are in memory. Read failures are reported (7) with the rows concerned.
+ */
+ORVIK_API Osta_Statistics *
+osta_LayerStatisticsCompute(Oimg_Layer *layer, const Osta_ExcludedValues *excluded,
+                            const Osta_SkipFactors *skip, Osta_Statistics *statistics,
+                            Osta_Histogram **histogram, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/*
+ * Covariance matrix of `count` raster layers (1 to OGDA_MATRIX_MAX_ORDER) of equal width and
+ * height, numeric and not complex (pixel and block types may differ), as osta_CovarianceCompute
+ * computes it over the layers held in memory, read one strip at a time. A position is used only
+ * when no layer holds NaN, an infinity, an excluded value or its own no-data value there. Skip
+ * factors count from row 0, column 0. Result in `covariance` (created when null; a given one is
+ * replaced). Reports: 1 bad arguments, 2 a layer unfit or of another size, 3 bad skip factors,
+ * 4 no position left, 5, 7 as above.
+ */
+ORVIK_API Osta_Covariance *osta_LayerCovarianceCompute(Oimg_Layer *const *layers, int32_t count,
+                                                       const Osta_ExcludedValues *excluded,
+                                                       const Osta_SkipFactors *skip,
+                                                       Osta_Covariance *covariance,
+                                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/*
+ * Computes the statistics and histogram of the layer at `layerPath` of `file` and stores them
+ * with it: its "Statistics", "Excluded_Values" (those given, or none) and "Skip_Factors"
+ * (those given, or 1, 1) entries, and the "Histogram" column of its descriptor table. When the
+ * layer's table holds a bin function, the counts follow it; otherwise the histogram is the
+ * data's own (as osta_StatisticsCompute makes it), the table is created or resized to its bins
+ * and the bin function stored with it. `statistics` (may be null) receives the values. Opens
+ * its own handle of the layer: blocks written through another handle must be flushed first.
+ * Returns 0, or -1.
+ */
+ORVIK_API long osta_LayerStatisticsUpdate(Ohfa_File *file, const wchar_t *layerPath,
+                                          const Osta_ExcludedValues *excluded,
+                                          const Osta_SkipFactors *skip, Osta_Statistics *statistics,
+                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 ORVIK_END_DECLS
 

@@ -38,6 +38,16 @@ Owned<Ogda_BaseData> MakeArray(int32_t rows, int32_t columns, Ogda_PixelType typ
     return d;
 }
 
+// Statistics of `v` computed plainly (sorting for the median, long-double two-pass sums for
+// mean and deviation), for checking the library's methods against.
+struct Reference {
+    double minimum, maximum, mean, median, lowerMedian, mode, stddev;
+    size_t n;
+};
+Reference Expected(std::vector<double> v);
+// Integer data: everything exact, the median the lower middle value.
+void ExpectExact(const Osta_Statistics &s, const Reference &r);
+
 // Reports of kind warning printed while an instance lives (function and message).
 class WarningCapture {
   public:
