@@ -62,9 +62,7 @@ void Run(const ImportOptions &o) {
         }
         levels = built;
         if (oimg_LayerClose(layer, err) != 0) err.ThrowIfSet("Cannot write layer " + layerName);
-        if (!o.noStats)
-            StoreLayerStatistics(file.get(), "/" + name + "/" + layerName, image.bands[i].get(),
-                                 n == 1);
+        if (!o.noStats) StoreLayerStatistics(file.get(), "/" + name + "/" + layerName, n == 1);
         progress.Update(static_cast<double>(i + 1), static_cast<double>(n));
     }
     WriteMapInfo(file.get(), "/" + name, image.map);

@@ -9,9 +9,6 @@
 namespace orvik_tool {
 namespace {
 
-struct HistogramDeleter {
-    void operator()(Osta_Histogram *h) const { osta_HistogramDelete(h); }
-};
 struct StackDeleter {
     void operator()(Osta_ColorTableStack *s) const { osta_ColorTableStackDelete(s); }
 };
@@ -45,15 +42,6 @@ class Table {
     Odsc_Table *m_table = nullptr;
 };
 
-// The statistics of a whole layer's pixels: the one place that computes them.
-Osta_Statistics Compute(const Ogda_BaseData *pixels, Osta_Histogram **histogram) {
-    Report err;
-    Osta_Statistics stats{};
-    if (!osta_StatisticsCompute(pixels, nullptr, nullptr, &stats, histogram, err))
-        err.ThrowIfSet("Cannot compute statistics");
-    return stats;
-}
-
 } // namespace
 
 Ogda_BaseData *ReadWholeLayer(Ohfa_File *file, const std::string &layerPath) {
@@ -67,45 +55,32 @@ Ogda_BaseData *ReadWholeLayer(Ohfa_File *file, const std::string &layerPath) {
 }
 
 Osta_Statistics StoreLayerStatistics(Ohfa_File *file, const std::string &layerPath,
-                                     const Ogda_BaseData *pixels, bool greyColourTable) {
-    Band read;
-    if (!pixels) {
-        read.reset(ReadWholeLayer(file, layerPath));
-        pixels = read.get();
-    }
+                                     bool greyColourTable) {
     Report err;
-    std::unique_ptr<Osta_Histogram, HistogramDeleter> histogram;
-    const bool eightBit = pixels->datatype == OGDA_U8;
+    const std::wstring path = Wide(layerPath);
+    Oimg_Layer *layer = oimg_LayerOpen(file, path.c_str(), err);
+    if (!layer) err.ThrowIfSet("Cannot open layer " + layerPath);
+    const bool eightBit = oimg_LayerInfoGet(layer)->pixelType == OGDA_U8;
+    oimg_LayerClose(layer, nullptr);
+    // 8-bit layers count into 256 direct bins, so the table's rows are the pixel values; the
+    // update follows a bin function the table already holds.
     if (eightBit) {
+        Table table(file, layerPath, 256);
         std::unique_ptr<Odsc_BinFunction, BinFunctionDeleter> bins(
             odsc_BinFunctionCreate(256, ODSC_BIN_DIRECT, 0, 255, nullptr, err));
-        if (bins) histogram.reset(osta_HistogramCreate(bins.get(), 256, err));
-        if (!histogram) err.ThrowIfSet("Cannot make a histogram");
+        if (!bins || odsc_TableSetBinFunction(table.get(), bins.get(), err) != 0)
+            err.ThrowIfSet("Cannot set the bins of " + layerPath);
     }
-    Osta_Histogram *h = histogram.release();
     Osta_Statistics stats{};
-    try {
-        stats = Compute(pixels, &h);
-    } catch (...) {
-        osta_HistogramDelete(h);
-        throw;
-    }
-    histogram.reset(h);
-    const std::wstring path = Wide(layerPath);
-    if (osta_StatisticsWrite(file, path.c_str(), &stats, err) != 0)
-        err.ThrowIfSet("Cannot store the statistics of " + layerPath);
-    if (!histogram) return stats;
-    const int32_t rows = histogram->binFunction->numBins;
-    Table table(file, layerPath, rows);
-    if (odsc_TableSetBinFunction(table.get(), histogram->binFunction, err) != 0 ||
-        osta_HistogramWrite(table.get(), histogram.get(), 0, -1, err) < 0)
-        err.ThrowIfSet("Cannot store the histogram of " + layerPath);
+    if (osta_LayerStatisticsUpdate(file, path.c_str(), nullptr, nullptr, &stats, err) != 0)
+        err.ThrowIfSet("Cannot compute the statistics of " + layerPath);
     if (eightBit && greyColourTable) {
+        Table table(file, layerPath, 256);
         std::unique_ptr<Osta_ColorTableStack, StackDeleter> colours(
-            osta_ColorTableStackCreate(3, rows, err));
+            osta_ColorTableStackCreate(3, 256, err));
         if (!colours) err.ThrowIfSet("Cannot make a colour table");
         for (int32_t c = 0; c < 3; ++c)
-            for (int32_t b = 0; b < rows; ++b)
+            for (int32_t b = 0; b < 256; ++b)
                 static_cast<double *>(colours->layers[c]->data)[b] = b / 255.0;
         if (osta_ColorTableStackWrite(table.get(), colours.get(), 0, -1, err) < 0)
             err.ThrowIfSet("Cannot store the colour table of " + layerPath);

@@ -9,11 +9,11 @@
 
 namespace orvik_tool {
 
-// Computes the statistics and histogram of the layer at `layerPath` from `pixels` (its
-// whole raster; null: read from the layer) and stores both. 8-bit unsigned layers get 256
-// direct bins (0..255) and, with `greyColourTable`, a grey ramp as their colour table.
+// Computes the statistics and histogram of the layer at `layerPath` (the library reads it
+// strip by strip) and stores both. 8-bit unsigned layers get 256 direct bins (0..255) and,
+// with `greyColourTable`, a grey ramp as their colour table.
 Osta_Statistics StoreLayerStatistics(Ohfa_File *file, const std::string &layerPath,
-                                     const Ogda_BaseData *pixels, bool greyColourTable);
+                                     bool greyColourTable);
 
 // The layer's whole raster (throws Failure).
 Ogda_BaseData *ReadWholeLayer(Ohfa_File *file, const std::string &layerPath);

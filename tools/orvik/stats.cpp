@@ -53,7 +53,7 @@ void Run(const std::string &path, const std::string &node, bool compute, bool js
     if (compute) {
         Progress progress("stats");
         for (std::size_t i = 0; i < nodes.layers.size(); ++i) {
-            StoreLayerStatistics(file.get(), nodes.layers[i], nullptr, nodes.layers.size() == 1);
+            StoreLayerStatistics(file.get(), nodes.layers[i], nodes.layers.size() == 1);
             progress.Update(static_cast<double>(i + 1), static_cast<double>(nodes.layers.size()));
         }
     }
