@@ -159,4 +159,17 @@ void Progress::Update(double done, double total) {
     std::fflush(stderr);
 }
 
+void AddFileCommand(CLI::App &app, const std::string &name, const std::string &description,
+                    std::function<void(const std::string &, bool)> run) {
+    auto *cmd = app.add_subcommand(name, description);
+    struct Args {
+        std::string file;
+        JsonFlag json;
+    };
+    auto args = std::make_shared<Args>();
+    cmd->add_option("FILE", args->file, "HFA file")->required();
+    args->json.AddTo(cmd);
+    cmd->callback([args, run] { run(args->file, args->json.on); });
+}
+
 } // namespace orvik_tool

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -108,6 +109,10 @@ struct JsonFlag {
     bool on = false;
     void AddTo(CLI::App *app) { app->add_flag("--json", on, "Print the result as JSON"); }
 };
+
+// Adds a command whose only arguments are FILE and --json; `run(file, json)` does the work.
+void AddFileCommand(CLI::App &app, const std::string &name, const std::string &description,
+                    std::function<void(const std::string &, bool)> run);
 
 // The commands, one file each.
 void AddLs(CLI::App &app);

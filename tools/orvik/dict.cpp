@@ -58,15 +58,7 @@ void Run(const std::string &path, bool json) {
 } // namespace
 
 void AddDict(CLI::App &app) {
-    auto *cmd = app.add_subcommand("dict", "Print the file's dictionary, one design per block");
-    struct Args {
-        std::string file;
-        JsonFlag json;
-    };
-    auto args = std::make_shared<Args>();
-    cmd->add_option("FILE", args->file, "HFA file")->required();
-    args->json.AddTo(cmd);
-    cmd->callback([args] { Run(args->file, args->json.on); });
+    AddFileCommand(app, "dict", "Print the file's dictionary, one design per block", Run);
 }
 
 } // namespace orvik_tool

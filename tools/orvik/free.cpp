@@ -82,16 +82,7 @@ void Run(const std::string &path, bool json) {
 } // namespace
 
 void AddFree(CLI::App &app) {
-    auto *cmd =
-        app.add_subcommand("free", "Print the free list and the free, leaked and used bytes");
-    struct Args {
-        std::string file;
-        JsonFlag json;
-    };
-    auto args = std::make_shared<Args>();
-    cmd->add_option("FILE", args->file, "HFA file")->required();
-    args->json.AddTo(cmd);
-    cmd->callback([args] { Run(args->file, args->json.on); });
+    AddFileCommand(app, "free", "Print the free list and the free, leaked and used bytes", Run);
 }
 
 } // namespace orvik_tool
