@@ -36,7 +36,8 @@ const std::string &Tiff() {
         std::vector<uint8_t> row(kSize);
         for (uint32_t y = 0; y < kSize; ++y) {
             for (uint32_t x = 0; x < kSize; ++x)
-                row[x] = static_cast<uint8_t>((x / 32 + y / 32) * 7 + ((x * 2654435761u ^ y) >> 27));
+                row[x] =
+                    static_cast<uint8_t>((x / 32 + y / 32) * 7 + ((x * 2654435761u ^ y) >> 27));
             TIFFWriteScanline(t, row.data(), y, 0);
         }
         TIFFClose(t);
@@ -62,8 +63,8 @@ BENCHMARK(LibtiffRead)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.
 void OrvikImport(benchmark::State &state) {
     const std::string &path = Tiff();
     const std::string out = Folder() + "/big.hfa";
-    const std::string command = std::string("'") + ORVIK_TOOL + "' import '" + path + "' '" + out +
-                                "' >/dev/null";
+    const std::string command =
+        std::string("'") + ORVIK_TOOL + "' import '" + path + "' '" + out + "' >/dev/null";
     for (auto _ : state) {
         std::filesystem::remove(out);
         if (std::system(command.c_str()) != 0) state.SkipWithError("orvik import failed");

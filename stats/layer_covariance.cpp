@@ -58,8 +58,7 @@ osta_LayerCovarianceCompute(Oimg_Layer *const *layers, int32_t count,
         CoMoments cm(count);
         const bool read = strips.ForEach([&](const StripWindow &w) {
             for (int32_t l = 0; l < count; ++l) {
-                if (!LayerStrips::Read(layers[l], w, *buffers[l], views[l], err, kFn))
-                    return false;
+                if (!LayerStrips::Read(layers[l], w, *buffers[l], views[l], err, kFn)) return false;
                 // Lines kept, so positions match across pixel types of different padding.
                 grids[l] = strips.Sampled(views[l], false);
             }
