@@ -16,6 +16,7 @@
 #include "core/utf8.hpp"
 #include "hfa/block_index.hpp"
 #include "hfa/cache.hpp"
+#include "hfa/check.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/file.hpp"
 #include "hfa/link_journal.hpp"
@@ -85,9 +86,26 @@ class Checker {
     }
     std::vector<std::wstring> &Lines() { return m_lines; }
     long Count() const { return static_cast<long>(m_count); }
+    // Problems that are not about the free list alone (after Run).
+    long Damage() const { return static_cast<long>(m_damage); }
+    const std::wstring &FirstDamage() const { return m_firstDamage; }
+    // The ranges no structure but a free block claims, in order (after Run).
+    std::vector<std::pair<int64_t, int64_t>> Unclaimed() const {
+        std::vector<std::pair<int64_t, int64_t>> gaps;
+        int64_t reach = 0;
+        for (const Span &s : m_spans) { // sorted by Overlaps()
+            if (s.owner == Owner::Free) continue;
+            if (s.start > reach) gaps.emplace_back(reach, s.start - reach);
+            reach = std::max(reach, s.start + s.length);
+        }
+        if (m_end > reach) gaps.emplace_back(reach, m_end - reach);
+        return gaps;
+    }
 
   private:
-    void Problem(const std::wstring &text) {
+    // `freeList`: the problem concerns only the free list, which a rebuild replaces.
+    void Problem(const std::wstring &text, bool freeList = false) {
+        if (!freeList && m_damage++ == 0) m_firstDamage = text;
         ++m_count;
         if (m_lines.size() < kMaxLines) m_lines.push_back(text);
     }
@@ -171,6 +189,8 @@ class Checker {
     std::vector<std::wstring> m_labels;
     std::vector<std::wstring> m_lines;
     std::size_t m_count = 0;
+    std::size_t m_damage = 0;
+    std::wstring m_firstDamage;
     int64_t m_leaked = 0;
     int64_t m_decoded = 0;
     int64_t m_cacheSlots = 0; // index positions claimed so far, over all caches
@@ -505,25 +525,26 @@ void Checker::FreeList() {
     for (int64_t steps = m_end / kNodeSize + 1; at != 0; --steps) {
         const std::wstring where = L"Free list: the block at " + Num(at);
         if (steps < 0 || !Inside(at, kNodeSize)) {
-            Problem(where + L" does not lie inside the file");
+            Problem(where + L" does not lie inside the file", true);
             return;
         }
         if (at < previousEnd) {
             Problem(where + L" does not follow the previous block (the list must ascend "
-                            L"without overlap)");
+                            L"without overlap)",
+                    true);
             return;
         }
         unsigned char bytes[kNodeSize];
         Ohfa_FreeListNode node{};
         if (!ReadRecord(kNodeDesign, at, bytes, kNodeSize, &node)) {
-            Problem(where + L" cannot be read");
+            Problem(where + L" cannot be read", true);
             return;
         }
         if (node.freeSize < static_cast<int32_t>(kNodeSize) || !Inside(at, node.freeSize)) {
-            Problem(where + L" has the impossible size " + Num(node.freeSize));
+            Problem(where + L" has the impossible size " + Num(node.freeSize), true);
             return;
         }
-        if (at == previousEnd) Problem(where + L" touches the previous block (not merged)");
+        if (at == previousEnd) Problem(where + L" touches the previous block (not merged)", true);
         Claim(at, node.freeSize, Owner::Free, 0);
         previousEnd = int64_t{at} + node.freeSize;
         at = node.freeList;
@@ -543,7 +564,8 @@ void Checker::Overlaps() {
         const int64_t end = s.start + s.length;
         if (owner && s.start < reach)
             Problem(L"Overlap: " + SpanLabel(s) + L" (" + Num(s.start) + L"+" + Num(s.length) +
-                    L") overlaps " + SpanLabel(*owner));
+                        L") overlaps " + SpanLabel(*owner),
+                    s.owner == Owner::Free || owner->owner == Owner::Free);
         if (end > reach) {
             covered += end - std::max(reach, s.start);
             reach = end;
@@ -563,6 +585,16 @@ void Checker::Finish() {
 }
 
 } // namespace
+
+long orvik::hfa::UnclaimedSpace(Ohfa_File_ *file,
+                                std::vector<std::pair<int64_t, int64_t>> *unclaimed,
+                                std::wstring *firstDamage) {
+    Checker checker(file);
+    checker.Run();
+    *unclaimed = checker.Unclaimed();
+    *firstDamage = checker.FirstDamage();
+    return checker.Damage();
+}
 
 extern "C" {
 

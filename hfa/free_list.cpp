@@ -299,6 +299,19 @@ bool GiveSpace(Ohfa_File *file, uint32_t position, int64_t size, Oerr_ErrorRepor
     return true;
 }
 
+bool ReplaceFreeList(Ohfa_File *file, const std::vector<FreeBlock> &blocks, Oerr_ErrorReport **err,
+                     const wchar_t *fn) {
+    if (!Detach(file, err, fn)) return false;
+    FreeList &list = file->freeList;
+    FreeListAccess::Blocks(list).assign(blocks.begin(), blocks.end());
+    std::vector<uint32_t> &changed = FreeListAccess::Changed(list);
+    changed.clear();
+    for (FreeBlock &b : FreeListAccess::Blocks(list)) Touch(list, b);
+    FreeListAccess::MarkLoaded(list);
+    SyncHead(file);
+    return FlushFreeList(file, err);
+}
+
 bool FlushFreeList(Ohfa_File *file, Oerr_ErrorReport **err) {
     FreeList &list = file->freeList;
     if (!list.Loaded() || !list.Dirty()) return true;

@@ -70,6 +70,11 @@ uint32_t TakeSpace(Ohfa_File_ *file, int64_t size, Oerr_ErrorReport **err, const
 // Returns a range; refuses overlap with a free block (nothing changed then).
 bool GiveSpace(Ohfa_File_ *file, uint32_t position, int64_t size, Oerr_ErrorReport **err,
                const wchar_t *fn);
+// Replaces the whole list by `blocks` (increasing, not touching, each at least 8 bytes and
+// in no structure) and writes it: the disk is first told of no free space, then every node
+// is written, then the header names the new head (rules 1 and 2).
+bool ReplaceFreeList(Ohfa_File_ *file, const std::vector<FreeBlock> &blocks, Oerr_ErrorReport **err,
+                     const wchar_t *fn);
 // Writes a changed cache back (rule 2 above); a clean or unloaded cache writes nothing.
 bool FlushFreeList(Ohfa_File_ *file, Oerr_ErrorReport **err);
 

@@ -175,6 +175,11 @@ enum ReportNumber : long {
     kJournalOutside = 63, // warning
     // ohfa_FileCheck
     kCheckNoList = 2,
+    // ohfa_FileFreeListRebuild
+    kRebuildReadOnly = 2,
+    kRebuildFlushFailed = 3,
+    kRebuildDamaged = 4,
+    kRebuildWriteFailed = 5,
     // Block caches: ohfa_Cache... (the checks of a handle and block number first)
     kCacheBadArgument = 1,
     kCacheSeekFailed = 2,

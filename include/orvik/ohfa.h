@@ -386,6 +386,16 @@ ORVIK_API long ohfa_ListFile(Ohfa_File *file, const wchar_t *startNode, FILE *ou
 ORVIK_API long ohfa_FileCheck(Ohfa_File *file, ostr_StringList **problems, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT;
 
+/* Rebuilds the free list of a file open for update from what is reachable: after a flush,
+ * the walk of ohfa_FileCheck finds every byte a structure holds, and every other range of at
+ * least 8 bytes becomes one free block (leaked space is reclaimed, a damaged free list
+ * replaced; reachable data is never written). Refused when the check finds problems other
+ * than in the free list ("File %s is damaged beyond its free list (<first problem>); not
+ * rebuilt") and for a read-only handle. No block cache or layer of the file may be open. A
+ * crash during the rebuild leaves the old list or none (space leaks, nothing is lost).
+ * Returns the bytes of the new list, or -1. */
+ORVIK_API long ohfa_FileFreeListRebuild(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
 /* ---- Free space ---------------------------------------------------------------------- */
 
 /* Position of a block of `size` bytes, now in use; 0 on failure. */

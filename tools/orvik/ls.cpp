@@ -1,0 +1,95 @@
+// orvik ls FILE [NODE]: the entries below a node with their types, sizes and times.
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include <orvik/omsc.h>
+
+#include "commands.hpp"
+#include "common.hpp"
+
+namespace orvik_tool {
+namespace {
+
+struct Row {
+    std::string path;
+    std::string name;
+    Ohfa_Entry entry;
+};
+
+int Depth(const std::string &path) {
+    int depth = 0;
+    for (char c : path) depth += c == '/';
+    return path == "/" ? 0 : depth;
+}
+
+std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursive) {
+    SeekNode(file, node);
+    Report err;
+    ostr_StringList *list = ohfa_ObjectList(file, Wide(node).c_str(), err);
+    if (!list) err.ThrowIfSet("Cannot list " + node);
+    std::vector<std::string> paths;
+    for (int32_t i = 0; list && i < list->count; ++i) paths.push_back(Narrow(list->strings[i]));
+    ostr_StringListDelete(list, nullptr);
+    const int base = Depth(node);
+    std::vector<Row> rows;
+    for (const std::string &p : paths) {
+        if (!recursive && Depth(p) != base + 1) continue;
+        Row row{p, p.substr(p.rfind('/') + 1), SeekNode(file, p)};
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+void Run(const std::string &path, const std::string &node, bool recursive, bool longForm,
+         bool json) {
+    HfaFile file(path, false);
+    const std::vector<Row> rows = Collect(file.get(), node, recursive);
+    if (json) {
+        nlohmann::json out = nlohmann::json::array();
+        for (const Row &r : rows)
+            out.push_back({{"path", r.path},
+                           {"name", r.name},
+                           {"type", FixedText(r.entry.type, sizeof r.entry.type)},
+                           {"size", r.entry.dataSize},
+                           {"modified", TimeText(r.entry.modTime)},
+                           {"children", r.entry.child != 0}});
+        std::printf("%s\n", out.dump(2).c_str());
+        return;
+    }
+    for (const Row &r : rows) {
+        const std::string shown = recursive ? r.path : r.name + (r.entry.child ? "/" : "");
+        if (longForm)
+            std::printf("%-20s %10ld  %s  %s\n",
+                        FixedText(r.entry.type, sizeof r.entry.type).c_str(),
+                        static_cast<long>(r.entry.dataSize), TimeText(r.entry.modTime).c_str(),
+                        shown.c_str());
+        else
+            std::printf("%s\n", shown.c_str());
+    }
+}
+
+} // namespace
+
+void RunLs(const std::string &path, const std::string &node, bool recursive, bool longForm,
+           bool json) {
+    Run(path, node, recursive, longForm, json);
+}
+
+void AddLs(CLI::App &app) {
+    auto *cmd = app.add_subcommand("ls", "List the entries below a node (default: the root)");
+    struct Args {
+        std::string file, node = "/";
+        bool recursive = false, longForm = false;
+        JsonFlag json;
+    };
+    auto args = std::make_shared<Args>();
+    cmd->add_option("FILE", args->file, "HFA file")->required();
+    cmd->add_option("NODE", args->node, "Node path, such as /Image/Layer_1");
+    cmd->add_flag("-r,--recursive", args->recursive, "List the whole subtree, by node path");
+    cmd->add_flag("-l,--long", args->longForm, "Show type, data size and modification time");
+    args->json.AddTo(cmd);
+    cmd->callback(
+        [args] { Run(args->file, args->node, args->recursive, args->longForm, args->json.on); });
+}
+
+} // namespace orvik_tool
