@@ -22,6 +22,8 @@
 #include <orvik/oimg.h>
 #include <orvik/oint.h>
 
+#include "raster_setup.hpp"
+
 #ifdef ORVIK_BENCH_HDF5
 #include <hdf5.h>
 #endif
@@ -32,16 +34,9 @@ constexpr int kSide = 4096;
 constexpr int kWindow = 256;
 constexpr int kBigSide = 8192;
 
-std::string TempPath(const char *leaf) {
-    const char *dir = std::getenv("TMPDIR");
-    return std::string(dir && *dir ? dir : "/tmp") + "/" + leaf + "-" + std::to_string(getpid());
-}
-std::wstring Wide(const std::string &s) { return std::wstring(s.begin(), s.end()); }
-
-bool Ready() {
-    static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0;
-    return ready;
-}
+using bench_raster::Ready;
+using bench_raster::TempPath;
+using bench_raster::Wide;
 
 // One 256 x 256 f32 window of varying values, as a raster the layer reads from.
 Ogda_BaseData *WindowData(Ogda_PixelType type) {

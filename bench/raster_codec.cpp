@@ -27,21 +27,16 @@
 #include <orvik/oimg.h>
 #include <orvik/oint.h>
 
+#include "raster_setup.hpp"
+
 namespace {
 
 constexpr int kSide = 4096;
 constexpr int kBlock = 256;
 
-std::string TempPath(const char *leaf) {
-    const char *dir = std::getenv("TMPDIR");
-    return std::string(dir && *dir ? dir : "/tmp") + "/" + leaf + "-" + std::to_string(getpid());
-}
-std::wstring Wide(const std::string &s) { return std::wstring(s.begin(), s.end()); }
-
-bool Ready() {
-    static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0;
-    return ready;
-}
+using bench_raster::Ready;
+using bench_raster::TempPath;
+using bench_raster::Wide;
 
 // The scene as a raster of `type` (u16 or f32).
 Ogda_BaseData *Scene(Ogda_PixelType type) {
