@@ -180,6 +180,34 @@ class Layer:
         """The stored statistics (min, max, mean, median, mode, stddev), or None."""
         return self._h.statistics()
 
+    @property
+    def histogram(self):
+        """The bin counts (float64) stored in the layer's descriptor table, or None. The bins
+        follow ``bin_function``."""
+        stored = self._h.histogram()
+        return None if stored is None else stored[0]
+
+    @property
+    def bin_function(self):
+        """How pixel values map to the rows of the descriptor table: a dict with "type"
+        ("direct", "linear", "logarithmic", "explicit", "unique"), "bins", "min", "max" and
+        "limits" (the explicit limits or None); None when no histogram or bin function is
+        stored."""
+        stored = self._h.histogram()
+        return None if stored is None else stored[1]
+
+    @property
+    def colour_table(self):
+        """The colour table as an (n, 4) float64 array of red, green, blue and opacity in
+        0..1 (opaque when the file stores no opacity), or None."""
+        return self._h.colour_table()
+
+    @colour_table.setter
+    def colour_table(self, rgba):
+        """Stores an (n, 3) or (n, 4) array of values in 0..1; the descriptor table gets n
+        rows (other columns keep their first rows, new rows hold 0)."""
+        self._h.set_colour_table(np.asarray(rgba, dtype=np.float64))
+
     def compute_statistics(self, histogram=False):
         """Computes min, max, mean, median, mode and stddev over the whole layer (no-data
         left out), strip by strip; on a file open for update they are stored with the layer

@@ -20,6 +20,7 @@
 
 #include "calls.hpp"
 #include "pixels.hpp"
+#include "tables.hpp"
 
 namespace orvik_py {
 namespace {
@@ -586,6 +587,23 @@ py::object Statistics(LayerHandle &lh) {
     return StatisticsDict(s);
 }
 
+py::object Histogram(LayerHandle &lh) {
+    Oimg_Layer *l = lh.Open();
+    return StoredHistogram(lh.owner->lock.get(), lh.owner->Open(), oimg_LayerPathGet(l));
+}
+
+py::object ColourTable(LayerHandle &lh) {
+    Oimg_Layer *l = lh.Open();
+    return StoredColourTable(lh.owner->lock.get(), lh.owner->Open(), oimg_LayerPathGet(l));
+}
+
+void SetColourTable(LayerHandle &lh,
+                    const py::array_t<double, py::array::c_style | py::array::forcecast> &rgba) {
+    Oimg_Layer *l = lh.Open();
+    RequireWritable(*lh.owner);
+    WriteColourTable(lh.owner->lock.get(), lh.owner->Open(), oimg_LayerPathGet(l), rgba);
+}
+
 // The format version when `path` is an HFA file, else 0; what the check meets on the way
 // (a short or foreign file) becomes warnings.
 long IsHfaFile(const std::wstring &path) {
@@ -634,6 +652,9 @@ PYBIND11_MODULE(_orvik, m) {
         .def("overview_count", &OverviewCount)
         .def("statistics", &Statistics)
         .def("compute_statistics", &ComputeStatistics)
+        .def("histogram", &Histogram)
+        .def("colour_table", &ColourTable)
+        .def("set_colour_table", &SetColourTable)
         .def("close", &LayerHandle::Close)
         .def_property_readonly("closed", [](const LayerHandle &l) { return l.layer == nullptr; });
 
