@@ -169,20 +169,28 @@ std::shared_ptr<FileHandle> CreateFile(const std::wstring &path) {
     return Adopt(f, path, true);
 }
 
+// Copies and frees a list; runs without the GIL, inside the call that made the list.
 std::vector<std::wstring> TakeList(ostr_StringList *list) {
+    std::unique_ptr<ostr_StringList, void (*)(ostr_StringList *)> owned(
+        list, [](ostr_StringList *l) { ostr_StringListDelete(l, nullptr); });
     std::vector<std::wstring> out;
-    if (!list) return out;
-    for (int32_t i = 0; i < list->count; ++i) out.emplace_back(list->strings[i]);
-    ostr_StringListDelete(list, nullptr);
+    for (int32_t i = 0; list && i < list->count; ++i) out.emplace_back(list->strings[i]);
     return out;
 }
 
 std::vector<std::wstring> ListEntries(FileHandle &fh, const std::wstring &node) {
     Ohfa_File *f = fh.Open();
-    ostr_StringList *list = Call(
+    std::vector<std::wstring> names;
+    Call(
         fh.lock.get(),
-        [&](Oerr_ErrorReport **err) { return ohfa_ObjectList(f, node.c_str(), err); }, IsNull);
-    return TakeList(list);
+        [&](Oerr_ErrorReport **err) {
+            ostr_StringList *list = ohfa_ObjectList(f, node.c_str(), err);
+            if (!list) return -1L;
+            names = TakeList(list);
+            return 0L;
+        },
+        IsNegative);
+    return names;
 }
 
 // The type of the entry at `path`, or None when there is none.
@@ -201,12 +209,18 @@ std::optional<std::string> EntryType(FileHandle &fh, const std::wstring &path) {
 
 std::vector<std::wstring> CheckFile(FileHandle &fh) {
     Ohfa_File *f = fh.Open();
-    ostr_StringList *problems = nullptr;
+    std::vector<std::wstring> problems;
     Call(
-        fh.lock.get(), [&](Oerr_ErrorReport **err) { return ohfa_FileCheck(f, &problems, err); },
+        fh.lock.get(),
+        [&](Oerr_ErrorReport **err) {
+            ostr_StringList *list = nullptr;
+            const long rc = ohfa_FileCheck(f, &list, err);
+            problems = TakeList(list);
+            return rc;
+        },
         IsNegative);
     std::vector<std::wstring> lines;
-    for (std::wstring &line : TakeList(problems)) {
+    for (std::wstring &line : problems) {
         if (line.rfind(OHFA_CHECK_LEAK_PREFIX, 0) != 0) lines.push_back(std::move(line));
     }
     return lines;
@@ -373,8 +387,10 @@ py::array ReadStrings(LayerHandle &lh, Oimg_Layer *l, int32_t row, int32_t colum
             return ogda_BaseDataCreate(rows, columns, OGDA_STRING, Ogda_Raster, nullptr, err);
         },
         IsNull);
-    std::unique_ptr<Ogda_BaseData, void (*)(Ogda_BaseData *)> owned(
-        data, [](Ogda_BaseData *d) { ogda_BaseDataDelete(d, nullptr); });
+    std::unique_ptr<Ogda_BaseData, void (*)(Ogda_BaseData *)> owned(data, [](Ogda_BaseData *d) {
+        py::gil_scoped_release nogil;
+        ogda_BaseDataDelete(d, nullptr);
+    });
     Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
