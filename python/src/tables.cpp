@@ -147,12 +147,18 @@ long WriteColours(Ohfa_File *file, const wchar_t *layer, const double *rgba, int
 
 const char *BinTypeName(int type) {
     switch (type) {
-    case ODSC_BIN_DIRECT: return "direct";
-    case ODSC_BIN_LINEAR: return "linear";
-    case ODSC_BIN_LOGARITHMIC: return "logarithmic";
-    case ODSC_BIN_EXPLICIT: return "explicit";
-    case ODSC_BIN_UNIQUE: return "unique";
-    default: return "unknown";
+    case ODSC_BIN_DIRECT:
+        return "direct";
+    case ODSC_BIN_LINEAR:
+        return "linear";
+    case ODSC_BIN_LOGARITHMIC:
+        return "logarithmic";
+    case ODSC_BIN_EXPLICIT:
+        return "explicit";
+    case ODSC_BIN_UNIQUE:
+        return "unique";
+    default:
+        return "unknown";
     }
 }
 
@@ -165,7 +171,8 @@ py::array Array(const std::vector<double> &values) {
 py::object StoredHistogram(FileMutex *lock, Ohfa_File *file, const std::wstring &layerPath) {
     HistogramCopy copy;
     Call(
-        lock, [&](Oerr_ErrorReport **err) { return ReadHistogram(file, layerPath.c_str(), copy, err); },
+        lock,
+        [&](Oerr_ErrorReport **err) { return ReadHistogram(file, layerPath.c_str(), copy, err); },
         IsNegative);
     if (!copy.found) return py::none();
     py::object bins = py::none();
@@ -185,7 +192,8 @@ py::object StoredHistogram(FileMutex *lock, Ohfa_File *file, const std::wstring 
 py::object StoredColourTable(FileMutex *lock, Ohfa_File *file, const std::wstring &layerPath) {
     std::vector<double> rgba;
     Call(
-        lock, [&](Oerr_ErrorReport **err) { return ReadColours(file, layerPath.c_str(), rgba, err); },
+        lock,
+        [&](Oerr_ErrorReport **err) { return ReadColours(file, layerPath.c_str(), rgba, err); },
         IsNegative);
     if (rgba.empty()) return py::none();
     const auto rows = static_cast<py::ssize_t>(rgba.size() / kComponents);
@@ -210,10 +218,9 @@ void WriteColourTable(FileMutex *lock, Ohfa_File *file, const std::wstring &laye
     const double *values = rgba.data();
     for (py::ssize_t i = 0; i < rgba.size(); ++i) {
         if (!(values[i] >= 0.0 && values[i] <= 1.0)) {
-            throw py::value_error("colour table values lie in 0..1, got " +
-                                  std::to_string(values[i]) + " at row " +
-                                  std::to_string(i / components) + ", component " +
-                                  std::to_string(i % components));
+            throw py::value_error(
+                "colour table values lie in 0..1, got " + std::to_string(values[i]) + " at row " +
+                std::to_string(i / components) + ", component " + std::to_string(i % components));
         }
     }
     Call(
