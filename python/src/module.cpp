@@ -4,6 +4,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <atomic>
 #include <cwchar>
 #include <map>
 #include <memory>
@@ -29,7 +30,9 @@ struct LayerHandle;
 
 // An open file as one Python File object holds it.
 struct FileHandle {
-    Ohfa_File *file = nullptr;
+    // Cleared only while the file's lock is held alone, so a call that finds it set under
+    // the lock may use it.
+    std::atomic<Ohfa_File *> file{nullptr};
     std::shared_ptr<FileMutex> lock;
     std::wstring path;
     bool writable = false;
@@ -49,11 +52,23 @@ struct FileHandle {
     }
 };
 
-// An open layer with the overview levels opened so far (level k has factor 2^k).
+// An opened overview level and its description.
+struct LevelHandle {
+    Oimg_Layer *layer = nullptr;
+    Oimg_LayerInfo info{};
+};
+
+// An open layer with the overview levels opened so far (level k has factor 2^k). Another
+// thread may close the layer (or rebuild its overviews) between the checks a call makes with
+// the GIL and the moment it holds the file's lock; so `layer` is cleared and `levels` changed
+// only while the file's lock is held alone, and calls take their handle from Resolve under
+// the lock. `info` and `path` are copies: they stay readable after a close.
 struct LayerHandle {
     std::shared_ptr<FileHandle> owner;
-    Oimg_Layer *layer = nullptr;
-    std::map<int, Oimg_Layer *> levels;
+    std::atomic<Oimg_Layer *> layer{nullptr};
+    Oimg_LayerInfo info{};
+    std::wstring path;
+    std::map<int, LevelHandle> levels;
 
     Oimg_Layer *Open() const {
         if (!layer || !owner->file) throw py::value_error("operation on a closed layer");
@@ -64,7 +79,7 @@ struct LayerHandle {
         long rc = 0;
         for (auto &[level, handle] : levels) {
             Oerr_ErrorReport *e = nullptr;
-            if (oimg_LayerClose(handle, &e) < 0 && rc == 0) {
+            if (oimg_LayerClose(handle.layer, &e) < 0 && rc == 0) {
                 rc = -1;
                 *err = e;
             } else {
@@ -77,14 +92,14 @@ struct LayerHandle {
     // Closes every handle of the layer (also after a failure, which is kept).
     long CloseAll(Oerr_ErrorReport **err) {
         long rc = CloseLevels(err);
+        Oimg_Layer *base = layer.exchange(nullptr);
         Oerr_ErrorReport *e = nullptr;
-        if (layer && oimg_LayerClose(layer, &e) < 0 && rc == 0) {
+        if (base && oimg_LayerClose(base, &e) < 0 && rc == 0) {
             rc = -1;
             *err = e;
         } else {
             oerr_DeleteErrorReportEx(&e);
         }
-        layer = nullptr;
         return rc;
     }
     void Close() {
@@ -107,13 +122,16 @@ void FileHandle::Close() {
         if (auto layer = weak.lock()) layer->Close();
     }
     layers.clear();
-    Ohfa_File *f = file;
-    file = nullptr;
+    Ohfa_File *closed = nullptr;
     Call(
-        lock.get(), [&](Oerr_ErrorReport **err) { return ohfa_FileClose(f, err); }, IsNegative,
-        true);
+        lock.get(),
+        [&](Oerr_ErrorReport **err) {
+            closed = file.exchange(nullptr);
+            return closed ? ohfa_FileClose(closed, err) : 0L;
+        },
+        IsNegative, true);
     lock.reset();
-    ForgetFileLock(f);
+    if (closed) ForgetFileLock(closed);
 }
 
 void EnsureInitialised() {
@@ -169,6 +187,15 @@ std::shared_ptr<FileHandle> CreateFile(const std::wstring &path) {
     return Adopt(f, path, true);
 }
 
+// Whether the file is still open once its lock is held; a report when another thread closed it
+// meanwhile.
+bool Live(const FileHandle &fh, Oerr_ErrorReport **err) {
+    if (fh.file) return true;
+    *err = oerr_CreateErrorReport(L"orvik.File", 1, OERR_KIND_ERROR, nullptr,
+                                  L"The file was closed by another thread during the call");
+    return false;
+}
+
 // Copies and frees a list; runs without the GIL, inside the call that made the list.
 std::vector<std::wstring> TakeList(ostr_StringList *list) {
     std::unique_ptr<ostr_StringList, void (*)(ostr_StringList *)> owned(
@@ -184,6 +211,7 @@ std::vector<std::wstring> ListEntries(FileHandle &fh, const std::wstring &node) 
     Call(
         fh.lock.get(),
         [&](Oerr_ErrorReport **err) {
+            if (!Live(fh, err)) return -1L;
             ostr_StringList *list = ohfa_ObjectList(f, node.c_str(), err);
             if (!list) return -1L;
             names = TakeList(list);
@@ -200,6 +228,7 @@ std::optional<std::string> EntryType(FileHandle &fh, const std::wstring &path) {
     const long found = Call(
         fh.lock.get(),
         [&](Oerr_ErrorReport **err) {
+            if (!Live(fh, err)) return 0L;
             return ohfa_EntryPeek(f, OHFA_SEEK_PATH, path.c_str(), &entry, err);
         },
         [](long) { return false; });
@@ -213,6 +242,7 @@ std::vector<std::wstring> CheckFile(FileHandle &fh) {
     Call(
         fh.lock.get(),
         [&](Oerr_ErrorReport **err) {
+            if (!Live(fh, err)) return -1L;
             ostr_StringList *list = nullptr;
             const long rc = ohfa_FileCheck(f, &list, err);
             problems = TakeList(list);
@@ -234,6 +264,9 @@ std::shared_ptr<LayerHandle> AdoptLayer(const std::shared_ptr<FileHandle> &fh, O
     auto handle = std::make_shared<LayerHandle>();
     handle->owner = fh;
     handle->layer = l;
+    handle->info = *oimg_LayerInfoGet(l);
+    const wchar_t *path = oimg_LayerPathGet(l);
+    handle->path = path ? path : L"";
     fh->layers.push_back(handle);
     return handle;
 }
@@ -243,7 +276,10 @@ std::shared_ptr<LayerHandle> OpenLayer(const std::shared_ptr<FileHandle> &fh,
     Ohfa_File *f = fh->Open();
     Oimg_Layer *l = Call(
         fh->lock.get(),
-        [&](Oerr_ErrorReport **err) { return oimg_LayerOpen(f, path.c_str(), err); }, IsNull);
+        [&](Oerr_ErrorReport **err) {
+            return Live(*fh, err) ? oimg_LayerOpen(f, path.c_str(), err) : nullptr;
+        },
+        IsNull);
     return AdoptLayer(fh, l);
 }
 
@@ -253,6 +289,7 @@ void CreateImage(FileHandle &fh, const std::wstring &parent, const std::wstring 
     Call(
         fh.lock.get(),
         [&](Oerr_ErrorReport **err) {
+            if (!Live(fh, err)) return -1L;
             return oimg_ImageCreate(f, parent.empty() ? nullptr : parent.c_str(), name.c_str(),
                                     err);
         },
@@ -290,6 +327,7 @@ std::shared_ptr<LayerHandle> CreateLayer(const std::shared_ptr<FileHandle> &fh,
     Oimg_Layer *l = Call(
         fh->lock.get(),
         [&](Oerr_ErrorReport **err) {
+            if (!Live(*fh, err)) return static_cast<Oimg_Layer *>(nullptr);
             return oimg_LayerCreate(f, image.c_str(), name.c_str(), &info, err);
         },
         IsNull);
@@ -305,8 +343,10 @@ void Flush(FileHandle &fh) {
     Call(
         fh.lock.get(),
         [&](Oerr_ErrorReport **err) {
+            if (!Live(fh, err)) return -1L;
             for (auto &l : open) {
-                if (oimg_LayerFlush(l->layer, err) < 0) return -1L;
+                Oimg_Layer *handle = l->layer;
+                if (handle && oimg_LayerFlush(handle, err) < 0) return -1L;
             }
             return ohfa_FileFlush(f, err);
         },
@@ -315,38 +355,75 @@ void Flush(FileHandle &fh) {
 
 // ---- Layers ------------------------------------------------------------------------------
 
-// The handle of overview level `level` (0: the layer), opened on first use.
-Oimg_Layer *Level(LayerHandle &lh, int level) {
-    Oimg_Layer *base = lh.Open();
-    if (level == 0) return base;
+// The handle of level `level` (0: the layer) while the file's lock is held; null with a
+// report when another thread closed the layer or rebuilt its overviews meanwhile.
+Oimg_Layer *Resolve(LayerHandle &lh, int level, Oerr_ErrorReport **err) {
+    Oimg_Layer *handle = lh.layer;
+    if (handle && level != 0) {
+        auto it = lh.levels.find(level);
+        handle = it == lh.levels.end() ? nullptr : it->second.layer;
+    }
+    if (!handle) {
+        *err = oerr_CreateErrorReport(L"orvik.Layer", 1, OERR_KIND_ERROR, nullptr,
+                                      L"The layer was closed, or its overviews rebuilt, by "
+                                      L"another thread during the call");
+    }
+    return handle;
+}
+
+// How a window read holds the file's lock: shared on a file the library opened read-only, whose
+// layers the library reads from several threads at once; alone otherwise.
+Hold ReadHold(const LayerHandle &lh) {
+    return lh.owner->lock->readOnly ? Hold::Shared : Hold::Alone;
+}
+
+// The description of level `level` (0: the layer), opening the overview on first use.
+Oimg_LayerInfo LevelInfo(LayerHandle &lh, int level) {
+    lh.Open();
+    if (level == 0) return lh.info;
     if (level < 0 || level > 30) {
         throw py::value_error("overview level " + std::to_string(level) + " out of range");
     }
-    auto it = lh.levels.find(level);
-    if (it != lh.levels.end()) return it->second;
-    const long count = Call(
+    Oimg_LayerInfo info{};
+    bool found = false;
+    Call(
         lh.owner->lock.get(),
-        [&](Oerr_ErrorReport **err) { return oimg_LayerOverviewCount(base, err); }, IsNegative);
-    if (level > count) {
+        [&](Oerr_ErrorReport **) {
+            auto it = lh.levels.find(level);
+            if (it != lh.levels.end()) info = it->second.info, found = true;
+            return 0L;
+        },
+        [](long) { return false; }, false, ReadHold(lh));
+    if (found) return info;
+    long count = -1;
+    Call(
+        lh.owner->lock.get(),
+        [&](Oerr_ErrorReport **err) {
+            Oimg_Layer *base = Resolve(lh, 0, err);
+            if (!base) return -1L;
+            if (auto it = lh.levels.find(level); it != lh.levels.end()) {
+                info = it->second.info; // another thread opened it meanwhile
+                return 0L;
+            }
+            count = oimg_LayerOverviewCount(base, err);
+            if (count < level) return count < 0 ? -1L : 0L;
+            Oimg_Layer *ov = oimg_LayerOverviewOpen(base, 1L << level, err);
+            if (!ov) return -1L;
+            info = *oimg_LayerInfoGet(ov);
+            lh.levels.emplace(level, LevelHandle{ov, info});
+            return 0L;
+        },
+        IsNegative);
+    if (count >= 0 && count < level) {
         throw py::value_error("overview level " + std::to_string(level) + " requested, layer has " +
                               std::to_string(count));
     }
-    Oimg_Layer *ov = Call(
-        lh.owner->lock.get(),
-        [&](Oerr_ErrorReport **err) { return oimg_LayerOverviewOpen(base, 1L << level, err); },
-        IsNull);
-    auto [slot, fresh] = lh.levels.emplace(level, ov);
-    if (!fresh) {
-        // Another thread opened the level meanwhile; keep one handle.
-        Call(
-            lh.owner->lock.get(), [&](Oerr_ErrorReport **err) { return oimg_LayerClose(ov, err); },
-            IsNegative);
-    }
-    return slot->second;
+    return info;
 }
 
 py::dict InfoOf(LayerHandle &lh, int level) {
-    const Oimg_LayerInfo *i = oimg_LayerInfoGet(Level(lh, level));
+    const Oimg_LayerInfo info = LevelInfo(lh, level);
+    const Oimg_LayerInfo *i = &info;
     py::dict d;
     d["rows"] = i->height;
     d["columns"] = i->width;
@@ -356,8 +433,7 @@ py::dict InfoOf(LayerHandle &lh, int level) {
     d["thematic"] = i->layerKind == OIMG_THEMATIC;
     d["cell_bytes"] = i->cellBytes;
     d["nodata"] = i->hasNoData ? py::object(py::float_(i->noData)) : py::object(py::none());
-    const wchar_t *path = oimg_LayerPathGet(Level(lh, level));
-    d["path"] = py::cast(std::wstring(path ? path : L""));
+    d["path"] = py::cast(lh.path);
     return d;
 }
 
@@ -373,13 +449,7 @@ void CheckWindow(const Oimg_LayerInfo *info, int64_t row, int64_t column, int64_
     }
 }
 
-// How a window read holds the file's lock: shared on a file the library opened read-only, whose
-// layers the library reads from several threads at once; alone otherwise.
-Hold ReadHold(const LayerHandle &lh) {
-    return lh.owner->lock->readOnly ? Hold::Shared : Hold::Alone;
-}
-
-py::array ReadStrings(LayerHandle &lh, Oimg_Layer *l, int32_t row, int32_t column, int32_t rows,
+py::array ReadStrings(LayerHandle &lh, int level, int32_t row, int32_t column, int32_t rows,
                       int32_t columns) {
     Ogda_BaseData *data = Call(
         lh.owner->lock.get(),
@@ -394,7 +464,8 @@ py::array ReadStrings(LayerHandle &lh, Oimg_Layer *l, int32_t row, int32_t colum
     Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
-            return oimg_LayerReadWindow(l, row, column, rows, columns, data, err);
+            Oimg_Layer *l = Resolve(lh, level, err);
+            return l ? oimg_LayerReadWindow(l, row, column, rows, columns, data, err) : -1L;
         },
         IsNegative, false, ReadHold(lh));
     py::array out(py::dtype("O"), {rows, columns});
@@ -415,14 +486,14 @@ py::array ReadStrings(LayerHandle &lh, Oimg_Layer *l, int32_t row, int32_t colum
 // Reads the window into `out` (a new array when None); the library writes the array itself.
 py::array Read(LayerHandle &lh, int64_t row, int64_t column, int64_t rows, int64_t columns,
                int level, py::object out) {
-    Oimg_Layer *l = Level(lh, level);
-    const Oimg_LayerInfo *info = oimg_LayerInfoGet(l);
+    const Oimg_LayerInfo levelInfo = LevelInfo(lh, level);
+    const Oimg_LayerInfo *info = &levelInfo;
     CheckWindow(info, row, column, rows, columns);
     const auto r = static_cast<int32_t>(row), c = static_cast<int32_t>(column);
     const auto nr = static_cast<int32_t>(rows), nc = static_cast<int32_t>(columns);
     if (info->pixelType == OGDA_STRING) {
         if (!out.is_none()) throw py::type_error("\"string\" layers read into new arrays only");
-        return ReadStrings(lh, l, r, c, nr, nc);
+        return ReadStrings(lh, level, r, c, nr, nc);
     }
     const py::dtype dtype = DtypeOf(info->pixelType);
     py::array target;
@@ -450,13 +521,15 @@ py::array Read(LayerHandle &lh, int64_t row, int64_t column, int64_t rows, int64
     Ogda_BaseData view = ViewOf(target, static_cast<Ogda_PixelType>(info->pixelType));
     Call(
         lh.owner->lock.get(),
-        [&](Oerr_ErrorReport **err) { return oimg_LayerReadWindow(l, r, c, nr, nc, &view, err); },
+        [&](Oerr_ErrorReport **err) {
+            Oimg_Layer *l = Resolve(lh, level, err);
+            return l ? oimg_LayerReadWindow(l, r, c, nr, nc, &view, err) : -1L;
+        },
         IsNegative, false, ReadHold(lh));
     return target;
 }
 
-void WriteStrings(LayerHandle &lh, Oimg_Layer *l, const py::array &values, int32_t row,
-                  int32_t column) {
+void WriteStrings(LayerHandle &lh, const py::array &values, int32_t row, int32_t column) {
     const auto rows = static_cast<int32_t>(values.shape(0));
     const auto columns = static_cast<int32_t>(values.shape(1));
     std::vector<std::wstring> texts;
@@ -466,6 +539,8 @@ void WriteStrings(LayerHandle &lh, Oimg_Layer *l, const py::array &values, int32
     Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
+            Oimg_Layer *l = Resolve(lh, 0, err);
+            if (!l) return -1L;
             Ogda_BaseData *data =
                 ogda_BaseDataCreate(rows, columns, OGDA_STRING, Ogda_Raster, nullptr, err);
             if (!data) return -1L;
@@ -495,9 +570,9 @@ void WriteStrings(LayerHandle &lh, Oimg_Layer *l, const py::array &values, int32
 }
 
 void Write(LayerHandle &lh, py::array values, int64_t row, int64_t column) {
-    Oimg_Layer *l = lh.Open();
+    lh.Open();
     RequireWritable(*lh.owner);
-    const Oimg_LayerInfo *info = oimg_LayerInfoGet(l);
+    const Oimg_LayerInfo *info = &lh.info;
     if (values.ndim() != 2) {
         throw py::value_error("expected a 2-D array, got " + std::to_string(values.ndim()) +
                               " dimensions");
@@ -505,7 +580,7 @@ void Write(LayerHandle &lh, py::array values, int64_t row, int64_t column) {
     CheckWindow(info, row, column, values.shape(0), values.shape(1));
     const auto r = static_cast<int32_t>(row), c = static_cast<int32_t>(column);
     if (info->pixelType == OGDA_STRING) {
-        WriteStrings(lh, l, values, r, c);
+        WriteStrings(lh, values, r, c);
         return;
     }
     const Ogda_PixelType type = PixelTypeOf(values.dtype());
@@ -517,17 +592,21 @@ void Write(LayerHandle &lh, py::array values, int64_t row, int64_t column) {
     Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
-            return oimg_LayerWriteWindow(l, r, c, view.numrows, view.numcolumns, &view, err);
+            Oimg_Layer *l = Resolve(lh, 0, err);
+            return l ? oimg_LayerWriteWindow(l, r, c, view.numrows, view.numcolumns, &view, err)
+                     : -1L;
         },
         IsNegative);
 }
 
 long BuildOverviews(LayerHandle &lh) {
-    Oimg_Layer *l = lh.Open();
+    lh.Open();
     RequireWritable(*lh.owner);
     return Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
+            Oimg_Layer *l = Resolve(lh, 0, err);
+            if (!l) return -1L;
             // Handles of the old levels go first: building replaces those entries.
             if (lh.CloseLevels(err) < 0) return -1L;
             return oimg_LayerBuildOverviews(l, err);
@@ -536,10 +615,14 @@ long BuildOverviews(LayerHandle &lh) {
 }
 
 long OverviewCount(LayerHandle &lh) {
-    Oimg_Layer *l = lh.Open();
+    lh.Open();
     return Call(
         lh.owner->lock.get(),
-        [&](Oerr_ErrorReport **err) { return oimg_LayerOverviewCount(l, err); }, IsNegative);
+        [&](Oerr_ErrorReport **err) {
+            Oimg_Layer *l = Resolve(lh, 0, err);
+            return l ? oimg_LayerOverviewCount(l, err) : -1L;
+        },
+        IsNegative);
 }
 
 py::dict StatisticsDict(const Osta_Statistics &s) {
@@ -556,15 +639,18 @@ py::dict StatisticsDict(const Osta_Statistics &s) {
 // Computes the layer's statistics and histogram counts; on a writable file they are also
 // stored with the layer (its "Statistics" entry and the histogram column).
 py::tuple ComputeStatistics(LayerHandle &lh) {
-    Oimg_Layer *l = lh.Open();
+    lh.Open();
     Ohfa_File *f = lh.owner->Open();
-    const std::wstring path = oimg_LayerPathGet(l);
+    const std::wstring &path = lh.path;
     Osta_Statistics s{};
     Osta_Histogram *histogram = nullptr;
     std::vector<double> counts;
     Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
+            // A layer still open under the lock also means its file is.
+            Oimg_Layer *l = Resolve(lh, 0, err);
+            if (!l) return -1L;
             if (lh.owner->writable) {
                 if (oimg_LayerFlush(l, err) < 0 ||
                     osta_LayerStatisticsUpdate(f, path.c_str(), nullptr, nullptr, &s, err) < 0)
@@ -589,35 +675,38 @@ py::tuple ComputeStatistics(LayerHandle &lh) {
 }
 
 py::object Statistics(LayerHandle &lh) {
-    Oimg_Layer *l = lh.Open();
+    lh.Open();
     Ohfa_File *f = lh.owner->Open();
     Osta_Statistics s{};
-    const std::wstring path = oimg_LayerPathGet(l);
-    Osta_Statistics *got = Call(
+    bool found = false;
+    Call(
         lh.owner->lock.get(),
         [&](Oerr_ErrorReport **err) {
-            return osta_StatisticsRead(f, path.c_str(), &s, OMSC_FALSE, err);
+            if (!Resolve(lh, 0, err)) return -1L;
+            found = osta_StatisticsRead(f, lh.path.c_str(), &s, OMSC_FALSE, err) != nullptr;
+            return 0L;
         },
-        [](Osta_Statistics *) { return false; });
-    if (!got) return py::none();
+        IsNegative);
+    if (!found) return py::none();
     return StatisticsDict(s);
 }
 
-py::object Histogram(LayerHandle &lh) {
-    Oimg_Layer *l = lh.Open();
-    return StoredHistogram(lh.owner->lock.get(), lh.owner->Open(), oimg_LayerPathGet(l));
+// The file of a layer for descriptor-table calls, checked under the file's lock.
+LayerFile FileOf(LayerHandle &lh) {
+    lh.Open();
+    return LayerFile{lh.owner->lock.get(), lh.owner->Open(), lh.path,
+                     [&lh](Oerr_ErrorReport **err) { return Resolve(lh, 0, err) != nullptr; }};
 }
 
-py::object ColourTable(LayerHandle &lh) {
-    Oimg_Layer *l = lh.Open();
-    return StoredColourTable(lh.owner->lock.get(), lh.owner->Open(), oimg_LayerPathGet(l));
-}
+py::object Histogram(LayerHandle &lh) { return StoredHistogram(FileOf(lh)); }
+
+py::object ColourTable(LayerHandle &lh) { return StoredColourTable(FileOf(lh)); }
 
 void SetColourTable(LayerHandle &lh,
                     const py::array_t<double, py::array::c_style | py::array::forcecast> &rgba) {
-    Oimg_Layer *l = lh.Open();
+    LayerFile file = FileOf(lh);
     RequireWritable(*lh.owner);
-    WriteColourTable(lh.owner->lock.get(), lh.owner->Open(), oimg_LayerPathGet(l), rgba);
+    WriteColourTable(file, rgba);
 }
 
 // The format version when `path` is an HFA file, else 0; what the check meets on the way

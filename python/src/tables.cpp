@@ -168,11 +168,14 @@ py::array Array(const std::vector<double> &values) {
 
 } // namespace
 
-py::object StoredHistogram(FileMutex *lock, Ohfa_File *file, const std::wstring &layerPath) {
+py::object StoredHistogram(const LayerFile &layer) {
     HistogramCopy copy;
     Call(
-        lock,
-        [&](Oerr_ErrorReport **err) { return ReadHistogram(file, layerPath.c_str(), copy, err); },
+        layer.lock,
+        [&](Oerr_ErrorReport **err) {
+            if (!layer.stillOpen(err)) return -1L;
+            return ReadHistogram(layer.file, layer.layerPath.c_str(), copy, err);
+        },
         IsNegative);
     if (!copy.found) return py::none();
     py::object bins = py::none();
@@ -189,11 +192,14 @@ py::object StoredHistogram(FileMutex *lock, Ohfa_File *file, const std::wstring 
     return py::make_tuple(Array(copy.counts), bins);
 }
 
-py::object StoredColourTable(FileMutex *lock, Ohfa_File *file, const std::wstring &layerPath) {
+py::object StoredColourTable(const LayerFile &layer) {
     std::vector<double> rgba;
     Call(
-        lock,
-        [&](Oerr_ErrorReport **err) { return ReadColours(file, layerPath.c_str(), rgba, err); },
+        layer.lock,
+        [&](Oerr_ErrorReport **err) {
+            if (!layer.stillOpen(err)) return -1L;
+            return ReadColours(layer.file, layer.layerPath.c_str(), rgba, err);
+        },
         IsNegative);
     if (rgba.empty()) return py::none();
     const auto rows = static_cast<py::ssize_t>(rgba.size() / kComponents);
@@ -202,7 +208,7 @@ py::object StoredColourTable(FileMutex *lock, Ohfa_File *file, const std::wstrin
     return out;
 }
 
-void WriteColourTable(FileMutex *lock, Ohfa_File *file, const std::wstring &layerPath,
+void WriteColourTable(const LayerFile &layer,
                       const py::array_t<double, py::array::c_style | py::array::forcecast> &rgba) {
     if (rgba.ndim() != 2 || (rgba.shape(1) != 3 && rgba.shape(1) != 4) || rgba.shape(0) < 1 ||
         rgba.shape(0) > INT32_MAX) {
@@ -224,9 +230,10 @@ void WriteColourTable(FileMutex *lock, Ohfa_File *file, const std::wstring &laye
         }
     }
     Call(
-        lock,
+        layer.lock,
         [&](Oerr_ErrorReport **err) {
-            return WriteColours(file, layerPath.c_str(), values, rows, components, err);
+            if (!layer.stillOpen(err)) return -1L;
+            return WriteColours(layer.file, layer.layerPath.c_str(), values, rows, components, err);
         },
         IsNegative);
 }

@@ -1,4 +1,5 @@
 import threading
+import time
 import warnings
 from concurrent.futures import ThreadPoolExecutor
 
@@ -51,3 +52,39 @@ def test_reports_raised_in_several_threads_at_once(tmp_path):
         assert len(caught) == 50 and all(f"missing-{i}-" in m for m in caught)
     messages = sorted(str(w.message) for w in seen if w.category is orvik.OrvikWarning)
     assert messages == sorted(f"thread {i} message {k}" for i in range(8) for k in range(50))
+
+
+def test_closing_while_other_threads_read_ends_their_reads_cleanly(path):
+    # Readers that passed the open check before a close must find the handle gone under the
+    # file's lock (an error), never a freed one; a run under ASan turns the latter into a crash.
+    data = pattern(lambda r, c: r + c, np.uint16, (512, 512))
+    with orvik.create(path) as f:
+        layer = f.create_image("/I").create_layer("L", data.shape, np.uint16, (64, 64))
+        layer.write(data)
+        layer.build_overviews()
+    for close_file in (False, True):
+        f = orvik.open(path)
+        layer = f["/I/L"]
+        started = threading.Barrier(4)
+
+        def reader(level):
+            layer.read((0, 0, 64, 64), level=level)
+            started.wait()
+            reads = 1
+            while True:
+                try:
+                    got = layer.read((0, 0, 64, 64), level=level)
+                except (orvik.Error, ValueError) as e:
+                    return reads, str(e)
+                assert level != 0 or got[5, 7] == 12
+                reads += 1
+
+        with ThreadPoolExecutor(3) as pool:
+            futures = [pool.submit(reader, level) for level in (0, 1, 0)]
+            started.wait()
+            time.sleep(0.02)
+            (f.close if close_file else layer.close)()
+            results = [future.result(timeout=60) for future in futures]
+        for reads, message in results:
+            assert reads > 0 and "closed" in message
+        f.close()
