@@ -222,18 +222,20 @@ Code SizeOfPath(const std::string &path, std::int64_t &size) {
     return 0;
 }
 
+// Neither allocates for ordinary paths: they finish or undo atomic replacements, also after
+// memory has run out.
 Code Remove(const std::string &path) {
-    std::wstring wide;
-    if (!win32::WidePath(path, wide)) return ERROR_INVALID_NAME;
-    return DeleteFileW(wide.c_str()) ? 0 : Last();
+    const win32::StackWidePath wide(path);
+    if (!wide.get()) return ERROR_INVALID_NAME;
+    return DeleteFileW(wide.get()) ? 0 : Last();
 }
 
 Code Rename(const std::string &from, const std::string &to) {
-    std::wstring wideFrom, wideTo;
-    if (!win32::WidePath(from, wideFrom) || !win32::WidePath(to, wideTo)) return ERROR_INVALID_NAME;
+    const win32::StackWidePath wideFrom(from), wideTo(to);
+    if (!wideFrom.get() || !wideTo.get()) return ERROR_INVALID_NAME;
     // No MOVEFILE_COPY_ALLOWED: a move between volumes fails with ERROR_NOT_SAME_DEVICE and
     // the caller copies, as after EXDEV on POSIX.
-    return MoveFileExW(wideFrom.c_str(), wideTo.c_str(),
+    return MoveFileExW(wideFrom.get(), wideTo.get(),
                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
                ? 0
                : Last();

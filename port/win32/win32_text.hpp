@@ -27,6 +27,39 @@ inline bool WidePath(const std::string &path, std::wstring &out) {
     return true;
 }
 
+// WidePath into a buffer of its own, without the heap for paths of ordinary length, so that
+// renaming or removing a temporary file still works when memory has run out. get() is null
+// when the text is not valid UTF-8.
+class StackWidePath {
+  public:
+    explicit StackWidePath(const std::string &path) {
+        int n = 0;
+        if (!path.empty() && path.size() < kFixed) {
+            n = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path.data(),
+                                    static_cast<int>(path.size()), m_fixed, kFixed - 1);
+            if (n <= 0) return; // not UTF-8 (the buffer holds every UTF-16 form that fits)
+        } else if (!path.empty()) {
+            if (WidePath(path, m_long)) m_text = m_long.c_str();
+            return;
+        }
+        m_fixed[n] = L'\0';
+        for (int i = 0; i < n; ++i) {
+            if (m_fixed[i] == L'/') m_fixed[i] = L'\\';
+        }
+        m_text = m_fixed;
+    }
+    StackWidePath(const StackWidePath &) = delete;
+    StackWidePath &operator=(const StackWidePath &) = delete;
+    const wchar_t *get() const { return m_text; }
+
+  private:
+    // UTF-8 never takes fewer code units than UTF-16, so a path shorter than this fits.
+    static constexpr std::size_t kFixed = 1024;
+    wchar_t m_fixed[kFixed];
+    std::wstring m_long;
+    const wchar_t *m_text = nullptr;
+};
+
 // Wide text from the system as UTF-8 with "/" separators (unpaired surrogates, which NTFS
 // names may hold, become U+FFFD).
 inline std::string NarrowPath(const std::wstring &path) {

@@ -6,6 +6,10 @@
 #include <cstdlib>
 #include <new>
 
+#ifdef _WIN32
+#include <malloc.h>
+#endif
+
 #include "core/heap_seam.hpp"
 #include "sweep.hpp"
 
@@ -20,7 +24,13 @@ void *Allocate(std::size_t size, std::size_t alignment) {
         p = std::malloc(size);
     } else {
         size = (size + alignment - 1) / alignment * alignment;
+#ifdef _WIN32
+        // No aligned_alloc there; such blocks need _aligned_free, which the aligned deletes
+        // (the only ones that meet over-aligned blocks) call.
+        p = _aligned_malloc(size, alignment);
+#else
         p = std::aligned_alloc(alignment, size);
+#endif
     }
     if (p) g_live.fetch_add(1, std::memory_order_relaxed);
     return p;
@@ -32,13 +42,23 @@ void *AllocateOrThrow(std::size_t size, std::size_t alignment) {
     return p;
 }
 
-void Release(void *p) noexcept {
+constexpr std::size_t kPlain = alignof(std::max_align_t);
+
+void Release(void *p, std::size_t alignment = kPlain) noexcept {
     if (!p) return;
     g_live.fetch_sub(1, std::memory_order_relaxed);
+#ifdef _WIN32
+    if (alignment > kPlain) {
+        _aligned_free(p);
+        return;
+    }
+#else
+    (void)alignment;
+#endif
     std::free(p);
 }
 
-constexpr std::size_t kPlain = alignof(std::max_align_t);
+std::size_t Of(std::align_val_t a) { return static_cast<std::size_t>(a); }
 } // namespace
 
 namespace sweep {
@@ -69,11 +89,15 @@ void operator delete(void *p) noexcept { Release(p); }
 void operator delete[](void *p) noexcept { Release(p); }
 void operator delete(void *p, std::size_t) noexcept { Release(p); }
 void operator delete[](void *p, std::size_t) noexcept { Release(p); }
-void operator delete(void *p, std::align_val_t) noexcept { Release(p); }
-void operator delete[](void *p, std::align_val_t) noexcept { Release(p); }
-void operator delete(void *p, std::size_t, std::align_val_t) noexcept { Release(p); }
-void operator delete[](void *p, std::size_t, std::align_val_t) noexcept { Release(p); }
+void operator delete(void *p, std::align_val_t a) noexcept { Release(p, Of(a)); }
+void operator delete[](void *p, std::align_val_t a) noexcept { Release(p, Of(a)); }
+void operator delete(void *p, std::size_t, std::align_val_t a) noexcept { Release(p, Of(a)); }
+void operator delete[](void *p, std::size_t, std::align_val_t a) noexcept { Release(p, Of(a)); }
 void operator delete(void *p, const std::nothrow_t &) noexcept { Release(p); }
 void operator delete[](void *p, const std::nothrow_t &) noexcept { Release(p); }
-void operator delete(void *p, std::align_val_t, const std::nothrow_t &) noexcept { Release(p); }
-void operator delete[](void *p, std::align_val_t, const std::nothrow_t &) noexcept { Release(p); }
+void operator delete(void *p, std::align_val_t a, const std::nothrow_t &) noexcept {
+    Release(p, Of(a));
+}
+void operator delete[](void *p, std::align_val_t a, const std::nothrow_t &) noexcept {
+    Release(p, Of(a));
+}
