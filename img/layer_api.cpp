@@ -5,12 +5,14 @@
 #include <orvik/opxm.h>
 
 #include "core/guard.hpp"
+#include "hfa/file.hpp"
 #include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::hfa::ErrSlot;
 
 namespace {
 
@@ -203,9 +205,10 @@ using namespace orvik::img;
 extern "C" {
 
 ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, const wchar_t *name,
-                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_ImageCreate";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file || !name) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or name");
@@ -232,9 +235,10 @@ ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, cons
 
 ORVIK_API Oimg_Layer *oimg_LayerCreate(Ohfa_File *file, const wchar_t *imagePath,
                                        const wchar_t *name, const Oimg_LayerInfo *info,
-                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                       Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCreate";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !imagePath || !name || !info) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file, path, name or record");
@@ -245,9 +249,10 @@ ORVIK_API Oimg_Layer *oimg_LayerCreate(Ohfa_File *file, const wchar_t *imagePath
 }
 
 ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
-                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOpen";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !layerPath) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
@@ -257,10 +262,11 @@ ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
     });
 }
 
-ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
+ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **errIn)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerDelete";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file || !layerPath) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
@@ -286,17 +292,19 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
     });
 }
 
-ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerClose";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     if (!layer) return 0;
     return Guarded<long>(err, kFn, -1,
                          [&]() -> long { return CloseLayer(layer, err, kFn) ? 0 : -1; });
 }
 
-ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerFlush";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");

@@ -14,11 +14,14 @@
 #endif
 
 #include "core/guard.hpp"
+#include "hfa/file.hpp"
+#include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::hfa::ErrSlot;
 
 namespace orvik::img {
 namespace {
@@ -294,9 +297,10 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
          f *= 2, ++levels) {
         info.width = (info.width + 1) / 2;
         info.height = (info.height + 1) / 2;
-        Oimg_Layer *level =
-            CreateLayer(layer->file, layer->path,
-                        (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(), info, err, fn);
+        // A coded layer's levels are kept as the layer is: same codec, predictor, checksum.
+        Oimg_Layer *level = CreateLayer(
+            layer->file, layer->path, (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(),
+            info, err, fn, layer->coded ? &layer->coded->storage : nullptr);
         if (!level) {
             SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot create overview %ld of layer %s",
                      f, layer->path.c_str());
@@ -366,9 +370,11 @@ using namespace orvik::img;
 
 extern "C" {
 
-ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **errIn)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerBuildOverviews";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
@@ -378,9 +384,10 @@ ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **er
     });
 }
 
-ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOverviewCount";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
@@ -405,10 +412,11 @@ ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_Er
     return factor;
 }
 
-ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
-    ORVIK_NOEXCEPT {
+ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor,
+                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOverviewOpen";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!layer || factor < 1 || (factor & (factor - 1)) != 0) {
             SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer or factor %ld",

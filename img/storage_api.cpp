@@ -35,9 +35,10 @@ ORVIK_API Oimg_Layer *oimg_LayerCreateWithStorage(Ohfa_File *file, const wchar_t
 }
 
 ORVIK_API long oimg_LayerStorageGet(const Oimg_Layer *layer, Oimg_LayerStorage *storage,
-                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                    Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerStorageGet";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     if (!layer || !storage) {
         SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer or storage record");
         return -1;

@@ -17,6 +17,7 @@
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::hfa::ErrSlot;
 
 namespace orvik::img {
 namespace {
@@ -260,10 +261,11 @@ using namespace orvik::img;
 extern "C" {
 
 ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
-                                    int32_t columns, Ogda_BaseData *data, Oerr_ErrorReport **err)
+                                    int32_t columns, Ogda_BaseData *data, Oerr_ErrorReport **errIn)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerReadWindow";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         // Reads of a read-only layer may come from several threads at once: one at a time
         // uses the block cache, the others read their blocks from the file.
@@ -284,18 +286,20 @@ ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t colu
 
 ORVIK_API long oimg_LayerWriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
                                      int32_t columns, const Ogda_BaseData *data,
-                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerWriteWindow";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         return WriteWindow(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
     });
 }
 
 ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
-                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+                                        Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerRead";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<Ogda_BaseData *>(err, kFn, nullptr, [&]() -> Ogda_BaseData * {
         if (!layer) {
             SetError(err, kFn, kWindowBadArgument, nullptr, L"Invalid layer");
@@ -318,10 +322,11 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
     });
 }
 
-ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oerr_ErrorReport **err)
-    ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data,
+                               Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerWrite";
-    if (err) *err = nullptr;
+    ErrSlot slot(errIn);
+    Oerr_ErrorReport **err = slot.get();
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kWindowBadArgument, nullptr, L"Invalid layer");
