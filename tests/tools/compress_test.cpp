@@ -59,8 +59,7 @@ class Compress : public tool_test::ToolTest {
                     for (int x = 0; x < got->numcolumns; ++x) {
                         const auto at = [&](const Ogda_BaseData *d) {
                             return reinterpret_cast<const uint16_t *>(
-                                static_cast<const unsigned char *>(d->data) +
-                                y * d->lineBytes)[x];
+                                static_cast<const unsigned char *>(d->data) + y * d->lineBytes)[x];
                         };
                         facts.wrong += at(got) != (want ? at(want) : Expected(band, y, x));
                     }
@@ -82,10 +81,14 @@ TEST_F(Compress, ImportWithEachCodecKeepsPixelsAndRecordsStorage) {
         std::vector<std::string> args;
         int32_t codec, level, predictor;
     } cases[] = {
-        {{"--compress", "zstd:5", "--predictor", "horizontal"}, OIMG_CODEC_ZSTD, 5,
+        {{"--compress", "zstd:5", "--predictor", "horizontal"},
+         OIMG_CODEC_ZSTD,
+         5,
          OIMG_PREDICTOR_DIFFERENCE},
         // The codec's default level is recorded as the level it is.
-        {{"--compress", "deflate", "--predictor", "shuffle"}, OIMG_CODEC_DEFLATE, 6,
+        {{"--compress", "deflate", "--predictor", "shuffle"},
+         OIMG_CODEC_DEFLATE,
+         6,
          OIMG_PREDICTOR_SHUFFLE},
         {{"--compress", "lz4"}, OIMG_CODEC_LZ4, 0, OIMG_PREDICTOR_NONE},
         {{"--compress", "rle"}, OIMG_CODEC_RUN_LENGTH, 0, OIMG_PREDICTOR_NONE},
@@ -119,8 +122,8 @@ TEST_F(Compress, ImportWithEachCodecKeepsPixelsAndRecordsStorage) {
 
 TEST_F(Compress, LsLongShowsCodecAndRatio) {
     MakePpm();
-    ASSERT_EQ(Orvik({"import", Path("in.ppm"), Path("c.hfa"), "--compress", "zstd:3",
-                     "--predictor", "shuffle", "--no-pyramids", "--layer", "z"})
+    ASSERT_EQ(Orvik({"import", Path("in.ppm"), Path("c.hfa"), "--compress", "zstd:3", "--predictor",
+                     "shuffle", "--no-pyramids", "--layer", "z"})
                   .status,
               0);
     const std::string small = MakeSmallFile();
@@ -170,8 +173,9 @@ TEST_F(Compress, RepackRecodesEveryLayerAndKeepsTheRest) {
         << r.out;
     EXPECT_FALSE(std::filesystem::exists(Path("deflated.hfa.recoding")));
     // Same entries, the block caches replaced by storage records and block indexes.
-    std::string expected = std::regex_replace(
-        before, std::regex("(/in/Band_\\d(/Overview_\\d)?)/Blocks\n"), "$1/Storage\n$1/BlockIndex\n");
+    std::string expected =
+        std::regex_replace(before, std::regex("(/in/Band_\\d(/Overview_\\d)?)/Blocks\n"),
+                           "$1/Storage\n$1/BlockIndex\n");
     const std::string after = Orvik({"ls", "-r", Path("deflated.hfa")}).out;
     auto sorted = [](const std::string &text) {
         std::vector<std::string> lines;
@@ -238,8 +242,8 @@ TEST_F(Compress, RefusedOptions) {
     // A predictor needs a codec; a predictor that does not fit the pixel type is the library's
     // report, on one line.
     EXPECT_EQ(Orvik({"import", Path("in.ppm"), Path("n.hfa"), "--predictor", "shuffle"}).status, 2);
-    const auto r = Orvik({"repack", MakeSmallFile(), Path("n.hfa"), "--compress", "zstd",
-                          "--predictor", "shuffle"});
+    const auto r = Orvik(
+        {"repack", MakeSmallFile(), Path("n.hfa"), "--compress", "zstd", "--predictor", "shuffle"});
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
     EXPECT_FALSE(std::filesystem::exists(Path("n.hfa.recoding")));

@@ -75,11 +75,10 @@ void CopyPixels(Oimg_Layer *from, Oimg_Layer *to, const std::string &path) {
 void DropBlockStore(Ohfa_File *file, const std::string &path, bool coded) {
     Report err;
     const std::wstring p = Wide(path);
-    const bool ok = coded ? ohfa_ObjectDelete(file, (p + L"/BlockIndex").c_str(), OHFA_SEEK_PATH,
-                                              err) == 0 &&
-                                ohfa_ObjectDelete(file, (p + L"/Storage").c_str(),
-                                                  OHFA_SEEK_PATH, err) == 0
-                          : ohfa_CacheDelete(file, (p + L"/Blocks").c_str(), err) == 0;
+    const bool ok =
+        coded ? ohfa_ObjectDelete(file, (p + L"/BlockIndex").c_str(), OHFA_SEEK_PATH, err) == 0 &&
+                    ohfa_ObjectDelete(file, (p + L"/Storage").c_str(), OHFA_SEEK_PATH, err) == 0
+              : ohfa_CacheDelete(file, (p + L"/Blocks").c_str(), err) == 0;
     if (!ok) err.ThrowIfSet("Cannot remove the old blocks of " + path);
 }
 
