@@ -5,14 +5,12 @@
 #include <orvik/opxm.h>
 
 #include "core/guard.hpp"
-#include "hfa/file.hpp"
 #include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
-using orvik::hfa::ErrSlot;
 
 namespace {
 
@@ -205,10 +203,9 @@ using namespace orvik::img;
 extern "C" {
 
 ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, const wchar_t *name,
-                                Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_ImageCreate";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file || !name) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or name");
@@ -235,10 +232,9 @@ ORVIK_API long oimg_ImageCreate(Ohfa_File *file, const wchar_t *parentPath, cons
 
 ORVIK_API Oimg_Layer *oimg_LayerCreate(Ohfa_File *file, const wchar_t *imagePath,
                                        const wchar_t *name, const Oimg_LayerInfo *info,
-                                       Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCreate";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !imagePath || !name || !info) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file, path, name or record");
@@ -249,10 +245,9 @@ ORVIK_API Oimg_Layer *oimg_LayerCreate(Ohfa_File *file, const wchar_t *imagePath
 }
 
 ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOpen";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !layerPath) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
@@ -262,11 +257,10 @@ ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
     });
 }
 
-ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **errIn)
+ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerDelete";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file || !layerPath) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
@@ -292,19 +286,17 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
     });
 }
 
-ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerClose(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerClose";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     if (!layer) return 0;
     return Guarded<long>(err, kFn, -1,
                          [&]() -> long { return CloseLayer(layer, err, kFn) ? 0 : -1; });
 }
 
-ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerFlush(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerFlush";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid layer");

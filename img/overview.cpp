@@ -14,14 +14,12 @@
 #endif
 
 #include "core/guard.hpp"
-#include "hfa/file.hpp"
 #include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
-using orvik::hfa::ErrSlot;
 
 namespace orvik::img {
 namespace {
@@ -370,11 +368,9 @@ using namespace orvik::img;
 
 extern "C" {
 
-ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **errIn)
-    ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerBuildOverviews";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
@@ -384,10 +380,9 @@ ORVIK_API long oimg_LayerBuildOverviews(Oimg_Layer *layer, Oerr_ErrorReport **er
     });
 }
 
-ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerOverviewCount(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOverviewCount";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer");
@@ -412,11 +407,10 @@ ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_Er
     return factor;
 }
 
-ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor,
-                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerOverviewOpen";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!layer || factor < 1 || (factor & (factor - 1)) != 0) {
             SetError(err, kFn, kOverviewBadArgument, nullptr, L"Invalid layer or factor %ld",

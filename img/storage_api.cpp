@@ -35,10 +35,9 @@ ORVIK_API Oimg_Layer *oimg_LayerCreateWithStorage(Ohfa_File *file, const wchar_t
 }
 
 ORVIK_API long oimg_LayerStorageGet(const Oimg_Layer *layer, Oimg_LayerStorage *storage,
-                                    Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerStorageGet";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     if (!layer || !storage) {
         SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer or storage record");
         return -1;

@@ -17,7 +17,6 @@
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
-using orvik::hfa::ErrSlot;
 
 namespace orvik::img {
 namespace {
@@ -261,11 +260,10 @@ using namespace orvik::img;
 extern "C" {
 
 ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
-                                    int32_t columns, Ogda_BaseData *data, Oerr_ErrorReport **errIn)
+                                    int32_t columns, Ogda_BaseData *data, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerReadWindow";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         // Reads of a read-only layer may come from several threads at once: one at a time
         // uses the block cache, the others read their blocks from the file.
@@ -286,20 +284,18 @@ ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t colu
 
 ORVIK_API long oimg_LayerWriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
                                      int32_t columns, const Ogda_BaseData *data,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerWriteWindow";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         return WriteWindow(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
     });
 }
 
 ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
-                                        Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                        Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerRead";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ogda_BaseData *>(err, kFn, nullptr, [&]() -> Ogda_BaseData * {
         if (!layer) {
             SetError(err, kFn, kWindowBadArgument, nullptr, L"Invalid layer");
@@ -322,11 +318,10 @@ ORVIK_API Ogda_BaseData *oimg_LayerRead(Oimg_Layer *layer, Ogda_BaseData *data,
     });
 }
 
-ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data,
-                               Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerWrite(Oimg_Layer *layer, const Ogda_BaseData *data, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerWrite";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kWindowBadArgument, nullptr, L"Invalid layer");
