@@ -22,6 +22,8 @@
 namespace orvik::hfa {
 
 inline constexpr const wchar_t *kBlockIndexDesign = L"Ohfa_BlockIndex";
+// The same name as entry records store it.
+inline constexpr const char *kBlockIndexType = "Ohfa_BlockIndex";
 constexpr uint32_t kBlockIndexHeader = 16;
 constexpr uint32_t kSlotBytes = 16;
 

@@ -5,9 +5,9 @@
 // its own allocator, so a copy of a file holds no free space (but a sliver of its first
 // dictionary's block): copying is how a file is compacted. A block cache's node names its
 // index and blocks by position, so its store is carried block by block and the copy's node
-// names the new index; a descriptor column's values block is carried likewise (see
-// linked_blocks.hpp). What cannot be read is skipped and reported after everything else is
-// copied.
+// names the new index; the blocks a block index names (coded raster layers) and a descriptor
+// column's values block (see linked_blocks.hpp) are carried likewise. What cannot be read is
+// skipped and reported after everything else is copied.
 #include <atomic>
 #include <cstring>
 #include <mutex>
@@ -18,6 +18,7 @@
 #include "core/guard.hpp"
 #include "core/utf8.hpp"
 #include "fio/path.hpp"
+#include "hfa/block_index.hpp"
 #include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
@@ -197,6 +198,57 @@ bool CarryStore(Ohfa_File *src, Ohfa_File *dst, const Ohfa_Entry &e,
     return RecordToBytes(kCacheNodeDesign, &to.node, bytes.data(), 16, 0, err, fn);
 }
 
+// When `e` is a block index (its file form in `bytes`): writes every stored block into new
+// space of the target and points the slots in `bytes` at the copies; the caller writes the
+// record after, so nothing on disk names space not yet written. The stored bytes travel as
+// they are, so their checksums still hold. An index that cannot be read is a problem and the
+// entry is copied without data; a block that cannot be read is a problem and its slot is
+// cleared (never written). False only when writing the target fails (reported).
+bool CarryBlockIndex(Ohfa_File *src, Ohfa_File *dst, const Ohfa_Entry &e,
+                     std::vector<unsigned char> &bytes, Problems &problems, Oerr_ErrorReport **err,
+                     const wchar_t *fn) {
+    if (bytes.empty() || std::strncmp(e.type, kBlockIndexType, sizeof e.type) != 0) return true;
+    const std::wstring name = Wide(e.name, sizeof e.name);
+    BlockIndex index;
+    std::wstring problem;
+    Oerr_ErrorReport *readErr = nullptr;
+    if (!LoadBlockIndex(src, e.data, e.dataSize, -1, index, problem, &readErr, fn)) {
+        problems.Add(fn, readErr, L"Cannot read the block index of entry %s: %s", name.c_str(),
+                     problem.empty() ? L"a read failed" : problem.c_str());
+        bytes.clear();
+        return true;
+    }
+    std::vector<unsigned char> block;
+    for (std::size_t b = 0; b < index.slots.size(); ++b) {
+        BlockSlot slot = index.slots[b];
+        if (slot.at != 0) {
+            // The loader checked that the block lies inside the source, which bounds its size.
+            block.resize(slot.size);
+            if (ReadAt(src, slot.at, block.data(), static_cast<long>(slot.size), &readErr, fn)) {
+                const uint32_t at = TakeSpace(dst, slot.size, err, fn);
+                if (at == 0 ||
+                    !WriteAt(dst, at, block.data(), static_cast<long>(slot.size), err, fn)) {
+                    SetError(err, fn, kCopyWriteFailed, *err, L"Cannot write block %ld of entry %s",
+                             static_cast<long>(b), name.c_str());
+                    return false;
+                }
+                slot.at = at;
+            } else {
+                problems.Add(fn, readErr, L"Cannot read block %ld of entry %s",
+                             static_cast<long>(b), name.c_str());
+                slot = BlockSlot{};
+            }
+        }
+        unsigned char *p = bytes.data() + kBlockIndexHeader + b * kSlotBytes;
+        const uint32_t words[4] = {slot.at, slot.size, static_cast<uint32_t>(slot.sum),
+                                   static_cast<uint32_t>(slot.sum >> 32)};
+        for (int w = 0; w < 4; ++w)
+            for (int i = 0; i < 4; ++i)
+                p[w * 4 + i] = static_cast<unsigned char>(words[w] >> (8 * i));
+    }
+    return true;
+}
+
 // When the entry's data names a block of its own (linked_blocks.hpp): copies that block into
 // new space of the target and points `bytes` at it. The caller writes the record after, so
 // nothing on disk names space not yet written. A block that cannot be read is a problem and
@@ -292,6 +344,7 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
         }
         ReadData(src, n.record, bytes, problems, fn);
         if (!CarryStore(src, dst, n.record, bytes, problems, err, fn) ||
+            !CarryBlockIndex(src, dst, n.record, bytes, problems, err, fn) ||
             !CarryLinkedBlock(src, dst, n.record, bytes, problems, err, fn))
             return -1;
         const std::wstring name = Wide(n.record.name, sizeof n.record.name);

@@ -14,6 +14,7 @@
 #endif
 
 #include "core/guard.hpp"
+#include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
@@ -294,9 +295,10 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
          f *= 2, ++levels) {
         info.width = (info.width + 1) / 2;
         info.height = (info.height + 1) / 2;
-        Oimg_Layer *level =
-            CreateLayer(layer->file, layer->path,
-                        (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(), info, err, fn);
+        // A coded layer's levels are kept as the layer is: same codec, predictor, checksum.
+        Oimg_Layer *level = CreateLayer(
+            layer->file, layer->path, (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(),
+            info, err, fn, layer->coded ? &layer->coded->storage : nullptr);
         if (!level) {
             SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot create overview %ld of layer %s",
                      f, layer->path.c_str());

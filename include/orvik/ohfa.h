@@ -486,7 +486,8 @@ ORVIK_API void ohfa_CacheStatsGet(const Ohfa_Cache *cache, Ohfa_CacheStats *stat
 /* ---- Copies ----------------------------------------------------------------------------
  * A copy reads every entry it can reach, then writes them into the target in the same order,
  * data blocks byte for byte (a block cache's stored blocks and index are written anew and
- * its node names the new index), each entry keeping its modTime; the designs of the copied
+ * its node names the new index; the blocks a block index names are written anew and its
+ * slots name the copies), each entry keeping its modTime; the designs of the copied
  * data join the target's dictionary. A new file written by ohfa_FileCopy holds no free space but
  * what is left of the block of its first dictionary (less than one entry), so copying
  * compacts a file. Damaged parts of the source (unreadable entries, data or block stores,

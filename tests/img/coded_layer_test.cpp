@@ -2,6 +2,7 @@
 // edges, rewrites that grow and shrink blocks, damage found on read and by both checks, the
 // storage record, and worker threads giving the same file as none.
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -262,6 +263,160 @@ TEST_F(CodedLayer, TwoWorkerThreadsWriteTheFileOneWrites) {
     EXPECT_EQ(index[0].size(), 16u + 64 * 16);
     EXPECT_EQ(index[0], index[1]);
     EXPECT_EQ(size[0], size[1]);
+}
+
+} // namespace
+
+namespace {
+
+// The overviews of a coded layer carry its storage and hold the same pixels as those of a
+// plain layer with the same data.
+TEST_F(CodedLayer, OverviewsKeepTheLayersStorage) {
+    Report err;
+    Ohfa_File *f = NewFile("overviews.hfa");
+    Oimg_LayerInfo info = Info(100, 70, OGDA_U16, 16, 16);
+    const Oimg_LayerStorage s = Storage(OIMG_CODEC_ZSTD, OIMG_PREDICTOR_SHUFFLE, 7);
+    Oimg_Layer *coded = oimg_LayerCreateWithStorage(f, L"/Image", L"L", &info, &s, &err);
+    Oimg_Layer *plain = oimg_LayerCreate(f, L"/Image", L"P", &info, &err);
+    ASSERT_NE(coded, nullptr) << Text(err);
+    ASSERT_NE(plain, nullptr) << Text(err);
+    Data d = Raster(70, 100, OGDA_U16);
+    Fill(d.get(), 0, 0);
+    ASSERT_EQ(oimg_LayerWrite(coded, d.get(), &err), 0) << Text(err);
+    ASSERT_EQ(oimg_LayerWrite(plain, d.get(), &err), 0) << Text(err);
+    ASSERT_EQ(oimg_LayerBuildOverviews(coded, &err), 3) << Text(err);
+    ASSERT_EQ(oimg_LayerBuildOverviews(plain, &err), 3) << Text(err);
+    for (long factor : {2L, 4L, 8L}) {
+        Oimg_Layer *a = oimg_LayerOverviewOpen(coded, factor, &err);
+        Oimg_Layer *b = oimg_LayerOverviewOpen(plain, factor, &err);
+        ASSERT_NE(a, nullptr) << Text(err);
+        ASSERT_NE(b, nullptr) << Text(err);
+        Oimg_LayerStorage got{};
+        EXPECT_EQ(oimg_LayerStorageGet(a, &got, &err), 1) << factor;
+        EXPECT_EQ(got.codec, s.codec);
+        EXPECT_EQ(got.level, 7);
+        EXPECT_EQ(got.predictor, s.predictor);
+        EXPECT_EQ(got.checksum, OIMG_CHECKSUM_XXH3);
+        EXPECT_EQ(oimg_LayerStorageGet(b, &got, &err), 0) << factor;
+        Ogda_BaseData *x = oimg_LayerRead(a, nullptr, &err);
+        Ogda_BaseData *y = oimg_LayerRead(b, nullptr, &err);
+        ASSERT_NE(x, nullptr);
+        ASSERT_NE(y, nullptr);
+        EXPECT_EQ(
+            std::memcmp(x->data, y->data, static_cast<std::size_t>(y->numrows) * y->lineBytes), 0)
+            << factor;
+        ogda_BaseDataDelete(x, nullptr);
+        ogda_BaseDataDelete(y, nullptr);
+        oimg_LayerClose(a, nullptr);
+        oimg_LayerClose(b, nullptr);
+    }
+    ASSERT_EQ(oimg_LayerClose(coded, &err), 0);
+    ASSERT_EQ(oimg_LayerClose(plain, &err), 0);
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+    std::vector<std::wstring> lines;
+    EXPECT_EQ(hfa_test::CheckLines(Name("overviews.hfa"), lines), 0);
+    EXPECT_TRUE(lines.empty());
+}
+
+} // namespace
+
+namespace {
+
+// Whole-file and subtree copies carry the blocks a block index names: the copy reads back
+// the same pixels, every checksum holds, and the copy checks sound with nothing leaked.
+TEST_F(CodedLayer, CopiesCarryTheCodedBlocks) {
+    Report err;
+    Ohfa_File *f = NewFile("source.hfa");
+    Oimg_LayerInfo info = Info(90, 60, OGDA_S32, 16, 16);
+    const Oimg_LayerStorage s = Storage(OIMG_CODEC_DEFLATE, OIMG_PREDICTOR_DIFFERENCE);
+    Oimg_Layer *layer = oimg_LayerCreateWithStorage(f, L"/Image", L"L", &info, &s, &err);
+    ASSERT_NE(layer, nullptr) << Text(err);
+    Data d = Raster(40, 90, OGDA_S32);
+    Fill(d.get(), 0, 0);
+    // Part of the layer only: blocks never written stay unwritten in the copies.
+    ASSERT_EQ(oimg_LayerWriteWindow(layer, 0, 0, 40, 90, d.get(), &err), 0) << Text(err);
+    ASSERT_EQ(oimg_LayerBuildOverviews(layer, &err), 3) << Text(err);
+    ASSERT_EQ(oimg_LayerClose(layer, &err), 0);
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+
+    ASSERT_GT(ohfa_FileCopy(Name("source.hfa").c_str(), Name("whole.hfa").c_str(), &err), 0)
+        << Text(err);
+    Ohfa_File *src = ohfa_FileOpen(Name("source.hfa").c_str(), L"r", 0, &err);
+    Ohfa_File *dst = ohfa_FileCreate(Name("subtree.hfa").c_str(), 0, &err);
+    ASSERT_GT(ohfa_ObjectCopy(src, L"/Image", dst, L"/", &err), 0) << Text(err);
+    ASSERT_EQ(ohfa_FileClose(dst, &err), 0);
+    Oimg_Layer *original = oimg_LayerOpen(src, L"/Image/L", &err);
+    ASSERT_NE(original, nullptr);
+    int64_t sourceStored = 0;
+    ASSERT_EQ(oimg_LayerStoredBytes(original, &sourceStored, nullptr, &err), 0);
+    for (const char *leaf : {"whole.hfa", "subtree.hfa"}) {
+        SCOPED_TRACE(leaf);
+        std::vector<std::wstring> lines;
+        EXPECT_EQ(hfa_test::CheckLines(Name(leaf), lines), 0);
+        EXPECT_TRUE(lines.empty()) << std::string(lines[0].begin(), lines[0].end());
+        Ohfa_File *c = ohfa_FileOpen(Name(leaf).c_str(), L"r", 0, &err);
+        for (long factor : {1L, 2L, 8L}) {
+            Oimg_Layer *a = oimg_LayerOverviewOpen(original, factor, &err);
+            Oimg_Layer *copy = oimg_LayerOpen(c, L"/Image/L", &err);
+            ASSERT_NE(copy, nullptr) << Text(err);
+            Oimg_Layer *b = oimg_LayerOverviewOpen(copy, factor, &err);
+            ASSERT_NE(b, nullptr) << Text(err);
+            EXPECT_EQ(oimg_LayerCheck(b, &err), 0) << Text(err);
+            Ogda_BaseData *x = oimg_LayerRead(a, nullptr, &err);
+            Ogda_BaseData *y = oimg_LayerRead(b, nullptr, &err);
+            ASSERT_NE(y, nullptr) << Text(err);
+            EXPECT_EQ(
+                std::memcmp(x->data, y->data, static_cast<std::size_t>(x->numrows) * x->lineBytes),
+                0)
+                << factor;
+            if (factor == 1) {
+                int64_t stored = 0;
+                EXPECT_EQ(oimg_LayerStoredBytes(b, &stored, nullptr, &err), 0);
+                EXPECT_EQ(stored, sourceStored);
+            }
+            ogda_BaseDataDelete(x, nullptr);
+            ogda_BaseDataDelete(y, nullptr);
+            oimg_LayerClose(a, nullptr);
+            oimg_LayerClose(b, nullptr);
+            oimg_LayerClose(copy, nullptr);
+        }
+        ohfa_FileClose(c, nullptr);
+    }
+    oimg_LayerClose(original, nullptr);
+    ohfa_FileClose(src, nullptr);
+}
+
+} // namespace
+
+namespace {
+
+// A block index naming space outside the file refuses the layer, also for callers that pass
+// no report pointer (every exported layer function takes a null one).
+TEST_F(CodedLayer, DamagedIndexIsRefusedWithoutAReportPointer) {
+    Report err;
+    Ohfa_File *f = NewFile("index.hfa");
+    Oimg_LayerInfo info = Info(40, 40, OGDA_U8, 16, 16);
+    const Oimg_LayerStorage s = Storage(OIMG_CODEC_LZ4);
+    Oimg_Layer *layer = oimg_LayerCreateWithStorage(f, L"/Image", L"L", &info, &s, &err);
+    Data d = Raster(40, 40, OGDA_U8);
+    Fill(d.get(), 0, 0);
+    ASSERT_EQ(oimg_LayerWrite(layer, d.get(), &err), 0) << Text(err);
+    ASSERT_EQ(oimg_LayerClose(layer, &err), 0);
+    Ohfa_Entry e{};
+    ASSERT_EQ(ohfa_EntryPeek(f, OHFA_SEEK_PATH, L"/Image/L/BlockIndex", &e, &err), 1);
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0);
+    {
+        std::fstream io(Path("index.hfa"), std::ios::in | std::ios::out | std::ios::binary);
+        io.seekp(e.data + 16); // slot 0: its position word
+        const char far[4] = {0, 0, 0, 0x40};
+        io.write(far, 4);
+    }
+    f = ohfa_FileOpen(Name("index.hfa").c_str(), L"r", 0, &err);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(oimg_LayerOpen(f, L"/Image/L", nullptr), nullptr);
+    EXPECT_EQ(oimg_LayerOpen(f, L"/Image/L", &err), nullptr);
+    EXPECT_NE(Text(err).find("Layer /Image/L refused"), std::string::npos) << Text(err);
+    ohfa_FileClose(f, nullptr);
 }
 
 } // namespace

@@ -16,7 +16,8 @@ TEST_F(Listing, LsShortLongRecursive) {
     EXPECT_EQ(r.out, "Image/\nNotes\n");
     r = Orvik({"ls", "-l", file, "/Image"});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(MaskTimes(r.out), "Oimg_Layer                   40  TIME  Band_1/\n");
+    EXPECT_EQ(MaskTimes(r.out),
+              "Oimg_Layer                   40  TIME  Band_1/  (none, ratio 1.00)\n");
     r = Orvik({"ls", "-r", file});
     EXPECT_EQ(r.out, "/Image\n/Image/Band_1\n/Image/Band_1/Blocks\n/Image/Band_1/Statistics\n"
                      "/Notes\n");

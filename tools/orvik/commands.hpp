@@ -3,11 +3,14 @@
 
 #include <string>
 
+#include "storage_option.hpp"
+
 namespace orvik_tool {
 
 struct ImportOptions {
     std::string image, file, layer, imageName;
     bool noPyramids = false, noStats = false;
+    StorageOption storage;
 };
 
 void RunImport(const ImportOptions &options);

@@ -1,5 +1,7 @@
 #include "common.hpp"
 
+#include "storage_option.hpp"
+
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -86,6 +88,7 @@ HfaFile::HfaFile(const std::string &path, bool update) : m_path(path) {
         err.ThrowIfSet("Cannot open " + path);
         throw Failure("Cannot open " + path);
     }
+    UseAllCores(m_file);
 }
 
 HfaFile HfaFile::Create(const std::string &path) {
@@ -98,6 +101,7 @@ HfaFile HfaFile::Create(const std::string &path) {
         err.ThrowIfSet("Cannot create " + path);
         throw Failure("Cannot create " + path);
     }
+    UseAllCores(f.m_file);
     return f;
 }
 

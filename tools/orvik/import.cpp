@@ -27,6 +27,8 @@ ImageData ReadImage(const std::string &path) {
 }
 
 void Run(const ImportOptions &o) {
+    // Checked before the image is read, so a misspelt codec costs nothing.
+    const Oimg_LayerStorage storage = o.storage.Given() ? o.storage.Storage() : Oimg_LayerStorage{};
     const ImageData image = ReadImage(o.image);
     std::error_code ec;
     HfaFile file =
@@ -51,8 +53,9 @@ void Run(const ImportOptions &o) {
         info.height = image.height;
         info.pixelType = type;
         info.layerKind = OIMG_CONTINUOUS;
-        Oimg_Layer *layer = oimg_LayerCreate(file.get(), Wide("/" + name).c_str(),
-                                             Wide(layerName).c_str(), &info, err);
+        Oimg_Layer *layer = oimg_LayerCreateWithStorage(
+            file.get(), Wide("/" + name).c_str(), Wide(layerName).c_str(), &info,
+            o.storage.Given() ? &storage : nullptr, err);
         if (!layer) err.ThrowIfSet("Cannot create layer " + layerName);
         long built = 0;
         if (oimg_LayerWrite(layer, image.bands[i].get(), err) != 0 ||
@@ -89,6 +92,7 @@ void AddImport(CLI::App &app) {
     cmd->add_option("--image", o->imageName, "Image name (default: the image file's name)");
     cmd->add_flag("--no-pyramids", o->noPyramids, "Do not build reduced-resolution levels");
     cmd->add_flag("--no-stats", o->noStats, "Do not compute statistics and histograms");
+    o->storage.AddTo(cmd);
     cmd->callback([o] { Run(*o); });
 }
 

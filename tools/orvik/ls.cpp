@@ -2,19 +2,51 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include <orvik/oimg.h>
 #include <orvik/omsc.h>
 
 #include "commands.hpp"
 #include "common.hpp"
+#include "image_nodes.hpp"
+#include "storage_option.hpp"
 
 namespace orvik_tool {
 namespace {
+
+// How a layer keeps its blocks: codec and predictor, and the bytes its written blocks take
+// against what they hold (the ratio: raw / stored, 0 when nothing is written).
+struct Coding {
+    Oimg_LayerStorage storage{};
+    int64_t stored = 0, raw = 0;
+    double Ratio() const { return stored > 0 ? static_cast<double>(raw) / stored : 0.0; }
+};
 
 struct Row {
     std::string path;
     std::string name;
     Ohfa_Entry entry;
+    bool layer = false;
+    Coding coding;
 };
+
+Coding CodingOf(Ohfa_File *file, const std::string &path) {
+    Report err;
+    Oimg_Layer *layer = oimg_LayerOpen(file, Wide(path).c_str(), err);
+    if (!layer) err.ThrowIfSet("Cannot open layer " + path);
+    Coding c;
+    const bool ok = oimg_LayerStorageGet(layer, &c.storage, err) >= 0 &&
+                    oimg_LayerStoredBytes(layer, &c.stored, &c.raw, err) == 0;
+    oimg_LayerClose(layer, nullptr);
+    if (!ok) err.ThrowIfSet("Cannot read the storage of layer " + path);
+    return c;
+}
+
+std::string RatioText(const Coding &c) {
+    if (c.stored == 0) return "-";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f", c.Ratio());
+    return text;
+}
 
 int Depth(const std::string &path) {
     int depth = 0;
@@ -22,7 +54,8 @@ int Depth(const std::string &path) {
     return path == "/" ? 0 : depth;
 }
 
-std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursive) {
+std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursive,
+                         bool withCoding) {
     SeekNode(file, node);
     Report err;
     ostr_StringList *list = ohfa_ObjectList(file, Wide(node).c_str(), err);
@@ -34,7 +67,9 @@ std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursiv
     std::vector<Row> rows;
     for (const std::string &p : paths) {
         if (!recursive && Depth(p) != base + 1) continue;
-        Row row{p, p.substr(p.rfind('/') + 1), SeekNode(file, p)};
+        Row row{p, p.substr(p.rfind('/') + 1), SeekNode(file, p), false, {}};
+        row.layer = FixedText(row.entry.type, sizeof row.entry.type) == kLayerType;
+        if (row.layer && withCoding) row.coding = CodingOf(file, p);
         rows.push_back(std::move(row));
     }
     return rows;
@@ -43,22 +78,40 @@ std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursiv
 void Run(const std::string &path, const std::string &node, bool recursive, bool longForm,
          bool json) {
     HfaFile file(path, false);
-    const std::vector<Row> rows = Collect(file.get(), node, recursive);
+    const std::vector<Row> rows = Collect(file.get(), node, recursive, json || longForm);
     if (json) {
         nlohmann::json out = nlohmann::json::array();
-        for (const Row &r : rows)
-            out.push_back({{"path", r.path},
-                           {"name", r.name},
-                           {"type", FixedText(r.entry.type, sizeof r.entry.type)},
-                           {"size", r.entry.dataSize},
-                           {"modified", TimeText(r.entry.modTime)},
-                           {"children", r.entry.child != 0}});
+        for (const Row &r : rows) {
+            nlohmann::json row = {{"path", r.path},
+                                  {"name", r.name},
+                                  {"type", FixedText(r.entry.type, sizeof r.entry.type)},
+                                  {"size", r.entry.dataSize},
+                                  {"modified", TimeText(r.entry.modTime)},
+                                  {"children", r.entry.child != 0}};
+            if (r.layer) {
+                const Coding &c = r.coding;
+                row["codec"] = CodecName(c.storage.codec);
+                row["level"] = c.storage.level;
+                row["predictor"] = PredictorName(c.storage.predictor);
+                row["checksum"] = c.storage.checksum != OIMG_CHECKSUM_NONE;
+                row["rawBytes"] = c.raw;
+                row["storedBytes"] = c.stored;
+                row["ratio"] = c.stored > 0 ? nlohmann::json(c.Ratio()) : nlohmann::json();
+            }
+            out.push_back(std::move(row));
+        }
         std::printf("%s\n", out.dump(2).c_str());
         return;
     }
     for (const Row &r : rows) {
         const std::string shown = recursive ? r.path : r.name + (r.entry.child ? "/" : "");
-        if (longForm)
+        if (longForm && r.layer)
+            std::printf("%-20s %10ld  %s  %s  (%s, ratio %s)\n",
+                        FixedText(r.entry.type, sizeof r.entry.type).c_str(),
+                        static_cast<long>(r.entry.dataSize), TimeText(r.entry.modTime).c_str(),
+                        shown.c_str(), StorageText(r.coding.storage).c_str(),
+                        RatioText(r.coding).c_str());
+        else if (longForm)
             std::printf("%-20s %10ld  %s  %s\n",
                         FixedText(r.entry.type, sizeof r.entry.type).c_str(),
                         static_cast<long>(r.entry.dataSize), TimeText(r.entry.modTime).c_str(),
