@@ -52,6 +52,10 @@ class CodecContext {
 // grows a block.
 void EncodeBlock(CodecContext &context, const Oimg_LayerStorage &storage, const BlockShape &shape,
                  const unsigned char *block, std::vector<unsigned char> &out);
+// The same into `out` with room for shape.blockBytes; returns the stored size.
+std::size_t EncodeBlockInto(CodecContext &context, const Oimg_LayerStorage &storage,
+                            const BlockShape &shape, const unsigned char *block,
+                            unsigned char *out);
 
 enum class DecodeStatus {
     kOk,
@@ -75,6 +79,10 @@ void Predict(int32_t predictor, const BlockShape &shape, unsigned char *block,
              std::vector<unsigned char> &scratch);
 void Unpredict(int32_t predictor, const BlockShape &shape, unsigned char *block,
                std::vector<unsigned char> &scratch);
+// Out of place, into a distinct block: the coders' path, which saves a copy per block.
+void PredictInto(int32_t predictor, const BlockShape &shape, const unsigned char *in,
+                 unsigned char *out);
+void UnshuffleInto(const BlockShape &shape, const unsigned char *in, unsigned char *out);
 
 // Run-length coding of bytes; RunLengthDecode returns the decoded size, or -1 when the
 // input is malformed or would exceed `capacity`.

@@ -161,29 +161,35 @@ bool SettleStorage(Oimg_LayerStorage &s, int32_t pixelType, std::wstring &proble
     return problem.empty();
 }
 
-void EncodeBlock(CodecContext &context, const Oimg_LayerStorage &storage, const BlockShape &shape,
-                 const unsigned char *block, std::vector<unsigned char> &out) {
+std::size_t EncodeBlockInto(CodecContext &context, const Oimg_LayerStorage &storage,
+                            const BlockShape &shape, const unsigned char *block,
+                            unsigned char *out) {
     CodecContext::Impl &c = context.impl();
     const std::size_t bytes = static_cast<std::size_t>(shape.blockBytes);
-    out.resize(bytes);
     if (storage.codec == OIMG_CODEC_NONE || bytes < 2) {
-        std::memcpy(out.data(), block, bytes);
-        return;
+        std::memcpy(out, block, bytes);
+        return bytes;
     }
     const unsigned char *in = block;
     if (storage.predictor != OIMG_PREDICTOR_NONE) {
-        c.predicted.assign(block, block + bytes);
-        Predict(storage.predictor, shape, c.predicted.data(), c.scratch);
+        c.predicted.resize(bytes);
+        PredictInto(storage.predictor, shape, block, c.predicted.data());
         in = c.predicted.data();
     }
     // At most one byte less than the block: a stored size equal to the block size means
     // "stored as it is".
-    const std::size_t n = Compress(c, storage, in, bytes, out.data(), bytes - 1);
+    const std::size_t n = Compress(c, storage, in, bytes, out, bytes - 1);
     if (n == 0) {
-        std::memcpy(out.data(), block, bytes);
-        return;
+        std::memcpy(out, block, bytes);
+        return bytes;
     }
-    out.resize(n);
+    return n;
+}
+
+void EncodeBlock(CodecContext &context, const Oimg_LayerStorage &storage, const BlockShape &shape,
+                 const unsigned char *block, std::vector<unsigned char> &out) {
+    out.resize(static_cast<std::size_t>(shape.blockBytes));
+    out.resize(EncodeBlockInto(context, storage, shape, block, out.data()));
 }
 
 DecodeStatus DecodeBlock(CodecContext &context, const Oimg_LayerStorage &storage,
@@ -200,10 +206,17 @@ DecodeStatus DecodeBlock(CodecContext &context, const Oimg_LayerStorage &storage
         storage.predictor < OIMG_PREDICTOR_NONE || storage.predictor > OIMG_PREDICTOR_SHUFFLE)
         return DecodeStatus::kUnknownCodec;
     CodecContext::Impl &c = context.impl();
-    const int64_t made = Decompress(c, storage.codec, stored, storedBytes, block, bytes);
+    // A shuffled block is decoded beside the target and unshuffled into it.
+    const bool shuffled = storage.predictor == OIMG_PREDICTOR_SHUFFLE;
+    if (shuffled) c.predicted.resize(bytes);
+    unsigned char *to = shuffled ? c.predicted.data() : block;
+    const int64_t made = Decompress(c, storage.codec, stored, storedBytes, to, bytes);
     if (made < 0) return DecodeStatus::kDamaged;
     if (made != static_cast<int64_t>(bytes)) return DecodeStatus::kWrongSize;
-    Unpredict(storage.predictor, shape, block, c.scratch);
+    if (shuffled)
+        UnshuffleInto(shape, to, block);
+    else
+        Unpredict(storage.predictor, shape, block, c.scratch);
     return DecodeStatus::kOk;
 }
 
