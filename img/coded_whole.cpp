@@ -59,7 +59,8 @@ bool ReadCodedWhole(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
         // A run of blocks whose stored bytes fit the staging size (at least one block).
         std::size_t end = first, total = 0;
         offsets.clear();
-        while (end < blocks.size() && (end == first || total + slot(blocks[end]).size <= kStageBytes)) {
+        while (end < blocks.size() &&
+               (end == first || total + slot(blocks[end]).size <= kStageBytes)) {
             offsets.push_back(total);
             total += slot(blocks[end++]).size;
         }

@@ -14,6 +14,7 @@
 #endif
 
 #include "core/guard.hpp"
+#include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 
@@ -294,9 +295,10 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
          f *= 2, ++levels) {
         info.width = (info.width + 1) / 2;
         info.height = (info.height + 1) / 2;
-        Oimg_Layer *level =
-            CreateLayer(layer->file, layer->path,
-                        (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(), info, err, fn);
+        // A coded layer's levels are coded alike: they are as large a part of the file.
+        Oimg_Layer *level = CreateLayer(
+            layer->file, layer->path, (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(),
+            info, err, fn, layer->coded ? &layer->coded->storage : nullptr);
         if (!level) {
             SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot create overview %ld of layer %s",
                      f, layer->path.c_str());
@@ -350,7 +352,7 @@ bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *f
     const long count = CountLevels(layer, err);
     for (long k = 0, f = 2; k < count; ++k, f *= 2) {
         const std::wstring path = LevelPath(layer, f);
-        if (ohfa_CacheDelete(layer->file, (path + L"/" + kBlocksName).c_str(), err) != 0 ||
+        if (!DeleteStore(layer->file, path, err, fn) ||
             ohfa_ObjectDelete(layer->file, path.c_str(), OHFA_SEEK_PATH, err) != 0) {
             SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot delete overview %s",
                      path.c_str());
