@@ -11,6 +11,8 @@
 
 #include <orvik/oimg.h>
 
+#include "port/file_system.hpp"
+
 namespace orvik::img {
 
 // What the predictors need to know of a block: the width of one scalar in the file (a
@@ -71,8 +73,11 @@ DecodeStatus DecodeBlock(CodecContext &context, const Oimg_LayerStorage &storage
                          std::size_t storedBytes, unsigned char *block);
 const wchar_t *DecodeProblem(DecodeStatus status);
 
-// The checksum of stored bytes of a block (0 for OIMG_CHECKSUM_NONE).
+// The checksum of stored bytes of a block (0 for OIMG_CHECKSUM_NONE): the sum the block index
+// keeps, computed with the widest vector unit the processor has.
 uint64_t BlockChecksum(int32_t kind, const unsigned char *bytes, std::size_t count);
+// Copies the bytes at `from` into `rows`, one row after another.
+void CopyRows(const unsigned char *from, const port::fs::Piece *rows, std::size_t count);
 
 // Predictors, in place over one block: Predict before encoding, Unpredict after decoding.
 void Predict(int32_t predictor, const BlockShape &shape, unsigned char *block,

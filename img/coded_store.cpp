@@ -44,7 +44,7 @@ bool ReadStored(Oimg_Layer &layer, int32_t block, std::vector<unsigned char> &st
         return false;
     }
     if (s.index.checksum != OIMG_CHECKSUM_NONE &&
-        hfa::StoredChecksum(s.index.checksum, stored.data(), stored.size()) != slot.sum) {
+        BlockChecksum(s.index.checksum, stored.data(), stored.size()) != slot.sum) {
         SetError(err, fn, kWindowBlockDamaged, nullptr,
                  L"Block %ld of layer %s is damaged: its checksum does not match",
                  static_cast<long>(block), layer.path.c_str());
@@ -203,7 +203,7 @@ bool EncodeAndStore(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
             const std::size_t size = EncodeBlockInto(*s.contexts[worker], s.storage, s.shape,
                                                      source(first + k, worker), out);
             pieces[k] = {out, size};
-            sums[k] = hfa::StoredChecksum(s.index.checksum, out, size);
+            sums[k] = BlockChecksum(s.index.checksum, out, size);
         });
         if (!StoreEncoded(layer, blocks.data() + first, pieces.data(), sums.data(), n, err, fn))
             return false;

@@ -86,25 +86,20 @@ bool ReadCodedWhole(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
             const int32_t b = blocks[first + k];
             const unsigned char *stored = stage.data() + offsets[k];
             const std::size_t size = slot(b).size;
+            const port::fs::Piece *out = rows.data() + (first + k) * per;
+            // Summed while the read has left the bytes in the nearest caches, and before any
+            // of them reach the caller.
             if (s.index.checksum != OIMG_CHECKSUM_NONE &&
-                hfa::StoredChecksum(s.index.checksum, stored, size) != slot(b).sum) {
+                BlockChecksum(s.index.checksum, stored, size) != slot(b).sum) {
                 outcomes[k].sumWrong = true;
                 return;
             }
-            const unsigned char *from = stored;
-            if (size != bytes) {
-                std::vector<unsigned char> &to = decoded[worker];
-                to.resize(bytes);
-                CodecContext &context = shared ? ownContext : *s.contexts[worker];
-                outcomes[k].status =
-                    DecodeBlock(context, s.storage, s.shape, stored, size, to.data());
-                if (outcomes[k].status != DecodeStatus::kOk) return;
-                from = to.data();
-            }
-            for (std::size_t y = (first + k) * per; y < (first + k + 1) * per; ++y) {
-                std::memcpy(rows[y].bytes, from, rows[y].count);
-                from += rows[y].count;
-            }
+            if (size == bytes) return CopyRows(stored, out, per); // stored as it is
+            std::vector<unsigned char> &to = decoded[worker];
+            to.resize(bytes);
+            CodecContext &context = shared ? ownContext : *s.contexts[worker];
+            outcomes[k].status = DecodeBlock(context, s.storage, s.shape, stored, size, to.data());
+            if (outcomes[k].status == DecodeStatus::kOk) CopyRows(to.data(), out, per);
         });
         for (std::size_t k = 0; k < outcomes.size(); ++k)
             if (outcomes[k].sumWrong || outcomes[k].status != DecodeStatus::kOk)
