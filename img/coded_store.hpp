@@ -6,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <list>
 #include <memory>
@@ -90,6 +91,8 @@ int32_t WorkerThreads(const Ohfa_File *file);
 int32_t Workers(Oimg_Layer &layer);
 
 // Runs job(i, worker) for i in [0, count) on `threads` threads (the caller's among them).
+// Each takes the next index as it becomes free, so a thread the system holds back (other
+// processes on the cores) delays only the block it has, not a fixed share of them.
 template <class Job> void Parallel(std::size_t count, int32_t threads, Job &&job) {
     const std::size_t n =
         std::min<std::size_t>(static_cast<std::size_t>(std::max(1, threads)), count);
@@ -97,12 +100,14 @@ template <class Job> void Parallel(std::size_t count, int32_t threads, Job &&job
         for (std::size_t i = 0; i < count; ++i) job(i, 0);
         return;
     }
+    std::atomic<std::size_t> next{0};
+    const auto work = [&](std::size_t worker) {
+        for (std::size_t i; (i = next.fetch_add(1, std::memory_order_relaxed)) < count;)
+            job(i, worker);
+    };
     std::vector<std::thread> workers;
-    for (std::size_t w = 1; w < n; ++w)
-        workers.emplace_back([&, w] {
-            for (std::size_t i = w; i < count; i += n) job(i, w);
-        });
-    for (std::size_t i = 0; i < count; i += n) job(i, 0);
+    for (std::size_t w = 1; w < n; ++w) workers.emplace_back(work, w);
+    work(0);
     for (auto &t : workers) t.join();
 }
 
