@@ -11,6 +11,8 @@
 
 #include <orvik/oimg.h>
 
+#include "port/file_system.hpp"
+
 namespace orvik::img {
 
 // What the predictors need to know of a block: the width of one scalar in the file (a
@@ -52,6 +54,10 @@ class CodecContext {
 // grows a block.
 void EncodeBlock(CodecContext &context, const Oimg_LayerStorage &storage, const BlockShape &shape,
                  const unsigned char *block, std::vector<unsigned char> &out);
+// The same into `out` with room for shape.blockBytes; returns the stored size.
+std::size_t EncodeBlockInto(CodecContext &context, const Oimg_LayerStorage &storage,
+                            const BlockShape &shape, const unsigned char *block,
+                            unsigned char *out);
 
 enum class DecodeStatus {
     kOk,
@@ -67,14 +73,21 @@ DecodeStatus DecodeBlock(CodecContext &context, const Oimg_LayerStorage &storage
                          std::size_t storedBytes, unsigned char *block);
 const wchar_t *DecodeProblem(DecodeStatus status);
 
-// The checksum of stored bytes of a block (0 for OIMG_CHECKSUM_NONE).
+// The checksum of stored bytes of a block (0 for OIMG_CHECKSUM_NONE): the sum the block index
+// keeps, computed with the widest vector unit the processor has.
 uint64_t BlockChecksum(int32_t kind, const unsigned char *bytes, std::size_t count);
+// Copies the bytes at `from` into `rows`, one row after another.
+void CopyRows(const unsigned char *from, const port::fs::Piece *rows, std::size_t count);
 
 // Predictors, in place over one block: Predict before encoding, Unpredict after decoding.
 void Predict(int32_t predictor, const BlockShape &shape, unsigned char *block,
              std::vector<unsigned char> &scratch);
 void Unpredict(int32_t predictor, const BlockShape &shape, unsigned char *block,
                std::vector<unsigned char> &scratch);
+// Out of place, into a distinct block: the coders' path, which saves a copy per block.
+void PredictInto(int32_t predictor, const BlockShape &shape, const unsigned char *in,
+                 unsigned char *out);
+void UnshuffleInto(const BlockShape &shape, const unsigned char *in, unsigned char *out);
 
 // Run-length coding of bytes; RunLengthDecode returns the decoded size, or -1 when the
 // input is malformed or would exceed `capacity`.

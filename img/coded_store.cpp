@@ -26,38 +26,10 @@ const Omif_DesignTable kDesigns[] = {{kStorageType, kStorageItems}, {nullptr, nu
 Omif_BuiltinDesigns g_designs = OMIF_BUILTIN_DESIGNS(kDesigns, nullptr);
 constexpr uint32_t kStorageRecordSize = 16;
 // Bytes of stored blocks written in one call.
-constexpr int64_t kRunBytes = 8 << 20;
+constexpr std::size_t kRunBytes = 8 << 20;
 
 std::wstring Child(const std::wstring &parent, const wchar_t *name) {
     return (parent.empty() || parent.back() != L'/' ? parent + L"/" : parent) + name;
-}
-
-CodecContext &Context(CodedStore &s, std::size_t worker) { return *s.contexts[worker]; }
-
-// The file's worker count, with a codec context made for each (before any thread starts).
-int32_t Workers(Oimg_Layer &layer) {
-    const int32_t n = WorkerThreads(layer.file);
-    CodedStore &s = *layer.coded;
-    while (s.contexts.size() < static_cast<std::size_t>(n))
-        s.contexts.push_back(std::make_unique<CodecContext>());
-    return n;
-}
-
-// Runs job(i, worker) for i in [0, count) on `threads` threads (the caller's among them).
-template <class Job> void Parallel(std::size_t count, int32_t threads, Job &&job) {
-    const std::size_t n =
-        std::min<std::size_t>(static_cast<std::size_t>(std::max(1, threads)), count);
-    if (n <= 1) {
-        for (std::size_t i = 0; i < count; ++i) job(i, 0);
-        return;
-    }
-    std::vector<std::thread> workers;
-    for (std::size_t w = 1; w < n; ++w)
-        workers.emplace_back([&, w] {
-            for (std::size_t i = w; i < count; i += n) job(i, w);
-        });
-    for (std::size_t i = 0; i < count; i += n) job(i, 0);
-    for (auto &t : workers) t.join();
 }
 
 // Reads the stored bytes of a written block into `stored` and verifies their checksum.
@@ -72,7 +44,7 @@ bool ReadStored(Oimg_Layer &layer, int32_t block, std::vector<unsigned char> &st
         return false;
     }
     if (s.index.checksum != OIMG_CHECKSUM_NONE &&
-        hfa::StoredChecksum(s.index.checksum, stored.data(), stored.size()) != slot.sum) {
+        BlockChecksum(s.index.checksum, stored.data(), stored.size()) != slot.sum) {
         SetError(err, fn, kWindowBlockDamaged, nullptr,
                  L"Block %ld of layer %s is damaged: its checksum does not match",
                  static_cast<long>(block), layer.path.c_str());
@@ -93,60 +65,44 @@ bool Decode(Oimg_Layer &layer, CodecContext &context, int32_t block,
     return false;
 }
 
-// Encodes and writes the held blocks `blocks` (increasing numbers), then their slots, then
-// frees their old space.
-bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_ErrorReport **err,
-               const wchar_t *fn) {
-    if (blocks.empty()) return true;
+// Writes encoded blocks (their stored bytes in `pieces`) into new space in one call, then
+// their slots, then frees their old space.
+bool StoreEncoded(Oimg_Layer &layer, const int32_t *blocks, const port::fs::Piece *pieces,
+                  const uint64_t *sums, std::size_t count, Oerr_ErrorReport **err,
+                  const wchar_t *fn) {
     CodedStore &s = *layer.coded;
-    std::vector<std::vector<unsigned char>> out(blocks.size());
-    Parallel(blocks.size(), Workers(layer), [&](std::size_t i, std::size_t worker) {
-        EncodeBlock(Context(s, worker), s.storage, s.shape, s.held.at(blocks[i]).bytes.get(),
-                    out[i]);
-    });
-    std::vector<hfa::BlockSlot> fresh(blocks.size());
-    std::vector<unsigned char> run;
-    for (std::size_t first = 0; first < blocks.size();) {
-        std::size_t end = first;
-        int64_t bytes = 0;
-        while (end < blocks.size() &&
-               (end == first || bytes + int64_t(out[end].size()) <= kRunBytes))
-            bytes += static_cast<int64_t>(out[end++].size());
-        const uint32_t at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
-        if (at == 0) {
-            SetError(err, fn, kWindowStoreFailed, *err, L"No space for %ld blocks of layer %s",
-                     static_cast<long>(end - first), layer.path.c_str());
-            return false;
-        }
-        run.clear();
-        for (std::size_t i = first; i < end; ++i) {
-            fresh[i].at = at + static_cast<uint32_t>(run.size());
-            fresh[i].size = static_cast<uint32_t>(out[i].size());
-            fresh[i].sum = hfa::StoredChecksum(s.index.checksum, out[i].data(), out[i].size());
-            run.insert(run.end(), out[i].begin(), out[i].end());
-        }
-        if (!hfa::WriteAt(layer.file, at, run.data(), static_cast<long>(run.size()), err, fn)) {
-            // The new space stays unnamed: lost, never handed out twice.
-            SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write %ld blocks of layer %s",
-                     static_cast<long>(end - first), layer.path.c_str());
-            return false;
-        }
-        first = end;
+    int64_t bytes = 0;
+    for (std::size_t i = 0; i < count; ++i) bytes += static_cast<int64_t>(pieces[i].count);
+    const uint32_t at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
+    if (at == 0) {
+        SetError(err, fn, kWindowStoreFailed, *err, L"No space for %ld blocks of layer %s",
+                 static_cast<long>(count), layer.path.c_str());
+        return false;
     }
-    std::vector<hfa::BlockSlot> old(blocks.size());
-    for (std::size_t i = 0; i < blocks.size(); ++i) {
-        old[i] = s.index.slots[static_cast<std::size_t>(blocks[i])];
-        s.index.slots[static_cast<std::size_t>(blocks[i])] = fresh[i];
+    if (!hfa::WritePiecesAt(layer.file, at, pieces, count, err, fn)) {
+        // The new space stays unnamed: lost, never handed out twice.
+        SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write %ld blocks of layer %s",
+                 static_cast<long>(count), layer.path.c_str());
+        return false;
     }
-    if (!hfa::WriteBlockSlots(layer.file, s.index, blocks.front(), blocks.back(), err, fn)) {
-        for (std::size_t i = 0; i < blocks.size(); ++i)
+    std::vector<hfa::BlockSlot> old(count);
+    uint32_t next = at;
+    for (std::size_t i = 0; i < count; ++i) {
+        hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(blocks[i])];
+        old[i] = slot;
+        slot = {next, static_cast<uint32_t>(pieces[i].count), sums[i]};
+        next += static_cast<uint32_t>(pieces[i].count);
+    }
+    if (!hfa::WriteBlockSlots(layer.file, s.index, blocks[0], blocks[count - 1], err, fn)) {
+        for (std::size_t i = 0; i < count; ++i)
             s.index.slots[static_cast<std::size_t>(blocks[i])] = old[i];
         SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write the block index of layer %s",
                  layer.path.c_str());
         return false;
     }
-    for (std::size_t i = 0; i < blocks.size(); ++i) {
-        s.held.at(blocks[i]).dirty = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        auto held = s.held.find(blocks[i]);
+        if (held != s.held.end()) held->second.dirty = false;
         if (old[i].at != 0 &&
             !hfa::GiveSpace(layer.file, old[i].at, old[i].size, err, L"ohfa_FreeSpace")) {
             SetError(err, fn, kWindowStoreFailed, *err,
@@ -156,6 +112,16 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
         }
     }
     return true;
+}
+
+// Encodes and writes the held blocks `blocks` (increasing numbers).
+bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_ErrorReport **err,
+               const wchar_t *fn) {
+    CodedStore &s = *layer.coded;
+    std::vector<const unsigned char *> bytes(blocks.size());
+    for (std::size_t i = 0; i < blocks.size(); ++i) bytes[i] = s.held.at(blocks[i]).bytes.get();
+    return EncodeAndStore(
+        layer, blocks, [&](std::size_t i, std::size_t) { return bytes[i]; }, err, fn);
 }
 
 // Evicts the least recently used quarter of the held blocks (at least one), writing the
@@ -200,12 +166,50 @@ bool LoadInto(Oimg_Layer &layer, int32_t block, unsigned char *bytes, Oerr_Error
     CodedStore &s = *layer.coded;
     Workers(layer);
     return ReadStored(layer, block, s.stored, err, fn) &&
-           Decode(layer, Context(s, 0), block, s.stored, bytes, err, fn);
+           Decode(layer, *s.contexts[0], block, s.stored, bytes, err, fn);
 }
 
 } // namespace
 
 int32_t WorkerThreads(const Ohfa_File *file) { return std::max(1, file->workerThreads); }
+
+int32_t Workers(Oimg_Layer &layer) {
+    const int32_t n = WorkerThreads(layer.file);
+    CodedStore &s = *layer.coded;
+    while (s.contexts.size() < static_cast<std::size_t>(n))
+        s.contexts.push_back(std::make_unique<CodecContext>());
+    s.gathered.resize(s.contexts.size());
+    return n;
+}
+
+bool EncodeAndStore(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
+                    const BlockSource &source, Oerr_ErrorReport **err, const wchar_t *fn) {
+    if (blocks.empty()) return true;
+    CodedStore &s = *layer.coded;
+    const int32_t threads = Workers(layer);
+    const auto bytes = static_cast<std::size_t>(s.shape.blockBytes);
+    // A run: as many blocks as kRunBytes holds decoded (at least one); each is encoded into
+    // its own block-sized place, and the write gathers the stored bytes from there.
+    const std::size_t per = std::max<std::size_t>(1, kRunBytes / bytes);
+    s.encoded.resize(bytes * std::min(per, blocks.size()));
+    std::vector<port::fs::Piece> pieces;
+    std::vector<uint64_t> sums;
+    for (std::size_t first = 0; first < blocks.size(); first += per) {
+        const std::size_t n = std::min(per, blocks.size() - first);
+        pieces.assign(n, {});
+        sums.assign(n, 0);
+        Parallel(n, threads, [&](std::size_t k, std::size_t worker) {
+            unsigned char *out = s.encoded.data() + k * bytes;
+            const std::size_t size = EncodeBlockInto(*s.contexts[worker], s.storage, s.shape,
+                                                     source(first + k, worker), out);
+            pieces[k] = {out, size};
+            sums[k] = BlockChecksum(s.index.checksum, out, size);
+        });
+        if (!StoreEncoded(layer, blocks.data() + first, pieces.data(), sums.data(), n, err, fn))
+            return false;
+    }
+    return true;
+}
 
 long StorageFound(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err) {
     const long found =
@@ -314,6 +318,14 @@ long HoldBlock(Oimg_Layer *layer, int32_t block, bool forWrite, bool load, bool 
     return written ? 1 : 0;
 }
 
+bool LoadShared(Oimg_Layer &layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
+                const wchar_t *fn) {
+    thread_local std::vector<unsigned char> stored;
+    thread_local CodecContext context;
+    return ReadStored(layer, block, stored, err, fn) &&
+           Decode(layer, context, block, stored, bytes, err, fn);
+}
+
 long GetBlockCopy(Oimg_Layer *layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
                   const wchar_t *fn) {
     if (!layer->coded) return ohfa_CacheGetBlock(layer->cache, block, bytes, err);
@@ -343,7 +355,7 @@ long PutBlockCopy(Oimg_Layer *layer, int32_t block, const unsigned char *bytes,
 }
 
 bool PrefetchWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
-                    Oerr_ErrorReport **err, const wchar_t *fn) {
+                    const std::vector<int32_t> &done, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!layer->coded || WorkerThreads(layer->file) < 2) return true;
     CodedStore &s = *layer->coded;
     const Oimg_LayerInfo &i = layer->info;
@@ -355,6 +367,7 @@ bool PrefetchWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows
     const int64_t room = s.limit / s.shape.blockBytes - static_cast<int64_t>(s.held.size());
     for (int32_t b : blocks)
         if (int64_t(wanted.size()) < room && !s.held.count(b) &&
+            !std::binary_search(done.begin(), done.end(), b) &&
             s.index.slots[static_cast<std::size_t>(b)].at != 0)
             wanted.push_back(b);
     if (wanted.size() < 2) return true;
@@ -366,7 +379,7 @@ bool PrefetchWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows
         d = std::make_unique<unsigned char[]>(static_cast<std::size_t>(s.shape.blockBytes));
     std::vector<DecodeStatus> status(wanted.size());
     Parallel(wanted.size(), Workers(*layer), [&](std::size_t i, std::size_t worker) {
-        status[i] = DecodeBlock(Context(s, worker), s.storage, s.shape, stored[i].data(),
+        status[i] = DecodeBlock(*s.contexts[worker], s.storage, s.shape, stored[i].data(),
                                 stored[i].size(), decoded[i].get());
     });
     for (std::size_t i = 0; i < wanted.size(); ++i) {

@@ -108,9 +108,10 @@ bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, i
 // The window's blocks that it covers whole and that need no conversion, moved straight
 // between the file and the caller's rows (whole_blocks.cpp); `moved` receives their numbers
 // in increasing order (the rest is the caller's to transfer).
+// `shared`: a read beside others on a read-only file (ReadWindowShared).
 bool ReadWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                      Ogda_BaseData *data, std::vector<int32_t> &moved, Oerr_ErrorReport **err,
-                     const wchar_t *fn);
+                     const wchar_t *fn, bool shared = false);
 bool WriteWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                       const Ogda_BaseData *data, std::vector<int32_t> &moved,
                       Oerr_ErrorReport **err, const wchar_t *fn);

@@ -295,7 +295,7 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
          f *= 2, ++levels) {
         info.width = (info.width + 1) / 2;
         info.height = (info.height + 1) / 2;
-        // A coded layer's levels are kept as the layer is: same codec, predictor, checksum.
+        // A coded layer's levels are coded alike: they are as large a part of the file.
         Oimg_Layer *level = CreateLayer(
             layer->file, layer->path, (std::wstring(kPrefix + 1) + std::to_wstring(f)).c_str(),
             info, err, fn, layer->coded ? &layer->coded->storage : nullptr);
@@ -352,7 +352,7 @@ bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *f
     const long count = CountLevels(layer, err);
     for (long k = 0, f = 2; k < count; ++k, f *= 2) {
         const std::wstring path = LevelPath(layer, f);
-        if (ohfa_CacheDelete(layer->file, (path + L"/" + kBlocksName).c_str(), err) != 0 ||
+        if (!DeleteStore(layer->file, path, err, fn) ||
             ohfa_ObjectDelete(layer->file, path.c_str(), OHFA_SEEK_PATH, err) != 0) {
             SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot delete overview %s",
                      path.c_str());

@@ -1,12 +1,14 @@
 // Blocks that a window covers whole, in the layer's own pixel type, bypass the block cache:
 // they go between the file and the caller's rows through a small staging buffer, a run of
-// blocks per vectored call. That is the common case of a tiled reader or writer; for small
-// blocks it saves the per-block work of the cache (lookup, buffer, eviction, a second copy).
+// blocks per vectored call (coded layers: through their store's run coder, coded_whole.cpp). That
+// is the common case of a tiled reader or writer; for small blocks it saves the per-block work of
+// the cache (lookup, buffer, eviction, a second copy).
 #include <algorithm>
 #include <cstring>
 
 #include "core/guard.hpp"
 #include "hfa/cache.hpp"
+#include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
 #include "mif/element_codec.hpp"
@@ -18,16 +20,26 @@ namespace {
 
 using port::fs::Piece;
 
+// Whether a block is held in memory (so that copy is the one to use) and whether it was
+// written. A shared read of a read-only file never looks at the held blocks: another read may
+// be changing that set, and on a read-only file the stored bytes are the same.
+bool Held(const Oimg_Layer *layer, int32_t b, bool shared) {
+    if (layer->cache) return hfa::IsHeld(*layer->cache, b);
+    return !shared && layer->coded->held.count(b) != 0;
+}
+bool Stored(const Oimg_Layer *layer, int32_t b) {
+    if (layer->cache) return ohfa_CacheBlockIsStored(layer->cache, b);
+    return layer->coded->index.slots[static_cast<std::size_t>(b)].at != 0;
+}
+
 // Collects the blocks of the window that lie wholly inside both the window and the layer,
 // are not held in memory, and (for reads) are stored, with their rows as pieces in the
 // caller's memory. Nothing when the caller's pixels differ from the file form.
 void Collect(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
-             const Ogda_BaseData *data, bool reading, std::vector<int32_t> &blocks,
+             const Ogda_BaseData *data, bool reading, bool shared, std::vector<int32_t> &blocks,
              std::vector<Piece> &pieces) {
     const Oimg_LayerInfo &i = layer->info;
     const Geometry &g = layer->geometry;
-    // Coded layers have blocks of varying size: their own store moves them.
-    if (!layer->cache) return;
     if (data->datatype != i.pixelType || g.perByte != 0 || i.pixelType == OGDA_STRING ||
         (!mif::kHostIsLittleEndian && g.fileBytes != 1) || data->numbytes != g.fileBytes)
         return;
@@ -40,9 +52,7 @@ void Collect(const Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows,
     for (int32_t br = br0; br < br1; ++br)
         for (int32_t bc = bc0; bc < bc1; ++bc) {
             const int32_t b = br * g.blocksAcross + bc;
-            if (hfa::IsHeld(*layer->cache, b) ||
-                (reading && !ohfa_CacheBlockIsStored(layer->cache, b)))
-                continue;
+            if (Held(layer, b, shared) || (reading && !Stored(layer, b))) continue;
             blocks.push_back(b);
             for (int32_t y = 0; y < bh; ++y)
                 pieces.push_back({base + int64_t{br * bh + y - row} * data->lineBytes +
@@ -76,10 +86,11 @@ bool InBatches(Oimg_Layer *layer, const std::vector<int32_t> &blocks, Batch &&ba
 
 bool ReadWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
                      Ogda_BaseData *data, std::vector<int32_t> &moved, Oerr_ErrorReport **err,
-                     const wchar_t *fn) {
+                     const wchar_t *fn, bool shared) {
     std::vector<Piece> rowsOut;
-    Collect(layer, row, column, rows, columns, data, true, moved, rowsOut);
+    Collect(layer, row, column, rows, columns, data, true, shared, moved, rowsOut);
     if (moved.empty()) return true;
+    if (layer->coded) return ReadCodedWhole(*layer, moved, rowsOut, shared, err, fn);
     layer->cache->misses += static_cast<int64_t>(moved.size());
     const auto per = static_cast<std::size_t>(layer->info.blockHeight);
     const bool ok = InBatches(
@@ -103,8 +114,9 @@ bool WriteWholeBlocks(Oimg_Layer *layer, int32_t row, int32_t column, int32_t ro
                       const Ogda_BaseData *data, std::vector<int32_t> &moved,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     std::vector<Piece> rowsIn;
-    Collect(layer, row, column, rows, columns, data, false, moved, rowsIn);
+    Collect(layer, row, column, rows, columns, data, false, false, moved, rowsIn);
     if (moved.empty()) return true;
+    if (layer->coded) return WriteCodedWhole(*layer, moved, rowsIn, err, fn);
     const auto per = static_cast<std::size_t>(layer->info.blockHeight);
     const bool ok = InBatches(
         layer, moved,

@@ -129,7 +129,7 @@ bool ReadWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, in
     std::vector<int32_t> moved;
     if (!ReadWholeBlocks(layer, row, column, rows, columns, data, moved, err, fn)) return false;
     auto next = moved.begin();
-    if (!PrefetchWindow(layer, row, column, rows, columns, err, fn)) return false;
+    if (!PrefetchWindow(layer, row, column, rows, columns, moved, err, fn)) return false;
     return ForEachBlock(
         layer, row, column, rows, columns,
         [&](int32_t block, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr, int32_t wc) {
@@ -159,28 +159,40 @@ bool ReadWindowShared(Oimg_Layer *layer, int32_t row, int32_t column, int32_t ro
     const Oimg_LayerInfo &info = layer->info;
     const Opxm_ConvertFunction convert =
         omsc_AddressOf_opxm_Convert()[info.pixelType][data->datatype];
+    // Coded layers move their whole blocks straight to the caller here too.
+    std::vector<int32_t> moved;
+    if (layer->coded &&
+        !ReadWholeBlocks(layer, row, column, rows, columns, data, moved, err, fn, true))
+        return false;
+    auto next = moved.begin();
     // Scratch of this thread: one block and one block row in host form.
     thread_local std::vector<unsigned char> block, host;
     block.resize(static_cast<std::size_t>(layer->geometry.blockBytes));
     host.resize(layer->hostRow.size());
-    return ForEachBlock(layer, row, column, rows, columns,
-                        [&](int32_t number, int32_t y0, int32_t ny, int32_t x0, int32_t nx,
-                            int32_t wr, int32_t wc) {
-                            const unsigned char *src = layer->noDataBlock.data();
-                            // The index does not change while the file is read-only.
-                            if (layer->cache->index[static_cast<std::size_t>(number)] != 0) {
-                                if (!hfa::ReadBlock(*layer->cache, number, block.data(), err, fn)) {
-                                    SetError(err, fn, kWindowStoreFailed, *err,
-                                             L"Cannot read block %ld of layer %s",
-                                             static_cast<long>(number), layer->path.c_str());
-                                    return false;
-                                }
-                                src = block.data();
-                            }
-                            CopyPiece(layer, src, y0, ny, x0, nx, data, wr, wc, convert,
-                                      Direct(layer), host.data());
-                            return true;
-                        });
+    return ForEachBlock(
+        layer, row, column, rows, columns,
+        [&](int32_t number, int32_t y0, int32_t ny, int32_t x0, int32_t nx, int32_t wr,
+            int32_t wc) {
+            if (next != moved.end() && *next == number) return ++next, true;
+            const unsigned char *src = layer->noDataBlock.data();
+            const auto n = static_cast<std::size_t>(number);
+            // The index does not change while the file is read-only.
+            if (layer->coded ? layer->coded->index.slots[n].at != 0 : layer->cache->index[n] != 0) {
+                const bool read =
+                    layer->coded ? LoadShared(*layer, number, block.data(), err, fn)
+                                 : hfa::ReadBlock(*layer->cache, number, block.data(), err, fn);
+                if (!read) {
+                    SetError(err, fn, kWindowStoreFailed, *err,
+                             L"Cannot read block %ld of layer %s", static_cast<long>(number),
+                             layer->path.c_str());
+                    return false;
+                }
+                src = block.data();
+            }
+            CopyPiece(layer, src, y0, ny, x0, nx, data, wr, wc, convert, Direct(layer),
+                      host.data());
+            return true;
+        });
 }
 
 bool WriteWindow(Oimg_Layer *layer, int32_t row, int32_t column, int32_t rows, int32_t columns,
@@ -266,13 +278,9 @@ ORVIK_API long oimg_LayerReadWindow(Oimg_Layer *layer, int32_t row, int32_t colu
     if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         // Reads of a read-only layer may come from several threads at once: one at a time
-        // uses the block cache, the others read their blocks from the file.
+        // uses the block cache (or a coded layer's held blocks, workers and contexts), the
+        // others read their blocks from the file with scratch and codec state of their own.
         if (layer && layer->file->readOnly) {
-            // A coded layer's store holds decoded blocks and codec state: one read at a time.
-            if (layer->coded) {
-                const std::lock_guard<std::mutex> own(layer->readMutex);
-                return ReadWindow(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;
-            }
             std::unique_lock<std::mutex> own(layer->readMutex, std::try_to_lock);
             if (!own.owns_lock())
                 return ReadWindowShared(layer, row, column, rows, columns, data, err, kFn) ? 0 : -1;

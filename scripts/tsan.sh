@@ -23,4 +23,4 @@ fi
 "${run[@]}" "$build/tests/test_stats" --gtest_filter='OstaDesigns.FetchesFromManyThreadsAgree'
 "${run[@]}" "$build/tests/test_reliability" --gtest_filter='ReliabilityThreads.*'
 "${run[@]}" "$build/tests/test_img" --gtest_filter='CodedLayer.TwoWorkerThreads*'
-"${run[@]}" "$build/tests/test_img" --gtest_filter='SharedRead.*'
+"${run[@]}" "$build/tests/test_img" --gtest_filter='*SharedRead.*'

@@ -5,6 +5,7 @@
 
 #include <random>
 
+#include "hfa/block_index.hpp"
 #include "img/codec.hpp"
 #include "img/layer.hpp"
 
@@ -198,6 +199,16 @@ TEST(BlockChecksum, FindsOneFlippedBit) {
         EXPECT_NE(BlockChecksum(OIMG_CHECKSUM_XXH3, damaged.data(), damaged.size()), sum);
     }
     EXPECT_EQ(BlockChecksum(OIMG_CHECKSUM_NONE, block.data(), block.size()), 0u);
+}
+
+// The layer's sums (vector unit chosen at run time) are the ones the file check computes,
+// at every length class of the hash: short, middle, long with and without a partial stripe.
+TEST(BlockChecksum, AgreesWithTheFileCheckAtEveryLength) {
+    const auto block = RandomBlock(300000, 4);
+    for (std::size_t n : {0u, 1u, 16u, 129u, 240u, 241u, 1024u, 1031u, 131072u, 299999u})
+        EXPECT_EQ(BlockChecksum(OIMG_CHECKSUM_XXH3, block.data(), n),
+                  orvik::hfa::StoredChecksum(OIMG_CHECKSUM_XXH3, block.data(), n))
+            << n;
 }
 
 } // namespace

@@ -140,6 +140,58 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{OGDA_S16, OIMG_CONTINUOUS, false}, Case{OGDA_U4, OIMG_THEMATIC, false},
                       Case{OGDA_F32, OIMG_CONTINUOUS, true}));
 
+// The levels of a coded layer are coded as the layer is, hold what a plain layer's levels
+// hold, and are replaced and deleted without leaking their blocks.
+TEST_F(ImgTest, OverviewsOfACodedLayerUseItsCodec) {
+    Ohfa_File *f = NewFile("ovc.hfa");
+    Report err;
+    Oimg_LayerInfo info = Info(100, 70, OGDA_U16, 16, 16);
+    Oimg_LayerStorage storage;
+    oimg_LayerStorageInit(&storage);
+    storage.codec = OIMG_CODEC_DEFLATE;
+    storage.predictor = OIMG_PREDICTOR_DIFFERENCE;
+    Oimg_Layer *plain = oimg_LayerCreate(f, L"/Image", L"Plain", &info, &err);
+    Oimg_Layer *coded = oimg_LayerCreateWithStorage(f, L"/Image", L"Coded", &info, &storage, &err);
+    ASSERT_NE(coded, nullptr) << Text(err);
+    Data d = Raster(70, 100, OGDA_U16);
+    Fill(d.get(), 0, 0);
+    for (Oimg_Layer *layer : {plain, coded}) {
+        ASSERT_EQ(oimg_LayerWrite(layer, d.get(), &err), 0) << Text(err);
+        ASSERT_EQ(oimg_LayerBuildOverviews(layer, &err), 3) << Text(err);
+    }
+    for (long factor = 2; factor <= 8; factor *= 2) {
+        SCOPED_TRACE(factor);
+        Oimg_Layer *a = oimg_LayerOverviewOpen(plain, factor, &err);
+        Oimg_Layer *b = oimg_LayerOverviewOpen(coded, factor, &err);
+        ASSERT_NE(b, nullptr) << Text(err);
+        Oimg_LayerStorage got{};
+        EXPECT_EQ(oimg_LayerStorageGet(b, &got, &err), 1);
+        EXPECT_EQ(got.codec, OIMG_CODEC_DEFLATE);
+        EXPECT_EQ(got.predictor, OIMG_PREDICTOR_DIFFERENCE);
+        EXPECT_EQ(oimg_LayerStorageGet(a, &got, &err), 0);
+        Data pa(oimg_LayerRead(a, nullptr, &err)), pb(oimg_LayerRead(b, nullptr, &err));
+        ASSERT_NE(pb, nullptr) << Text(err);
+        ASSERT_EQ(pa->numrows * pa->lineBytes, pb->numrows * pb->lineBytes);
+        EXPECT_EQ(std::memcmp(pa->data, pb->data,
+                              static_cast<std::size_t>(pa->numrows) *
+                                  static_cast<std::size_t>(pa->lineBytes)),
+                  0);
+        oimg_LayerClose(a, &err);
+        oimg_LayerClose(b, &err);
+    }
+    // A rebuild reuses the space the old levels gave back.
+    const long size = ohfa_FileSize(f, &err);
+    ASSERT_EQ(oimg_LayerBuildOverviews(coded, &err), 3) << Text(err);
+    EXPECT_EQ(ohfa_FileSize(f, &err), size);
+    oimg_LayerClose(plain, &err);
+    oimg_LayerClose(coded, &err);
+    ASSERT_EQ(oimg_LayerDelete(f, L"/Image/Coded", &err), 0) << Text(err);
+    ASSERT_EQ(ohfa_FileClose(f, &err), 0) << Text(err);
+    std::vector<std::wstring> lines;
+    EXPECT_EQ(hfa_test::CheckLines(Name("ovc.hfa"), lines), 0) << hfa_test::Joined(lines);
+    for (const auto &l : lines) EXPECT_EQ(l.find(L"Leaked"), std::wstring::npos);
+}
+
 TEST_F(ImgTest, OverviewsOfTextLayersAreRefused) {
     Ohfa_File *f = NewFile("text.hfa");
     Report err;

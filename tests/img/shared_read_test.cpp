@@ -1,5 +1,6 @@
 // Several threads reading windows of layers of one read-only file at once: every window is
-// exact, whether it went through the block cache or straight to the file.
+// exact, whether it went through the block cache (or a coded layer's held blocks and workers)
+// or straight to the file; plain and coded layers alike.
 #include <atomic>
 #include <thread>
 #include <vector>
@@ -10,11 +11,12 @@ namespace {
 
 using namespace img_test;
 
-class SharedRead : public ImgTest {
+class SharedRead : public ImgTest, public ::testing::WithParamInterface<bool> {
   protected:
     // 300 x 260 layers "/Image/<type name>" of u4 (sub-byte codec), u16 and f32, 32 x 32
     // blocks; the top-left 200 x 200 pixels written, the rest never written (no-data 3).
-    void WriteLayers(const std::string &leaf) {
+    // Coded: zstd with the byte shuffle where the type allows it, run-length for u4.
+    void WriteLayers(const std::string &leaf, bool coded) {
         Report err;
         Ohfa_File *f = NewFile(leaf);
         ASSERT_NE(f, nullptr);
@@ -22,7 +24,13 @@ class SharedRead : public ImgTest {
             Oimg_LayerInfo info = Info(260, 300, type, 32, 32);
             info.hasNoData = 1;
             info.noData = 3;
-            Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", TypeName(type), &info, &err);
+            Oimg_LayerStorage storage;
+            oimg_LayerStorageInit(&storage);
+            storage.codec = type == OGDA_U4 ? OIMG_CODEC_RUN_LENGTH : OIMG_CODEC_ZSTD;
+            storage.predictor = type == OGDA_U4 ? OIMG_PREDICTOR_NONE : OIMG_PREDICTOR_SHUFFLE;
+            Oimg_Layer *layer = coded ? oimg_LayerCreateWithStorage(f, L"/Image", TypeName(type),
+                                                                    &info, &storage, &err)
+                                      : oimg_LayerCreate(f, L"/Image", TypeName(type), &info, &err);
             ASSERT_NE(layer, nullptr) << Text(err);
             Data d = Raster(200, 200, type);
             Fill(d.get(), 0, 0);
@@ -58,11 +66,13 @@ bool Exact(const Ogda_BaseData *d, int r0, int c0) {
     return true;
 }
 
-TEST_F(SharedRead, FourThreadsReadWindowsOfOneLayerAndOfSeveral) {
-    WriteLayers("shared.hfa");
+TEST_P(SharedRead, FourThreadsReadWindowsOfOneLayerAndOfSeveral) {
+    WriteLayers("shared.hfa", GetParam());
     Report err;
     Ohfa_File *f = ohfa_FileOpen(Name("shared.hfa").c_str(), L"r", 0, &err);
     ASSERT_NE(f, nullptr) << Text(err);
+    // The read that holds a layer decodes with two workers, beside the shared ones.
+    ASSERT_EQ(ohfa_FileChange(f, &err, OHFA_OPTION_WORKER_THREADS, 2, 0), 0) << Text(err);
     std::vector<Oimg_Layer *> layers;
     for (int type : kTypes) {
         const std::wstring path = std::wstring(L"/Image/") + TypeName(type);
@@ -100,5 +110,8 @@ TEST_F(SharedRead, FourThreadsReadWindowsOfOneLayerAndOfSeveral) {
     for (Oimg_Layer *layer : layers) EXPECT_EQ(oimg_LayerClose(layer, &err), 0) << Text(err);
     EXPECT_EQ(ohfa_FileClose(f, &err), 0) << Text(err);
 }
+
+INSTANTIATE_TEST_SUITE_P(Layers, SharedRead, ::testing::Values(false, true),
+                         [](const auto &info) { return info.param ? "Coded" : "Plain"; });
 
 } // namespace

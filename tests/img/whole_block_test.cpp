@@ -1,6 +1,7 @@
-// Windows that cover blocks whole in the layer's own type skip the block cache. These cases
-// mix them with blocks the cache holds, with rewrites in place, with conversions and with a
-// crash at every write: the pixels must always be those last written, and the file sound.
+// Windows that cover blocks whole in the layer's own type skip the block cache (or a coded
+// layer's held blocks). These cases mix them with blocks held in memory, with rewrites, with
+// conversions and with a crash at every write: the pixels must always be those last written,
+// and the file sound.
 #include <vector>
 
 #include "fio/write_seam.hpp"
@@ -58,14 +59,33 @@ struct Model {
     }
 };
 
-class WholeBlocks : public ImgTest, public ::testing::WithParamInterface<int> {};
+// A new layer L under /Image: plain, or coded with `codec` (zstd with the byte shuffle, or
+// none; checksums on).
+Oimg_Layer *NewLayer(Ohfa_File *f, int codec, Oerr_ErrorReport **err) {
+    Oimg_LayerInfo info = Info(kWidth, kHeight, OGDA_F32, 32, 32);
+    if (codec < 0) return oimg_LayerCreate(f, L"/Image", L"L", &info, err);
+    Oimg_LayerStorage s;
+    oimg_LayerStorageInit(&s);
+    s.codec = codec;
+    if (codec == OIMG_CODEC_ZSTD) s.predictor = OIMG_PREDICTOR_SHUFFLE;
+    return oimg_LayerCreateWithStorage(f, L"/Image", L"L", &info, &s, err);
+}
+
+struct Way {
+    int caching;
+    int codec; // -1: plain
+    int threads;
+};
+
+class WholeBlocks : public ImgTest, public ::testing::WithParamInterface<Way> {};
 
 TEST_P(WholeBlocks, MixWithHeldBlocksRewritesAndConversions) {
+    const Way way = GetParam();
     Report err;
-    Ohfa_File *f = NewFile("w.hfa", GetParam());
+    Ohfa_File *f = NewFile("w.hfa", way.caching);
     ASSERT_NE(f, nullptr);
-    Oimg_LayerInfo info = Info(kWidth, kHeight, OGDA_F32, 32, 32);
-    Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"L", &info, &err);
+    ASSERT_EQ(ohfa_FileChange(f, &err, OHFA_OPTION_WORKER_THREADS, way.threads, 0), 0);
+    Oimg_Layer *layer = NewLayer(f, way.codec, &err);
     ASSERT_NE(layer, nullptr) << Text(err);
     Model m;
     // A part of block (0, 0) first: with caching on the block is then held, and the whole-
@@ -85,36 +105,47 @@ TEST_P(WholeBlocks, MixWithHeldBlocksRewritesAndConversions) {
     std::vector<std::wstring> lines;
     EXPECT_EQ(hfa_test::CheckLines(Name("w.hfa"), lines), 0) << hfa_test::Joined(lines);
     f = ohfa_FileOpenWithOptions(Name("w.hfa").c_str(), L"r", 0, &err, OHFA_OPTION_BLOCK_CACHE,
-                                 GetParam(), 0);
+                                 way.caching, 0);
     layer = f ? oimg_LayerOpen(f, L"/Image/L", &err) : nullptr;
     ASSERT_NE(layer, nullptr) << Text(err);
+    ASSERT_EQ(ohfa_FileChange(f, &err, OHFA_OPTION_WORKER_THREADS, way.threads, 0), 0);
+    // A part of a block first: a coded layer then holds it decoded, and the whole reads below
+    // take it from there.
+    EXPECT_TRUE(m.Matches(layer, 40, 40, 8, 8, OGDA_F32));
     EXPECT_TRUE(m.Matches(layer, 0, 0, kHeight, kWidth, OGDA_F32));
     EXPECT_TRUE(m.Matches(layer, 0, 0, kHeight, kWidth, OGDA_F64));
     EXPECT_TRUE(m.Matches(layer, 31, 63, 66, 98, OGDA_F32));
     EXPECT_TRUE(m.Matches(layer, 64, 32, 64, 128, OGDA_F32));
-    // Blocks moved past the cache still count as misses.
-    Ohfa_CacheStats s{};
-    ohfa_CacheStatsGet(oimg_LayerCacheGet(layer), &s);
-    EXPECT_GE(s.misses, 4 * 6 + 3);
+    EXPECT_EQ(oimg_LayerCheck(layer, &err), 0) << Text(err);
+    if (way.codec < 0) {
+        // Blocks moved past the cache still count as misses.
+        Ohfa_CacheStats s{};
+        ohfa_CacheStatsGet(oimg_LayerCacheGet(layer), &s);
+        EXPECT_GE(s.misses, 4 * 6 + 3);
+    }
     oimg_LayerClose(layer, nullptr);
     ohfa_FileClose(f, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(Caching, WholeBlocks, ::testing::Values(0, 1));
+INSTANTIATE_TEST_SUITE_P(Ways, WholeBlocks,
+                         ::testing::Values(Way{0, -1, 1}, Way{1, -1, 1}, Way{1, OIMG_CODEC_ZSTD, 1},
+                                           Way{1, OIMG_CODEC_ZSTD, 2}, Way{1, OIMG_CODEC_NONE, 2}));
 
 // The file left by a crash after any write of a session of whole-block writes and rewrites
 // opens, checks sound but for leaked space, and reads each block as it was either before or
 // after the write that stopped.
-TEST_F(ImgTest, WholeBlockWritesSurviveACrashAtEveryWrite) {
+class WholeBlockCrash : public ImgTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(WholeBlockCrash, WritesSurviveACrashAtEveryWrite) {
     using orvik::fio::testing::ScopedWriteStop;
     using orvik::fio::testing::WritesCounted;
+    const int codec = GetParam();
     Model before, after;
     // Runs the session, stopping writes after `stop` of those that follow the first flush.
     const auto session = [&](long stop) -> long {
         Report err;
         Ohfa_File *f = NewFile("c.hfa", 0);
-        Oimg_LayerInfo info = Info(kWidth, kHeight, OGDA_F32, 32, 32);
-        Oimg_Layer *layer = f ? oimg_LayerCreate(f, L"/Image", L"L", &info, &err) : nullptr;
+        Oimg_Layer *layer = f ? NewLayer(f, codec, &err) : nullptr;
         EXPECT_NE(layer, nullptr) << Text(err);
         if (!layer) return -1;
         Model m;
@@ -163,5 +194,7 @@ TEST_F(ImgTest, WholeBlockWritesSurviveACrashAtEveryWrite) {
         ohfa_FileClose(f, nullptr);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Layers, WholeBlockCrash, ::testing::Values(-1, OIMG_CODEC_ZSTD));
 
 } // namespace
