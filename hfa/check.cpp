@@ -464,13 +464,15 @@ void Checker::BlockIndexStore(std::size_t index, const Ohfa_Entry &e) {
     for (std::size_t b = 0; b < bi.slots.size(); ++b) {
         const BlockSlot &s = bi.slots[b];
         if (s.at == 0) continue;
-        m_spans.push_back(Span{s.at, s.size, Owner::CacheBlock, index, static_cast<int32_t>(b)});
+        m_spans.push_back(Span{static_cast<uint32_t>(s.at), s.size, Owner::CacheBlock, index,
+                               static_cast<int32_t>(b)});
         // Blocks of a sound file together are smaller than the file: past that, blocks
         // overlap (the sweep reports it) and reading them again would only repeat the work.
         m_summed += s.size;
         if (bi.checksum == 0 || m_summed > m_end) continue;
         bytes.resize(s.size);
-        if (!ReadAt(m_file, s.at, bytes.data(), static_cast<long>(s.size), &err, kFn)) {
+        if (!ReadAt(m_file, static_cast<int64_t>(s.at), bytes.data(), static_cast<long>(s.size),
+                    &err, kFn)) {
             oerr_DeleteErrorReportEx(&err);
             Problem(label() + L": block " + Num(static_cast<int64_t>(b)) + L" cannot be read");
         } else if (StoredChecksum(bi.checksum, bytes.data(), bytes.size()) != s.sum) {

@@ -439,7 +439,8 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
                 continue;
             }
             for (const BlockSlot &slot : index.slots)
-                if (slot.at != 0) owned.emplace_back(slot.at, int64_t{slot.size});
+                if (slot.at != 0)
+                    owned.emplace_back(static_cast<uint32_t>(slot.at), int64_t{slot.size});
             continue;
         }
         if (std::strncmp(e.type, kCacheNodeType, sizeof e.type) != 0 || e.dataSize != 16 ||

@@ -66,7 +66,9 @@ bool ReadStored(Oimg_Layer &layer, int32_t block, std::vector<unsigned char> &st
     CodedStore &s = *layer.coded;
     const hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(block)];
     stored.resize(slot.size);
-    if (!hfa::ReadAt(layer.file, slot.at, stored.data(), static_cast<long>(slot.size), err, fn)) {
+    if (s.companion ? !ReadFromCompanion(*s.companion, slot.at, stored.data(), slot.size, err, fn)
+                    : !hfa::ReadAt(layer.file, static_cast<int64_t>(slot.at), stored.data(),
+                                   static_cast<long>(slot.size), err, fn)) {
         SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
                  static_cast<long>(block), layer.path.c_str());
         return false;
@@ -112,26 +114,41 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
         while (end < blocks.size() &&
                (end == first || bytes + int64_t(out[end].size()) <= kRunBytes))
             bytes += static_cast<int64_t>(out[end++].size());
-        const uint32_t at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
-        if (at == 0) {
-            SetError(err, fn, kWindowStoreFailed, *err, L"No space for %ld blocks of layer %s",
-                     static_cast<long>(end - first), layer.path.c_str());
-            return false;
+        uint64_t at = 0;
+        if (!s.companion) {
+            at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
+            if (at == 0) {
+                SetError(err, fn, kWindowStoreFailed, *err, L"No space for %ld blocks of layer %s",
+                         static_cast<long>(end - first), layer.path.c_str());
+                return false;
+            }
         }
         run.clear();
         for (std::size_t i = first; i < end; ++i) {
-            fresh[i].at = at + static_cast<uint32_t>(run.size());
             fresh[i].size = static_cast<uint32_t>(out[i].size());
             fresh[i].sum = hfa::StoredChecksum(s.index.checksum, out[i].data(), out[i].size());
             run.insert(run.end(), out[i].begin(), out[i].end());
         }
-        if (!hfa::WriteAt(layer.file, at, run.data(), static_cast<long>(run.size()), err, fn)) {
+        // A companion file grows at its end; its space is never reused in place.
+        const bool written = s.companion
+                                 ? AppendToCompanion(*s.companion, run.data(), bytes, at, err, fn)
+                                 : hfa::WriteAt(layer.file, static_cast<int64_t>(at), run.data(),
+                                                static_cast<long>(run.size()), err, fn);
+        if (!written) {
             // The new space stays unnamed: lost, never handed out twice.
             SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write %ld blocks of layer %s",
                      static_cast<long>(end - first), layer.path.c_str());
             return false;
         }
+        for (std::size_t i = first, offset = 0; i < end; offset += out[i++].size())
+            fresh[i].at = at + offset;
         first = end;
+    }
+    // The blocks reach the disk before any slot names them.
+    if (s.companion && !SyncCompanion(*s.companion, err, fn)) {
+        SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write the blocks of layer %s",
+                 layer.path.c_str());
+        return false;
     }
     std::vector<hfa::BlockSlot> old(blocks.size());
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -147,8 +164,9 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
     }
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         s.held.at(blocks[i]).dirty = false;
-        if (old[i].at != 0 &&
-            !hfa::GiveSpace(layer.file, old[i].at, old[i].size, err, L"ohfa_FreeSpace")) {
+        if (old[i].at != 0 && !s.companion &&
+            !hfa::GiveSpace(layer.file, static_cast<uint32_t>(old[i].at), old[i].size, err,
+                            L"ohfa_FreeSpace")) {
             SetError(err, fn, kWindowStoreFailed, *err,
                      L"Cannot free the old space of block %ld of layer %s",
                      static_cast<long>(blocks[i]), layer.path.c_str());
@@ -218,20 +236,31 @@ bool HasStorage(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **er
 }
 
 bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
-                      const Oimg_LayerStorage &storage, Oerr_ErrorReport **err, const wchar_t *fn) {
+                      const Oimg_LayerStorage &storage, const CompanionRecord *companion,
+                      Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_designs, kStorageType, err);
-    const Omif_Design *indexDesign = design ? hfa::BlockIndexDesign(err) : nullptr;
+    const Omif_Design *indexDesign = !design     ? nullptr
+                                     : companion ? hfa::BlockIndex64Design(err)
+                                                 : hfa::BlockIndexDesign(err);
+    const Omif_Design *companionDesign = companion ? CompanionDesign(err) : nullptr;
     // A zero-filled index: every block never written.
-    std::vector<uint32_t> words(static_cast<std::size_t>(g.blockCount) * 4, 0);
+    const std::size_t perSlot = (companion ? hfa::kWideSlotBytes : hfa::kSlotBytes) / 4;
+    std::vector<uint32_t> words(static_cast<std::size_t>(g.blockCount) * perSlot, 0);
     hfa::BlockIndexRecord record{};
     record.checksum = storage.checksum;
     record.blockBytes = static_cast<int32_t>(g.blockBytes);
     record.words.count = static_cast<int32_t>(words.size());
     record.words.data = words.data();
-    if (!indexDesign ||
+    // The companion record comes first: a layer with a storage record but no index is refused
+    // at open, whichever kind it was meant to be.
+    if (!indexDesign || (companion && !companionDesign) ||
+        (companion &&
+         ohfa_ObjectWrite(file, path.c_str(), kCompanionName, kCompanionType, OHFA_WRITE_LAST_CHILD,
+                          companion, companionDesign, err) != 0) ||
         ohfa_ObjectWrite(file, path.c_str(), kStorageName, kStorageType, OHFA_WRITE_LAST_CHILD,
                          &storage, design, err) != 0 ||
-        ohfa_ObjectWrite(file, path.c_str(), kBlockIndexName, hfa::kBlockIndexDesign,
+        ohfa_ObjectWrite(file, path.c_str(), kBlockIndexName,
+                         companion ? hfa::kBlockIndex64Design : hfa::kBlockIndexDesign,
                          OHFA_WRITE_LAST_CHILD, &record, indexDesign, err) != 0) {
         SetError(err, fn, kStoreFailed, *err, L"Cannot create the blocks of layer %s",
                  path.c_str());
@@ -268,10 +297,20 @@ bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn
                  problem.empty() ? L"no level given" : problem.c_str());
         return false;
     }
+    CompanionRecord record;
+    const long external = ReadCompanionRecord(layer.file, layer.path, record, err, fn);
+    if (external < 0) return false;
+    if (external > 0 && !(s->companion = OpenCompanion(layer.file, layer.path, record, err, fn)))
+        return false;
+    const char *indexType = external ? "Ohfa_BlockIndex64" : "Ohfa_BlockIndex";
+    const int64_t blocks = layer.geometry.blockCount;
     if (ohfa_EntryPeek(layer.file, OHFA_SEEK_PATH, indexPath.c_str(), &e, err) <= 0 ||
-        std::strncmp(e.type, "Ohfa_BlockIndex", sizeof e.type) != 0 ||
-        !hfa::LoadBlockIndex(layer.file, e.data, e.dataSize, layer.geometry.blockCount, s->index,
-                             problem, err, fn) ||
+        std::strncmp(e.type, indexType, sizeof e.type) != 0 ||
+        !(external
+              ? hfa::LoadBlockIndex64(layer.file, e.data, e.dataSize, blocks, kCompanionHeaderSize,
+                                      s->companion->end, s->index, problem, err, fn)
+              : hfa::LoadBlockIndex(layer.file, e.data, e.dataSize, blocks, s->index, problem, err,
+                                    fn)) ||
         s->index.blockBytes != layer.geometry.blockBytes ||
         s->index.checksum != s->storage.checksum) {
         if (problem.empty() && !*err) problem = L"it disagrees with the layer record";
@@ -405,6 +444,24 @@ bool DeleteStore(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **e
     const long coded = StorageFound(file, path, err);
     if (coded < 0) return false;
     if (coded == 0) return ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0;
+    CompanionRecord record;
+    const long external = ReadCompanionRecord(file, path, record, err, fn);
+    if (external < 0) return false;
+    if (external > 0) {
+        // The records go first; the file last, so a crash leaves at worst a file nothing names.
+        if (ohfa_ObjectDelete(file, Child(path, kBlockIndexName).c_str(), OHFA_SEEK_PATH, err) !=
+                0 ||
+            ohfa_ObjectDelete(file, Child(path, kStorageName).c_str(), OHFA_SEEK_PATH, err) != 0 ||
+            ohfa_ObjectDelete(file, Child(path, kCompanionName).c_str(), OHFA_SEEK_PATH, err) != 0)
+            return false;
+        Oerr_ErrorReport *why = nullptr;
+        const std::wstring companion = CompanionPath(file, record.fileName);
+        if (ofio_FileExists(companion.c_str(), nullptr) &&
+            ofio_FileRemove(companion.c_str(), &why) != 0)
+            hfa::PrintAndDelete(why); // the layer is gone; the file is only leaked space
+        oerr_DeleteErrorReportEx(&why);
+        return true;
+    }
     // Deleting the index entry returns its blocks too (an entry delete frees every block an
     // index in the deleted subtree names); a damaged index leaves them as lost space.
     if (ohfa_ObjectDelete(file, Child(path, kBlockIndexName).c_str(), OHFA_SEEK_PATH, err) != 0)
