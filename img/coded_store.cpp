@@ -66,9 +66,10 @@ bool ReadStored(Oimg_Layer &layer, int32_t block, std::vector<unsigned char> &st
     CodedStore &s = *layer.coded;
     const hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(block)];
     stored.resize(slot.size);
-    if (s.companion ? !ReadFromCompanion(*s.companion, slot.at, stored.data(), slot.size, err, fn)
-                    : !hfa::ReadAt(layer.file, static_cast<int64_t>(slot.at), stored.data(),
-                                   static_cast<long>(slot.size), err, fn)) {
+    if (s.companion
+            ? !hfa::ReadFromCompanion(*s.companion, slot.at, stored.data(), slot.size, err, fn)
+            : !hfa::ReadAt(layer.file, static_cast<int64_t>(slot.at), stored.data(),
+                           static_cast<long>(slot.size), err, fn)) {
         SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
                  static_cast<long>(block), layer.path.c_str());
         return false;
@@ -130,10 +131,10 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
             run.insert(run.end(), out[i].begin(), out[i].end());
         }
         // A companion file grows at its end; its space is never reused in place.
-        const bool written = s.companion
-                                 ? AppendToCompanion(*s.companion, run.data(), bytes, at, err, fn)
-                                 : hfa::WriteAt(layer.file, static_cast<int64_t>(at), run.data(),
-                                                static_cast<long>(run.size()), err, fn);
+        const bool written =
+            s.companion ? hfa::AppendToCompanion(*s.companion, run.data(), bytes, at, err, fn)
+                        : hfa::WriteAt(layer.file, static_cast<int64_t>(at), run.data(),
+                                       static_cast<long>(run.size()), err, fn);
         if (!written) {
             // The new space stays unnamed: lost, never handed out twice.
             SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write %ld blocks of layer %s",
@@ -145,7 +146,7 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
         first = end;
     }
     // The blocks reach the disk before any slot names them.
-    if (s.companion && !SyncCompanion(*s.companion, err, fn)) {
+    if (s.companion && !hfa::SyncCompanion(*s.companion, err, fn)) {
         SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write the blocks of layer %s",
                  layer.path.c_str());
         return false;
@@ -236,13 +237,13 @@ bool HasStorage(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **er
 }
 
 bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
-                      const Oimg_LayerStorage &storage, const CompanionRecord *companion,
+                      const Oimg_LayerStorage &storage, const hfa::CompanionRecord *companion,
                       Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_designs, kStorageType, err);
     const Omif_Design *indexDesign = !design     ? nullptr
                                      : companion ? hfa::BlockIndex64Design(err)
                                                  : hfa::BlockIndexDesign(err);
-    const Omif_Design *companionDesign = companion ? CompanionDesign(err) : nullptr;
+    const Omif_Design *companionDesign = companion ? hfa::CompanionDesign(err) : nullptr;
     // A zero-filled index: every block never written.
     const std::size_t perSlot = (companion ? hfa::kWideSlotBytes : hfa::kSlotBytes) / 4;
     std::vector<uint32_t> words(static_cast<std::size_t>(g.blockCount) * perSlot, 0);
@@ -255,8 +256,8 @@ bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry 
     // at open, whichever kind it was meant to be.
     if (!indexDesign || (companion && !companionDesign) ||
         (companion &&
-         ohfa_ObjectWrite(file, path.c_str(), kCompanionName, kCompanionType, OHFA_WRITE_LAST_CHILD,
-                          companion, companionDesign, err) != 0) ||
+         ohfa_ObjectWrite(file, path.c_str(), hfa::kCompanionName, hfa::kCompanionType,
+                          OHFA_WRITE_LAST_CHILD, companion, companionDesign, err) != 0) ||
         ohfa_ObjectWrite(file, path.c_str(), kStorageName, kStorageType, OHFA_WRITE_LAST_CHILD,
                          &storage, design, err) != 0 ||
         ohfa_ObjectWrite(file, path.c_str(), kBlockIndexName,
@@ -297,20 +298,21 @@ bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn
                  problem.empty() ? L"no level given" : problem.c_str());
         return false;
     }
-    CompanionRecord record;
-    const long external = ReadCompanionRecord(layer.file, layer.path, record, err, fn);
+    hfa::CompanionRecord record;
+    const long external = hfa::ReadCompanionRecord(layer.file, layer.path, record, err, fn);
     if (external < 0) return false;
-    if (external > 0 && !(s->companion = OpenCompanion(layer.file, layer.path, record, err, fn)))
+    if (external > 0 &&
+        !(s->companion = hfa::OpenCompanion(layer.file, layer.path, record, err, fn)))
         return false;
     const char *indexType = external ? "Ohfa_BlockIndex64" : "Ohfa_BlockIndex";
     const int64_t blocks = layer.geometry.blockCount;
     if (ohfa_EntryPeek(layer.file, OHFA_SEEK_PATH, indexPath.c_str(), &e, err) <= 0 ||
         std::strncmp(e.type, indexType, sizeof e.type) != 0 ||
-        !(external
-              ? hfa::LoadBlockIndex64(layer.file, e.data, e.dataSize, blocks, kCompanionHeaderSize,
-                                      s->companion->end, s->index, problem, err, fn)
-              : hfa::LoadBlockIndex(layer.file, e.data, e.dataSize, blocks, s->index, problem, err,
-                                    fn)) ||
+        !(external ? hfa::LoadBlockIndex64(layer.file, e.data, e.dataSize, blocks,
+                                           hfa::kCompanionHeaderSize, s->companion->end, s->index,
+                                           problem, err, fn)
+                   : hfa::LoadBlockIndex(layer.file, e.data, e.dataSize, blocks, s->index, problem,
+                                         err, fn)) ||
         s->index.blockBytes != layer.geometry.blockBytes ||
         s->index.checksum != s->storage.checksum) {
         if (problem.empty() && !*err) problem = L"it disagrees with the layer record";
@@ -444,23 +446,17 @@ bool DeleteStore(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **e
     const long coded = StorageFound(file, path, err);
     if (coded < 0) return false;
     if (coded == 0) return ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0;
-    CompanionRecord record;
-    const long external = ReadCompanionRecord(file, path, record, err, fn);
+    hfa::CompanionRecord record;
+    const long external = hfa::ReadCompanionRecord(file, path, record, err, fn);
     if (external < 0) return false;
     if (external > 0) {
-        // The records go first; the file last, so a crash leaves at worst a file nothing names.
-        if (ohfa_ObjectDelete(file, Child(path, kBlockIndexName).c_str(), OHFA_SEEK_PATH, err) !=
-                0 ||
-            ohfa_ObjectDelete(file, Child(path, kStorageName).c_str(), OHFA_SEEK_PATH, err) != 0 ||
-            ohfa_ObjectDelete(file, Child(path, kCompanionName).c_str(), OHFA_SEEK_PATH, err) != 0)
-            return false;
-        Oerr_ErrorReport *why = nullptr;
-        const std::wstring companion = CompanionPath(file, record.fileName);
-        if (ofio_FileExists(companion.c_str(), nullptr) &&
-            ofio_FileRemove(companion.c_str(), &why) != 0)
-            hfa::PrintAndDelete(why); // the layer is gone; the file is only leaked space
-        oerr_DeleteErrorReportEx(&why);
-        return true;
+        // Deleting the companion record removes the file too (after the records).
+        return ohfa_ObjectDelete(file, Child(path, kBlockIndexName).c_str(), OHFA_SEEK_PATH, err) ==
+                   0 &&
+               ohfa_ObjectDelete(file, Child(path, kStorageName).c_str(), OHFA_SEEK_PATH, err) ==
+                   0 &&
+               ohfa_ObjectDelete(file, Child(path, hfa::kCompanionName).c_str(), OHFA_SEEK_PATH,
+                                 err) == 0;
     }
     // Deleting the index entry returns its blocks too (an entry delete frees every block an
     // index in the deleted subtree names); a damaged index leaves them as lost space.

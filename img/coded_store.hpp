@@ -11,7 +11,7 @@
 
 #include "hfa/block_index.hpp"
 #include "img/codec.hpp"
-#include "img/companion.hpp"
+#include "hfa/companion.hpp"
 #include "img/layer.hpp"
 
 namespace orvik::img {
@@ -39,7 +39,7 @@ struct CodedStore {
     // within the limit).
     std::vector<std::unique_ptr<unsigned char[]>> spare;
     // External layers: the companion file that holds the stored blocks (null: the HFA file).
-    std::unique_ptr<Companion> companion;
+    std::unique_ptr<hfa::Companion> companion;
 };
 
 // Whether the layer entry at `path` has a storage record (so is coded).
@@ -50,7 +50,7 @@ long StorageFound(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **
 // Writes the storage record and an empty block index under the new layer entry at `path`;
 // with `companion`, its record first and a 64-bit index naming blocks in that file.
 bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
-                      const Oimg_LayerStorage &storage, const CompanionRecord *companion,
+                      const Oimg_LayerStorage &storage, const hfa::CompanionRecord *companion,
                       Oerr_ErrorReport **err, const wchar_t *fn);
 // Loads the storage record and block index of an opened layer record (checked).
 bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn);

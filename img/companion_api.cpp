@@ -28,8 +28,8 @@ ORVIK_API Oimg_Layer *oimg_LayerCreatePlaced(Ohfa_File *file, const wchar_t *ima
     });
 }
 
-ORVIK_API long oimg_CompanionThresholdSet(Ohfa_File *file, int64_t bytes,
-                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_CompanionThresholdSet(Ohfa_File *file, int64_t bytes, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_CompanionThresholdSet";
     if (err) *err = nullptr;
     if (!file || bytes < 0) {

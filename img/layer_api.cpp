@@ -188,8 +188,8 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
     }
     if (storage) {
         // The companion file exists, whole, before any record names it.
-        CompanionRecord companion;
-        if ((external && !CreateCompanion(file, companion, err, fn)) ||
+        hfa::CompanionRecord companion;
+        if ((external && !hfa::CreateCompanion(file, companion, err, fn)) ||
             !CreateCodedStore(file, path, g, settled, external ? &companion : nullptr, err, fn))
             return nullptr;
         return OpenLayer(file, path, err, fn);

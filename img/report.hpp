@@ -15,11 +15,6 @@ enum ReportNumber : long {
     kExists = 6,
     kWriteFailed = 7,
     kBadStorage = 8,
-    // ... and their companion data files
-    kCompanionMissing = 9,
-    kCompanionTruncated = 10,
-    kCompanionMismatch = 11,
-    kCompanionFailed = 12,
     // Windows: oimg_LayerReadWindow / WriteWindow, oimg_LayerRead / Write
     kWindowBadArgument = 1,
     kWindowOutside = 2,

@@ -75,9 +75,9 @@ TEST_F(Companion, ThresholdAndExplicitPlacementDecideWhereBlocksGo) {
     Oimg_Layer *big = Create(f, L"Big", Info(1024, 2048, OGDA_U8));
     Oimg_Layer *asked = Create(f, L"Asked", Info(64, 64, OGDA_U8), OIMG_PLACE_COMPANION);
     Oimg_Layer *kept = Create(f, L"Kept", Info(1024, 2048, OGDA_U8), OIMG_PLACE_INSIDE);
-    EXPECT_EQ(oimg_LayerCreatePlaced(f, L"/Image", L"X", oimg_LayerInfoGet(small), nullptr, 3,
-                                     &err),
-              nullptr);
+    EXPECT_EQ(
+        oimg_LayerCreatePlaced(f, L"/Image", L"X", oimg_LayerInfoGet(small), nullptr, 3, &err),
+        nullptr);
     EXPECT_EQ(oimg_LayerCompanionPathGet(small), nullptr);
     EXPECT_EQ(oimg_LayerCompanionPathGet(kept), nullptr);
     ASSERT_NE(oimg_LayerCompanionPathGet(big), nullptr);
@@ -266,6 +266,70 @@ TEST_F(Companion, ADamagedBlockIsFoundAndDeleteRemovesTheFile) {
     ohfa_FileClose(f, nullptr);
 }
 
+// Copies get companions of their own; the file check verifies the pairing and every block;
+// a rename into another folder takes the companions along; deleting the image removes them.
+TEST_F(Companion, CopyCheckRenameAndImageDeleteCoverTheCompanion) {
+    Ohfa_File *f = NewFile("c.hfa");
+    Oimg_Layer *l = Create(f, L"A", Info(100, 90, OGDA_S16, 32, 32), OIMG_PLACE_COMPANION);
+    Put(l, 0, 0, 90, 100);
+    ASSERT_EQ(oimg_LayerFlush(l, nullptr), 0);
+    Put(l, 10, 10, 20, 20); // a rewrite: the copy leaves the old bytes behind
+    ASSERT_EQ(oimg_LayerClose(l, nullptr), 0);
+    const std::string a = CompanionOf(f, L"/Image/A");
+    ASSERT_EQ(ohfa_FileClose(f, nullptr), 0);
+
+    fs::create_directory(Path("sub"));
+    Report err;
+    for (const std::string copy : {"copy.hfa", "sub/copy.hfa"}) {
+        ASSERT_GT(ohfa_FileCopy(Name("c.hfa").c_str(), Name(copy).c_str(), &err), 0) << Text(err);
+        Ohfa_File *g = ohfa_FileOpen(Name(copy).c_str(), L"r+", 0, &err);
+        ASSERT_NE(g, nullptr) << Text(err);
+        const std::string b = CompanionOf(g, L"/Image/A");
+        EXPECT_NE(b, a);
+        EXPECT_EQ(fs::path(b).parent_path(), fs::path(Name(copy)).parent_path());
+        EXPECT_LT(fs::file_size(b), fs::file_size(a)); // written afresh: no leaked bytes
+        l = oimg_LayerOpen(g, L"/Image/A", &err);
+        ASSERT_NE(l, nullptr) << Text(err);
+        EXPECT_TRUE(Got(l, 0, 0, 90, 100));
+        oimg_LayerClose(l, nullptr);
+        EXPECT_EQ(Check(g), 0);
+        ohfa_FileClose(g, nullptr);
+    }
+
+    // The check reports a damaged block and a missing companion as problems.
+    const std::string saved = a + ".saved";
+    fs::copy_file(a, saved);
+    {
+        std::fstream s(a, std::ios::binary | std::ios::in | std::ios::out);
+        s.seekp(static_cast<std::streamoff>(fs::file_size(a)) - 100); // the rewritten block
+        s.put('\x11');
+    }
+    f = ohfa_FileOpen(Name("c.hfa").c_str(), L"r+", 0, &err);
+    ASSERT_NE(f, nullptr) << Text(err);
+    EXPECT_EQ(Check(f), 1);
+    fs::remove(a);
+    EXPECT_EQ(Check(f), 1);
+    fs::rename(saved, a);
+    EXPECT_EQ(Check(f), 0);
+
+    // Into another folder, the companion follows under its own name.
+    const std::wstring moved = Name("sub/moved.hfa");
+    ASSERT_EQ(ohfa_FileChange(f, &err, OHFA_OPTION_RENAME, moved.c_str(), 0), 0) << Text(err);
+    const fs::path there = fs::path(Path("sub")) / fs::path(a).filename();
+    EXPECT_FALSE(fs::exists(a));
+    EXPECT_TRUE(fs::exists(there));
+    l = oimg_LayerOpen(f, L"/Image/A", &err);
+    ASSERT_NE(l, nullptr) << Text(err);
+    EXPECT_TRUE(Got(l, 0, 0, 90, 100));
+    oimg_LayerClose(l, nullptr);
+
+    // Deleting the image (a plain entry delete) removes its layers' companions.
+    ASSERT_EQ(ohfa_ObjectDelete(f, L"/Image", OHFA_SEEK_PATH, &err), 0) << Text(err);
+    EXPECT_FALSE(fs::exists(there));
+    EXPECT_EQ(Check(f), 0);
+    ohfa_FileClose(f, nullptr);
+}
+
 // The session writes blocks to the companion file and slots to the HFA file, rewrites them
 // (appended again), and closes; it is stopped after every write in turn.
 class CompanionCrashSweep : public Companion {
@@ -283,7 +347,8 @@ class CompanionCrashSweep : public Companion {
         if (layer) {
             Data d = Raster(kSide, kSide, OGDA_U16);
             for (uint16_t version : {1, 2}) {
-                for (int i = 0; i < kSide * kSide; ++i) static_cast<uint16_t *>(d->data)[i] = version;
+                for (int i = 0; i < kSide * kSide; ++i)
+                    static_cast<uint16_t *>(d->data)[i] = version;
                 oimg_LayerWrite(layer, d.get(), &r);
                 oimg_LayerFlush(layer, &r);
                 ohfa_FileFlush(f, &r);

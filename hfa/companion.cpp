@@ -1,6 +1,6 @@
 // Companion data files: creating one with a fresh identity, opening it with the checks that
 // refuse a missing, cut or foreign file, and the positioned transfers of stored blocks.
-#include "img/companion.hpp"
+#include "hfa/companion.hpp"
 
 #include <chrono>
 #include <cstring>
@@ -9,12 +9,13 @@
 #include "core/guard.hpp"
 #include "core/utf8.hpp"
 #include "fio/stream.hpp"
+#include "hfa/entry.hpp"
 #include "hfa/file.hpp"
-#include "img/report.hpp"
+#include "hfa/report.hpp"
 
 using orvik::core::SetError;
 
-namespace orvik::img {
+namespace orvik::hfa {
 namespace {
 
 const Omif_ItemDescription kCompanionItems[] = {
@@ -80,7 +81,8 @@ bool CreateCompanion(Ohfa_File *file, CompanionRecord &record, Oerr_ErrorReport 
     record.created =
         std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
     const std::size_t slash = file->name.find_last_of(L'/');
-    const std::wstring base = slash == std::wstring::npos ? file->name : file->name.substr(slash + 1);
+    const std::wstring base =
+        slash == std::wstring::npos ? file->name : file->name.substr(slash + 1);
     const std::string name = text::WideToUtf8Lossy(base + L"." + Hex(record.identity[0]) +
                                                    Hex(record.identity[1]) + L".blocks");
     if (name.size() >= sizeof record.fileName) {
@@ -103,9 +105,50 @@ bool CreateCompanion(Ohfa_File *file, CompanionRecord &record, Oerr_ErrorReport 
         ok = ok && closed;
     }
     if (!ok) {
-        SetError(err, fn, kCompanionFailed, *err, L"Cannot create companion file %s",
-                 path.c_str());
+        SetError(err, fn, kCompanionFailed, *err, L"Cannot create companion file %s", path.c_str());
         return false;
+    }
+    return true;
+}
+
+bool CompanionFromBytes(const unsigned char *bytes, std::size_t count, CompanionRecord &record) {
+    if (count != kCompanionRecordSize) return false;
+    record = CompanionRecord{};
+    std::memcpy(record.fileName, bytes, sizeof record.fileName);
+    record.fileName[sizeof record.fileName - 1] = 0;
+    for (int i = 0; i < 4; ++i) record.identity[i] = Word(bytes + 256 + 4 * i);
+    std::memcpy(&record.created, bytes + 272, 8);
+    return true;
+}
+
+void CompanionToBytes(const CompanionRecord &record, unsigned char *bytes) {
+    std::memcpy(bytes, record.fileName, sizeof record.fileName);
+    for (int i = 0; i < 4; ++i) PutWord(bytes + 256 + 4 * i, record.identity[i]);
+    std::memcpy(bytes + 272, &record.created, 8);
+}
+
+bool PlainCompanionName(const CompanionRecord &record) {
+    const std::string_view name(record.fileName, strnlen(record.fileName, sizeof record.fileName));
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of("/\\:") == std::string_view::npos;
+}
+
+bool CompanionFiles(Ohfa_File *file, std::vector<std::string> &names, Oerr_ErrorReport **err,
+                    const wchar_t *fn) {
+    Ohfa_Entry root{};
+    std::vector<std::pair<uint32_t, Ohfa_Entry>> entries;
+    if (!ReadEntry(file, file->header.rootEntryPtr, root, err, fn) ||
+        !CollectSubtree(file, root.child, entries, err, fn))
+        return false;
+    for (const auto &[position, e] : entries) {
+        if (std::strncmp(e.type, "Ohfa_Companion", sizeof e.type) != 0 ||
+            e.dataSize != static_cast<int32_t>(kCompanionRecordSize))
+            continue;
+        unsigned char raw[kCompanionRecordSize];
+        CompanionRecord record;
+        if (!ReadAt(file, e.data, raw, kCompanionRecordSize, err, fn)) return false;
+        if (CompanionFromBytes(raw, sizeof raw, record) && PlainCompanionName(record))
+            names.emplace_back(record.fileName);
     }
     return true;
 }
@@ -117,11 +160,11 @@ long ReadCompanionRecord(Ohfa_File *file, const std::wstring &layerPath, Compani
     const long found = ohfa_EntryPeek(file, OHFA_SEEK_PATH, path.c_str(), &e, err);
     if (found == 0) return 0;
     const Omif_Design *design = found > 0 ? CompanionDesign(err) : nullptr;
-    if (!design || std::strncmp(e.type, "Oimg_Companion", sizeof e.type) != 0 ||
+    if (!design || std::strncmp(e.type, "Ohfa_Companion", sizeof e.type) != 0 ||
         e.dataSize != static_cast<int32_t>(kCompanionRecordSize) ||
         ohfa_FileHostDataRead(file, e.data, design, kCompanionRecordSize, &record, err) !=
             static_cast<long>(kCompanionRecordSize)) {
-        SetError(err, fn, kBadStorage, *err, L"Cannot read the companion record of layer %s",
+        SetError(err, fn, kCompanionFailed, *err, L"Cannot read the companion record of %s",
                  layerPath.c_str());
         return -1;
     }
@@ -134,8 +177,7 @@ std::unique_ptr<Companion> OpenCompanion(Ohfa_File *file, const std::wstring &la
                                          const wchar_t *fn) {
     auto c = std::make_unique<Companion>();
     c->path = CompanionPath(file, record.fileName);
-    if (record.fileName[0] == 0 || std::strchr(record.fileName, '/') ||
-        std::strchr(record.fileName, '\\')) {
+    if (!PlainCompanionName(record)) {
         SetError(err, fn, kCompanionMismatch, nullptr,
                  L"Layer %s refused: its companion file name \"%s\" is not a plain file name",
                  layerPath.c_str(), c->path.c_str());
@@ -144,8 +186,9 @@ std::unique_ptr<Companion> OpenCompanion(Ohfa_File *file, const std::wstring &la
     Oerr_ErrorReport *why = nullptr;
     c->stream = ofio_FileOpen(c->path.c_str(), file->readOnly ? L"rb" : L"r+b", &why);
     if (!c->stream) {
-        SetError(err, fn, kCompanionMissing, why, L"Layer %s: its companion file %s cannot be opened",
-                 layerPath.c_str(), c->path.c_str());
+        SetError(err, fn, kCompanionMissing, why,
+                 L"Layer %s: its companion file %s cannot be opened", layerPath.c_str(),
+                 c->path.c_str());
         return nullptr;
     }
     unsigned char h[kCompanionHeaderSize], want[kCompanionHeaderSize];
@@ -201,10 +244,10 @@ bool SyncCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn) {
     return c.stream->SyncToDisk(err, fn);
 }
 
-bool ReadFromCompanion(Companion &c, uint64_t at, void *bytes, int64_t count, Oerr_ErrorReport **err,
-                       const wchar_t *fn) {
+bool ReadFromCompanion(Companion &c, uint64_t at, void *bytes, int64_t count,
+                       Oerr_ErrorReport **err, const wchar_t *fn) {
     return c.stream->ReadExact(static_cast<int64_t>(at), bytes, static_cast<std::size_t>(count),
                                err, fn);
 }
 
-} // namespace orvik::img
+} // namespace orvik::hfa
