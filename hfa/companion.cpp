@@ -240,6 +240,14 @@ bool AppendToCompanion(Companion &c, const void *bytes, int64_t count, uint64_t 
     return true;
 }
 
+bool AppendToCompanion(Companion &c, const port::fs::Piece *pieces, std::size_t count,
+                       int64_t bytes, uint64_t &at, Oerr_ErrorReport **err, const wchar_t *fn) {
+    at = static_cast<uint64_t>(c.end);
+    if (!c.stream->WritePieces(c.end, pieces, count, err, fn)) return false;
+    c.end += bytes;
+    return true;
+}
+
 bool SyncCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn) {
     return c.stream->SyncToDisk(err, fn);
 }

@@ -16,6 +16,8 @@
 
 #include <orvik/ohfa.h>
 
+#include "port/file_system.hpp"
+
 namespace orvik::hfa {
 
 inline constexpr const wchar_t *kCompanionName = L"Companion";
@@ -69,6 +71,9 @@ std::unique_ptr<Companion> OpenCompanion(Ohfa_File *file, const std::wstring &la
 // Appends `count` bytes; `at` receives where they went.
 bool AppendToCompanion(Companion &c, const void *bytes, int64_t count, uint64_t &at,
                        Oerr_ErrorReport **err, const wchar_t *fn);
+// Appends `count` pieces of `bytes` bytes together in one vectored write.
+bool AppendToCompanion(Companion &c, const port::fs::Piece *pieces, std::size_t count,
+                       int64_t bytes, uint64_t &at, Oerr_ErrorReport **err, const wchar_t *fn);
 // Writes what the stream holds through to the disk.
 bool SyncCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn);
 bool ReadFromCompanion(Companion &c, uint64_t at, void *bytes, int64_t count,

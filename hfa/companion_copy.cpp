@@ -49,9 +49,8 @@ bool CompanionCarry::Carry(Ohfa_File *src, Ohfa_File *dst, long parent, const Oh
     const std::wstring where = L"the copy of " + src->name;
     std::unique_ptr<Companion> from = OpenCompanion(src, where, pair->from, skipped, fn);
     BlockIndex index;
-    if (!from ||
-        !LoadBlockIndex64(src, e.data, e.dataSize, -1, kCompanionHeaderSize, from->end, index,
-                          problem, skipped, fn)) {
+    if (!from || !LoadBlockIndex64(src, e.data, e.dataSize, -1, kCompanionHeaderSize, from->end,
+                                   index, problem, skipped, fn)) {
         if (problem.empty()) problem = L"its companion file cannot be read";
         bytes.clear();
         return true;

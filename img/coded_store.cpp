@@ -102,19 +102,26 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
                const wchar_t *fn) {
     if (blocks.empty()) return true;
     CodedStore &s = *layer.coded;
-    std::vector<std::vector<unsigned char>> out(blocks.size());
-    Parallel(blocks.size(), Workers(layer), [&](std::size_t i, std::size_t worker) {
-        EncodeBlock(Context(s, worker), s.storage, s.shape, s.held.at(blocks[i]).bytes.get(),
-                    out[i]);
-    });
+    // Without a codec the stored bytes are the held ones: written from where they lie.
+    const bool raw = s.storage.codec == OIMG_CODEC_NONE;
+    std::vector<std::vector<unsigned char>> out(raw ? 0 : blocks.size());
+    if (!raw)
+        Parallel(blocks.size(), Workers(layer), [&](std::size_t i, std::size_t worker) {
+            EncodeBlock(Context(s, worker), s.storage, s.shape, s.held.at(blocks[i]).bytes.get(),
+                        out[i]);
+        });
+    std::vector<port::fs::Piece> pieces(blocks.size());
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        pieces[i] = raw ? port::fs::Piece{s.held.at(blocks[i]).bytes.get(),
+                                          static_cast<std::size_t>(s.shape.blockBytes)}
+                        : port::fs::Piece{out[i].data(), out[i].size()};
     std::vector<hfa::BlockSlot> fresh(blocks.size());
-    std::vector<unsigned char> run;
     for (std::size_t first = 0; first < blocks.size();) {
         std::size_t end = first;
         int64_t bytes = 0;
         while (end < blocks.size() &&
-               (end == first || bytes + int64_t(out[end].size()) <= kRunBytes))
-            bytes += static_cast<int64_t>(out[end++].size());
+               (end == first || bytes + int64_t(pieces[end].count) <= kRunBytes))
+            bytes += static_cast<int64_t>(pieces[end++].count);
         uint64_t at = 0;
         if (!s.companion) {
             at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
@@ -124,24 +131,22 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
                 return false;
             }
         }
-        run.clear();
         for (std::size_t i = first; i < end; ++i) {
-            fresh[i].size = static_cast<uint32_t>(out[i].size());
-            fresh[i].sum = hfa::StoredChecksum(s.index.checksum, out[i].data(), out[i].size());
-            run.insert(run.end(), out[i].begin(), out[i].end());
+            fresh[i].size = static_cast<uint32_t>(pieces[i].count);
+            fresh[i].sum = hfa::StoredChecksum(s.index.checksum, pieces[i].bytes, pieces[i].count);
         }
         // A companion file grows at its end; its space is never reused in place.
-        const bool written =
-            s.companion ? hfa::AppendToCompanion(*s.companion, run.data(), bytes, at, err, fn)
-                        : hfa::WriteAt(layer.file, static_cast<int64_t>(at), run.data(),
-                                       static_cast<long>(run.size()), err, fn);
+        const bool written = s.companion ? hfa::AppendToCompanion(*s.companion, &pieces[first],
+                                                                  end - first, bytes, at, err, fn)
+                                         : hfa::WritePiecesAt(layer.file, static_cast<int64_t>(at),
+                                                              &pieces[first], end - first, err, fn);
         if (!written) {
             // The new space stays unnamed: lost, never handed out twice.
             SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write %ld blocks of layer %s",
                      static_cast<long>(end - first), layer.path.c_str());
             return false;
         }
-        for (std::size_t i = first, offset = 0; i < end; offset += out[i++].size())
+        for (std::size_t i = first, offset = 0; i < end; offset += pieces[i++].count)
             fresh[i].at = at + offset;
         first = end;
     }
@@ -217,6 +222,27 @@ CodedStore::Held &Insert(CodedStore &s, int32_t block) {
 bool LoadInto(Oimg_Layer &layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
               const wchar_t *fn) {
     CodedStore &s = *layer.coded;
+    const hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(block)];
+    if (s.storage.codec == OIMG_CODEC_NONE && slot.size == uint64_t(s.shape.blockBytes)) {
+        // Stored as it is: straight into place, then the checksum over it.
+        const bool read =
+            s.companion ? hfa::ReadFromCompanion(*s.companion, slot.at, bytes, slot.size, err, fn)
+                        : hfa::ReadAt(layer.file, static_cast<int64_t>(slot.at), bytes,
+                                      static_cast<long>(slot.size), err, fn);
+        if (!read) {
+            SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                     static_cast<long>(block), layer.path.c_str());
+            return false;
+        }
+        if (s.index.checksum != OIMG_CHECKSUM_NONE &&
+            hfa::StoredChecksum(s.index.checksum, bytes, slot.size) != slot.sum) {
+            SetError(err, fn, kWindowBlockDamaged, nullptr,
+                     L"Block %ld of layer %s is damaged: its checksum does not match",
+                     static_cast<long>(block), layer.path.c_str());
+            return false;
+        }
+        return true;
+    }
     Workers(layer);
     return ReadStored(layer, block, s.stored, err, fn) &&
            Decode(layer, Context(s, 0), block, s.stored, bytes, err, fn);

@@ -14,7 +14,17 @@ struct Row {
     std::string path;
     std::string name;
     Ohfa_Entry entry;
+    bool external = false; // a raster layer whose blocks lie in a companion data file
 };
+
+// Whether the layer at `path` keeps its blocks in a companion data file: it has a companion
+// record.
+bool External(Ohfa_File *file, const std::string &path, const Ohfa_Entry &e) {
+    if (FixedText(e.type, sizeof e.type) != "Oimg_Layer") return false;
+    Report err;
+    return ohfa_EntryPeek(file, OHFA_SEEK_PATH, Wide(path + "/Companion").c_str(), nullptr, err) >
+           0;
+}
 
 int Depth(const std::string &path) {
     int depth = 0;
@@ -35,6 +45,7 @@ std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursiv
     for (const std::string &p : paths) {
         if (!recursive && Depth(p) != base + 1) continue;
         Row row{p, p.substr(p.rfind('/') + 1), SeekNode(file, p)};
+        row.external = External(file, p, row.entry);
         rows.push_back(std::move(row));
     }
     return rows;
@@ -52,12 +63,14 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
                            {"type", FixedText(r.entry.type, sizeof r.entry.type)},
                            {"size", r.entry.dataSize},
                            {"modified", TimeText(r.entry.modTime)},
-                           {"children", r.entry.child != 0}});
+                           {"children", r.entry.child != 0},
+                           {"external", r.external}});
         std::printf("%s\n", out.dump(2).c_str());
         return;
     }
     for (const Row &r : rows) {
-        const std::string shown = recursive ? r.path : r.name + (r.entry.child ? "/" : "");
+        const std::string shown = (recursive ? r.path : r.name + (r.entry.child ? "/" : "")) +
+                                  (r.external ? "  [external]" : "");
         if (longForm)
             std::printf("%-20s %10ld  %s  %s\n",
                         FixedText(r.entry.type, sizeof r.entry.type).c_str(),
