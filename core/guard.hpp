@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <utility>
 
 #include <orvik/oerr.h>
 
@@ -47,29 +48,56 @@ inline void SetOutOfMemory(Oerr_ErrorReport **err, const wchar_t *function,
 
 // Runs `body` and converts any escaping exception into a report on `err` (taking over
 // whatever *err already held) and the failure value. std::bad_alloc becomes number 5.
+//
+// A caller may pass a null `err` to say it does not want reports. Bodies write through
+// `*err` freely (taking over a callee's chain), so while the body runs a null `err` is
+// pointed at a local slot whose chain is dropped afterwards; `err` is taken by reference so
+// that a body capturing it by reference sees the slot too.
 template <class R, class F>
-R Guarded(Oerr_ErrorReport **err, const wchar_t *function, R failure, F &&body) noexcept {
+R Guarded(Oerr_ErrorReport **&err, const wchar_t *function, R failure, F &&body) noexcept {
+    Oerr_ErrorReport *dropped = nullptr;
+    const bool unwanted = err == nullptr;
+    if (unwanted) err = &dropped;
+    R result = failure;
     try {
-        return body();
+        result = body();
     } catch (const std::bad_alloc &) {
-        SetOutOfMemory(err, function, err ? *err : nullptr);
+        SetOutOfMemory(err, function, *err);
+        result = failure;
     } catch (const std::exception &e) {
-        SetError(err, function, kUnexpectedException, err ? *err : nullptr,
-                 L"Unexpected exception: %S", e.what());
+        SetError(err, function, kUnexpectedException, *err, L"Unexpected exception: %S", e.what());
+        result = failure;
     } catch (...) {
-        SetError(err, function, kUnexpectedException, err ? *err : nullptr,
-                 L"Unexpected exception");
+        SetError(err, function, kUnexpectedException, *err, L"Unexpected exception");
+        result = failure;
     }
-    return failure;
+    if (unwanted) {
+        err = nullptr;
+        if (dropped) oerr_DeleteErrorReportEx(&dropped);
+    }
+    return result;
+}
+
+// For callers that pass the address of a local report pointer.
+template <class R, class F>
+R Guarded(Oerr_ErrorReport **&&err, const wchar_t *function, R failure, F &&body) noexcept {
+    Oerr_ErrorReport **slot = err;
+    return Guarded<R>(slot, function, failure, std::forward<F>(body));
 }
 
 // As Guarded, for functions without a result.
 template <class F>
-void GuardedVoid(Oerr_ErrorReport **err, const wchar_t *function, F &&body) noexcept {
+void GuardedVoid(Oerr_ErrorReport **&err, const wchar_t *function, F &&body) noexcept {
     Guarded<int>(err, function, 0, [&] {
         body();
         return 0;
     });
+}
+
+template <class F>
+void GuardedVoid(Oerr_ErrorReport **&&err, const wchar_t *function, F &&body) noexcept {
+    Oerr_ErrorReport **slot = err;
+    GuardedVoid(slot, function, std::forward<F>(body));
 }
 
 } // namespace orvik::core

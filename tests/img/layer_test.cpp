@@ -334,4 +334,22 @@ TEST_F(ImgTest, CorruptLayerRecordsAreRefused) {
     ohfa_FileClose(f, &err);
 }
 
+// A caller that passes no report pointer still gets the failure value, and the reports the
+// failure made internally are freed (the leak check of the sanitizer build sees them).
+TEST_F(ImgTest, FailuresWithoutAReportPointerReturnTheFailureValue) {
+    Ohfa_File *f = NewFile("noreport.hfa");
+    Oimg_LayerInfo info = Info(40, 30, OGDA_U8);
+    Oimg_Layer *layer = oimg_LayerCreate(f, L"/Image", L"Layer", &info, nullptr);
+    ASSERT_NE(layer, nullptr);
+    Data d = Raster(10, 10, OGDA_U8);
+    EXPECT_EQ(oimg_LayerReadWindow(layer, 25, 0, 10, 10, d.get(), nullptr), -1);
+    EXPECT_EQ(oimg_LayerWriteWindow(layer, 0, 35, 10, 10, d.get(), nullptr), -1);
+    EXPECT_EQ(oimg_ImageCreate(f, nullptr, L"Image", nullptr), -1);
+    EXPECT_EQ(oimg_LayerOpen(f, L"/Image/Missing", nullptr), nullptr);
+    EXPECT_EQ(oimg_LayerCreate(f, L"/Nowhere", L"Layer", &info, nullptr), nullptr);
+    EXPECT_EQ(ohfa_FileOpen(Name("missing.hfa").c_str(), L"r", 0, nullptr), nullptr);
+    EXPECT_EQ(oimg_LayerClose(layer, nullptr), 0);
+    EXPECT_EQ(ohfa_FileClose(f, nullptr), 0);
+}
+
 } // namespace
