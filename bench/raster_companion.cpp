@@ -56,7 +56,8 @@ bool WriteLayer(const std::string &path, int kind, Ogda_BaseData *window) {
 }
 
 Ogda_BaseData *Window() {
-    Ogda_BaseData *d = ogda_BaseDataCreate(kWindow, kWindow, OGDA_F32, Ogda_Raster, nullptr, nullptr);
+    Ogda_BaseData *d =
+        ogda_BaseDataCreate(kWindow, kWindow, OGDA_F32, Ogda_Raster, nullptr, nullptr);
     auto *bytes = static_cast<unsigned char *>(d->data);
     for (int i = 0; i < d->lineBytes * kWindow; ++i) bytes[i] = static_cast<unsigned char>(i * 31);
     return d;
