@@ -15,6 +15,7 @@
 #include "core/guard.hpp"
 #include "core/utf8.hpp"
 #include "hfa/block_index.hpp"
+#include "hfa/companion.hpp"
 #include "hfa/cache.hpp"
 #include "hfa/check.hpp"
 #include "hfa/designs.hpp"
@@ -174,6 +175,7 @@ class Checker {
     void CacheStore(std::size_t index, const Ohfa_Entry &e);
     void LinkedValues(std::size_t index, const Ohfa_Entry &e);
     void BlockIndexStore(std::size_t index, const Ohfa_Entry &e);
+    void CompanionStore(std::size_t index, const Ohfa_Entry &e);
     void FreeList();
     void Overlaps();
     void Finish();
@@ -417,7 +419,69 @@ void Checker::Data(std::size_t index, const Ohfa_Entry &e) {
                 Num(e.dataSize) + L" bytes");
     if (type == "Ohfa_CacheNode") CacheStore(index, e);
     if (type == "Ohfa_BlockIndex") BlockIndexStore(index, e);
+    if (type == "Ohfa_BlockIndex64") CompanionStore(index, e);
     LinkedValues(index, e);
+}
+
+// A store in a companion data file: the file must be the one its record names (present,
+// whole, of the same identity), and its blocks must lie inside it, apart, and match their
+// checksums. Nothing of it lies in this file but the index itself.
+void Checker::CompanionStore(std::size_t index, const Ohfa_Entry &e) {
+    const std::wstring label = EntryLabel(index);
+    const std::wstring path = PathOf(index);
+    const std::size_t slash = path.find_last_of(L'/');
+    const std::wstring parent = path.substr(0, slash == 0 ? 1 : slash);
+    Oerr_ErrorReport *err = nullptr;
+    auto innermost = [&err] {
+        std::wstring why;
+        for (auto *r = err; r; r = r->next)
+            if (r->message) why = r->message;
+        oerr_DeleteErrorReportEx(&err);
+        return why;
+    };
+    CompanionRecord record;
+    if (path.rfind(L"/...", 0) == 0 ||
+        ReadCompanionRecord(m_file, parent, record, &err, kFn) <= 0) {
+        innermost();
+        Problem(label + L": the companion record beside it cannot be read");
+        return;
+    }
+    std::unique_ptr<Companion> companion = OpenCompanion(m_file, parent, record, &err, kFn);
+    if (!companion) {
+        Problem(label + L": " + innermost());
+        return;
+    }
+    BlockIndex bi;
+    std::wstring problem;
+    if (!LoadBlockIndex64(m_file, e.data, e.dataSize, -1, kCompanionHeaderSize, companion->end, bi,
+                          problem, &err, kFn)) {
+        const std::wstring why = innermost();
+        Problem(label + L": its block index cannot be read: " + (problem.empty() ? why : problem));
+        return;
+    }
+    std::vector<std::pair<uint64_t, uint64_t>> spans; // position, end
+    std::vector<unsigned char> bytes;
+    for (std::size_t b = 0; b < bi.slots.size(); ++b) {
+        const BlockSlot &s = bi.slots[b];
+        if (s.at == 0) continue;
+        spans.emplace_back(s.at, s.at + s.size);
+        if (bi.checksum == 0) continue;
+        bytes.resize(s.size);
+        if (!ReadFromCompanion(*companion, s.at, bytes.data(), s.size, &err, kFn)) {
+            innermost();
+            Problem(label + L": block " + Num(static_cast<int64_t>(b)) + L" cannot be read");
+        } else if (StoredChecksum(bi.checksum, bytes.data(), bytes.size()) != s.sum) {
+            Problem(label + L": block " + Num(static_cast<int64_t>(b)) +
+                    L" does not match its checksum");
+        }
+    }
+    std::sort(spans.begin(), spans.end());
+    for (std::size_t i = 1; i < spans.size(); ++i)
+        if (spans[i].first < spans[i - 1].second) {
+            Problem(label + L": two of its blocks share bytes of companion file " +
+                    companion->path + L" at " + Num(static_cast<int64_t>(spans[i].first)));
+            break;
+        }
 }
 
 // A record that names a block of its own (a descriptor column's values): the block is the
@@ -464,13 +528,15 @@ void Checker::BlockIndexStore(std::size_t index, const Ohfa_Entry &e) {
     for (std::size_t b = 0; b < bi.slots.size(); ++b) {
         const BlockSlot &s = bi.slots[b];
         if (s.at == 0) continue;
-        m_spans.push_back(Span{s.at, s.size, Owner::CacheBlock, index, static_cast<int32_t>(b)});
+        m_spans.push_back(Span{static_cast<uint32_t>(s.at), s.size, Owner::CacheBlock, index,
+                               static_cast<int32_t>(b)});
         // Blocks of a sound file together are smaller than the file: past that, blocks
         // overlap (the sweep reports it) and reading them again would only repeat the work.
         m_summed += s.size;
         if (bi.checksum == 0 || m_summed > m_end) continue;
         bytes.resize(s.size);
-        if (!ReadAt(m_file, s.at, bytes.data(), static_cast<long>(s.size), &err, kFn)) {
+        if (!ReadAt(m_file, static_cast<int64_t>(s.at), bytes.data(), static_cast<long>(s.size),
+                    &err, kFn)) {
             oerr_DeleteErrorReportEx(&err);
             Problem(label() + L": block " + Num(static_cast<int64_t>(b)) + L" cannot be read");
         } else if (StoredChecksum(bi.checksum, bytes.data(), bytes.size()) != s.sum) {

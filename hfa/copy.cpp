@@ -20,6 +20,7 @@
 #include "fio/path.hpp"
 #include "hfa/block_index.hpp"
 #include "hfa/cache.hpp"
+#include "hfa/companion.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
 #include "hfa/file.hpp"
@@ -240,7 +241,8 @@ bool CarryBlockIndex(Ohfa_File *src, Ohfa_File *dst, const Ohfa_Entry &e,
             }
         }
         unsigned char *p = bytes.data() + kBlockIndexHeader + b * kSlotBytes;
-        const uint32_t words[4] = {slot.at, slot.size, static_cast<uint32_t>(slot.sum),
+        const uint32_t words[4] = {static_cast<uint32_t>(slot.at), slot.size,
+                                   static_cast<uint32_t>(slot.sum),
                                    static_cast<uint32_t>(slot.sum >> 32)};
         for (int w = 0; w < 4; ++w)
             for (int i = 0; i < 4; ++i)
@@ -329,6 +331,7 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
     // The last copy written under each parent (index + 1; 0 for the target parent).
     std::vector<uint32_t> lastChild(nodes.size() + 1, 0);
     std::vector<unsigned char> bytes;
+    CompanionCarry companions;
     long done = 0;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
         const Node &n = nodes[i];
@@ -343,11 +346,20 @@ long WriteNodes(Ohfa_File *src, Ohfa_File *dst, const std::vector<Node> &nodes,
             return -1;
         }
         ReadData(src, n.record, bytes, problems, fn);
+        std::wstring problem;
+        Oerr_ErrorReport *skipped = nullptr;
         if (!CarryStore(src, dst, n.record, bytes, problems, err, fn) ||
             !CarryBlockIndex(src, dst, n.record, bytes, problems, err, fn) ||
-            !CarryLinkedBlock(src, dst, n.record, bytes, problems, err, fn))
+            !CarryLinkedBlock(src, dst, n.record, bytes, problems, err, fn) ||
+            !companions.Carry(src, dst, n.parent, n.record, bytes, problem, &skipped, err, fn)) {
+            oerr_DeleteErrorReportEx(&skipped);
             return -1;
+        }
         const std::wstring name = Wide(n.record.name, sizeof n.record.name);
+        if (!problem.empty())
+            problems.Add(fn, skipped, L"Entry %s: %s", name.c_str(), problem.c_str());
+        else
+            oerr_DeleteErrorReportEx(&skipped);
         const std::wstring type = Wide(n.record.type, sizeof n.record.type);
         if (ohfa_ObjectDataWrite(dst, nullptr, name.c_str(), type.empty() ? nullptr : type.c_str(),
                                  where, static_cast<long>(bytes.size()),

@@ -83,4 +83,10 @@ std::wstring CurrentPath(const EntryState &state);
 bool WalkBelow(Ohfa_File_ *file, const wchar_t *startNode, bool withStart,
                const std::function<bool()> &visit, Oerr_ErrorReport **err, const wchar_t *fn);
 
+// Every record of the subtree below `first` (a first child) with its position, bounded by the
+// file's size; false (reported) when a record cannot be read.
+bool CollectSubtree(Ohfa_File_ *file, uint32_t first,
+                    std::vector<std::pair<uint32_t, Ohfa_Entry>> &out, Oerr_ErrorReport **err,
+                    const wchar_t *fn);
+
 } // namespace orvik::hfa

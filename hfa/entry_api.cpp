@@ -7,6 +7,7 @@
 
 #include "core/guard.hpp"
 #include "hfa/block_index.hpp"
+#include "hfa/companion.hpp"
 #include "hfa/cache.hpp"
 #include "hfa/designs.hpp"
 #include "hfa/entry.hpp"
@@ -66,6 +67,31 @@ bool WriteEntry(Ohfa_File *file, uint32_t position, const Ohfa_Entry &entry, Oer
     }
     SetError(err, fn, kEntryWriteFailed, *err, L"WriteCurrentEntry fail");
     return false;
+}
+
+bool CollectSubtree(Ohfa_File *file, uint32_t first,
+                    std::vector<std::pair<uint32_t, Ohfa_Entry>> &out, Oerr_ErrorReport **err,
+                    const wchar_t *fn) {
+    std::vector<uint32_t> todo;
+    if (first) todo.push_back(first);
+    const int64_t bound = file->fileEnd / kEntrySize + 1;
+    while (!todo.empty()) {
+        if (static_cast<int64_t>(out.size()) > bound) {
+            SetError(err, fn, kEntryNoChild, nullptr, L"Couldn't find child");
+            return false;
+        }
+        const uint32_t at = todo.back();
+        todo.pop_back();
+        Ohfa_Entry e{};
+        if (!ReadEntry(file, at, e, err, fn)) {
+            SetError(err, fn, kEntryNoChild, *err, L"Couldn't find child");
+            return false;
+        }
+        out.emplace_back(at, e);
+        if (e.next) todo.push_back(e.next);
+        if (e.child) todo.push_back(e.child);
+    }
+    return true;
 }
 
 } // namespace orvik::hfa
@@ -269,32 +295,6 @@ long EntryWrite(Ohfa_File *file, long where, const wchar_t *name, const wchar_t 
     }
 }
 
-// Every record and data block of the subtree below `first` (a first child), bounded.
-bool CollectSubtree(Ohfa_File *file, uint32_t first,
-                    std::vector<std::pair<uint32_t, Ohfa_Entry>> &out, Oerr_ErrorReport **err,
-                    const wchar_t *fn) {
-    std::vector<uint32_t> todo;
-    if (first) todo.push_back(first);
-    const int64_t bound = file->fileEnd / kEntrySize + 1;
-    while (!todo.empty()) {
-        if (static_cast<int64_t>(out.size()) > bound) {
-            SetError(err, fn, kEntryNoChild, nullptr, L"Couldn't find child");
-            return false;
-        }
-        const uint32_t at = todo.back();
-        todo.pop_back();
-        Ohfa_Entry e{};
-        if (!ReadEntry(file, at, e, err, fn)) {
-            SetError(err, fn, kEntryNoChild, *err, L"Couldn't find child");
-            return false;
-        }
-        out.emplace_back(at, e);
-        if (e.next) todo.push_back(e.next);
-        if (e.child) todo.push_back(e.child);
-    }
-    return true;
-}
-
 // Takes the record `rec` out of its sibling list: the predecessor's next (or the parent's
 // child) first, then the successor's back link.
 bool Unlink(Ohfa_File *file, const Ohfa_Entry &rec, Oerr_ErrorReport **err, const wchar_t *fn) {
@@ -439,7 +439,8 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
                 continue;
             }
             for (const BlockSlot &slot : index.slots)
-                if (slot.at != 0) owned.emplace_back(slot.at, int64_t{slot.size});
+                if (slot.at != 0)
+                    owned.emplace_back(static_cast<uint32_t>(slot.at), int64_t{slot.size});
             continue;
         }
         if (std::strncmp(e.type, kCacheNodeType, sizeof e.type) != 0 || e.dataSize != 16 ||
@@ -449,9 +450,36 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
         if (!CacheSpace(file, e.data, owned, &loadErr, fn))
             PrintAndDelete(loadErr); // a damaged store: its space leaks, the delete goes on
     }
+    // Companion data files of the subtree go once nothing names them.
+    std::vector<std::wstring> companions;
+    for (const auto &[position, e] : gone) {
+        CompanionRecord companion;
+        unsigned char raw[kCompanionRecordSize];
+        Oerr_ErrorReport *readErr = nullptr;
+        if (std::strncmp(e.type, "Ohfa_Companion", sizeof e.type) != 0 ||
+            e.dataSize != static_cast<int32_t>(kCompanionRecordSize))
+            continue;
+        if (ReadAt(file, e.data, raw, kCompanionRecordSize, &readErr, fn) &&
+            CompanionFromBytes(raw, kCompanionRecordSize, companion) &&
+            PlainCompanionName(companion))
+            companions.push_back(CompanionPath(file, companion.fileName));
+        PrintAndDelete(readErr);
+    }
     if (!Unlink(file, rec, err, fn)) {
         SetError(err, fn, kEntryDeleteFailed, *err, L"Delete failed");
         return -1;
+    }
+    if (!companions.empty()) {
+        // The unlink reaches the file before the companions go: a crash leaves at worst a
+        // companion file that nothing names.
+        Oerr_ErrorReport *late = nullptr;
+        if (ofio_Flush(file->stream, &late) != 0) {
+            PrintAndDelete(late);
+            companions.clear();
+        }
+        for (const std::wstring &path : companions)
+            if (ofio_FileExists(path.c_str(), nullptr) && ofio_FileRemove(path.c_str(), &late) != 0)
+                PrintAndDelete(late); // only leaked space outside the file
     }
     IndexRemove(s, rec.parent, at, NameOf(rec), rec.prev);
     for (const auto &[position, e] : gone) {

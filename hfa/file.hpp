@@ -59,8 +59,11 @@ struct Ohfa_File_ {
     int localFileSystem = orvik::hfa::kLocalUnknown; // -2 unknown, else 0 / 1
     bool mapped = false;
     int64_t mapSize = 0;
-    int caching = 1;          // block caching switch (option 4)
-    int workerThreads = 1;    // codec threads of coded raster layers (option 9)
+    int caching = 1;       // block caching switch (option 4)
+    int workerThreads = 1; // codec threads of coded raster layers (option 9)
+    // Raster layers whose pixel data would carry the file past this many bytes keep their
+    // blocks in a companion data file (oimg_CompanionThresholdSet).
+    int64_t companionThreshold = int64_t{1} << 30;
     uint32_t optionFlags = 0; // kFlagBatch, kFlagNotFlushedOnWrite
     uint32_t batchStartNode = 0;
     uint32_t flushGuard = orvik::hfa::kGuardIdle;

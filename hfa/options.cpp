@@ -7,7 +7,9 @@
 #include <orvik/ofio.h>
 
 #include "core/guard.hpp"
+#include "core/utf8.hpp"
 #include "fio/path.hpp"
+#include "hfa/companion.hpp"
 #include "hfa/file.hpp"
 #include "hfa/open_list.hpp"
 #include "hfa/report.hpp"
@@ -55,6 +57,52 @@ bool SetMapping(Ohfa_File *file, bool on, Oerr_ErrorReport **err, const wchar_t 
     return true;
 }
 
+std::wstring FolderOf(const std::wstring &name) {
+    const std::size_t slash = name.find_last_of(L'/');
+    return slash == std::wstring::npos ? L"" : name.substr(0, slash + 1);
+}
+
+void UndoCompanionMoves(const std::vector<std::pair<std::wstring, std::wstring>> &moved) {
+    for (const auto &[from, to] : moved) {
+        Oerr_ErrorReport *why = nullptr;
+        if (ofio_FileMove(to.c_str(), from.c_str(), &why) != 0) PrintAndDelete(why);
+    }
+}
+
+// Moves the companion files of the file (closed) into the folder of `target` when it is
+// another; `moved` receives the moves made. A companion already missing is left to the
+// layer's open to report.
+bool MoveCompanions(Ohfa_File *file, const std::wstring &target,
+                    std::vector<std::pair<std::wstring, std::wstring>> &moved,
+                    Oerr_ErrorReport **err, const wchar_t *fn) {
+    const std::wstring from = FolderOf(file->name), to = FolderOf(target);
+    if (from == to) return true;
+    std::vector<std::string> names;
+    // The stream is closed: the records are read through a short-lived one.
+    file->stream = ofio_FileOpen(file->name.c_str(), L"rb", err);
+    const bool listed = file->stream && CompanionFiles(file, names, err, fn);
+    Oerr_ErrorReport *late = nullptr;
+    ofio_FileClose(file->stream, &late);
+    oerr_DeleteErrorReportEx(&late);
+    file->stream = nullptr;
+    if (!listed) {
+        SetError(err, fn, kOptionMoveFailed, *err, L"Cannot list the companion files of %s",
+                 file->name.c_str());
+        return false;
+    }
+    for (const std::string &name : names) {
+        const std::wstring leaf = text::Utf8ToWideLossy(name);
+        if (!ofio_FileExists((from + leaf).c_str(), nullptr)) continue;
+        if (ofio_FileMove((from + leaf).c_str(), (to + leaf).c_str(), err) != 0) {
+            UndoCompanionMoves(moved);
+            SetError(err, fn, kOptionMoveFailed, *err, L"ofio_FileMove failed");
+            return false;
+        }
+        moved.emplace_back(from + leaf, to + leaf);
+    }
+    return true;
+}
+
 // Renames the file under the open record: pending changes are written, the stream closed,
 // the file moved and opened again under its new name. When the move fails the old file is
 // opened again, so the record always ends with a stream if it can.
@@ -79,7 +127,15 @@ bool Rename(Ohfa_File *file, const wchar_t *to, Oerr_ErrorReport **err, const wc
     }
     file->stream = nullptr;
     const wchar_t *mode = file->readOnly ? L"rb" : L"r+b";
+    // Companion data files follow into the new folder first (they keep their names); a
+    // failure moves back those already moved and leaves the file where it was.
+    std::vector<std::pair<std::wstring, std::wstring>> companions;
+    if (!MoveCompanions(file, target, companions, err, fn)) {
+        file->stream = ofio_FileOpen(file->name.c_str(), mode, nullptr);
+        return false;
+    }
     const bool moved = ofio_FileMove(file->name.c_str(), target.c_str(), err) == 0;
+    if (!moved) UndoCompanionMoves(companions);
     Oerr_ErrorReport *moveErr = moved ? nullptr : *err;
     if (!moved) *err = nullptr;
     file->stream = ofio_FileOpen(moved ? target.c_str() : file->name.c_str(), mode, err);

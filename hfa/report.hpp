@@ -194,6 +194,11 @@ enum ReportNumber : long {
     kCacheNoSpace = 43,
     kCacheStoreWriteFailed = 44,
     kCacheReadFailed = 45,
+    // Companion data files (a step of layer opens, checks, copies and renames)
+    kCompanionFailed = 60,
+    kCompanionMissing = 61,
+    kCompanionTruncated = 62,
+    kCompanionMismatch = 63,
     // Copies: ohfa_ObjectCopy, ohfa_FileCopy
     kCopyBadArgument = 1,
     kCopySourceMissing = 2,

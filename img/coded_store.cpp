@@ -38,7 +38,10 @@ bool ReadStored(Oimg_Layer &layer, int32_t block, std::vector<unsigned char> &st
     CodedStore &s = *layer.coded;
     const hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(block)];
     stored.resize(slot.size);
-    if (!hfa::ReadAt(layer.file, slot.at, stored.data(), static_cast<long>(slot.size), err, fn)) {
+    if (s.companion
+            ? !hfa::ReadFromCompanion(*s.companion, slot.at, stored.data(), slot.size, err, fn)
+            : !hfa::ReadAt(layer.file, static_cast<int64_t>(slot.at), stored.data(),
+                           static_cast<long>(slot.size), err, fn)) {
         SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
                  static_cast<long>(block), layer.path.c_str());
         return false;
@@ -73,25 +76,35 @@ bool StoreEncoded(Oimg_Layer &layer, const int32_t *blocks, const port::fs::Piec
     CodedStore &s = *layer.coded;
     int64_t bytes = 0;
     for (std::size_t i = 0; i < count; ++i) bytes += static_cast<int64_t>(pieces[i].count);
-    const uint32_t at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
-    if (at == 0) {
-        SetError(err, fn, kWindowStoreFailed, *err, L"No space for %ld blocks of layer %s",
-                 static_cast<long>(count), layer.path.c_str());
-        return false;
+    uint64_t at = 0;
+    bool written = false;
+    if (s.companion) {
+        // A companion file grows at its end, its space never reused in place; the blocks
+        // reach the disk before any slot names them.
+        written = hfa::AppendToCompanion(*s.companion, pieces, count, bytes, at, err, fn) &&
+                  hfa::SyncCompanion(*s.companion, err, fn);
+    } else {
+        at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
+        if (at == 0) {
+            SetError(err, fn, kWindowStoreFailed, *err, L"No space for %ld blocks of layer %s",
+                     static_cast<long>(count), layer.path.c_str());
+            return false;
+        }
+        written = hfa::WritePiecesAt(layer.file, static_cast<int64_t>(at), pieces, count, err, fn);
     }
-    if (!hfa::WritePiecesAt(layer.file, at, pieces, count, err, fn)) {
+    if (!written) {
         // The new space stays unnamed: lost, never handed out twice.
         SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write %ld blocks of layer %s",
                  static_cast<long>(count), layer.path.c_str());
         return false;
     }
     std::vector<hfa::BlockSlot> old(count);
-    uint32_t next = at;
+    uint64_t next = at;
     for (std::size_t i = 0; i < count; ++i) {
         hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(blocks[i])];
         old[i] = slot;
         slot = {next, static_cast<uint32_t>(pieces[i].count), sums[i]};
-        next += static_cast<uint32_t>(pieces[i].count);
+        next += pieces[i].count;
     }
     if (!hfa::WriteBlockSlots(layer.file, s.index, blocks[0], blocks[count - 1], err, fn)) {
         for (std::size_t i = 0; i < count; ++i)
@@ -103,8 +116,9 @@ bool StoreEncoded(Oimg_Layer &layer, const int32_t *blocks, const port::fs::Piec
     for (std::size_t i = 0; i < count; ++i) {
         auto held = s.held.find(blocks[i]);
         if (held != s.held.end()) held->second.dirty = false;
-        if (old[i].at != 0 &&
-            !hfa::GiveSpace(layer.file, old[i].at, old[i].size, err, L"ohfa_FreeSpace")) {
+        if (old[i].at != 0 && !s.companion &&
+            !hfa::GiveSpace(layer.file, static_cast<uint32_t>(old[i].at), old[i].size, err,
+                            L"ohfa_FreeSpace")) {
             SetError(err, fn, kWindowStoreFailed, *err,
                      L"Cannot free the old space of block %ld of layer %s",
                      static_cast<long>(blocks[i]), layer.path.c_str());
@@ -164,6 +178,27 @@ CodedStore::Held &Insert(CodedStore &s, int32_t block) {
 bool LoadInto(Oimg_Layer &layer, int32_t block, unsigned char *bytes, Oerr_ErrorReport **err,
               const wchar_t *fn) {
     CodedStore &s = *layer.coded;
+    const hfa::BlockSlot &slot = s.index.slots[static_cast<std::size_t>(block)];
+    if (s.storage.codec == OIMG_CODEC_NONE && slot.size == uint64_t(s.shape.blockBytes)) {
+        // Stored as it is: straight into place, then the checksum over it.
+        const bool read =
+            s.companion ? hfa::ReadFromCompanion(*s.companion, slot.at, bytes, slot.size, err, fn)
+                        : hfa::ReadAt(layer.file, static_cast<int64_t>(slot.at), bytes,
+                                      static_cast<long>(slot.size), err, fn);
+        if (!read) {
+            SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
+                     static_cast<long>(block), layer.path.c_str());
+            return false;
+        }
+        if (s.index.checksum != OIMG_CHECKSUM_NONE &&
+            hfa::StoredChecksum(s.index.checksum, bytes, slot.size) != slot.sum) {
+            SetError(err, fn, kWindowBlockDamaged, nullptr,
+                     L"Block %ld of layer %s is damaged: its checksum does not match",
+                     static_cast<long>(block), layer.path.c_str());
+            return false;
+        }
+        return true;
+    }
     Workers(layer);
     return ReadStored(layer, block, s.stored, err, fn) &&
            Decode(layer, *s.contexts[0], block, s.stored, bytes, err, fn);
@@ -222,20 +257,31 @@ bool HasStorage(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **er
 }
 
 bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
-                      const Oimg_LayerStorage &storage, Oerr_ErrorReport **err, const wchar_t *fn) {
+                      const Oimg_LayerStorage &storage, const hfa::CompanionRecord *companion,
+                      Oerr_ErrorReport **err, const wchar_t *fn) {
     const Omif_Design *design = omif_BuiltinDesignFetch(&g_designs, kStorageType, err);
-    const Omif_Design *indexDesign = design ? hfa::BlockIndexDesign(err) : nullptr;
+    const Omif_Design *indexDesign = !design     ? nullptr
+                                     : companion ? hfa::BlockIndex64Design(err)
+                                                 : hfa::BlockIndexDesign(err);
+    const Omif_Design *companionDesign = companion ? hfa::CompanionDesign(err) : nullptr;
     // A zero-filled index: every block never written.
-    std::vector<uint32_t> words(static_cast<std::size_t>(g.blockCount) * 4, 0);
+    const std::size_t perSlot = (companion ? hfa::kWideSlotBytes : hfa::kSlotBytes) / 4;
+    std::vector<uint32_t> words(static_cast<std::size_t>(g.blockCount) * perSlot, 0);
     hfa::BlockIndexRecord record{};
     record.checksum = storage.checksum;
     record.blockBytes = static_cast<int32_t>(g.blockBytes);
     record.words.count = static_cast<int32_t>(words.size());
     record.words.data = words.data();
-    if (!indexDesign ||
+    // The companion record comes first: a layer with a storage record but no index is refused
+    // at open, whichever kind it was meant to be.
+    if (!indexDesign || (companion && !companionDesign) ||
+        (companion &&
+         ohfa_ObjectWrite(file, path.c_str(), hfa::kCompanionName, hfa::kCompanionType,
+                          OHFA_WRITE_LAST_CHILD, companion, companionDesign, err) != 0) ||
         ohfa_ObjectWrite(file, path.c_str(), kStorageName, kStorageType, OHFA_WRITE_LAST_CHILD,
                          &storage, design, err) != 0 ||
-        ohfa_ObjectWrite(file, path.c_str(), kBlockIndexName, hfa::kBlockIndexDesign,
+        ohfa_ObjectWrite(file, path.c_str(), kBlockIndexName,
+                         companion ? hfa::kBlockIndex64Design : hfa::kBlockIndexDesign,
                          OHFA_WRITE_LAST_CHILD, &record, indexDesign, err) != 0) {
         SetError(err, fn, kStoreFailed, *err, L"Cannot create the blocks of layer %s",
                  path.c_str());
@@ -272,10 +318,21 @@ bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn
                  problem.empty() ? L"no level given" : problem.c_str());
         return false;
     }
+    hfa::CompanionRecord record;
+    const long external = hfa::ReadCompanionRecord(layer.file, layer.path, record, err, fn);
+    if (external < 0) return false;
+    if (external > 0 &&
+        !(s->companion = hfa::OpenCompanion(layer.file, layer.path, record, err, fn)))
+        return false;
+    const char *indexType = external ? "Ohfa_BlockIndex64" : "Ohfa_BlockIndex";
+    const int64_t blocks = layer.geometry.blockCount;
     if (ohfa_EntryPeek(layer.file, OHFA_SEEK_PATH, indexPath.c_str(), &e, err) <= 0 ||
-        std::strncmp(e.type, "Ohfa_BlockIndex", sizeof e.type) != 0 ||
-        !hfa::LoadBlockIndex(layer.file, e.data, e.dataSize, layer.geometry.blockCount, s->index,
-                             problem, err, fn) ||
+        std::strncmp(e.type, indexType, sizeof e.type) != 0 ||
+        !(external ? hfa::LoadBlockIndex64(layer.file, e.data, e.dataSize, blocks,
+                                           hfa::kCompanionHeaderSize, s->companion->end, s->index,
+                                           problem, err, fn)
+                   : hfa::LoadBlockIndex(layer.file, e.data, e.dataSize, blocks, s->index, problem,
+                                         err, fn)) ||
         s->index.blockBytes != layer.geometry.blockBytes ||
         s->index.checksum != s->storage.checksum) {
         if (problem.empty() && !*err) problem = L"it disagrees with the layer record";
@@ -418,6 +475,18 @@ bool DeleteStore(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **e
     const long coded = StorageFound(file, path, err);
     if (coded < 0) return false;
     if (coded == 0) return ohfa_CacheDelete(file, Child(path, kBlocksName).c_str(), err) == 0;
+    hfa::CompanionRecord record;
+    const long external = hfa::ReadCompanionRecord(file, path, record, err, fn);
+    if (external < 0) return false;
+    if (external > 0) {
+        // Deleting the companion record removes the file too (after the records).
+        return ohfa_ObjectDelete(file, Child(path, kBlockIndexName).c_str(), OHFA_SEEK_PATH, err) ==
+                   0 &&
+               ohfa_ObjectDelete(file, Child(path, kStorageName).c_str(), OHFA_SEEK_PATH, err) ==
+                   0 &&
+               ohfa_ObjectDelete(file, Child(path, hfa::kCompanionName).c_str(), OHFA_SEEK_PATH,
+                                 err) == 0;
+    }
     // Deleting the index entry returns its blocks too (an entry delete frees every block an
     // index in the deleted subtree names); a damaged index leaves them as lost space.
     if (ohfa_ObjectDelete(file, Child(path, kBlockIndexName).c_str(), OHFA_SEEK_PATH, err) != 0)

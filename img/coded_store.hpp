@@ -15,6 +15,7 @@
 
 #include "hfa/block_index.hpp"
 #include "img/codec.hpp"
+#include "hfa/companion.hpp"
 #include "img/layer.hpp"
 #include "port/file_system.hpp"
 
@@ -44,6 +45,8 @@ struct CodedStore {
     // Buffers of evicted blocks, for the next blocks taken in (held and spare together stay
     // within the limit).
     std::vector<std::unique_ptr<unsigned char[]>> spare;
+    // External layers: the companion file that holds the stored blocks (null: the HFA file).
+    std::unique_ptr<hfa::Companion> companion;
 };
 
 // Whether the layer entry at `path` has a storage record (so is coded).
@@ -51,9 +54,11 @@ bool HasStorage(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **er
 // 1 when the layer at `path` is coded, 0 when it is plain, -1 when the look-up failed
 // (reported).
 long StorageFound(Ohfa_File *file, const std::wstring &path, Oerr_ErrorReport **err);
-// Writes the storage record and an empty block index under the new layer entry at `path`.
+// Writes the storage record and an empty block index under the new layer entry at `path`;
+// with `companion`, its record first and a 64-bit index naming blocks in that file.
 bool CreateCodedStore(Ohfa_File *file, const std::wstring &path, const Geometry &g,
-                      const Oimg_LayerStorage &storage, Oerr_ErrorReport **err, const wchar_t *fn);
+                      const Oimg_LayerStorage &storage, const hfa::CompanionRecord *companion,
+                      Oerr_ErrorReport **err, const wchar_t *fn);
 // Loads the storage record and block index of an opened layer record (checked).
 bool OpenCodedStore(Oimg_Layer &layer, Oerr_ErrorReport **err, const wchar_t *fn);
 

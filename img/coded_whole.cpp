@@ -73,8 +73,13 @@ bool ReadCodedWhole(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
                 ++stop;
             const std::size_t from = offsets[k - first];
             const std::size_t count = (stop < end ? offsets[stop - first] : total) - from;
-            if (!hfa::ReadAt(layer.file, slot(blocks[k]).at, stage.data() + from,
-                             static_cast<long>(count), err, fn)) {
+            const uint64_t at = slot(blocks[k]).at;
+            const bool read =
+                s.companion ? hfa::ReadFromCompanion(*s.companion, at, stage.data() + from,
+                                                     static_cast<int64_t>(count), err, fn)
+                            : hfa::ReadAt(layer.file, static_cast<int64_t>(at), stage.data() + from,
+                                          static_cast<long>(count), err, fn);
+            if (!read) {
                 SetError(err, fn, kWindowStoreFailed, *err, L"Cannot read block %ld of layer %s",
                          static_cast<long>(blocks[k]), layer.path.c_str());
                 return false;

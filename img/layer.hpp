@@ -86,9 +86,11 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
                       const wchar_t *fn);
 // Creates a layer entry with its block store as the last child of `parentPath`.
 // With `storage`, the layer is coded (img/coded_store.hpp).
+// `placement` (OIMG_PLACE_...) decides whether the blocks go to a companion data file.
 Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const wchar_t *name,
                         const Oimg_LayerInfo &info, Oerr_ErrorReport **err, const wchar_t *fn,
-                        const Oimg_LayerStorage *storage = nullptr);
+                        const Oimg_LayerStorage *storage = nullptr,
+                        long placement = OIMG_PLACE_AUTO);
 // Flushes and frees; false (reported) when the flush failed.
 bool CloseLayer(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn);
 

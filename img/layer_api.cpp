@@ -5,6 +5,7 @@
 #include <orvik/opxm.h>
 
 #include "core/guard.hpp"
+#include "hfa/file.hpp"
 #include "img/coded_store.hpp"
 #include "img/layer.hpp"
 #include "img/report.hpp"
@@ -135,7 +136,7 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
 
 Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const wchar_t *name,
                         const Oimg_LayerInfo &given, Oerr_ErrorReport **err, const wchar_t *fn,
-                        const Oimg_LayerStorage *storage) {
+                        const Oimg_LayerStorage *storage, long placement) {
     Oimg_LayerInfo info = given;
     if (info.blockWidth == 0) info.blockWidth = kDefaultBlockSide;
     if (info.blockHeight == 0) info.blockHeight = kDefaultBlockSide;
@@ -151,6 +152,19 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
                  static_cast<long>(info.blockWidth), static_cast<long>(info.blockHeight));
         return nullptr;
     }
+    if (placement < OIMG_PLACE_AUTO || placement > OIMG_PLACE_COMPANION) {
+        SetError(err, fn, kBadArgument, nullptr, L"Cannot create layer %s: placement %ld unknown",
+                 name, placement);
+        return nullptr;
+    }
+    // The pixel data counted whole, written or not: a layer that would carry the file past
+    // the threshold once filled goes to a companion file from the start.
+    const bool external = placement == OIMG_PLACE_COMPANION ||
+                          (placement == OIMG_PLACE_AUTO &&
+                           file->fileEnd + g.blockCount * g.blockBytes > file->companionThreshold);
+    Oimg_LayerStorage defaults{};
+    oimg_LayerStorageInit(&defaults);
+    if (external && !storage) storage = &defaults;
     Oimg_LayerStorage settled{};
     std::wstring problem;
     if (storage && !SettleStorage(settled = *storage, info.pixelType, problem)) {
@@ -173,7 +187,11 @@ Oimg_Layer *CreateLayer(Ohfa_File *file, const std::wstring &parentPath, const w
         return nullptr;
     }
     if (storage) {
-        if (!CreateCodedStore(file, path, g, settled, err, fn)) return nullptr;
+        // The companion file exists, whole, before any record names it.
+        hfa::CompanionRecord companion;
+        if ((external && !hfa::CreateCompanion(file, companion, err, fn)) ||
+            !CreateCodedStore(file, path, g, settled, external ? &companion : nullptr, err, fn))
+            return nullptr;
         return OpenLayer(file, path, err, fn);
     }
     Ohfa_Cache *cache =

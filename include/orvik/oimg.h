@@ -159,6 +159,36 @@ ORVIK_API long oimg_LayerStoredBytes(Oimg_Layer *layer, int64_t *stored, int64_t
  * when the blocks cannot be read at all. */
 ORVIK_API long oimg_LayerCheck(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
+/* ---- Companion data files ------------------------------------------------------------
+ * A layer may keep its blocks in a companion data file beside the HFA file (same folder),
+ * at 64-bit offsets, so images larger than the HFA file's 2 GiB limit fit. Such a layer is
+ * external; it is stored as a coded layer (oimg_LayerStorageGet returns 1) whose blocks lie
+ * in that file. Everything else (records, statistics, tables, overviews' records) stays in
+ * the HFA file. */
+#define OIMG_PLACE_AUTO 0      /* external when the threshold says so */
+#define OIMG_PLACE_INSIDE 1    /* in the HFA file */
+#define OIMG_PLACE_COMPANION 2 /* in a companion data file */
+
+/* As oimg_LayerCreateWithStorage (storage may be null), with the blocks' place chosen by
+ * `placement`. oimg_LayerCreate and oimg_LayerCreateWithStorage use OIMG_PLACE_AUTO: a layer
+ * is external when the file's length plus the layer's whole pixel data (every block, written
+ * or not) exceeds the file's threshold. An external layer created without storage gets the
+ * defaults of oimg_LayerStorageInit (no codec, XXH3 checksums). */
+ORVIK_API Oimg_Layer *oimg_LayerCreatePlaced(Ohfa_File *file, const wchar_t *imagePath,
+                                             const wchar_t *name, const Oimg_LayerInfo *info,
+                                             const Oimg_LayerStorage *storage, long placement,
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
+/* The file's threshold in bytes (default 1 GiB, 1073741824; kept while the file is open, not
+ * stored in it). Set: 0, or -1 for a null file or a negative value. Get: -1 for a null file. */
+ORVIK_API long oimg_CompanionThresholdSet(Ohfa_File *file, int64_t bytes, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API int64_t oimg_CompanionThresholdGet(const Ohfa_File *file) ORVIK_NOEXCEPT;
+
+/* The full path of an external layer's companion data file (owned by the layer), or null for
+ * a layer kept in the HFA file. */
+ORVIK_API const wchar_t *oimg_LayerCompanionPathGet(const Oimg_Layer *layer) ORVIK_NOEXCEPT;
+
 /* ---- Overviews ------------------------------------------------------------------------
  * Overview k (factor 2^k) has ceil(width / 2^k) x ceil(height / 2^k) pixels, each computed
  * from the 2 x 2 window of level k - 1 (fewer at the right and bottom edges; no-data pixels

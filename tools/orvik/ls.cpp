@@ -27,6 +27,7 @@ struct Row {
     Ohfa_Entry entry;
     bool layer = false;
     Coding coding;
+    bool external = false; // a raster layer whose blocks lie in a companion data file
 };
 
 Coding CodingOf(Ohfa_File *file, const std::string &path) {
@@ -48,6 +49,15 @@ std::string RatioText(const Coding &c) {
     return text;
 }
 
+// Whether the layer at `path` keeps its blocks in a companion data file: it has a companion
+// record.
+bool External(Ohfa_File *file, const std::string &path, const Ohfa_Entry &e) {
+    if (FixedText(e.type, sizeof e.type) != "Oimg_Layer") return false;
+    Report err;
+    return ohfa_EntryPeek(file, OHFA_SEEK_PATH, Wide(path + "/Companion").c_str(), nullptr, err) >
+           0;
+}
+
 int Depth(const std::string &path) {
     int depth = 0;
     for (char c : path) depth += c == '/';
@@ -67,9 +77,10 @@ std::vector<Row> Collect(Ohfa_File *file, const std::string &node, bool recursiv
     std::vector<Row> rows;
     for (const std::string &p : paths) {
         if (!recursive && Depth(p) != base + 1) continue;
-        Row row{p, p.substr(p.rfind('/') + 1), SeekNode(file, p), false, {}};
+        Row row{p, p.substr(p.rfind('/') + 1), SeekNode(file, p), false, {}, false};
         row.layer = FixedText(row.entry.type, sizeof row.entry.type) == kLayerType;
         if (row.layer && withCoding) row.coding = CodingOf(file, p);
+        row.external = External(file, p, row.entry);
         rows.push_back(std::move(row));
     }
     return rows;
@@ -87,7 +98,8 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
                                   {"type", FixedText(r.entry.type, sizeof r.entry.type)},
                                   {"size", r.entry.dataSize},
                                   {"modified", TimeText(r.entry.modTime)},
-                                  {"children", r.entry.child != 0}};
+                                  {"children", r.entry.child != 0},
+                                  {"external", r.external}};
             if (r.layer) {
                 const Coding &c = r.coding;
                 row["codec"] = CodecName(c.storage.codec);
@@ -104,7 +116,8 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
         return;
     }
     for (const Row &r : rows) {
-        const std::string shown = recursive ? r.path : r.name + (r.entry.child ? "/" : "");
+        const std::string shown = (recursive ? r.path : r.name + (r.entry.child ? "/" : "")) +
+                                  (r.external ? "  [external]" : "");
         if (longForm && r.layer)
             std::printf("%-20s %10ld  %s  %s  (%s, ratio %s)\n",
                         FixedText(r.entry.type, sizeof r.entry.type).c_str(),
