@@ -70,7 +70,10 @@ ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Deletes the layer at `layerPath` with its blocks and overviews; their space goes back to
- * the free list. No handle of it may be open. Returns 0, or -1. */
+ * the free list and the companion files of external ones are removed. Nothing of the layer is
+ * read but its entry's type, so a layer that cannot be opened (a damaged record, a missing or
+ * foreign companion file) is deleted too; a companion file that belongs to another file stays
+ * in place. No handle of it may be open. Returns 0, or -1. */
 ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT;
 

@@ -266,6 +266,51 @@ TEST_F(Companion, ADamagedBlockIsFoundAndDeleteRemovesTheFile) {
     ohfa_FileClose(f, nullptr);
 }
 
+// Deleting reads nothing of the companion: a layer whose file is missing, cut or foreign goes
+// (so does an image holding one), and a file another HFA file's layer names is left alone.
+TEST_F(Companion, DeleteNeedsNoCompanionAndSparesAForeignOne) {
+    Ohfa_File *f = NewFile("x.hfa");
+    for (const wchar_t *name : {L"Gone", L"Cut", L"Foreign", L"Kept"}) {
+        Oimg_Layer *l = Create(f, name, Info(64, 64, OGDA_U8, 32, 32), OIMG_PLACE_COMPANION);
+        ASSERT_NE(l, nullptr);
+        Put(l, 0, 0, 64, 64);
+        ASSERT_EQ(oimg_LayerClose(l, nullptr), 0);
+    }
+    ASSERT_EQ(oimg_ImageCreate(f, nullptr, L"Other", nullptr), 0);
+    Report err;
+    Oimg_LayerInfo info = Info(64, 64, OGDA_U8, 32, 32);
+    Oimg_Layer *l =
+        oimg_LayerCreatePlaced(f, L"/Other", L"O", &info, nullptr, OIMG_PLACE_COMPANION, &err);
+    ASSERT_NE(l, nullptr) << Text(err);
+    ASSERT_EQ(oimg_LayerClose(l, nullptr), 0);
+    const std::string gone = CompanionOf(f, L"/Image/Gone"), cut = CompanionOf(f, L"/Image/Cut"),
+                      foreign = CompanionOf(f, L"/Image/Foreign"),
+                      kept = CompanionOf(f, L"/Image/Kept"), other = CompanionOf(f, L"/Other/O");
+    fs::remove(gone);
+    fs::resize_file(cut, 40);
+    fs::copy_file(kept, foreign, fs::copy_options::overwrite_existing);
+    fs::remove(other);
+
+    for (const wchar_t *path : {L"/Image/Gone", L"/Image/Cut", L"/Image/Foreign"}) {
+        ASSERT_EQ(oimg_LayerOpen(f, path, &err), nullptr);
+        EXPECT_EQ(oimg_LayerDelete(f, path, &err), 0) << Text(err);
+        EXPECT_EQ(oimg_LayerOpen(f, path, &err), nullptr);
+    }
+    EXPECT_FALSE(fs::exists(cut));
+    EXPECT_TRUE(fs::exists(foreign)); // a copy of Kept's header: not this layer's to remove
+    EXPECT_TRUE(fs::exists(kept));
+    l = oimg_LayerOpen(f, L"/Image/Kept", &err);
+    ASSERT_NE(l, nullptr) << Text(err);
+    EXPECT_TRUE(Got(l, 0, 0, 64, 64));
+    oimg_LayerClose(l, nullptr);
+    // Not a layer: refused, nothing deleted.
+    EXPECT_EQ(oimg_LayerDelete(f, L"/Other", &err), -1);
+    EXPECT_EQ(oimg_LayerDelete(f, L"/Image/Nothing", &err), -1);
+    ASSERT_EQ(ohfa_ObjectDelete(f, L"/Other", OHFA_SEEK_PATH, &err), 0) << Text(err);
+    EXPECT_EQ(Check(f), 0);
+    ohfa_FileClose(f, nullptr);
+}
+
 // Copies get companions of their own; the file check verifies the pairing and every block;
 // a rename into another folder takes the companions along; deleting the image removes them.
 TEST_F(Companion, CopyCheckRenameAndImageDeleteCoverTheCompanion) {
