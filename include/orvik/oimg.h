@@ -192,6 +192,13 @@ ORVIK_API int64_t oimg_CompanionThresholdGet(const Ohfa_File *file) ORVIK_NOEXCE
  * a layer kept in the HFA file. */
 ORVIK_API const wchar_t *oimg_LayerCompanionPathGet(const Oimg_Layer *layer) ORVIK_NOEXCEPT;
 
+/* The full paths of the companion data files the file's layers name, each once, in the order
+ * of the entry tree, whether or not they exist (a caller that moves, copies or measures the
+ * file needs them). A new list, empty when no layer is external; null with a report when the
+ * tree cannot be read. */
+ORVIK_API ostr_StringList *oimg_CompanionFileList(Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
 /* ---- Overviews ------------------------------------------------------------------------
  * Overview k (factor 2^k) has ceil(width / 2^k) x ceil(height / 2^k) pixels, each computed
  * from the 2 x 2 window of level k - 1 (fewer at the right and bottom edges; no-data pixels

@@ -4,6 +4,7 @@
 // layer check, delete, and a crash-point sweep over writes that span both files.
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "fio/write_seam.hpp"
 #include "img_test_util.hpp"
@@ -93,6 +94,38 @@ TEST_F(Companion, ThresholdAndExplicitPlacementDecideWhereBlocksGo) {
     EXPECT_EQ(s.checksum, OIMG_CHECKSUM_XXH3);
     for (Oimg_Layer *l : {small, big, asked, kept}) EXPECT_EQ(oimg_LayerClose(l, &err), 0);
     EXPECT_EQ(Check(f), 0);
+    ohfa_FileClose(f, nullptr);
+}
+
+// The list names the companions in tree order, a missing one too (a caller that moves or
+// measures the file needs every name).
+TEST_F(Companion, TheFileListsItsCompanionFiles) {
+    Ohfa_File *f = NewFile("l.hfa");
+    Report err;
+    ostr_StringList *list = oimg_CompanionFileList(f, &err);
+    ASSERT_NE(list, nullptr) << Text(err);
+    EXPECT_EQ(list->count, 0);
+    ostr_StringListDelete(list, nullptr);
+    std::vector<std::wstring> want;
+    for (const wchar_t *name : {L"A", L"In", L"B"}) {
+        Oimg_Layer *l = Create(f, name, Info(100, 100, OGDA_U8, 32, 32),
+                               name[0] == L'I' ? OIMG_PLACE_INSIDE : OIMG_PLACE_COMPANION);
+        ASSERT_NE(l, nullptr);
+        if (oimg_LayerCompanionPathGet(l)) want.push_back(oimg_LayerCompanionPathGet(l));
+        if (name[0] == L'A') {
+            Put(l, 0, 0, 100, 100);
+            ASSERT_GT(oimg_LayerBuildOverviews(l, &err), 0) << Text(err);
+        }
+        oimg_LayerClose(l, nullptr);
+    }
+    fs::remove(want.back());
+    list = oimg_CompanionFileList(f, &err);
+    ASSERT_NE(list, nullptr) << Text(err);
+    std::vector<std::wstring> got(list->strings, list->strings + list->count);
+    ostr_StringListDelete(list, nullptr);
+    EXPECT_EQ(got, want); // A's overviews are small: they stay inside
+    EXPECT_EQ(oimg_CompanionFileList(nullptr, &err), nullptr);
+    EXPECT_NE(err.get(), nullptr);
     ohfa_FileClose(f, nullptr);
 }
 

@@ -1,5 +1,6 @@
 // The tool and external layers: ls marks them and lists past one whose companion is gone,
-// repack gives the copy a companion of its own, check covers the companion file.
+// repack gives the copy a companion of its own and counts it in the bytes saved, check covers
+// the companion file.
 #include <filesystem>
 
 #include <nlohmann/json.hpp>
@@ -110,6 +111,31 @@ TEST_F(CompanionTool, LsListsEveryEntryWhenACompanionIsMissing) {
     EXPECT_EQ(rows[1]["codec"], "none");
     // Without -l no layer is opened: the listing is the same as for a sound file.
     EXPECT_EQ(Orvik({"ls", file, "/Image"}).out, "Ext/  [external]\nIn/\n");
+}
+
+TEST_F(CompanionTool, RepackCountsTheCompanionFilesInTheBytesSaved) {
+    std::string companion;
+    const std::string file = MakeTwoLayerFile(companion);
+    const auto r = Orvik({"repack", file, Path("packed.hfa")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::string copied;
+    for (const auto &e : std::filesystem::directory_iterator(Path(".")))
+        if (e.path().extension() == ".blocks" && !std::filesystem::equivalent(e.path(), companion))
+            copied = e.path().string();
+    ASSERT_FALSE(copied.empty());
+    namespace fs = std::filesystem;
+    const auto in = fs::file_size(file) + fs::file_size(companion),
+               out = fs::file_size(Path("packed.hfa")) + fs::file_size(copied);
+    EXPECT_LT(fs::file_size(copied), fs::file_size(companion)); // the rewrite's bytes dropped
+    EXPECT_EQ(r.out, Path("packed.hfa") + ": 7 entries, " + std::to_string(in) + " -> " +
+                         std::to_string(out) + " bytes, " + std::to_string(in - out) +
+                         " bytes saved (companion files included: 1 -> 1)\n");
+    // --compress stages through a file of its own: its companion goes with it.
+    ASSERT_EQ(Orvik({"repack", file, Path("z.hfa"), "--compress", "zstd"}).status, 0);
+    int staged = 0;
+    for (const auto &e : fs::directory_iterator(Path(".")))
+        staged += e.path().filename().string().rfind("z.hfa.recoding", 0) == 0;
+    EXPECT_EQ(staged, 0);
 }
 
 } // namespace
