@@ -160,8 +160,7 @@ inline int RunOne(const uint8_t *data, std::size_t size) {
     Spill(path, hfa.data(), hfa.size());
     std::error_code ignored;
     std::filesystem::remove(companionPath, ignored);
-    if (!(flags & kNoCompanion))
-        Spill(companionPath, reinterpret_cast<const char *>(companion), n);
+    if (!(flags & kNoCompanion)) Spill(companionPath, reinterpret_cast<const char *>(companion), n);
     const bool sound = !(flags & kNoCompanion) && n == t.companion.size() &&
                        std::memcmp(companion, t.companion.data(), n) == 0 &&
                        std::memcmp(index, t.hfa.data() + t.indexAt, indexBytes) == 0;

@@ -9,6 +9,15 @@
 
 namespace {
 
+// 64 x 64 u8 in one block.
+Oimg_LayerInfo SmallLayer() {
+    Oimg_LayerInfo info{};
+    info.width = info.height = 64;
+    info.pixelType = OGDA_U8;
+    info.layerKind = OIMG_CONTINUOUS;
+    return info;
+}
+
 class CompanionTool : public tool_test::ToolTest {
   protected:
     // A file with the image "/Image": layer "Ext" in a companion file (written twice, so the
@@ -21,10 +30,7 @@ TEST_F(CompanionTool, LsMarksRepackCopiesCheckCoversTheCompanion) {
     Ohfa_File *f = ohfa_FileCreate(Name("ext.hfa").c_str(), 0, &err);
     ASSERT_NE(f, nullptr);
     ASSERT_EQ(oimg_ImageCreate(f, nullptr, L"Image", &err), 0);
-    Oimg_LayerInfo info{};
-    info.width = info.height = 64;
-    info.pixelType = OGDA_U8;
-    info.layerKind = OIMG_CONTINUOUS;
+    const Oimg_LayerInfo info = SmallLayer();
     Oimg_Layer *layer =
         oimg_LayerCreatePlaced(f, L"/Image", L"Ext", &info, nullptr, OIMG_PLACE_COMPANION, &err);
     ASSERT_NE(layer, nullptr);
@@ -61,10 +67,7 @@ std::string CompanionTool::MakeTwoLayerFile(std::string &companion) {
     Ohfa_File *f = ohfa_FileCreate(Name("two.hfa").c_str(), 0, &err);
     EXPECT_NE(f, nullptr);
     EXPECT_EQ(oimg_ImageCreate(f, nullptr, L"Image", &err), 0);
-    Oimg_LayerInfo info{};
-    info.width = info.height = 64;
-    info.pixelType = OGDA_U8;
-    info.layerKind = OIMG_CONTINUOUS;
+    const Oimg_LayerInfo info = SmallLayer();
     for (long place : {OIMG_PLACE_COMPANION, OIMG_PLACE_INSIDE}) {
         const wchar_t *name = place == OIMG_PLACE_INSIDE ? L"In" : L"Ext";
         Oimg_Layer *layer = oimg_LayerCreatePlaced(f, L"/Image", name, &info, nullptr, place, &err);
