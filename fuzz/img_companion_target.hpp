@@ -110,6 +110,8 @@ inline Template MakeTemplate() {
 }
 
 inline const Template &TheTemplate() {
+    static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0;
+    FUZZ_CHECK(ready);
     static const Template t = MakeTemplate();
     return t;
 }
@@ -144,10 +146,8 @@ inline void WriteAndReadBack(Oimg_Layer *layer) {
 }
 
 inline int RunOne(const uint8_t *data, std::size_t size) {
-    static const bool ready = oint_InitToolkit(nullptr) == 0 && ohfa_Init(nullptr) == 0;
-    FUZZ_CHECK(ready);
-    if (size < 3) return 0;
     const Template &t = TheTemplate();
+    if (size < 3) return 0;
     const unsigned flags = data[0];
     const std::size_t n = std::min<std::size_t>(data[1] | std::size_t{data[2]} << 8, size - 3);
     const uint8_t *companion = data + 3, *index = companion + n;
