@@ -231,6 +231,28 @@ std::unique_ptr<Companion> OpenCompanion(Ohfa_File *file, const std::wstring &la
     return c;
 }
 
+bool CompanionRemovable(const std::wstring &path, const CompanionRecord &record) {
+    Oerr_ErrorReport *why = nullptr;
+    Ofio_File *stream = ofio_FileOpen(path.c_str(), L"rb", &why);
+    oerr_DeleteErrorReportEx(&why);
+    if (!stream) return true; // absent, or nothing this process could remove anyway
+    unsigned char h[kCompanionHeaderSize], want[kCompanionHeaderSize];
+    int64_t size = 0;
+    bool removable = false;
+    const bool sized = stream->Size(size, &why, L"CompanionRemovable");
+    oerr_DeleteErrorReportEx(&why);
+    if (sized && size < kCompanionHeaderSize) {
+        removable = true;
+    } else if (sized && stream->ReadExact(0, h, sizeof h, &why, L"CompanionRemovable")) {
+        HeaderBytes(record, want);
+        removable = std::memcmp(h, want, 40) == 0; // tag, version, size and identity
+    }
+    oerr_DeleteErrorReportEx(&why);
+    ofio_FileClose(stream, &why);
+    oerr_DeleteErrorReportEx(&why);
+    return removable;
+}
+
 bool AppendToCompanion(Companion &c, const void *bytes, int64_t count, uint64_t &at,
                        Oerr_ErrorReport **err, const wchar_t *fn) {
     at = static_cast<uint64_t>(c.end);

@@ -68,6 +68,10 @@ void CompanionToBytes(const CompanionRecord &record, unsigned char *bytes);
 std::unique_ptr<Companion> OpenCompanion(Ohfa_File *file, const std::wstring &layerPath,
                                          const CompanionRecord &record, Oerr_ErrorReport **err,
                                          const wchar_t *fn);
+// Whether the file at `path` may be removed with the record that names it: it is absent, cut
+// short of a whole header (it holds no one's blocks), or its header carries the record's
+// identity. A whole header of anything else belongs to another file and is left alone.
+bool CompanionRemovable(const std::wstring &path, const CompanionRecord &record);
 // Appends `count` bytes; `at` receives where they went.
 bool AppendToCompanion(Companion &c, const void *bytes, int64_t count, uint64_t &at,
                        Oerr_ErrorReport **err, const wchar_t *fn);

@@ -451,7 +451,7 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
             PrintAndDelete(loadErr); // a damaged store: its space leaks, the delete goes on
     }
     // Companion data files of the subtree go once nothing names them.
-    std::vector<std::wstring> companions;
+    std::vector<std::pair<std::wstring, CompanionRecord>> companions;
     for (const auto &[position, e] : gone) {
         CompanionRecord companion;
         unsigned char raw[kCompanionRecordSize];
@@ -462,7 +462,7 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
         if (ReadAt(file, e.data, raw, kCompanionRecordSize, &readErr, fn) &&
             CompanionFromBytes(raw, kCompanionRecordSize, companion) &&
             PlainCompanionName(companion))
-            companions.push_back(CompanionPath(file, companion.fileName));
+            companions.emplace_back(CompanionPath(file, companion.fileName), companion);
         PrintAndDelete(readErr);
     }
     if (!Unlink(file, rec, err, fn)) {
@@ -477,9 +477,17 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
             PrintAndDelete(late);
             companions.clear();
         }
-        for (const std::wstring &path : companions)
-            if (ofio_FileExists(path.c_str(), nullptr) && ofio_FileRemove(path.c_str(), &late) != 0)
+        for (const auto &[path, record] : companions) {
+            if (!ofio_FileExists(path.c_str(), nullptr)) continue;
+            // A file that another HFA file's layer names (a foreign one copied over ours)
+            // would lose that layer's blocks: it stays, with a warning.
+            if (!CompanionRemovable(path, record))
+                Warn(fn, kCompanionMismatch,
+                     L"Companion file %s is left in place: it belongs to another file",
+                     path.c_str());
+            else if (ofio_FileRemove(path.c_str(), &late) != 0)
                 PrintAndDelete(late); // only leaked space outside the file
+        }
     }
     IndexRemove(s, rec.parent, at, NameOf(rec), rec.prev);
     for (const auto &[position, e] : gone) {

@@ -1,12 +1,14 @@
 // The exported functions of companion data files: creating a layer with its place chosen,
-// the file's threshold, and the companion file of an open layer.
+// the file's threshold, the companion file of an open layer and the companion files of a file.
 #include "core/guard.hpp"
+#include "hfa/companion.hpp"
 #include "hfa/file.hpp"
 #include "img/coded_store.hpp"
 #include "img/report.hpp"
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
+using orvik::core::SetOutOfMemory;
 using namespace orvik::img;
 
 extern "C" {
@@ -46,6 +48,36 @@ ORVIK_API int64_t oimg_CompanionThresholdGet(const Ohfa_File *file) ORVIK_NOEXCE
 ORVIK_API const wchar_t *oimg_LayerCompanionPathGet(const Oimg_Layer *layer) ORVIK_NOEXCEPT {
     if (!layer || !layer->coded || !layer->coded->companion) return nullptr;
     return layer->coded->companion->path.c_str();
+}
+
+ORVIK_API ostr_StringList *oimg_CompanionFileList(Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_CompanionFileList";
+    if (err) *err = nullptr;
+    return Guarded<ostr_StringList *>(err, kFn, nullptr, [&]() -> ostr_StringList * {
+        if (!file || !file->stream) {
+            SetError(err, kFn, kCompanionListBadArgument, nullptr, L"Invalid file");
+            return nullptr;
+        }
+        std::vector<std::string> names;
+        if (!orvik::hfa::CompanionFiles(file, names, err, kFn)) {
+            SetError(err, kFn, kCompanionListFailed, *err, L"Cannot list the companion files of %s",
+                     file->name.c_str());
+            return nullptr;
+        }
+        ostr_StringList *list = ostr_StringListCreate(0, err);
+        for (const std::string &name : names) {
+            if (!list) break;
+            const std::wstring path = orvik::hfa::CompanionPath(file, name.c_str());
+            list = ostr_StringListAppendUniq(list, path.c_str(), err);
+            if (*err) {
+                ostr_StringListDelete(list, nullptr);
+                list = nullptr;
+            }
+        }
+        if (!list) SetOutOfMemory(err, kFn, *err);
+        return list;
+    });
 }
 
 } // extern "C"

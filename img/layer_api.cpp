@@ -284,23 +284,24 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file or path");
             return -1;
         }
-        // Closed on every way out, a throw included.
-        auto closer = [](Oimg_Layer *l) {
-            Oerr_ErrorReport *late = nullptr;
-            CloseLayer(l, &late, kFn);
-            Delete(late);
-        };
-        std::unique_ptr<Oimg_Layer, decltype(closer)> layer(OpenLayer(file, layerPath, err, kFn),
-                                                            closer);
-        if (!layer) return -1;
-        // The blocks first: once the entry is gone nothing would name them.
-        bool ok = DeleteOverviews(layer.get(), err, kFn);
-        layer.reset();
-        const std::wstring path = layerPath;
-        ok = ok && DeleteStore(file, path, err, kFn) &&
-             ohfa_ObjectDelete(file, layerPath, OHFA_SEEK_PATH, err) == 0;
-        if (!ok) SetError(err, kFn, kWriteFailed, *err, L"Cannot delete layer %s", layerPath);
-        return ok ? 0 : -1;
+        // Only the entry's type is checked: the delete reads nothing of the layer (a layer
+        // whose record, store or companion file is damaged or missing must still go). The
+        // entry delete returns the blocks of every store below it, overviews' included, and
+        // removes their companion files once nothing names them.
+        Ohfa_Entry e{};
+        const long found = PeekEntry(file, layerPath, &e, err);
+        if (found <= 0) {
+            SetError(err, kFn, kNotFound, found < 0 ? *err : nullptr, L"Layer %s not found",
+                     layerPath);
+            return -1;
+        }
+        if (std::strncmp(e.type, "Oimg_Layer", sizeof e.type) != 0) {
+            SetError(err, kFn, kBadRecord, nullptr, L"Entry %s is not a raster layer", layerPath);
+            return -1;
+        }
+        if (ohfa_ObjectDelete(file, layerPath, OHFA_SEEK_PATH, err) == 0) return 0;
+        SetError(err, kFn, kWriteFailed, *err, L"Cannot delete layer %s", layerPath);
+        return -1;
     });
 }
 

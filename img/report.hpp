@@ -31,6 +31,9 @@ enum ReportNumber : long {
     kStorageBadArgument = 1,
     kStorageReadFailed = 2,
     kStorageDamaged = 3,
+    // Companion data files of a file: oimg_CompanionFileList
+    kCompanionListBadArgument = 1,
+    kCompanionListFailed = 2,
 };
 
 } // namespace orvik::img

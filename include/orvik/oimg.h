@@ -70,7 +70,10 @@ ORVIK_API Oimg_Layer *oimg_LayerOpen(Ohfa_File *file, const wchar_t *layerPath,
                                      Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
 /* Deletes the layer at `layerPath` with its blocks and overviews; their space goes back to
- * the free list. No handle of it may be open. Returns 0, or -1. */
+ * the free list and the companion files of external ones are removed. Nothing of the layer is
+ * read but its entry's type, so a layer that cannot be opened (a damaged record, a missing or
+ * foreign companion file) is deleted too; a companion file that belongs to another file stays
+ * in place. No handle of it may be open. Returns 0, or -1. */
 ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT;
 
@@ -188,6 +191,13 @@ ORVIK_API int64_t oimg_CompanionThresholdGet(const Ohfa_File *file) ORVIK_NOEXCE
 /* The full path of an external layer's companion data file (owned by the layer), or null for
  * a layer kept in the HFA file. */
 ORVIK_API const wchar_t *oimg_LayerCompanionPathGet(const Oimg_Layer *layer) ORVIK_NOEXCEPT;
+
+/* The full paths of the companion data files the file's layers name, each once, in the order
+ * of the entry tree, whether or not they exist (a caller that moves, copies or measures the
+ * file needs them). A new list, empty when no layer is external; null with a report when the
+ * tree cannot be read. */
+ORVIK_API ostr_StringList *oimg_CompanionFileList(Ohfa_File *file, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
 
 /* ---- Overviews ------------------------------------------------------------------------
  * Overview k (factor 2^k) has ceil(width / 2^k) x ceil(height / 2^k) pixels, each computed

@@ -4,6 +4,7 @@
 // layer check, delete, and a crash-point sweep over writes that span both files.
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "fio/write_seam.hpp"
 #include "img_test_util.hpp"
@@ -93,6 +94,38 @@ TEST_F(Companion, ThresholdAndExplicitPlacementDecideWhereBlocksGo) {
     EXPECT_EQ(s.checksum, OIMG_CHECKSUM_XXH3);
     for (Oimg_Layer *l : {small, big, asked, kept}) EXPECT_EQ(oimg_LayerClose(l, &err), 0);
     EXPECT_EQ(Check(f), 0);
+    ohfa_FileClose(f, nullptr);
+}
+
+// The list names the companions in tree order, a missing one too (a caller that moves or
+// measures the file needs every name).
+TEST_F(Companion, TheFileListsItsCompanionFiles) {
+    Ohfa_File *f = NewFile("l.hfa");
+    Report err;
+    ostr_StringList *list = oimg_CompanionFileList(f, &err);
+    ASSERT_NE(list, nullptr) << Text(err);
+    EXPECT_EQ(list->count, 0);
+    ostr_StringListDelete(list, nullptr);
+    std::vector<std::wstring> want;
+    for (const wchar_t *name : {L"A", L"In", L"B"}) {
+        Oimg_Layer *l = Create(f, name, Info(100, 100, OGDA_U8, 32, 32),
+                               name[0] == L'I' ? OIMG_PLACE_INSIDE : OIMG_PLACE_COMPANION);
+        ASSERT_NE(l, nullptr);
+        if (oimg_LayerCompanionPathGet(l)) want.push_back(oimg_LayerCompanionPathGet(l));
+        if (name[0] == L'A') {
+            Put(l, 0, 0, 100, 100);
+            ASSERT_GT(oimg_LayerBuildOverviews(l, &err), 0) << Text(err);
+        }
+        oimg_LayerClose(l, nullptr);
+    }
+    fs::remove(want.back());
+    list = oimg_CompanionFileList(f, &err);
+    ASSERT_NE(list, nullptr) << Text(err);
+    std::vector<std::wstring> got(list->strings, list->strings + list->count);
+    ostr_StringListDelete(list, nullptr);
+    EXPECT_EQ(got, want); // A's overviews are small: they stay inside
+    EXPECT_EQ(oimg_CompanionFileList(nullptr, &err), nullptr);
+    EXPECT_NE(err.get(), nullptr);
     ohfa_FileClose(f, nullptr);
 }
 
@@ -262,6 +295,51 @@ TEST_F(Companion, ADamagedBlockIsFoundAndDeleteRemovesTheFile) {
 
     EXPECT_EQ(oimg_LayerDelete(f, L"/Image/A", &err), 0) << Text(err);
     EXPECT_FALSE(fs::exists(a));
+    EXPECT_EQ(Check(f), 0);
+    ohfa_FileClose(f, nullptr);
+}
+
+// Deleting reads nothing of the companion: a layer whose file is missing, cut or foreign goes
+// (so does an image holding one), and a file another HFA file's layer names is left alone.
+TEST_F(Companion, DeleteNeedsNoCompanionAndSparesAForeignOne) {
+    Ohfa_File *f = NewFile("x.hfa");
+    for (const wchar_t *name : {L"Gone", L"Cut", L"Foreign", L"Kept"}) {
+        Oimg_Layer *l = Create(f, name, Info(64, 64, OGDA_U8, 32, 32), OIMG_PLACE_COMPANION);
+        ASSERT_NE(l, nullptr);
+        Put(l, 0, 0, 64, 64);
+        ASSERT_EQ(oimg_LayerClose(l, nullptr), 0);
+    }
+    ASSERT_EQ(oimg_ImageCreate(f, nullptr, L"Other", nullptr), 0);
+    Report err;
+    Oimg_LayerInfo info = Info(64, 64, OGDA_U8, 32, 32);
+    Oimg_Layer *l =
+        oimg_LayerCreatePlaced(f, L"/Other", L"O", &info, nullptr, OIMG_PLACE_COMPANION, &err);
+    ASSERT_NE(l, nullptr) << Text(err);
+    ASSERT_EQ(oimg_LayerClose(l, nullptr), 0);
+    const std::string gone = CompanionOf(f, L"/Image/Gone"), cut = CompanionOf(f, L"/Image/Cut"),
+                      foreign = CompanionOf(f, L"/Image/Foreign"),
+                      kept = CompanionOf(f, L"/Image/Kept"), other = CompanionOf(f, L"/Other/O");
+    fs::remove(gone);
+    fs::resize_file(cut, 40);
+    fs::copy_file(kept, foreign, fs::copy_options::overwrite_existing);
+    fs::remove(other);
+
+    for (const wchar_t *path : {L"/Image/Gone", L"/Image/Cut", L"/Image/Foreign"}) {
+        ASSERT_EQ(oimg_LayerOpen(f, path, &err), nullptr);
+        EXPECT_EQ(oimg_LayerDelete(f, path, &err), 0) << Text(err);
+        EXPECT_EQ(oimg_LayerOpen(f, path, &err), nullptr);
+    }
+    EXPECT_FALSE(fs::exists(cut));
+    EXPECT_TRUE(fs::exists(foreign)); // a copy of Kept's header: not this layer's to remove
+    EXPECT_TRUE(fs::exists(kept));
+    l = oimg_LayerOpen(f, L"/Image/Kept", &err);
+    ASSERT_NE(l, nullptr) << Text(err);
+    EXPECT_TRUE(Got(l, 0, 0, 64, 64));
+    oimg_LayerClose(l, nullptr);
+    // Not a layer: refused, nothing deleted.
+    EXPECT_EQ(oimg_LayerDelete(f, L"/Other", &err), -1);
+    EXPECT_EQ(oimg_LayerDelete(f, L"/Image/Nothing", &err), -1);
+    ASSERT_EQ(ohfa_ObjectDelete(f, L"/Other", OHFA_SEEK_PATH, &err), 0) << Text(err);
     EXPECT_EQ(Check(f), 0);
     ohfa_FileClose(f, nullptr);
 }

@@ -14,10 +14,13 @@ namespace orvik_tool {
 namespace {
 
 // How a layer keeps its blocks: codec and predictor, and the bytes its written blocks take
-// against what they hold (the ratio: raw / stored, 0 when nothing is written).
+// against what they hold (the ratio: raw / stored, 0 when nothing is written). A layer that
+// cannot be opened (a damaged record, a missing or foreign companion file) has only `problem`,
+// the library's report in brief form.
 struct Coding {
     Oimg_LayerStorage storage{};
     int64_t stored = 0, raw = 0;
+    std::string problem;
     double Ratio() const { return stored > 0 ? static_cast<double>(raw) / stored : 0.0; }
 };
 
@@ -30,15 +33,15 @@ struct Row {
     bool external = false; // a raster layer whose blocks lie in a companion data file
 };
 
+// One broken layer must not hide the rest of the listing: its problem goes into its row.
 Coding CodingOf(Ohfa_File *file, const std::string &path) {
     Report err;
-    Oimg_Layer *layer = oimg_LayerOpen(file, Wide(path).c_str(), err);
-    if (!layer) err.ThrowIfSet("Cannot open layer " + path);
     Coding c;
-    const bool ok = oimg_LayerStorageGet(layer, &c.storage, err) >= 0 &&
+    Oimg_Layer *layer = oimg_LayerOpen(file, Wide(path).c_str(), err);
+    const bool ok = layer && oimg_LayerStorageGet(layer, &c.storage, err) >= 0 &&
                     oimg_LayerStoredBytes(layer, &c.stored, &c.raw, err) == 0;
     oimg_LayerClose(layer, nullptr);
-    if (!ok) err.ThrowIfSet("Cannot read the storage of layer " + path);
+    if (!ok) c.problem = err ? BriefReport(err.get()) : "cannot be opened";
     return c;
 }
 
@@ -100,7 +103,9 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
                                   {"modified", TimeText(r.entry.modTime)},
                                   {"children", r.entry.child != 0},
                                   {"external", r.external}};
-            if (r.layer) {
+            if (r.layer && !r.coding.problem.empty()) {
+                row["error"] = r.coding.problem;
+            } else if (r.layer) {
                 const Coding &c = r.coding;
                 row["codec"] = CodecName(c.storage.codec);
                 row["level"] = c.storage.level;
@@ -119,11 +124,14 @@ void Run(const std::string &path, const std::string &node, bool recursive, bool 
         const std::string shown = (recursive ? r.path : r.name + (r.entry.child ? "/" : "")) +
                                   (r.external ? "  [external]" : "");
         if (longForm && r.layer)
-            std::printf("%-20s %10ld  %s  %s  (%s, ratio %s)\n",
+            std::printf("%-20s %10ld  %s  %s  (%s, %s)\n",
                         FixedText(r.entry.type, sizeof r.entry.type).c_str(),
                         static_cast<long>(r.entry.dataSize), TimeText(r.entry.modTime).c_str(),
-                        shown.c_str(), StorageText(r.coding.storage).c_str(),
-                        RatioText(r.coding).c_str());
+                        shown.c_str(),
+                        r.coding.problem.empty() ? StorageText(r.coding.storage).c_str()
+                                                 : "unreadable",
+                        r.coding.problem.empty() ? ("ratio " + RatioText(r.coding)).c_str()
+                                                 : r.coding.problem.c_str());
         else if (longForm)
             std::printf("%-20s %10ld  %s  %s\n",
                         FixedText(r.entry.type, sizeof r.entry.type).c_str(),

@@ -1,6 +1,10 @@
-// orvik repack IN OUT: a compacting copy; prints the bytes saved.
+// orvik repack IN OUT: a compacting copy; prints the bytes saved, companion files counted.
 #include <cstdio>
 #include <filesystem>
+#include <string>
+#include <vector>
+
+#include <orvik/oimg.h>
 
 #include "common.hpp"
 #include "recode.hpp"
@@ -14,13 +18,59 @@ void OnCopyProgress(void *context, long done, long total) {
     static_cast<Progress *>(context)->Update(static_cast<double>(done), static_cast<double>(total));
 }
 
+// What a file takes on disk: the HFA file and the companion files its layers name (those
+// present; a missing one takes nothing).
+struct Footprint {
+    unsigned long long bytes = 0;
+    long companions = 0;
+};
+
+std::vector<std::string> CompanionFiles(const std::string &path) {
+    HfaFile file(path, false);
+    Report err;
+    ostr_StringList *list = oimg_CompanionFileList(file.get(), err);
+    if (!list) err.ThrowIfSet("Cannot list the companion files of " + path);
+    std::vector<std::string> names;
+    for (int32_t i = 0; list && i < list->count; ++i) names.push_back(Narrow(list->strings[i]));
+    ostr_StringListDelete(list, nullptr);
+    return names;
+}
+
+Footprint FootprintOf(const std::string &path) {
+    Footprint f;
+    std::error_code ec;
+    f.bytes = std::filesystem::file_size(path, ec);
+    for (const std::string &companion : CompanionFiles(path)) {
+        const auto size = std::filesystem::file_size(companion, ec);
+        if (ec) continue;
+        f.bytes += size;
+        ++f.companions;
+    }
+    return f;
+}
+
+// The staging file of --compress goes with its companion files, whatever happened.
+struct Staging {
+    std::string path;
+    ~Staging() {
+        std::error_code ignored;
+        try {
+            if (std::filesystem::exists(path, ignored))
+                for (const std::string &companion : CompanionFiles(path))
+                    std::filesystem::remove(companion, ignored);
+        } catch (const std::exception &) { // a staging file that never opened has none
+        }
+        std::filesystem::remove(path, ignored);
+    }
+};
+
 void Run(const std::string &in, const std::string &out, const StorageOption &option) {
     const Oimg_LayerStorage storage = option.Given() ? option.Storage() : Oimg_LayerStorage{};
     { HfaFile check(in, false); } // refuses a missing or foreign input with its own message
     std::error_code ec;
     if (std::filesystem::exists(out, ec) && std::filesystem::equivalent(in, out, ec))
         throw Failure("Cannot repack a file onto itself: " + out);
-    const auto before = std::filesystem::file_size(in, ec);
+    const Footprint before = FootprintOf(in);
     Progress progress("repack");
     ohfa_FileCopyProgressUpdate(OnCopyProgress, &progress);
     Report err;
@@ -33,13 +83,7 @@ void Run(const std::string &in, const std::string &out, const StorageOption &opt
     if (copied < 0) err.ThrowIfSet("Cannot repack " + in);
     long recoded = 0;
     if (option.Given()) {
-        struct Staging {
-            std::string path;
-            ~Staging() {
-                std::error_code ignored;
-                std::filesystem::remove(path, ignored);
-            }
-        } staging{staged};
+        Staging staging{staged};
         {
             HfaFile source(in, false);
             HfaFile target(staged, true);
@@ -49,10 +93,13 @@ void Run(const std::string &in, const std::string &out, const StorageOption &opt
         if (ohfa_FileCopy(Wide(staged).c_str(), Wide(out).c_str(), err) < 0)
             err.ThrowIfSet("Cannot repack " + in);
     }
-    const auto after = std::filesystem::file_size(out, ec);
-    std::printf("%s: %ld entries, %llu -> %llu bytes, %lld bytes saved\n", out.c_str(), copied,
-                static_cast<unsigned long long>(before), static_cast<unsigned long long>(after),
-                static_cast<long long>(before) - static_cast<long long>(after));
+    const Footprint after = FootprintOf(out);
+    std::printf("%s: %ld entries, %llu -> %llu bytes, %lld bytes saved", out.c_str(), copied,
+                before.bytes, after.bytes,
+                static_cast<long long>(before.bytes) - static_cast<long long>(after.bytes));
+    if (before.companions > 0 || after.companions > 0)
+        std::printf(" (companion files included: %ld -> %ld)", before.companions, after.companions);
+    std::printf("\n");
     if (option.Given())
         std::printf("%s: %ld layer%s now %s\n", out.c_str(), recoded, recoded == 1 ? "" : "s",
                     StorageText(storage).c_str());
