@@ -76,14 +76,13 @@ TEST_P(ImgOverviewPush, LevelsEqualThoseBuiltFromTheStoredLayer) {
     ASSERT_EQ(ohfa_FileClose(f, &err), 0) << Text(err);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, ImgOverviewPush,
-    ::testing::Values(PushCase{OGDA_U8, OIMG_CONTINUOUS, false, 16},
-                      PushCase{OGDA_U8, OIMG_CONTINUOUS, true, 7},
-                      PushCase{OGDA_U4, OIMG_THEMATIC, false, 33},
-                      PushCase{OGDA_S16, OIMG_THEMATIC, true, 1},
-                      PushCase{OGDA_F32, OIMG_CONTINUOUS, false, 77},
-                      PushCase{OGDA_C64, OIMG_CONTINUOUS, false, 20}));
+INSTANTIATE_TEST_SUITE_P(Kinds, ImgOverviewPush,
+                         ::testing::Values(PushCase{OGDA_U8, OIMG_CONTINUOUS, false, 16},
+                                           PushCase{OGDA_U8, OIMG_CONTINUOUS, true, 7},
+                                           PushCase{OGDA_U4, OIMG_THEMATIC, false, 33},
+                                           PushCase{OGDA_S16, OIMG_THEMATIC, true, 1},
+                                           PushCase{OGDA_F32, OIMG_CONTINUOUS, false, 77},
+                                           PushCase{OGDA_C64, OIMG_CONTINUOUS, false, 20}));
 
 // A build ended early, or fed rows of the wrong shape, leaves no levels that would read as
 // complete, and an earlier set of levels is gone too (Begin replaced it).
