@@ -46,23 +46,14 @@ struct BandLayer {
     }
 };
 
-void Run(const ImportOptions &o) {
-    // Checked before the image is read, so a misspelt codec costs nothing.
-    const Oimg_LayerStorage storage = o.storage.Given() ? o.storage.Storage() : Oimg_LayerStorage{};
-    const std::unique_ptr<ImageSource> image = OpenImage(o.image);
-    std::error_code ec;
-    HfaFile file =
-        std::filesystem::exists(o.file, ec) ? HfaFile(o.file, true) : HfaFile::Create(o.file);
-    const std::string name = EntryName(
-        o.imageName.empty() ? std::filesystem::path(o.image).stem().string() : o.imageName);
+// Writes the image's bands as layers of the image `name`, with pyramids and statistics as
+// asked; returns the number of pyramid levels. `bands` keeps what was created, for Discard.
+long WriteBands(Ohfa_File *file, const std::string &name, ImageSource *image,
+                const ImportOptions &o, const Oimg_LayerStorage &storage,
+                std::vector<std::unique_ptr<BandLayer>> &bands) {
     Report err;
-    if (ohfa_EntryPeek(file.get(), OHFA_SEEK_PATH, Wide("/" + name).c_str(), nullptr, err) > 0)
-        throw Failure("Node already exists: /" + name + " (choose another with --image)");
-    if (oimg_ImageCreate(file.get(), nullptr, Wide(name).c_str(), err) != 0)
-        err.ThrowIfSet("Cannot create image /" + name);
     const auto n = static_cast<std::size_t>(image->bands);
     const Ogda_PixelType type = image->type;
-    std::vector<std::unique_ptr<BandLayer>> bands;
     for (std::size_t i = 0; i < n; ++i) {
         std::string layerName = "Band_" + std::to_string(i + 1);
         if (!o.layer.empty()) layerName = n == 1 ? o.layer : o.layer + "_" + std::to_string(i + 1);
@@ -74,9 +65,9 @@ void Run(const ImportOptions &o) {
         info.layerKind = OIMG_CONTINUOUS;
         auto &b = *bands.emplace_back(std::make_unique<BandLayer>());
         b.path = "/" + name + "/" + layerName;
-        b.layer = oimg_LayerCreateWithStorage(file.get(), Wide("/" + name).c_str(),
-                                              Wide(layerName).c_str(), &info,
-                                              o.storage.Given() ? &storage : nullptr, err);
+        b.layer =
+            oimg_LayerCreateWithStorage(file, Wide("/" + name).c_str(), Wide(layerName).c_str(),
+                                        &info, o.storage.Given() ? &storage : nullptr, err);
         if (!b.layer) err.ThrowIfSet("Cannot create layer " + layerName);
         if (!o.noPyramids && !(b.overviews = oimg_OverviewBuildBegin(b.layer, err)))
             err.ThrowIfSet("Cannot write layer " + layerName);
@@ -124,14 +115,63 @@ void Run(const ImportOptions &o) {
         for (auto &b : bands) {
             std::vector<uint64_t> counts;
             if (b->counts) counts = b->counts->Counts();
-            StoreLayerStatistics(file.get(), b->path, n == 1, b->counts ? &counts : nullptr);
+            StoreLayerStatistics(file, b->path, n == 1, b->counts ? &counts : nullptr);
         }
+    return levels;
+}
+
+// After a failure: a file made for the import goes; otherwise the half-written image does.
+void Discard(HfaFile &file, bool created, const std::string &name,
+             std::vector<std::unique_ptr<BandLayer>> &bands) {
+    std::vector<std::string> made;
+    for (auto &b : bands) made.push_back(b->path);
+    bands.clear(); // ends the pyramid builds and closes the layers
+    if (created) {
+        const std::string path = file.Path();
+        try {
+            file.Close();
+        } catch (const Failure &) {
+        }
+        std::error_code ec;
+        std::filesystem::remove(path, ec);
+        return;
+    }
+    for (const std::string &layer : made)
+        oimg_LayerDelete(file.get(), Wide(layer).c_str(), nullptr);
+    ohfa_ObjectDelete(file.get(), Wide("/" + name).c_str(), OHFA_SEEK_PATH, nullptr);
+}
+
+void Run(const ImportOptions &o) {
+    // Checked before the image is read, so a misspelt codec costs nothing.
+    const Oimg_LayerStorage storage = o.storage.Given() ? o.storage.Storage() : Oimg_LayerStorage{};
+    const std::unique_ptr<ImageSource> image = OpenImage(o.image);
+    std::error_code ec;
+    const bool created = !std::filesystem::exists(o.file, ec);
+    HfaFile file = created ? HfaFile::Create(o.file) : HfaFile(o.file, true);
+    const std::string name = EntryName(
+        o.imageName.empty() ? std::filesystem::path(o.image).stem().string() : o.imageName);
+    Report err;
+    if (ohfa_EntryPeek(file.get(), OHFA_SEEK_PATH, Wide("/" + name).c_str(), nullptr, err) > 0)
+        throw Failure("Node already exists: /" + name + " (choose another with --image)");
+    if (oimg_ImageCreate(file.get(), nullptr, Wide(name).c_str(), err) != 0)
+        err.ThrowIfSet("Cannot create image /" + name);
+    const auto n = static_cast<std::size_t>(image->bands);
+    const Ogda_PixelType type = image->type;
+    std::vector<std::unique_ptr<BandLayer>> bands;
+    long levels = 0;
+    try {
+        levels = WriteBands(file.get(), name, image.get(), o, storage, bands);
+    } catch (...) {
+        Discard(file, created, name, bands);
+        throw;
+    }
     WriteMapInfo(file.get(), "/" + name, image->map);
     file.Close();
     std::printf("%s -> %s:/%s: %zu layer%s of %d x %d %s%s, %ld pyramid level%s%s\n",
-                o.image.c_str(), o.file.c_str(), name.c_str(), n, n == 1 ? "" : "s", width, height,
-                Narrow(ogda_PixelNameFromType(type)).c_str(), o.noStats ? "" : " with statistics",
-                levels, levels == 1 ? "" : "s", image->map.present ? ", georeferenced" : "");
+                o.image.c_str(), o.file.c_str(), name.c_str(), n, n == 1 ? "" : "s", image->width,
+                image->height, Narrow(ogda_PixelNameFromType(type)).c_str(),
+                o.noStats ? "" : " with statistics", levels, levels == 1 ? "" : "s",
+                image->map.present ? ", georeferenced" : "");
 }
 
 } // namespace

@@ -15,8 +15,9 @@ bool ValueCounts::Countable(Ogda_PixelType type) {
 }
 
 ValueCounts::ValueCounts(Ogda_PixelType type)
-    : m_words(type == OGDA_U16 || type == OGDA_S16),
-      m_flip(type == OGDA_S8 ? 0x80 : type == OGDA_S16 ? 0x8000 : 0) {
+    : m_words(type == OGDA_U16 || type == OGDA_S16), m_flip(type == OGDA_S8    ? 0x80
+                                                            : type == OGDA_S16 ? 0x8000
+                                                                               : 0) {
     const std::size_t values = m_words ? 65536 : 256;
     m_parts.assign(values * (m_words ? kWordTables : kByteTables), 0);
     m_total.assign(values, 0);
