@@ -16,6 +16,7 @@
 #include "layer_stats.hpp"
 #include "map_info.hpp"
 #include "raster.hpp"
+#include "side_thread.hpp"
 #include "value_counts.hpp"
 
 namespace orvik_tool {
@@ -82,10 +83,25 @@ long WriteBands(Ohfa_File *file, const std::string &name, ImageSource *image,
     }
     const auto lineBytes = static_cast<std::size_t>(bands[0]->rows->lineBytes);
     const std::size_t pixelBytes = static_cast<std::size_t>(PixelBytes(type));
+    // Counting takes about as long as writing: the rows are counted on the side thread while
+    // the same rows are written, and the next rows are read only once both are done.
+    SideThread counter;
+    const auto count = [&](int32_t rows) {
+        for (std::size_t i = 0; i < bands.size(); ++i) {
+            BandLayer &b = *bands[i];
+            if (!b.counts) continue;
+            if (lineBytes == pixelBytes * width)
+                b.counts->Add(out[i], static_cast<std::size_t>(rows) * width);
+            else
+                for (int32_t r = 0; r < rows; ++r) b.counts->Add(RowOf(b.rows.get(), r), width);
+        }
+    };
     Progress progress("import");
     for (int32_t row = 0; row < height; row += blockRows) {
         const int32_t rows = std::min(blockRows, height - row);
+        counter.Wait();
         image->Read(row, rows, out, lineBytes);
+        if (!o.noStats) counter.Run([&count, rows] { count(rows); });
         for (auto &b : bands) {
             Ogda_BaseData view = *b->rows;
             view.numrows = rows;
@@ -94,14 +110,10 @@ long WriteBands(Ohfa_File *file, const std::string &name, ImageSource *image,
             if (oimg_LayerWriteWindow(b->layer, row, 0, rows, width, &view, err) != 0 ||
                 (b->overviews && oimg_OverviewBuildAddRows(b->overviews, &view, err) != 0))
                 err.ThrowIfSet("Cannot write layer " + b->path);
-            if (b->counts && lineBytes == pixelBytes * width)
-                b->counts->Add(static_cast<const unsigned char *>(view.data),
-                               static_cast<std::size_t>(rows) * width);
-            else if (b->counts)
-                for (int32_t r = 0; r < rows; ++r) b->counts->Add(RowOf(&view, r), width);
         }
         progress.Update(static_cast<double>(row + rows), static_cast<double>(height));
     }
+    counter.Wait();
     long levels = 0;
     for (auto &b : bands) {
         if (b->overviews) {
