@@ -172,15 +172,6 @@ bool Stream::Flush(Oerr_ErrorReport **err, const wchar_t *fn) {
     return FlushWrites(err, fn);
 }
 
-bool Stream::SyncToDisk(Oerr_ErrorReport **err, const wchar_t *fn) {
-    if (!Flush(err, fn)) return false;
-    if (IsNullDevice()) return true;
-    const os::Code code = os::FlushToDisk(m_handle);
-    if (code == 0) return true;
-    ReportSystemError(err, fn, code, L"Cannot write file to disk", &m_name);
-    return false;
-}
-
 bool Stream::Close(Oerr_ErrorReport **err, const wchar_t *fn) {
     bool ok = IsNullDevice() || FlushWrites(err, fn);
     if (m_map) {

@@ -52,8 +52,6 @@ class Stream {
     // Each reports under `fn` and returns false on failure.
     bool Close(Oerr_ErrorReport **err, const wchar_t *fn);
     bool Flush(Oerr_ErrorReport **err, const wchar_t *fn);
-    // Flush, then the file's data through to the disk (a later write may depend on it).
-    bool SyncToDisk(Oerr_ErrorReport **err, const wchar_t *fn);
     bool Seek(std::int64_t offset, int whence, Oerr_ErrorReport **err, const wchar_t *fn);
     std::int64_t Position() const { return m_pos; }
 

@@ -237,10 +237,9 @@ extern "C" {
 
 ORVIK_API Ohfa_Cache *ohfa_CacheCreate(Ohfa_File *file, const wchar_t *nodePath,
                                        const wchar_t *name, long blocksize, long blockcount,
-                                       Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                       Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheCreate";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ohfa_Cache *>(err, kFn, nullptr, [&]() -> Ohfa_Cache * {
         if (!CheckFile(file, kFn, err) || !CheckWritable(file, kFn, err)) return nullptr;
         if (!name || blocksize < 1 || blockcount < 0 ||
@@ -276,10 +275,9 @@ ORVIK_API Ohfa_Cache *ohfa_CacheCreate(Ohfa_File *file, const wchar_t *nodePath,
 }
 
 ORVIK_API Ohfa_Cache *ohfa_CacheOpen(Ohfa_File *file, const wchar_t *nodePath,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheOpen";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ohfa_Cache *>(err, kFn, nullptr, [&]() -> Ohfa_Cache * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         GuardScope guard(file);
@@ -290,10 +288,9 @@ ORVIK_API Ohfa_Cache *ohfa_CacheOpen(Ohfa_File *file, const wchar_t *nodePath,
 }
 
 ORVIK_API long ohfa_CacheGetBlock(Ohfa_Cache *cache, long block, void *buffer,
-                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheGetBlock";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckBlock(cache, block, buffer, kFn, err) || !FollowSwitch(cache, err, kFn))
             return -1;
@@ -307,10 +304,9 @@ ORVIK_API long ohfa_CacheGetBlock(Ohfa_Cache *cache, long block, void *buffer,
 }
 
 ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buffer,
-                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CachePutBlock";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckBlock(cache, block, buffer, kFn, err) || !CheckWritable(cache->file, kFn, err) ||
             !FollowSwitch(cache, err, kFn))
@@ -325,11 +321,10 @@ ORVIK_API long ohfa_CachePutBlock(Ohfa_Cache *cache, long block, const void *buf
     });
 }
 
-ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount, Oerr_ErrorReport **errIn)
+ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheExtend";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckCache(cache, kFn, err) || !CheckWritable(cache->file, kFn, err)) return -1;
         Ohfa_CacheNode &n = cache->node;
@@ -373,20 +368,18 @@ ORVIK_API long ohfa_CacheExtend(Ohfa_Cache *cache, long blockcount, Oerr_ErrorRe
     });
 }
 
-ORVIK_API long ohfa_CacheFlush(Ohfa_Cache *cache, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_CacheFlush(Ohfa_Cache *cache, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheFlush";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckCache(cache, kFn, err)) return -1;
         return FlushDirty(cache, err, kFn) ? 0 : -1;
     });
 }
 
-ORVIK_API long ohfa_CacheClose(Ohfa_Cache *cache, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_CacheClose(Ohfa_Cache *cache, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheClose";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     if (!cache) return 0;
     const long result = Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckCache(cache, kFn, err)) return -1;
@@ -396,11 +389,10 @@ ORVIK_API long ohfa_CacheClose(Ohfa_Cache *cache, Oerr_ErrorReport **errIn) ORVI
     return result;
 }
 
-ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **errIn)
+ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheDelete";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err) || !CheckWritable(file, kFn, err)) return -1;
         GuardScope guard(file);
@@ -415,11 +407,10 @@ ORVIK_API long ohfa_CacheDelete(Ohfa_File *file, const wchar_t *nodePath, Oerr_E
     });
 }
 
-ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes, Oerr_ErrorReport **errIn)
+ORVIK_API long ohfa_CacheSetLimit(Ohfa_Cache *cache, int64_t bytes, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CacheSetLimit";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckCache(cache, kFn, err)) return -1;
         cache->limit = std::max<int64_t>(bytes, 0);

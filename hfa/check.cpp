@@ -664,10 +664,9 @@ long orvik::hfa::UnclaimedSpace(Ohfa_File_ *file,
 
 extern "C" {
 
-ORVIK_API long ohfa_FileCheck(Ohfa_File *file, ostr_StringList **problems, Oerr_ErrorReport **errIn)
+ORVIK_API long ohfa_FileCheck(Ohfa_File *file, ostr_StringList **problems, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     if (problems) *problems = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;

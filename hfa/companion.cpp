@@ -97,7 +97,6 @@ bool CreateCompanion(Ohfa_File *file, CompanionRecord &record, Oerr_ErrorReport 
     Ofio_File *stream = ofio_FileOpen(path.c_str(), L"wx+b", err);
     bool ok = stream && ofio_FileWriteDirect(stream, 0, header, kCompanionHeaderSize, err) ==
                             static_cast<long>(kCompanionHeaderSize);
-    ok = ok && stream->SyncToDisk(err, fn);
     if (stream) {
         Oerr_ErrorReport *late = nullptr;
         const bool closed = ofio_FileClose(stream, ok ? err : &late) == 0;
@@ -248,8 +247,8 @@ bool AppendToCompanion(Companion &c, const port::fs::Piece *pieces, std::size_t 
     return true;
 }
 
-bool SyncCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn) {
-    return c.stream->SyncToDisk(err, fn);
+bool FlushCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn) {
+    return c.stream->Flush(err, fn);
 }
 
 bool ReadFromCompanion(Companion &c, uint64_t at, void *bytes, int64_t count,

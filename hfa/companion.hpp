@@ -48,7 +48,7 @@ const Omif_Design *CompanionDesign(Oerr_ErrorReport **err);
 std::wstring CompanionPath(const Ohfa_File *file, const char *fileName);
 
 // Creates a new companion file for the HFA file (a fresh identity and a name of the HFA file's
-// name, a part of the identity and ".blocks"), writes its header and syncs it; fills `record`.
+// name, a part of the identity and ".blocks") and writes its header; fills `record`.
 bool CreateCompanion(Ohfa_File *file, CompanionRecord &record, Oerr_ErrorReport **err,
                      const wchar_t *fn);
 // Whether the record's name is a plain file name (no folder part), as every name written is.
@@ -74,8 +74,9 @@ bool AppendToCompanion(Companion &c, const void *bytes, int64_t count, uint64_t 
 // Appends `count` pieces of `bytes` bytes together in one vectored write.
 bool AppendToCompanion(Companion &c, const port::fs::Piece *pieces, std::size_t count,
                        int64_t bytes, uint64_t &at, Oerr_ErrorReport **err, const wchar_t *fn);
-// Writes what the stream holds through to the disk.
-bool SyncCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn);
+// Hands what the stream still buffers to the system, so that a write naming the appended
+// blocks (in the HFA file) reaches the system after them.
+bool FlushCompanion(Companion &c, Oerr_ErrorReport **err, const wchar_t *fn);
 bool ReadFromCompanion(Companion &c, uint64_t at, void *bytes, int64_t count,
                        Oerr_ErrorReport **err, const wchar_t *fn);
 
@@ -86,8 +87,8 @@ class CompanionCarry {
   public:
     // For an "Ohfa_Companion" record (file form in `bytes`): creates the copy's companion and
     // turns `bytes` into its record. For an "Ohfa_BlockIndex64": appends the written blocks
-    // to the copy's companion (synced) and turns `bytes` into the index naming them. Other
-    // types are left alone. A source that cannot be read gives `problem` (a description, and
+    // to the copy's companion (handed to the system) and turns `bytes` into the index naming them.
+    // Other types are left alone. A source that cannot be read gives `problem` (a description, and
     // *skipped its cause) and empty `bytes`; false only when writing the copy fails.
     bool Carry(Ohfa_File *src, Ohfa_File *dst, long parent, const Ohfa_Entry &e,
                std::vector<unsigned char> &bytes, std::wstring &problem, Oerr_ErrorReport **skipped,

@@ -1,5 +1,5 @@
 // Copies of stores kept in companion data files: a new companion per copied store, its blocks
-// appended and synced before the copied index names them.
+// appended and handed to the system before the copied index names them.
 #include <cstring>
 
 #include "core/guard.hpp"
@@ -77,7 +77,7 @@ bool CompanionCarry::Carry(Ohfa_File *src, Ohfa_File *dst, long parent, const Oh
         PutWord(p, static_cast<uint32_t>(at));
         PutWord(p + 4, static_cast<uint32_t>(at >> 32));
     }
-    if (!SyncCompanion(*to, err, fn)) {
+    if (!FlushCompanion(*to, err, fn)) {
         SetError(err, fn, kCompanionFailed, *err, L"Cannot write companion file %s",
                  to->path.c_str());
         return false;

@@ -442,10 +442,9 @@ ORVIK_API void ohfa_FileCopyProgressUpdate(Ohfa_FileCopyProgress callback, void 
 }
 
 ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohfa_File *target,
-                               const wchar_t *targetPath, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                               const wchar_t *targetPath, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectCopy";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(source, kFn, err) || !CheckFile(target, kFn, err) ||
             !CheckWritable(target, kFn, err))
@@ -497,10 +496,9 @@ ORVIK_API long ohfa_ObjectCopy(Ohfa_File *source, const wchar_t *sourcePath, Ohf
 }
 
 ORVIK_API long ohfa_FileCopy(const wchar_t *source, const wchar_t *destination,
-                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileCopy";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckReady(kFn, true, err)) return -1;
         if (!source || !destination) {

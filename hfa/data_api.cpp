@@ -74,11 +74,10 @@ bool WriteBytes(Ohfa_File *file, long position, long size, const void *buffer,
 extern "C" {
 
 ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif_Design *design,
-                                      long size, const void *hostBuffer, Oerr_ErrorReport **errIn)
+                                      long size, const void *hostBuffer, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileHostDataWrite";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, false, err, kFn)) return -1;
         if (!design || !hostBuffer) {
@@ -111,11 +110,10 @@ ORVIK_API long ohfa_FileHostDataWrite(Ohfa_File *file, long position, const Omif
 }
 
 ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_Design *design,
-                                     long size, void *hostBuffer, Oerr_ErrorReport **errIn)
+                                     long size, void *hostBuffer, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileHostDataRead";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, true, err, kFn)) return -1;
         if (!design || !hostBuffer) {
@@ -162,10 +160,9 @@ ORVIK_API long ohfa_FileHostDataRead(Ohfa_File *file, long position, const Omif_
 }
 
 ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size, const void *buffer,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileMIFDataWrite";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, false, err, kFn)) return -1;
         if (size > 0 && !buffer) {
@@ -177,10 +174,9 @@ ORVIK_API long ohfa_FileMIFDataWrite(Ohfa_File *file, long position, long size, 
 }
 
 ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, void *buffer,
-                                    Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileMIFDataRead";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckTransfer(file, position, size, true, err, kFn)) return -1;
         if (size > 0 && !buffer) {
@@ -192,10 +188,9 @@ ORVIK_API long ohfa_FileMIFDataRead(Ohfa_File *file, long position, long size, v
     });
 }
 
-ORVIK_API long ohfa_FileSize(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileSize(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileSize";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     if (!CheckFile(file, kFn, err)) return -1;
     return static_cast<long>(file->fileEnd);
 }
@@ -214,10 +209,9 @@ ORVIK_API const Omif_Dictionary *ohfa_FileDictionaryGet(const Ohfa_File *file) O
 
 ORVIK_API const Omif_Design *ohfa_FileDictionaryAddDesign(Ohfa_File *file,
                                                           const Omif_Design *design,
-                                                          Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                                          Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileDictionaryAddDesign";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<const Omif_Design *>(err, kFn, nullptr, [&]() -> const Omif_Design * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         if (!design || !design->name) {

@@ -512,11 +512,10 @@ long EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 extern "C" {
 
-ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **errIn)
+ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryMove";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         GuardScope guard(file);
@@ -528,10 +527,9 @@ ORVIK_API long ohfa_EntryMove(Ohfa_File *file, const wchar_t *toPath, Oerr_Error
     });
 }
 
-ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryDelete";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         GuardScope guard(file);
@@ -544,10 +542,9 @@ ORVIK_API long ohfa_EntryDelete(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK
 }
 
 ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
-                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntrySeek";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, 0, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return 0;
         const long r = SeekEntry(file, method, name, err, kFn);
@@ -556,10 +553,9 @@ ORVIK_API long ohfa_EntrySeek(Ohfa_File *file, long method, const wchar_t *name,
 }
 
 ORVIK_API long ohfa_EntryWrite(Ohfa_File *file, long writePosition, const wchar_t *name,
-                               const wchar_t *type, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                               const wchar_t *type, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryWrite";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         GuardScope guard(file);
@@ -590,10 +586,9 @@ ORVIK_API Omsc_Boolean ohfa_EntryCurrentHasChild(const Ohfa_File *file, Oerr_Err
     return file && file->entry.valid && file->entry.record.child ? OMSC_TRUE : OMSC_FALSE;
 }
 
-ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_CurrentEntryPath";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<wchar_t *>(err, kFn, nullptr, [&]() -> wchar_t * {
         if (!CheckEntryFile(file, kFn, err)) return nullptr;
         std::wstring path;
@@ -611,11 +606,10 @@ ORVIK_API wchar_t *ohfa_CurrentEntryPath(Ohfa_File *file, Oerr_ErrorReport **err
     });
 }
 
-ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **errIn)
+ORVIK_API long ohfa_EntryCurrentGet(Ohfa_File *file, Ohfa_Entry *entry, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryCurrentGet";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, 0, [&]() -> long {
         if (!CheckEntryFile(file, kFn, err)) return 0;
         if (entry) *entry = file->entry.record;

@@ -77,11 +77,10 @@ bool HaveCurrent(Ohfa_File *file, Oerr_ErrorReport **err, const wchar_t *fn) {
 
 extern "C" {
 
-ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **errIn)
+ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPositionGet";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ohfa_EntryPosition *>(err, kFn, nullptr, [&]() -> Ohfa_EntryPosition * {
         if (!file) {
             SetError(err, kFn, kPositionNoFile, nullptr, L"Null file parameter");
@@ -104,10 +103,9 @@ ORVIK_API Ohfa_EntryPosition *ohfa_EntryPositionGet(Ohfa_File *file, Oerr_ErrorR
 }
 
 ORVIK_API long ohfa_EntryPositionSet(Ohfa_File *file, const Ohfa_EntryPosition *position,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPositionSet";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file) {
             SetError(err, kFn, kPositionNoFile, nullptr, L"Null file parameter");
@@ -138,11 +136,10 @@ ORVIK_API void ohfa_EntryPositionFree(Ohfa_EntryPosition *position) ORVIK_NOEXCE
     omsc_HeapFree(position);
 }
 
-ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **errIn)
+ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryGetCurrentPosition";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<uint32_t>(err, kFn, 0, [&]() -> uint32_t {
         if (!CheckFile(file, kFn, err) || !HaveCurrent(file, err, kFn)) return 0;
         return file->entry.position;
@@ -150,10 +147,9 @@ ORVIK_API uint32_t ohfa_EntryGetCurrentPosition(Ohfa_File *file, Oerr_ErrorRepor
 }
 
 ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
-                                            Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                            Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntrySetCurrentPosition";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         return SeekEntry(file, OHFA_SEEK_AT_FILE_POSITION, std::to_wstring(position).c_str(), err,
@@ -164,10 +160,9 @@ ORVIK_API long ohfa_EntrySetCurrentPosition(Ohfa_File *file, uint32_t position,
 }
 
 ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name, Ohfa_Entry *entry,
-                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                              Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_EntryPeek";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         Ohfa_EntryPosition *saved = ohfa_EntryPositionGet(file, err);
@@ -195,10 +190,9 @@ ORVIK_API long ohfa_EntryPeek(Ohfa_File *file, long method, const wchar_t *name,
 }
 
 ORVIK_API ostr_StringList *ohfa_ObjectList(Ohfa_File *file, const wchar_t *startNode,
-                                           Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectList";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<ostr_StringList *>(err, kFn, nullptr, [&]() -> ostr_StringList * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         // Freed on every way out but success, a throw included.

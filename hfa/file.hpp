@@ -75,21 +75,6 @@ struct Ohfa_File_ {
 
 namespace orvik::hfa {
 
-// Lets the internal code always report into a real slot: exported functions whose caller
-// passed a null report pointer report into a local one, deleted on return.
-class ErrSlot {
-  public:
-    explicit ErrSlot(Oerr_ErrorReport **err) : m_err(err ? err : &m_local) { *m_err = nullptr; }
-    ~ErrSlot() { oerr_DeleteErrorReportEx(&m_local); }
-    ErrSlot(const ErrSlot &) = delete;
-    ErrSlot &operator=(const ErrSlot &) = delete;
-    Oerr_ErrorReport **get() { return m_err; }
-
-  private:
-    Oerr_ErrorReport *m_local = nullptr;
-    Oerr_ErrorReport **m_err;
-};
-
 // The flush guard (see docs/hfa-format.md): the outermost holder runs the deferred work
 // (settling the file's growth) when the guard asks for it on leaving.
 class GuardScope {

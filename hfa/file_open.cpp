@@ -255,14 +255,13 @@ class ErrnoKeeper {
 extern "C" {
 
 ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t *mode,
-                                              uint32_t cacheArg, Oerr_ErrorReport **errIn, ...)
+                                              uint32_t cacheArg, Oerr_ErrorReport **err, ...)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileOpenWithOptions";
     ErrnoKeeper keepErrno;
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     va_list args;
-    va_start(args, errIn);
+    va_start(args, err);
     Ohfa_File *file = Guarded<Ohfa_File *>(err, kFn, nullptr, [&]() -> Ohfa_File * {
         bool exclusive = false;
         const std::vector<Option> options = ParseOptions(args, kFn, exclusive);
@@ -273,23 +272,21 @@ ORVIK_API Ohfa_File *ohfa_FileOpenWithOptions(const wchar_t *name, const wchar_t
 }
 
 ORVIK_API Ohfa_File *ohfa_FileOpen(const wchar_t *name, const wchar_t *mode, uint32_t cacheArg,
-                                   Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                   Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileOpen";
     ErrnoKeeper keepErrno;
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ohfa_File *>(err, kFn, nullptr, [&]() -> Ohfa_File * {
         return Open(name, mode, cacheArg, {}, false, err, kFn);
     });
 }
 
 ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t cacheArg,
-                                                Oerr_ErrorReport **errIn, ...) ORVIK_NOEXCEPT {
+                                                Oerr_ErrorReport **err, ...) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileCreateWithOptions";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     va_list args;
-    va_start(args, errIn);
+    va_start(args, err);
     Ohfa_File *file = Guarded<Ohfa_File *>(err, kFn, nullptr, [&]() -> Ohfa_File * {
         bool exclusive = false;
         const std::vector<Option> options = ParseOptions(args, kFn, exclusive);
@@ -299,11 +296,10 @@ ORVIK_API Ohfa_File *ohfa_FileCreateWithOptions(const wchar_t *name, uint32_t ca
     return file;
 }
 
-ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileCreate";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ohfa_File *>(err, kFn, nullptr, [&]() -> Ohfa_File * {
         return Create(name, cacheArg, {}, false, err, kFn);
     });
@@ -311,10 +307,9 @@ ORVIK_API Ohfa_File *ohfa_FileCreate(const wchar_t *name, uint32_t cacheArg,
 
 ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList, const wchar_t *name,
                                              const wchar_t *mode, uint32_t cacheArg,
-                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_SearchListFileOpen";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Ohfa_File *>(err, kFn, nullptr, [&]() -> Ohfa_File * {
         wchar_t *path = ofio_Which(searchList, name, err);
         if (!path) {
@@ -329,10 +324,9 @@ ORVIK_API Ohfa_File *ohfa_SearchListFileOpen(const ostr_StringList *searchList, 
     });
 }
 
-ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileClose";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (!OpenListRelease(file)) return 0;
@@ -358,10 +352,9 @@ ORVIK_API long ohfa_FileClose(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_N
     });
 }
 
-ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_IsHFAFile";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, 0, [&]() -> long {
         if (!CheckReady(kFn, false, err)) return 0;
         if (!nameIn || !*nameIn) return 0;
@@ -402,11 +395,9 @@ ORVIK_API long ohfa_IsHFAFile(const wchar_t *nameIn, Oerr_ErrorReport **errIn) O
     });
 }
 
-ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **errIn)
-    ORVIK_NOEXCEPT {
+ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileIsOpen";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Omsc_Boolean>(err, kFn, OMSC_FALSE, [&]() -> Omsc_Boolean {
         if (!CheckReady(kFn, false, err)) return OMSC_FALSE;
         if (!name) return OMSC_FALSE;
@@ -414,10 +405,9 @@ ORVIK_API Omsc_Boolean ohfa_FileIsOpen(const wchar_t *name, Oerr_ErrorReport **e
     });
 }
 
-ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileReinitialize(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileReinitialize";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         // What the stream still buffers may be stale now; pending writes go out first.

@@ -165,10 +165,9 @@ using namespace orvik::hfa;
 
 extern "C" {
 
-ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileFlush";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!file) {
             SetError(err, kFn, kFlushBadHandle, nullptr, L"Invalid file handle!");
@@ -178,9 +177,8 @@ ORVIK_API long ohfa_FileFlush(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_N
     });
 }
 
-ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
     return Guarded<long>(err, kDictWriteFn, -1, [&]() -> long {
         if (!CheckFile(file, kDictWriteFn, err)) return -1;
         if (!CheckWritable(file, kDictWriteFn, err)) return -1;
@@ -193,10 +191,9 @@ ORVIK_API long ohfa_DictionaryWrite(Ohfa_File *file, Oerr_ErrorReport **errIn) O
 }
 
 ORVIK_API long ohfa_DictionaryDelete(Ohfa_File *file, uint32_t position, long length,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_DictionaryDelete";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (position == file->dictionaryPos && position != 0) {

@@ -14,10 +14,9 @@ using namespace orvik::hfa;
 
 extern "C" {
 
-ORVIK_API long ohfa_FileFreeListRebuild(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileFreeListRebuild(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileFreeListRebuild";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (file->readOnly) {

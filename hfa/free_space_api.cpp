@@ -11,32 +11,29 @@ using namespace orvik::hfa;
 
 extern "C" {
 
-ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **errIn)
+ORVIK_API uint32_t ohfa_NextFreePos(Ohfa_File *file, long size, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_NextFreePos";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<uint32_t>(err, kFn, 0, [&]() -> uint32_t {
         if (!CheckFile(file, kFn, err)) return 0;
         return TakeSpace(file, size, err, kFn);
     });
 }
 
-ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size,
-                              Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FreeSpace(Ohfa_File *file, uint32_t position, long size, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FreeSpace";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         return GiveSpace(file, position, size, err, kFn) ? 0 : -1;
     });
 }
 
-ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileFreeSpaceSize";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         long total = 0;
@@ -55,10 +52,9 @@ ORVIK_API long ohfa_FileFreeSpaceSize(Ohfa_File *file, Oerr_ErrorReport **errIn)
     });
 }
 
-ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long ohfa_ShowFreeSpace(Ohfa_File *file, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ShowFreeSpace";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         auto line = [](uint32_t position, uint32_t next, uint32_t size) {

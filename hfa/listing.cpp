@@ -189,9 +189,8 @@ void ListCurrent(Ohfa_File *file, FILE *out, int64_t &decoded) {
 extern "C" {
 
 ORVIK_API long ohfa_ListFile(Ohfa_File *file, const wchar_t *startNode, FILE *out,
-                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         FILE *to = out ? out : stdout;

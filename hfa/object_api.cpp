@@ -163,11 +163,9 @@ extern "C" {
 
 ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
                                 const wchar_t *typeName, long writePosition, const void *object,
-                                const Omif_Design *design, Oerr_ErrorReport **errIn)
-    ORVIK_NOEXCEPT {
+                                const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectWrite";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (!design || !object) {
@@ -199,10 +197,9 @@ ORVIK_API long ohfa_ObjectWrite(Ohfa_File *file, const wchar_t *nodePath, const 
 
 ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, const wchar_t *name,
                                     const wchar_t *typeName, long writePosition, long count,
-                                    const void *bytes, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                    const void *bytes, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDataWrite";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         if (count < 0 || (count > 0 && !bytes)) {
@@ -226,11 +223,9 @@ ORVIK_API long ohfa_ObjectDataWrite(Ohfa_File *file, const wchar_t *nodePath, co
 }
 
 ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekMethod, void *object,
-                                const Omif_Design *design, Oerr_ErrorReport **errIn)
-    ORVIK_NOEXCEPT {
+                                const Omif_Design *design, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectRead";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         GuardScope guard(file);
@@ -243,10 +238,9 @@ ORVIK_API void *ohfa_ObjectRead(Ohfa_File *file, const wchar_t *name, long seekM
 
 ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                          void *object, const Omif_Design *design,
-                                         Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectReadIfPresent";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!CheckFile(file, kFn, err)) return nullptr;
         if (!object) {
@@ -263,10 +257,9 @@ ORVIK_API void *ohfa_ObjectReadIfPresent(Ohfa_File *file, const wchar_t *name, l
 
 ORVIK_API long ohfa_ObjectArrayRead(Ohfa_File *file, const wchar_t *name, long seekMethod,
                                     const Omif_Design *design, void *destination, long capacity,
-                                    Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectArrayRead";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         const Omif_Item *item = design ? design->items : nullptr;
@@ -320,10 +313,9 @@ ORVIK_API long ohfa_ObjectArrayRead(Ohfa_File *file, const wchar_t *name, long s
 }
 
 ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *name, long seekMethod,
-                                             long *count, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                             long *count, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDataReadIfPresent";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     if (count) *count = 0;
     return Guarded<void *>(err, kFn, nullptr, [&]() -> void * {
         if (!CheckFile(file, kFn, err)) return nullptr;
@@ -354,10 +346,9 @@ ORVIK_API void *ohfa_ObjectDataReadIfPresent(Ohfa_File *file, const wchar_t *nam
 }
 
 ORVIK_API long ohfa_ObjectDelete(Ohfa_File *file, const wchar_t *name, long seekMethod,
-                                 Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                 Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_ObjectDelete";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!CheckFile(file, kFn, err)) return -1;
         GuardScope guard(file);

@@ -220,13 +220,12 @@ bool ApplyOptions(Ohfa_File *file, const std::vector<Option> &options, Oerr_Erro
 
 using namespace orvik::hfa;
 
-extern "C" ORVIK_API long ohfa_FileChange(Ohfa_File *file, Oerr_ErrorReport **errIn, ...)
+extern "C" ORVIK_API long ohfa_FileChange(Ohfa_File *file, Oerr_ErrorReport **err, ...)
     ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"ohfa_FileChange";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     va_list args;
-    va_start(args, errIn);
+    va_start(args, err);
     const long result = Guarded<long>(err, kFn, -1, [&]() -> long {
         bool exclusive = false;
         const std::vector<Option> options = ParseOptions(args, kFn, exclusive);

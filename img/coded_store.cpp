@@ -80,9 +80,9 @@ bool StoreEncoded(Oimg_Layer &layer, const int32_t *blocks, const port::fs::Piec
     bool written = false;
     if (s.companion) {
         // A companion file grows at its end, its space never reused in place; the blocks
-        // reach the disk before any slot names them.
+        // reach the system before any slot names them.
         written = hfa::AppendToCompanion(*s.companion, pieces, count, bytes, at, err, fn) &&
-                  hfa::SyncCompanion(*s.companion, err, fn);
+                  hfa::FlushCompanion(*s.companion, err, fn);
     } else {
         at = hfa::TakeSpace(layer.file, bytes, err, L"ohfa_NextFreePos");
         if (at == 0) {
@@ -135,7 +135,7 @@ bool WriteBack(Oimg_Layer &layer, const std::vector<int32_t> &blocks, Oerr_Error
     std::vector<const unsigned char *> bytes(blocks.size());
     for (std::size_t i = 0; i < blocks.size(); ++i) bytes[i] = s.held.at(blocks[i]).bytes.get();
     return EncodeAndStore(
-        layer, blocks, [&](std::size_t i, std::size_t) { return bytes[i]; }, err, fn);
+        layer, blocks, [&](std::size_t i, std::size_t) { return bytes[i]; }, true, err, fn);
 }
 
 // Evicts the least recently used quarter of the held blocks (at least one), writing the
@@ -218,15 +218,18 @@ int32_t Workers(Oimg_Layer &layer) {
 }
 
 bool EncodeAndStore(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
-                    const BlockSource &source, Oerr_ErrorReport **err, const wchar_t *fn) {
+                    const BlockSource &source, bool sourcesStay, Oerr_ErrorReport **err,
+                    const wchar_t *fn) {
     if (blocks.empty()) return true;
     CodedStore &s = *layer.coded;
     const int32_t threads = Workers(layer);
     const auto bytes = static_cast<std::size_t>(s.shape.blockBytes);
+    // Held blocks are already in file form: without a codec the write gathers them in place.
+    const bool asTheyAre = sourcesStay && s.storage.codec == OIMG_CODEC_NONE;
     // A run: as many blocks as kRunBytes holds decoded (at least one); each is encoded into
     // its own block-sized place, and the write gathers the stored bytes from there.
     const std::size_t per = std::max<std::size_t>(1, kRunBytes / bytes);
-    s.encoded.resize(bytes * std::min(per, blocks.size()));
+    if (!asTheyAre) s.encoded.resize(bytes * std::min(per, blocks.size()));
     std::vector<port::fs::Piece> pieces;
     std::vector<uint64_t> sums;
     for (std::size_t first = 0; first < blocks.size(); first += per) {
@@ -234,6 +237,12 @@ bool EncodeAndStore(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
         pieces.assign(n, {});
         sums.assign(n, 0);
         Parallel(n, threads, [&](std::size_t k, std::size_t worker) {
+            if (asTheyAre) {
+                const unsigned char *in = source(first + k, worker);
+                pieces[k] = {const_cast<unsigned char *>(in), bytes}; // only written out
+                sums[k] = BlockChecksum(s.index.checksum, in, bytes);
+                return;
+            }
             unsigned char *out = s.encoded.data() + k * bytes;
             const std::size_t size = EncodeBlockInto(*s.contexts[worker], s.storage, s.shape,
                                                      source(first + k, worker), out);

@@ -119,10 +119,12 @@ template <class Job> void Parallel(std::size_t count, int32_t threads, Job &&job
 // Encodes blocks (increasing numbers; `source(i, worker)` gives block i decoded, in memory
 // that stays valid until the worker's next call) a run at a time, each block encoded and
 // summed by the worker that made it hot, and writes each run: its stored bytes into new space
-// in one call, then the slots, then the old space freed.
+// in one call, then the slots, then the old space freed. With `sourcesStay` every block given
+// stays valid for the whole call, so blocks stored as they are are written from where they lie.
 using BlockSource = std::function<const unsigned char *(std::size_t i, std::size_t worker)>;
 bool EncodeAndStore(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
-                    const BlockSource &source, Oerr_ErrorReport **err, const wchar_t *fn);
+                    const BlockSource &source, bool sourcesStay, Oerr_ErrorReport **err,
+                    const wchar_t *fn);
 
 // Whole blocks of a window straight between the file and the caller's rows (`rows`: the
 // block's rows in the caller's memory, blockHeight per block). `shared`: a read that may

@@ -132,7 +132,7 @@ bool WriteCodedWhole(Oimg_Layer &layer, const std::vector<int32_t> &blocks,
             }
             return block.data();
         },
-        err, fn);
+        false, err, fn);
     if (ok) return true;
     SetError(err, fn, kWindowStoreFailed, *err, L"Cannot write blocks of layer %s",
              layer.path.c_str());

@@ -7,7 +7,6 @@
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
-using orvik::hfa::ErrSlot;
 using namespace orvik::img;
 
 extern "C" {
@@ -15,10 +14,9 @@ extern "C" {
 ORVIK_API Oimg_Layer *oimg_LayerCreatePlaced(Ohfa_File *file, const wchar_t *imagePath,
                                              const wchar_t *name, const Oimg_LayerInfo *info,
                                              const Oimg_LayerStorage *storage, long placement,
-                                             Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                             Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCreatePlaced";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !imagePath || !name || !info) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file, path, name or record");

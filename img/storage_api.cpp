@@ -7,7 +7,6 @@
 
 using orvik::core::Guarded;
 using orvik::core::SetError;
-using orvik::hfa::ErrSlot;
 using namespace orvik::img;
 
 extern "C" {
@@ -21,10 +20,9 @@ ORVIK_API void oimg_LayerStorageInit(Oimg_LayerStorage *storage) ORVIK_NOEXCEPT 
 ORVIK_API Oimg_Layer *oimg_LayerCreateWithStorage(Ohfa_File *file, const wchar_t *imagePath,
                                                   const wchar_t *name, const Oimg_LayerInfo *info,
                                                   const Oimg_LayerStorage *storage,
-                                                  Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                                  Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCreateWithStorage";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<Oimg_Layer *>(err, kFn, nullptr, [&]() -> Oimg_Layer * {
         if (!file || !imagePath || !name || !info) {
             SetError(err, kFn, kBadArgument, nullptr, L"Invalid file, path, name or record");
@@ -47,10 +45,9 @@ ORVIK_API long oimg_LayerStorageGet(const Oimg_Layer *layer, Oimg_LayerStorage *
 }
 
 ORVIK_API long oimg_LayerStoredBytes(Oimg_Layer *layer, int64_t *stored, int64_t *decoded,
-                                     Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+                                     Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerStoredBytes";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer");
@@ -79,10 +76,9 @@ ORVIK_API long oimg_LayerStoredBytes(Oimg_Layer *layer, int64_t *stored, int64_t
     });
 }
 
-ORVIK_API long oimg_LayerCheck(Oimg_Layer *layer, Oerr_ErrorReport **errIn) ORVIK_NOEXCEPT {
+ORVIK_API long oimg_LayerCheck(Oimg_Layer *layer, Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
     static const wchar_t *const kFn = L"oimg_LayerCheck";
-    ErrSlot slot(errIn);
-    Oerr_ErrorReport **err = slot.get();
+    if (err) *err = nullptr;
     return Guarded<long>(err, kFn, -1, [&]() -> long {
         if (!layer) {
             SetError(err, kFn, kStorageBadArgument, nullptr, L"Invalid layer");
