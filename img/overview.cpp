@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -163,6 +164,16 @@ template <class T> class Builder {
             if (!Transfer(m_base, r, n, rows.data(), false)) return false;
             if (!Feed(0, rows.data(), n)) return false;
         }
+        return Finish();
+    }
+
+    // The next `n` rows of the layer, whole width, unpadded.
+    bool Add(const T *rows, int32_t n) { return Feed(0, rows, n); }
+    // Reports of later calls go to `err`.
+    void ReportTo(Oerr_ErrorReport **err) { m_err = err; }
+
+    // Closes the levels, which writes what they hold.
+    bool Finish() {
         for (auto &l : m_levels) {
             Oerr_ErrorReport *e = nullptr;
             const bool ok = CloseLayer(l.layer, &e, m_fn);
@@ -285,9 +296,11 @@ long CountLevels(Oimg_Layer *layer, Oerr_ErrorReport **err) {
     return count;
 }
 
-template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+// Deletes the old levels and creates the new ones, each handed to `builder`. Returns the number
+// of levels, or -1.
+template <class T>
+long Prepare(Oimg_Layer *layer, Builder<T> &builder, Oerr_ErrorReport **err, const wchar_t *fn) {
     if (!DeleteOverviews(layer, err, fn)) return -1;
-    Builder<T> builder(layer, err, fn);
     Oimg_LayerInfo info = layer->info;
     long levels = 0;
     for (long f = 2;
@@ -306,6 +319,12 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
         }
         builder.AddLevel(level);
     }
+    return levels;
+}
+
+template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+    Builder<T> builder(layer, err, fn);
+    const long levels = Prepare(layer, builder, err, fn);
     if (levels > 0 && !builder.Run()) {
         SetError(err, fn, kOverviewLevelFailed, *err, L"Cannot build the overviews of layer %s",
                  layer->path.c_str());
@@ -314,36 +333,49 @@ template <class T> long Build(Oimg_Layer *layer, Oerr_ErrorReport **err, const w
     return levels;
 }
 
-long BuildFor(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+template <class T> struct Tag { using Type = T; };
+
+// Calls f(Tag<T>{}) with the host pixel type T of the layer's pixels; text layers have none
+// (reported).
+template <class F>
+auto ForPixelType(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn, F &&f)
+    -> decltype(f(Tag<uint8_t>{})) {
     switch (layer->info.pixelType) {
     case OGDA_U1:
     case OGDA_U2:
     case OGDA_U4:
     case OGDA_U8:
-        return Build<uint8_t>(layer, err, fn);
+        return f(Tag<uint8_t>{});
     case OGDA_S8:
-        return Build<int8_t>(layer, err, fn);
+        return f(Tag<int8_t>{});
     case OGDA_U16:
-        return Build<uint16_t>(layer, err, fn);
+        return f(Tag<uint16_t>{});
     case OGDA_S16:
-        return Build<int16_t>(layer, err, fn);
+        return f(Tag<int16_t>{});
     case OGDA_U32:
-        return Build<uint32_t>(layer, err, fn);
+        return f(Tag<uint32_t>{});
     case OGDA_S32:
-        return Build<int32_t>(layer, err, fn);
+        return f(Tag<int32_t>{});
     case OGDA_F32:
-        return Build<float>(layer, err, fn);
+        return f(Tag<float>{});
     case OGDA_F64:
-        return Build<double>(layer, err, fn);
+        return f(Tag<double>{});
     case OGDA_C64:
-        return Build<Complex<float>>(layer, err, fn);
+        return f(Tag<Complex<float>>{});
     case OGDA_C128:
-        return Build<Complex<double>>(layer, err, fn);
+        return f(Tag<Complex<double>>{});
     default:
         SetError(err, fn, kOverviewTextLayer, nullptr,
                  L"Layer %s holds text: no overviews are built", layer->path.c_str());
-        return -1;
+        return {};
     }
+}
+
+long BuildFor(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *fn) {
+    const auto levels = ForPixelType(layer, err, fn, [&](auto tag) -> std::optional<long> {
+        return Build<typename decltype(tag)::Type>(layer, err, fn);
+    });
+    return levels ? *levels : -1;
 }
 
 } // namespace
@@ -362,6 +394,77 @@ bool DeleteOverviews(Oimg_Layer *layer, Oerr_ErrorReport **err, const wchar_t *f
     return count >= 0;
 }
 
+} // namespace orvik::img
+
+// A build fed by the caller; the pixel type is fixed by the derived PushBuild<T>.
+struct Oimg_OverviewBuild_ {
+    virtual ~Oimg_OverviewBuild_() = default;
+    // The next rows; false (reported) when a level could not be written.
+    virtual bool Add(const Ogda_BaseData &rows, Oerr_ErrorReport **err) = 0;
+    // Writes what the levels hold; false (reported) on failure.
+    virtual bool Finish(Oerr_ErrorReport **err) = 0;
+    // Closes the levels without a report (before they are deleted).
+    virtual void Abandon() = 0;
+    Oimg_Layer *layer = nullptr;
+    long levels = 0;
+    int32_t given = 0;   // rows of the layer handed over
+    bool failed = false; // a write failed: no more rows are taken
+};
+
+namespace orvik::img {
+namespace {
+
+constexpr const wchar_t *kAddRowsFn = L"oimg_OverviewBuildAddRows";
+
+template <class T> class PushBuild final : public Oimg_OverviewBuild_ {
+  public:
+    explicit PushBuild(Oimg_Layer *base, Oerr_ErrorReport **err)
+        : m_builder(std::make_unique<Builder<T>>(base, err, kAddRowsFn)) {}
+    Builder<T> &builder() { return *m_builder; }
+
+    bool Add(const Ogda_BaseData &d, Oerr_ErrorReport **err) override {
+        m_builder->ReportTo(err);
+        const std::size_t line = sizeof(T) * static_cast<std::size_t>(layer->info.width);
+        if (static_cast<std::size_t>(d.lineBytes) == line)
+            return m_builder->Add(static_cast<const T *>(d.dataStart), d.numrows);
+        // Padded lines are packed first: the builder takes rows back to back.
+        m_rows.resize(line / sizeof(T) * static_cast<std::size_t>(d.numrows));
+        for (int32_t r = 0; r < d.numrows; ++r)
+            std::memcpy(m_rows.data() + r * (line / sizeof(T)),
+                        static_cast<const unsigned char *>(d.dataStart) +
+                            static_cast<std::size_t>(r) * d.lineBytes,
+                        line);
+        return m_builder->Add(m_rows.data(), d.numrows);
+    }
+    bool Finish(Oerr_ErrorReport **err) override {
+        m_builder->ReportTo(err);
+        return m_builder->Finish();
+    }
+    void Abandon() override {
+        Oerr_ErrorReport *ignored = nullptr;
+        m_builder->ReportTo(&ignored);
+        m_builder.reset();
+        oerr_DeleteErrorReportEx(&ignored);
+    }
+
+  private:
+    std::unique_ptr<Builder<T>> m_builder;
+    std::vector<T> m_rows;
+};
+
+// Why `rows` cannot be the next rows of the build, or null.
+const wchar_t *BadRows(const Oimg_OverviewBuild_ &b, const Ogda_BaseData *d) {
+    const Oimg_LayerInfo &i = b.layer->info;
+    if (!d || !d->dataStart || d->objecttype == Ogda_Matrix || d->numrows < 1) return L"no rows";
+    if (d->datatype != i.pixelType || d->numcolumns != i.width ||
+        d->numbytes != ogda_NumBytePerPixelFromType(d->datatype) ||
+        d->lineBytes < int64_t{d->numbytes} * i.width)
+        return L"rows of another width or pixel type";
+    if (d->numrows > i.height - b.given) return L"more rows than the layer holds";
+    return nullptr;
+}
+
+} // namespace
 } // namespace orvik::img
 
 using namespace orvik::img;
@@ -422,6 +525,83 @@ ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oer
         if (!level)
             SetError(err, kFn, kOverviewNoLevel, *err, L"No overview of factor %ld", factor);
         return level;
+    });
+}
+
+ORVIK_API Oimg_OverviewBuild *oimg_OverviewBuildBegin(Oimg_Layer *layer, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_OverviewBuildBegin";
+    if (err) *err = nullptr;
+    return Guarded<Oimg_OverviewBuild *>(err, kFn, nullptr, [&]() -> Oimg_OverviewBuild * {
+        if (!layer) {
+            SetError(err, kFn, kPushBadArgument, nullptr, L"Invalid layer");
+            return nullptr;
+        }
+        using Made = std::unique_ptr<Oimg_OverviewBuild_>;
+        Made build = ForPixelType(layer, err, kFn, [&](auto tag) -> Made {
+            auto b = std::make_unique<PushBuild<typename decltype(tag)::Type>>(layer, err);
+            b->layer = layer;
+            b->levels = Prepare(layer, b->builder(), err, kFn);
+            if (b->levels < 0) return nullptr;
+            return b;
+        });
+        return build.release();
+    });
+}
+
+ORVIK_API long oimg_OverviewBuildAddRows(Oimg_OverviewBuild *build, const Ogda_BaseData *rows,
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT {
+    if (err) *err = nullptr;
+    return Guarded<long>(err, kAddRowsFn, -1, [&]() -> long {
+        if (!build || build->failed) {
+            SetError(err, kAddRowsFn, kPushBadArgument, nullptr,
+                     build ? L"The build has failed" : L"Invalid build");
+            return -1;
+        }
+        if (const wchar_t *why = BadRows(*build, rows)) {
+            SetError(err, kAddRowsFn, kPushBadRows, nullptr, L"Cannot take %s for layer %s", why,
+                     build->layer->path.c_str());
+            build->failed = true;
+            return -1;
+        }
+        build->failed = true; // until the rows are in: an exception leaves the build failed
+        if (!build->Add(*rows, err)) {
+            SetError(err, kAddRowsFn, kPushLevelFailed, *err,
+                     L"Cannot build the overviews of layer %s", build->layer->path.c_str());
+            return -1;
+        }
+        build->failed = false;
+        build->given += rows->numrows;
+        return 0;
+    });
+}
+
+ORVIK_API long oimg_OverviewBuildEnd(Oimg_OverviewBuild *build, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT {
+    static const wchar_t *const kFn = L"oimg_OverviewBuildEnd";
+    if (err) *err = nullptr;
+    const std::unique_ptr<Oimg_OverviewBuild_> owned(build);
+    return Guarded<long>(err, kFn, -1, [&]() -> long {
+        if (!build) {
+            SetError(err, kFn, kPushBadArgument, nullptr, L"Invalid build");
+            return -1;
+        }
+        Oimg_Layer *layer = build->layer;
+        if (!build->failed && build->given == layer->info.height) {
+            if (build->Finish(err)) return build->levels;
+            SetError(err, kFn, kPushLevelFailed, *err, L"Cannot build the overviews of layer %s",
+                     layer->path.c_str());
+        } else {
+            SetError(err, kFn, kPushIncomplete, nullptr,
+                     L"The overviews of layer %s were given %ld of %ld rows", layer->path.c_str(),
+                     long{build->given}, long{layer->info.height});
+        }
+        // Half-built levels would read as if complete: they go.
+        build->Abandon();
+        Oerr_ErrorReport *inner = nullptr;
+        DeleteOverviews(layer, &inner, kFn);
+        oerr_DeleteErrorReportEx(&inner);
+        return -1;
     });
 }
 

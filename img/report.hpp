@@ -27,6 +27,12 @@ enum ReportNumber : long {
     kOverviewTextLayer = 2,
     kOverviewLevelFailed = 3,
     kOverviewNoLevel = 4,
+    // Overviews from rows handed over: oimg_OverviewBuildBegin / AddRows / End
+    kPushBadArgument = 1,
+    kPushTextLayer = 2,
+    kPushLevelFailed = 3,
+    kPushBadRows = 4,
+    kPushIncomplete = 5,
     // Coded layers: oimg_LayerStorageGet, oimg_LayerStoredBytes, oimg_LayerCheck
     kStorageBadArgument = 1,
     kStorageReadFailed = 2,

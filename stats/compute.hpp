@@ -40,6 +40,9 @@ struct ValueCounts {
 bool CountValues(Ogda_PixelType type, const GridSource &source, const ExcludedSet &x,
                  ValueCounts &v);
 
+// Sets the counts of the excluded values to 0.
+void ExcludeCounts(const ExcludedSet &x, ValueCounts &v);
+
 // Statistics from counts; returns the number of values counted (0: nothing to report).
 uint64_t StatisticsFromCounts(const ValueCounts &v, Osta_Statistics *s);
 
@@ -81,5 +84,10 @@ Osta_Statistics *ComputeStatistics(Ogda_PixelType type, const GridSource &source
                                    const ExcludedSet &x, Osta_Statistics *statistics,
                                    Osta_Histogram **histogram, Oerr_ErrorReport **err,
                                    const wchar_t *fn);
+
+// As ComputeStatistics for values already counted (`v` after ExcludeCounts).
+Osta_Statistics *StatisticsOfCounts(const ValueCounts &v, Osta_Statistics *statistics,
+                                    Osta_Histogram **histogram, Oerr_ErrorReport **err,
+                                    const wchar_t *fn);
 
 } // namespace orvik::stats

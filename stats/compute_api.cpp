@@ -48,55 +48,25 @@ Osta_Histogram *NewHistogram(Odsc_BinFunctionType type, int32_t nBins, double lo
 
 namespace orvik::stats {
 
-Osta_Statistics *ComputeStatistics(Ogda_PixelType type, const GridSource &source,
-                                   const ExcludedSet &x, Osta_Statistics *statistics,
-                                   Osta_Histogram **histogram, Oerr_ErrorReport **err,
-                                   const wchar_t *fn) {
-    Osta_Histogram *given = histogram ? *histogram : nullptr;
+namespace {
+
+// A histogram handed in must be one; its counts are cleared for the new ones.
+bool TakeGiven(Osta_Histogram **histogram, Osta_Histogram *&given, Oerr_ErrorReport **err,
+               const wchar_t *fn) {
+    given = histogram ? *histogram : nullptr;
     if (given && !IsValidHistogram(given)) {
         SetError(err, fn, kComputeBadHistogram, nullptr,
                  L"Input histogram not an Osta_Histogram (wrong data type)");
-        return nullptr;
+        return false;
     }
-    Osta_Statistics s{};
-    Osta_Histogram *made = nullptr;
     if (given) ClearBinTable(given->table);
-    if (IsSmallInteger(type)) {
-        ValueCounts v;
-        if (!CountValues(type, source, x, v)) return nullptr;
-        if (StatisticsFromCounts(v, &s) == 0) {
-            SetError(err, fn, kComputeNoValues, nullptr,
-                     L"No values left to compute statistics from");
-            return nullptr;
-        }
-        if (histogram && !given) {
-            made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1, s.minimum, 0,
-                                err, fn);
-            if (!made) return nullptr;
-        }
-        if (histogram) BinCounts(v, given ? given : made);
-    } else {
-        RealSummary r;
-        if (!SummariseReals(type, source, x, given, r)) return nullptr;
-        if (r.moments.n == 0) {
-            SetError(err, fn, kComputeNoValues, nullptr,
-                     L"No values left to compute statistics from");
-            return nullptr;
-        }
-        StatisticsFromSummary(r, &s);
-        if (histogram && !given) {
-            // One value: a bin of width 1 around it keeps the linear kind valid.
-            const bool flat = !(s.maximum > s.minimum);
-            made = NewHistogram(ODSC_BIN_LINEAR, kModeBins, flat ? s.minimum - 0.5 : s.minimum,
-                                flat ? s.minimum + 0.5 : s.maximum, err, fn);
-            if (!made) return nullptr;
-            auto *counts = static_cast<double *>(made->table->data);
-            if (flat)
-                counts[kModeBins / 2] = r.moments.n;
-            else
-                CoarseCounts(r, counts);
-        }
-    }
+    return true;
+}
+
+// The record handed back, and the histogram made (if any) in *histogram.
+Osta_Statistics *HandBack(const Osta_Statistics &s, Osta_Statistics *statistics,
+                          Osta_Histogram *made, Osta_Histogram **histogram, Oerr_ErrorReport **err,
+                          const wchar_t *fn) {
     Oerr_ErrorReport *inner = nullptr;
     Osta_Statistics *out = statistics ? statistics : osta_StatisticsCreate(&inner);
     if (!out) {
@@ -107,6 +77,69 @@ Osta_Statistics *ComputeStatistics(Ogda_PixelType type, const GridSource &source
     *out = s;
     if (made) *histogram = made;
     return out;
+}
+
+Osta_Statistics *FromCounts(const ValueCounts &v, Osta_Histogram *given,
+                            Osta_Statistics *statistics, Osta_Histogram **histogram,
+                            Oerr_ErrorReport **err, const wchar_t *fn) {
+    Osta_Statistics s{};
+    if (StatisticsFromCounts(v, &s) == 0) {
+        SetError(err, fn, kComputeNoValues, nullptr, L"No values left to compute statistics from");
+        return nullptr;
+    }
+    Osta_Histogram *made = nullptr;
+    if (histogram && !given) {
+        made = NewHistogram(ODSC_BIN_DIRECT, int32_t(s.maximum - s.minimum) + 1, s.minimum, 0, err,
+                            fn);
+        if (!made) return nullptr;
+    }
+    if (histogram) BinCounts(v, given ? given : made);
+    return HandBack(s, statistics, made, histogram, err, fn);
+}
+
+} // namespace
+
+Osta_Statistics *StatisticsOfCounts(const ValueCounts &v, Osta_Statistics *statistics,
+                                    Osta_Histogram **histogram, Oerr_ErrorReport **err,
+                                    const wchar_t *fn) {
+    Osta_Histogram *given = nullptr;
+    if (!TakeGiven(histogram, given, err, fn)) return nullptr;
+    return FromCounts(v, given, statistics, histogram, err, fn);
+}
+
+Osta_Statistics *ComputeStatistics(Ogda_PixelType type, const GridSource &source,
+                                   const ExcludedSet &x, Osta_Statistics *statistics,
+                                   Osta_Histogram **histogram, Oerr_ErrorReport **err,
+                                   const wchar_t *fn) {
+    Osta_Histogram *given = nullptr;
+    if (!TakeGiven(histogram, given, err, fn)) return nullptr;
+    if (IsSmallInteger(type)) {
+        ValueCounts v;
+        if (!CountValues(type, source, x, v)) return nullptr;
+        return FromCounts(v, given, statistics, histogram, err, fn);
+    }
+    RealSummary r;
+    if (!SummariseReals(type, source, x, given, r)) return nullptr;
+    if (r.moments.n == 0) {
+        SetError(err, fn, kComputeNoValues, nullptr, L"No values left to compute statistics from");
+        return nullptr;
+    }
+    Osta_Statistics s{};
+    StatisticsFromSummary(r, &s);
+    Osta_Histogram *made = nullptr;
+    if (histogram && !given) {
+        // One value: a bin of width 1 around it keeps the linear kind valid.
+        const bool flat = !(s.maximum > s.minimum);
+        made = NewHistogram(ODSC_BIN_LINEAR, kModeBins, flat ? s.minimum - 0.5 : s.minimum,
+                            flat ? s.minimum + 0.5 : s.maximum, err, fn);
+        if (!made) return nullptr;
+        auto *counts = static_cast<double *>(made->table->data);
+        if (flat)
+            counts[kModeBins / 2] = r.moments.n;
+        else
+            CoarseCounts(r, counts);
+    }
+    return HandBack(s, statistics, made, histogram, err, fn);
 }
 
 } // namespace orvik::stats

@@ -86,11 +86,15 @@ bool CountValues(Ogda_PixelType type, const GridSource &source, const ExcludedSe
         v.counts.swap(byValue);
     }
     if (!bytes) fold();
+    ExcludeCounts(x, v);
+    return true;
+}
+
+void ExcludeCounts(const ExcludedSet &x, ValueCounts &v) {
     for (double e : x.Values()) {
         const double i = e - double(v.lo);
         if (i >= 0 && i < double(v.counts.size()) && i == std::floor(i)) v.counts[size_t(i)] = 0;
     }
-    return true;
 }
 
 uint64_t StatisticsFromCounts(const ValueCounts &v, Osta_Statistics *s) {

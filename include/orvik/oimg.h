@@ -221,6 +221,23 @@ ORVIK_API long oimg_LayerOverviewFactor(Oimg_Layer *layer, double scale, Oerr_Er
 ORVIK_API Oimg_Layer *oimg_LayerOverviewOpen(Oimg_Layer *layer, long factor, Oerr_ErrorReport **err)
     ORVIK_NOEXCEPT;
 
+/* Overviews built from rows the caller hands over as it writes the layer, so the layer is not
+ * read back: Begin deletes the old levels and creates the new ones; AddRows takes the next
+ * rows of the layer (top to bottom, the whole width, in the layer's pixel type: rows x width
+ * elements, any object type but a matrix); End, once every row has been given, writes what
+ * the levels hold, frees the build and returns the number of levels. The levels equal those
+ * of oimg_LayerBuildOverviews over the same pixels. A build that failed or is ended before
+ * its last row is freed with its levels deleted, and End returns -1 with a report. The layer
+ * handle must stay open until End. AddRows returns 0, or -1 (the build then takes no more
+ * rows). */
+typedef struct Oimg_OverviewBuild_ Oimg_OverviewBuild;
+ORVIK_API Oimg_OverviewBuild *oimg_OverviewBuildBegin(Oimg_Layer *layer, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+ORVIK_API long oimg_OverviewBuildAddRows(Oimg_OverviewBuild *build, const Ogda_BaseData *rows,
+                                         Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+ORVIK_API long oimg_OverviewBuildEnd(Oimg_OverviewBuild *build, Oerr_ErrorReport **err)
+    ORVIK_NOEXCEPT;
+
 ORVIK_END_DECLS
 
 #endif /* ORVIK_OIMG_H */

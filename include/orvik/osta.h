@@ -399,6 +399,19 @@ ORVIK_API long osta_LayerStatisticsUpdate(Ohfa_File *file, const wchar_t *layerP
                                           const Osta_SkipFactors *skip, Osta_Statistics *statistics,
                                           Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
 
+/*
+ * As osta_LayerStatisticsUpdate (no excluded values, skip factors 1, 1), without reading the
+ * layer: for a layer of an integer type up to 16 bits whose pixels the caller counted as it
+ * wrote them. counts[i] is the number of pixels of value lo + i, lo being the least value of
+ * the type (0 unsigned, -128 for s8, -32768 for s16); nCounts is 256 for types of 8 bits or
+ * fewer and 65536 for 16 bits. The layer's no-data value is left out. The stored records equal
+ * those osta_LayerStatisticsUpdate stores for the same pixels. Returns 0, or -1.
+ */
+ORVIK_API long osta_LayerStatisticsUpdateFromCounts(Ohfa_File *file, const wchar_t *layerPath,
+                                                    const uint64_t *counts, int32_t nCounts,
+                                                    Osta_Statistics *statistics,
+                                                    Oerr_ErrorReport **err) ORVIK_NOEXCEPT;
+
 ORVIK_END_DECLS
 
 #endif /* ORVIK_OSTA_H */

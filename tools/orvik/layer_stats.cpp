@@ -55,7 +55,7 @@ Ogda_BaseData *ReadWholeLayer(Ohfa_File *file, const std::string &layerPath) {
 }
 
 Osta_Statistics StoreLayerStatistics(Ohfa_File *file, const std::string &layerPath,
-                                     bool greyColourTable) {
+                                     bool greyColourTable, const std::vector<uint64_t> *counts) {
     Report err;
     const std::wstring path = Wide(layerPath);
     Oimg_Layer *layer = oimg_LayerOpen(file, path.c_str(), err);
@@ -72,8 +72,12 @@ Osta_Statistics StoreLayerStatistics(Ohfa_File *file, const std::string &layerPa
             err.ThrowIfSet("Cannot set the bins of " + layerPath);
     }
     Osta_Statistics stats{};
-    if (osta_LayerStatisticsUpdate(file, path.c_str(), nullptr, nullptr, &stats, err) != 0)
-        err.ThrowIfSet("Cannot compute the statistics of " + layerPath);
+    const long stored =
+        counts ? osta_LayerStatisticsUpdateFromCounts(file, path.c_str(), counts->data(),
+                                                      static_cast<int32_t>(counts->size()), &stats,
+                                                      err)
+               : osta_LayerStatisticsUpdate(file, path.c_str(), nullptr, nullptr, &stats, err);
+    if (stored != 0) err.ThrowIfSet("Cannot compute the statistics of " + layerPath);
     if (eightBit && greyColourTable) {
         Table table(file, layerPath, 256);
         std::unique_ptr<Osta_ColorTableStack, StackDeleter> colours(

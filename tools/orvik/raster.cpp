@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -54,6 +55,35 @@ bool HasExtension(const std::string &path, std::initializer_list<const char *> e
             return true;
     }
     return false;
+}
+
+namespace {
+
+class MemorySource final : public ImageSource {
+  public:
+    explicit MemorySource(ImageData image) : m_image(std::move(image)) {
+        width = m_image.width;
+        height = m_image.height;
+        bands = static_cast<int32_t>(m_image.bands.size());
+        type = m_image.bands.at(0)->datatype;
+        map = m_image.map;
+    }
+    void Read(int32_t row, int32_t rows, const std::vector<unsigned char *> &out,
+              std::size_t lineBytes) override {
+        const std::size_t bytes = static_cast<std::size_t>(PixelBytes(type)) * width;
+        for (std::size_t b = 0; b < m_image.bands.size(); ++b)
+            for (int32_t r = 0; r < rows; ++r)
+                std::memcpy(out[b] + r * lineBytes, RowOf(m_image.bands[b].get(), row + r), bytes);
+    }
+
+  private:
+    ImageData m_image;
+};
+
+} // namespace
+
+std::unique_ptr<ImageSource> SourceOf(ImageData image) {
+    return std::make_unique<MemorySource>(std::move(image));
 }
 
 ImageData ReadPnm(const std::string &path) {

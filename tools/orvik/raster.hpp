@@ -2,7 +2,6 @@
 // the image files the tool reads and writes.
 #pragma once
 
-#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -45,9 +44,26 @@ struct ImageData {
     MapInfo map;
 };
 
+// An image read a few rows at a time, every band at once, so that it never needs to be held
+// whole.
+class ImageSource {
+  public:
+    virtual ~ImageSource() = default;
+    int32_t width = 0, height = 0;
+    int32_t bands = 0;
+    Ogda_PixelType type = OGDA_U8;
+    MapInfo map;
+    // Rows row .. row + rows - 1 of band b into out[b], rows lineBytes apart. Rows are asked
+    // for in order, top to bottom (throws Failure).
+    virtual void Read(int32_t row, int32_t rows, const std::vector<unsigned char *> &out,
+                      std::size_t lineBytes) = 0;
+};
+
 // TIFF and GeoTIFF through libtiff: stripped or tiled, contiguous or separate planes, 8 to
-// 64-bit integer, real and complex samples. `progress` (0..1) is reported while reading.
-ImageData ReadTiff(const std::string &path, const std::function<void(double)> &progress);
+// 64-bit integer, real and complex samples (throws Failure).
+std::unique_ptr<ImageSource> OpenTiff(const std::string &path);
+// An image already in memory as a source.
+std::unique_ptr<ImageSource> SourceOf(ImageData image);
 // Writes the bands as one TIFF (tiled 256 x 256, one sample per band) with `map` as GeoTIFF
 // tags when present.
 void WriteTiff(const std::string &path, const ImageData &image);

@@ -94,14 +94,14 @@ void FormatOf(Ogda_PixelType type, uint16_t *format, uint16_t *bits) {
     }
 }
 
-// Copies a rows x columns piece of one sample of a decoded strip or tile into the band.
-// `stride` is the samples per pixel of the piece (1 for separate planes).
-void Scatter(const unsigned char *piece, int32_t pieceWidth, int stride, int sample, int bytes,
-             Ogda_BaseData *band, int32_t row0, int32_t col0, int32_t rows, int32_t columns) {
+// Copies rows x columns pixels of one sample of decoded TIFF rows (`stride` samples per pixel,
+// `sourceLine` bytes apart) to rows `lineBytes` apart.
+void Scatter(const unsigned char *source, std::size_t sourceLine, int stride, int sample, int bytes,
+             unsigned char *out, std::size_t lineBytes, int32_t rows, int32_t columns) {
     for (int32_t r = 0; r < rows; ++r) {
         const unsigned char *src =
-            piece + (static_cast<std::size_t>(r) * pieceWidth * stride + sample) * bytes;
-        unsigned char *dst = RowOf(band, row0 + r) + static_cast<std::size_t>(col0) * bytes;
+            source + r * sourceLine + static_cast<std::size_t>(sample) * bytes;
+        unsigned char *dst = out + r * lineBytes;
         if (stride == 1) {
             std::memcpy(dst, src, static_cast<std::size_t>(columns) * bytes);
             continue;
@@ -156,85 +156,140 @@ void WriteMapInfo(TIFF *tif, const MapInfo &map) {
 
 std::string Why() { return LastTiffError().empty() ? "not a TIFF file" : LastTiffError(); }
 
+// A TIFF read one strip or one row of tiles (a piece) at a time; the last piece of each plane
+// is kept, since the rows asked for need not start or end with a piece.
+class TiffSource final : public ImageSource {
+  public:
+    explicit TiffSource(const std::string &path) : m_path(path), m_file(path, "r") {
+        TIFF *tif = m_file.get();
+        if (!tif) throw Failure("Unsupported image " + path + ": " + Why());
+        uint32_t w = 0, h = 0;
+        uint16_t spp = 1, bits = 1, format = SAMPLEFORMAT_UINT, planar = PLANARCONFIG_CONTIG;
+        TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &w);
+        TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &h);
+        TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLESPERPIXEL, &spp);
+        TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bits);
+        TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &format);
+        TIFFGetFieldDefaulted(tif, TIFFTAG_PLANARCONFIG, &planar);
+        type = TypeOf(format, bits);
+        if (type == OGDA_PIXEL_INVALID)
+            throw Failure("Unsupported image " + path + ": " + std::to_string(bits) +
+                          "-bit samples of format " + std::to_string(format));
+        if (w < 1 || h < 1 || w > 0x7FFFFFFF || h > 0x7FFFFFFF || spp < 1)
+            throw Failure("Unsupported image " + path + ": size " + std::to_string(w) + " x " +
+                          std::to_string(h) + " x " + std::to_string(spp));
+        width = static_cast<int32_t>(w);
+        height = static_cast<int32_t>(h);
+        bands = spp;
+        m_bytes = PixelBytes(type);
+        const bool separate = planar == PLANARCONFIG_SEPARATE && spp > 1;
+        m_stride = separate ? 1 : spp;
+        m_planes = separate ? spp : 1;
+        m_line = static_cast<std::size_t>(w) * m_stride * m_bytes;
+        uint64_t pieceBytes = 0;
+        if (TIFFIsTiled(tif)) {
+            TIFFGetField(tif, TIFFTAG_TILEWIDTH, &m_tileWidth);
+            TIFFGetField(tif, TIFFTAG_TILELENGTH, &m_pieceRows);
+            const tmsize_t size = TIFFTileSize(tif);
+            if (m_tileWidth == 0 || m_pieceRows == 0 || size <= 0 ||
+                static_cast<uint64_t>(size) <
+                    static_cast<uint64_t>(m_tileWidth) * m_pieceRows * m_stride * m_bytes)
+                throw Failure("Unsupported image " + path + ": bad tile layout");
+            m_tile.resize(static_cast<std::size_t>(size));
+            pieceBytes = static_cast<uint64_t>(m_line) * std::min(m_pieceRows, h);
+        } else {
+            m_pieceRows = h;
+            TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &m_pieceRows);
+            m_pieceRows = std::max<uint32_t>(1, std::min(m_pieceRows, h));
+            const tmsize_t size = TIFFStripSize(tif);
+            if (size <= 0 ||
+                static_cast<uint64_t>(size) < static_cast<uint64_t>(m_line) * m_pieceRows)
+                throw Failure("Unsupported image " + path + ": bad strip layout");
+            pieceBytes = static_cast<uint64_t>(size);
+        }
+        m_pieceBytes = static_cast<std::size_t>(pieceBytes);
+        m_pieces.resize(m_planes);
+        m_cached.assign(m_planes, -1);
+        map = ReadMapInfo(tif);
+    }
+
+    void Read(int32_t row, int32_t rows, const std::vector<unsigned char *> &out,
+              std::size_t lineBytes) override {
+        const auto pieceRows = static_cast<int32_t>(m_pieceRows);
+        for (int p = 0; p < m_planes; ++p)
+            for (int32_t y = row; y < row + rows;) {
+                const int32_t piece = y / pieceRows, top = piece * pieceRows;
+                const int32_t held = std::min(pieceRows, height - top);
+                const int32_t end = std::min(top + held, row + rows);
+                unsigned char *first = out[m_planes > 1 ? p : 0] + (y - row) * lineBytes;
+                // A whole strip of one sample goes straight where it belongs.
+                if (m_tileWidth == 0 && m_stride == 1 && y == top && end == top + held &&
+                    lineBytes == m_line) {
+                    DecodeStrip(p, piece, first, m_line * held);
+                } else {
+                    const unsigned char *source = Load(p, piece) + (y - top) * m_line;
+                    for (int s = 0; s < m_stride; ++s)
+                        Scatter(source, m_line, m_stride, s, m_bytes,
+                                out[m_planes > 1 ? p : s] + (y - row) * lineBytes, lineBytes,
+                                end - y, width);
+                }
+                y = end;
+            }
+    }
+
+  private:
+    void DecodeStrip(int plane, int32_t piece, unsigned char *into, std::size_t bytes) {
+        TIFF *tif = m_file.get();
+        const uint32_t strip = TIFFComputeStrip(tif, static_cast<uint32_t>(piece) * m_pieceRows,
+                                                static_cast<uint16_t>(plane));
+        if (TIFFReadEncodedStrip(tif, strip, into, static_cast<tmsize_t>(bytes)) <
+            static_cast<tmsize_t>(bytes))
+            throw Failure("Cannot read " + m_path + ": " + Why());
+    }
+
+    // The decoded piece of `plane`, whole rows of the image.
+    const unsigned char *Load(int plane, int32_t piece) {
+        std::vector<unsigned char> &buf = m_pieces[plane];
+        if (m_cached[plane] == piece) return buf.data();
+        m_cached[plane] = -1;
+        buf.resize(m_pieceBytes);
+        const auto top = static_cast<uint32_t>(piece) * m_pieceRows;
+        const int32_t held = std::min(static_cast<int32_t>(m_pieceRows), height - int32_t(top));
+        if (m_tileWidth == 0) {
+            DecodeStrip(plane, piece, buf.data(), m_line * held);
+        } else {
+            const std::size_t tileLine = static_cast<std::size_t>(m_tileWidth) * m_stride * m_bytes;
+            for (uint32_t x = 0; x < static_cast<uint32_t>(width); x += m_tileWidth) {
+                if (TIFFReadTile(m_file.get(), m_tile.data(), x, top, 0,
+                                 static_cast<uint16_t>(plane)) < 0)
+                    throw Failure("Cannot read " + m_path + ": " + Why());
+                const std::size_t columns = std::min<uint32_t>(m_tileWidth, width - x);
+                for (int32_t r = 0; r < held; ++r)
+                    std::memcpy(buf.data() + r * m_line + x * m_stride * m_bytes,
+                                m_tile.data() + r * tileLine, columns * m_stride * m_bytes);
+            }
+        }
+        m_cached[plane] = piece;
+        return buf.data();
+    }
+
+    std::string m_path;
+    TiffFile m_file;
+    int m_bytes = 1, m_stride = 1, m_planes = 1;
+    std::size_t m_line = 0;       // bytes of one decoded image row of a plane
+    uint32_t m_pieceRows = 1;     // rows per strip or per tile
+    uint32_t m_tileWidth = 0;     // 0: stripped
+    std::size_t m_pieceBytes = 0; // bytes of a decoded piece
+    std::vector<unsigned char> m_tile;
+    std::vector<std::vector<unsigned char>> m_pieces;
+    std::vector<int32_t> m_cached; // piece each plane's buffer holds, -1 none
+};
+
 } // namespace
 
-ImageData ReadTiff(const std::string &path, const std::function<void(double)> &progress) {
+std::unique_ptr<ImageSource> OpenTiff(const std::string &path) {
     QuietTiff();
-    TiffFile file(path, "r");
-    TIFF *tif = file.get();
-    if (!tif) throw Failure("Unsupported image " + path + ": " + Why());
-    uint32_t width = 0, height = 0;
-    uint16_t spp = 1, bits = 1, format = SAMPLEFORMAT_UINT, planar = PLANARCONFIG_CONTIG;
-    TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &width);
-    TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &height);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLESPERPIXEL, &spp);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bits);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &format);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_PLANARCONFIG, &planar);
-    const Ogda_PixelType type = TypeOf(format, bits);
-    if (type == OGDA_PIXEL_INVALID)
-        throw Failure("Unsupported image " + path + ": " + std::to_string(bits) +
-                      "-bit samples of format " + std::to_string(format));
-    if (width < 1 || height < 1 || width > 0x7FFFFFFF || height > 0x7FFFFFFF || spp < 1)
-        throw Failure("Unsupported image " + path + ": size " + std::to_string(width) + " x " +
-                      std::to_string(height) + " x " + std::to_string(spp));
-    ImageData image;
-    image.width = static_cast<int32_t>(width);
-    image.height = static_cast<int32_t>(height);
-    for (uint16_t s = 0; s < spp; ++s)
-        image.bands.push_back(NewBand(image.height, image.width, type));
-    const int bytes = PixelBytes(type);
-    const bool separate = planar == PLANARCONFIG_SEPARATE && spp > 1;
-    const int stride = separate ? 1 : spp;
-    const int planes = separate ? spp : 1;
-    if (TIFFIsTiled(tif)) {
-        uint32_t tw = 0, th = 0;
-        TIFFGetField(tif, TIFFTAG_TILEWIDTH, &tw);
-        TIFFGetField(tif, TIFFTAG_TILELENGTH, &th);
-        const tmsize_t size = TIFFTileSize(tif);
-        if (tw == 0 || th == 0 || size <= 0 ||
-            static_cast<uint64_t>(size) < static_cast<uint64_t>(tw) * th * stride * bytes)
-            throw Failure("Unsupported image " + path + ": bad tile layout");
-        std::vector<unsigned char> buf(static_cast<std::size_t>(size));
-        for (uint32_t y = 0; y < height; y += th) {
-            for (uint32_t x = 0; x < width; x += tw)
-                for (int p = 0; p < planes; ++p) {
-                    if (TIFFReadTile(tif, buf.data(), x, y, 0, static_cast<uint16_t>(p)) < 0)
-                        throw Failure("Cannot read " + path + ": " + Why());
-                    const int32_t rows = static_cast<int32_t>(std::min(th, height - y));
-                    const int32_t cols = static_cast<int32_t>(std::min(tw, width - x));
-                    for (int s = 0; s < (separate ? 1 : spp); ++s)
-                        Scatter(buf.data(), static_cast<int32_t>(tw), stride, s, bytes,
-                                image.bands[separate ? p : s].get(), static_cast<int32_t>(y),
-                                static_cast<int32_t>(x), rows, cols);
-                }
-            progress(static_cast<double>(y + th) / height);
-        }
-    } else {
-        uint32_t rps = height;
-        TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &rps);
-        rps = std::max<uint32_t>(1, std::min(rps, height));
-        const tmsize_t size = TIFFStripSize(tif);
-        if (size <= 0 ||
-            static_cast<uint64_t>(size) < static_cast<uint64_t>(width) * rps * stride * bytes)
-            throw Failure("Unsupported image " + path + ": bad strip layout");
-        std::vector<unsigned char> buf(static_cast<std::size_t>(size));
-        for (uint32_t y = 0; y < height; y += rps) {
-            for (int p = 0; p < planes; ++p) {
-                const uint32_t strip = TIFFComputeStrip(tif, y, static_cast<uint16_t>(p));
-                if (TIFFReadEncodedStrip(tif, strip, buf.data(), size) < 0)
-                    throw Failure("Cannot read " + path + ": " + Why());
-                const int32_t rows = static_cast<int32_t>(std::min(rps, height - y));
-                for (int s = 0; s < (separate ? 1 : spp); ++s)
-                    Scatter(buf.data(), image.width, stride, s, bytes,
-                            image.bands[separate ? p : s].get(), static_cast<int32_t>(y), 0, rows,
-                            image.width);
-            }
-            progress(static_cast<double>(y + rps) / height);
-        }
-    }
-    image.map = ReadMapInfo(tif);
-    return image;
+    return std::make_unique<TiffSource>(path);
 }
 
 void WriteTiff(const std::string &path, const ImageData &image) {
