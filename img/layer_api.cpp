@@ -31,6 +31,11 @@ std::wstring Child(const std::wstring &parent, const wchar_t *name) {
 
 void Delete(Oerr_ErrorReport *&report) { oerr_DeleteErrorReportEx(&report); }
 
+// Whether the entry's type is a raster layer's (entry types are narrow, zero-padded text).
+bool IsLayerEntry(const Ohfa_Entry &e) {
+    return std::strncmp(e.type, "Oimg_Layer", sizeof e.type) == 0;
+}
+
 // The file form of a block never written: every pixel the no-data value (0 without one;
 // the empty text for "string" layers).
 void BuildNoDataBlock(Oimg_Layer &layer) {
@@ -76,8 +81,7 @@ Oimg_Layer *OpenLayer(Ohfa_File *file, const std::wstring &path, Oerr_ErrorRepor
                  path.c_str());
         return nullptr;
     }
-    if (std::strncmp(e.type, "Oimg_Layer", sizeof e.type) != 0 ||
-        e.dataSize != static_cast<int32_t>(kLayerRecordSize) || e.data == 0) {
+    if (!IsLayerEntry(e) || e.dataSize != static_cast<int32_t>(kLayerRecordSize) || e.data == 0) {
         SetError(err, fn, kBadRecord, nullptr, L"Entry %s is not a raster layer (%ld bytes)",
                  path.c_str(), static_cast<long>(e.dataSize));
         return nullptr;
@@ -295,7 +299,7 @@ ORVIK_API long oimg_LayerDelete(Ohfa_File *file, const wchar_t *layerPath, Oerr_
                      layerPath);
             return -1;
         }
-        if (std::strncmp(e.type, "Oimg_Layer", sizeof e.type) != 0) {
+        if (!IsLayerEntry(e)) {
             SetError(err, kFn, kBadRecord, nullptr, L"Entry %s is not a raster layer", layerPath);
             return -1;
         }

@@ -55,7 +55,7 @@ std::string RatioText(const Coding &c) {
 // Whether the layer at `path` keeps its blocks in a companion data file: it has a companion
 // record.
 bool External(Ohfa_File *file, const std::string &path, const Ohfa_Entry &e) {
-    if (FixedText(e.type, sizeof e.type) != "Oimg_Layer") return false;
+    if (FixedText(e.type, sizeof e.type) != kLayerType) return false;
     Report err;
     return ohfa_EntryPeek(file, OHFA_SEEK_PATH, Wide(path + "/Companion").c_str(), nullptr, err) >
            0;
